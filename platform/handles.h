@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+namespace quorle {
+
+/// Something that the platform hands out and takes back: a lock, an open file, a port. The value
+/// means nothing to the tester; zero is "none" and converts to false. Copying a handle copies the
+/// reference, not the object, and nothing is released when one goes out of scope: releases are
+/// calls that the tests make themselves, in a given order, with "none" too.
+template <class Kind>
+struct Handle {
+  std::uintptr_t value = 0;
+
+  constexpr explicit operator bool() const { return value != 0; }
+  friend constexpr bool operator==(Handle, Handle) = default;
+};
+
+/// A lock on an object, from `Lock()` and its relatives. Given back with `UnLock()`.
+using LockHandle = Handle<struct LockKind>;
+/// An open file, from `Open()` or `OpenFromLock()`. Given back with `Close()`.
+using FileHandle = Handle<struct FileKind>;
+/// A message port; the port of a handler says which filesystem an object belongs to. Never given back.
+using PortHandle = Handle<struct PortKind>;
+/// The start-up message of a desktop start. Given back with `ReplyMsg()`.
+using MessageHandle = Handle<struct MessageKind>;
+/// What `ReadArgs()` allocated for its results. Given back with `FreeArgs()`.
+using RdArgsHandle = Handle<struct RdArgsKind>;
+
+}  // namespace quorle
