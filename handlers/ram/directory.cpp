@@ -1,0 +1,86 @@
+#include "handlers/ram/directory.h"
+
+#include <algorithm>
+
+#include "handlers/ram/names.h"
+#include "handlers/ram/volume.h"
+
+namespace quorle::ram {
+namespace {
+
+constexpr std::size_t kFirstSlots = 16;
+
+}  // namespace
+
+Entry* Directory::Find(std::string_view name) const {
+  if (count_ == 0) return nullptr;
+  const std::uint32_t hash = HashName(name);
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t at = hash & mask; slots_[at].entry != nullptr; at = (at + 1) & mask) {
+    if (slots_[at].hash == hash && SameName(slots_[at].entry->name, name)) return slots_[at].entry;
+  }
+  return nullptr;
+}
+
+void Directory::Reserve() {
+  if ((count_ + 1) * 2 > slots_.size()) Grow();
+  if (turns_.size() == turns_.capacity() && turns_.size() >= count_ * 2) Compact();
+  if (turns_.size() == turns_.capacity()) turns_.reserve(std::max(kFirstSlots, turns_.size() * 2));
+}
+
+void Directory::Add(Entry& entry) {
+  entry.hash = HashName(entry.name);
+  entry.serial = ++last_serial_;
+  entry.turn = turns_.size();
+  turns_.push_back({entry.serial, &entry});
+  Place(slots_, {&entry, entry.hash});
+  ++count_;
+}
+
+void Directory::Remove(Entry& entry) {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t hole = entry.hash & mask;
+  while (slots_[hole].entry != &entry) hole = (hole + 1) & mask;
+  // Entries behind the hole that a search would no longer reach move into it.
+  for (std::size_t at = (hole + 1) & mask; slots_[at].entry != nullptr; at = (at + 1) & mask) {
+    const std::size_t home = slots_[at].hash & mask;
+    if (((at - home) & mask) < ((at - hole) & mask)) continue;
+    slots_[hole] = slots_[at];
+    hole = at;
+  }
+  slots_[hole] = {};
+  turns_[entry.turn].entry = nullptr;
+  if (entry.turn + 1 == turns_.size()) turns_.pop_back();
+  --count_;
+}
+
+Entry* Directory::Next(std::uint64_t after) const {
+  auto turn = std::upper_bound(
+      turns_.begin(), turns_.end(), after,
+      [](std::uint64_t serial, const Turn& candidate) { return serial < candidate.serial; });
+  while (turn != turns_.end() && turn->entry == nullptr) ++turn;
+  return turn == turns_.end() ? nullptr : turn->entry;
+}
+
+void Directory::Place(std::vector<Slot>& slots, const Slot& slot) const {
+  const std::size_t mask = slots.size() - 1;
+  std::size_t at = slot.hash & mask;
+  while (slots[at].entry != nullptr) at = (at + 1) & mask;
+  slots[at] = slot;
+}
+
+void Directory::Grow() {
+  std::vector<Slot> larger(std::max(kFirstSlots, slots_.size() * 2));
+  for (const Slot& slot : slots_) {
+    if (slot.entry != nullptr) Place(larger, slot);
+  }
+  slots_.swap(larger);
+}
+
+/// Drops the turns of entries that are gone.
+void Directory::Compact() {
+  std::erase_if(turns_, [](const Turn& turn) { return turn.entry == nullptr; });
+  for (std::size_t i = 0; i < turns_.size(); ++i) turns_[i].entry->turn = i;
+}
+
+}  // namespace quorle::ram

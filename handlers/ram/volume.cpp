@@ -1,0 +1,477 @@
+#include "handlers/ram/volume.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "handlers/ram/names.h"
+
+namespace quorle::ram {
+namespace {
+
+/// Blocks that a volume without a limit shows; it grows past them when it must.
+constexpr std::uint64_t kShownBlocks = 1U << 20;
+
+}  // namespace
+
+Volume::Volume(VolumeSettings settings, Now now)
+    : settings_(std::move(settings)),
+      now_(std::move(now)),
+      nameless_(settings_.label.empty()),
+      root_node_(Directory{}) {
+  root_.node = &root_node_;
+  root_.name = settings_.label.empty() ? settings_.device : settings_.label;
+  root_node_.names.push_back(&root_);
+  root_node_.id = ++last_id_;
+  root_node_.date = now_();
+  objects_ = 1;
+}
+
+Volume::~Volume() {
+  Discard(root_);
+}
+
+/// Frees everything below a directory, however deep, without calling itself.
+void Volume::Discard(Entry& root) {
+  std::vector<Node*> directories{root.node};
+  while (!directories.empty()) {
+    Directory& directory = *directories.back()->directory();
+    Entry* const entry = directory.Next(0);
+    if (entry == nullptr) {
+      directories.pop_back();
+      continue;
+    }
+    Directory* const inner = entry->node->directory();
+    const bool is_last_name = entry->node->names.size() == 1;
+    if (inner != nullptr && is_last_name && !inner->empty()) {
+      directories.push_back(entry->node);
+    } else {
+      Remove(*entry);
+    }
+  }
+}
+
+// ---- Looking up, locking -----------------------------------------------------------------------
+
+std::int32_t Volume::Find(Entry* rel, std::string_view name, Entry*& found) {
+  Entry& base = rel == nullptr ? root_ : *rel;
+  if (name.empty()) {
+    found = &base;
+    return 0;
+  }
+  Directory* const directory = base.node->directory();
+  if (directory == nullptr) return ERROR_OBJECT_WRONG_TYPE;
+  if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
+  found = directory->Find(name);
+  return found == nullptr ? ERROR_OBJECT_NOT_FOUND : 0;
+}
+
+std::int32_t Volume::FindTarget(Entry* rel, std::string_view name, Entry*& found) {
+  if (const std::int32_t error = Find(rel, name, found); error != 0) return error;
+  return found->node->soft_link() != nullptr ? ERROR_IS_SOFT_LINK : 0;
+}
+
+std::int32_t Volume::TakeLock(Entry& entry, bool& exclusive) {
+  if (Node::File* const file = entry.node->file(); file != nullptr) {
+    if (file->exclusive || (exclusive && file->shared > 0)) return ERROR_OBJECT_IN_USE;
+    if (exclusive) {
+      file->exclusive = true;
+    } else {
+      ++file->shared;
+    }
+  } else {
+    exclusive = false;
+  }
+  ++entry.uses;
+  ++in_use_;
+  return 0;
+}
+
+void Volume::ReleaseLock(Entry& entry, bool exclusive) {
+  if (Node::File* const file = entry.node->file(); file != nullptr) {
+    if (exclusive) {
+      file->exclusive = false;
+    } else {
+      --file->shared;
+    }
+  }
+  --entry.uses;
+  --in_use_;
+}
+
+std::int32_t Volume::ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive) {
+  Node::File* const file = entry.node->file();
+  if (file == nullptr) return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
+  if (exclusive == to_exclusive) return 0;
+  if (to_exclusive && file->shared > 1) return ERROR_OBJECT_IN_USE;
+  file->exclusive = to_exclusive;
+  file->shared = to_exclusive ? 0 : 1;
+  exclusive = to_exclusive;
+  return 0;
+}
+
+Entry* Volume::Parent(const Entry& entry) {
+  return entry.directory == nullptr ? nullptr : entry.directory->names.front();
+}
+
+// ---- Files -------------------------------------------------------------------------------------
+
+void Volume::Hold(OpenFile& file, Entry& entry, bool exclusive) {
+  file.entry = &entry;
+  file.exclusive = exclusive;
+  entry.node->file()->handles.push_back(&file);
+}
+
+std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file) {
+  if (mode != MODE_OLDFILE && mode != MODE_READWRITE && mode != MODE_NEWFILE) {
+    return ERROR_BAD_NUMBER;
+  }
+  // The volume comes first: with its protection on, a new file is refused whatever is there.
+  if (mode == MODE_NEWFILE) {
+    if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  }
+  Entry* entry = nullptr;
+  std::int32_t error = FindTarget(rel, name, entry);
+  const bool is_new = error == ERROR_OBJECT_NOT_FOUND && mode != MODE_OLDFILE;
+  if (is_new) {
+    if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+    Node* directory = nullptr;
+    error = FindPlace(rel, name, directory);
+    if (error == 0) {
+      error = Insert(*directory, name, std::make_unique<Node>(Node::File{}), entry);
+    }
+  }
+  if (error != 0) return error;
+  Node::File* const body = entry->node->file();
+  if (body == nullptr) return ERROR_OBJECT_WRONG_TYPE;
+
+  bool exclusive = mode == MODE_NEWFILE;
+  body->handles.reserve(body->handles.size() + 1);
+  if (exclusive && !is_new) {
+    if (body->exclusive || body->shared > 0) return ERROR_OBJECT_IN_USE;
+    if ((entry->node->protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
+  }
+  error = TakeLock(*entry, exclusive);
+  if (error != 0) return error;
+  file = {};
+  Hold(file, *entry, exclusive);
+  if (exclusive && !is_new) {
+    // The object and its other names stay; what was in it goes.
+    pages_ -= body->content.pages();
+    body->content.Resize(0);
+    entry->node->comment.clear();
+    entry->node->protection = 0;
+    entry->node->date = now_();
+    file.changed = true;
+  }
+  return 0;
+}
+
+std::int32_t Volume::OpenLocked(Entry& entry, bool exclusive, OpenFile& file) {
+  Node::File* const body = entry.node->file();
+  if (body == nullptr) return ERROR_OBJECT_WRONG_TYPE;
+  file = {};
+  Hold(file, entry, exclusive);
+  return 0;
+}
+
+void Volume::Close(OpenFile& file) {
+  Entry& entry = *file.entry;
+  std::erase(entry.node->file()->handles, &file);
+  ReleaseLock(entry, file.exclusive);
+  if (file.changed) Touch(entry.directory);
+}
+
+std::int32_t Volume::ChangeFileMode(OpenFile& file, bool to_exclusive) {
+  return ChangeLock(*file.entry, file.exclusive, to_exclusive);
+}
+
+std::int32_t Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count) {
+  Node& node = *file.entry->node;
+  if (bytes < 0) return ERROR_BAD_NUMBER;
+  if ((node.protection & EXDF_NO_READ) != 0) return ERROR_READ_PROTECTED;
+  count = static_cast<std::int32_t>(
+      node.file()->content.Read(file.position, buffer, static_cast<std::size_t>(bytes)));
+  file.position += count;
+  return 0;
+}
+
+std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
+  Node& node = *file.entry->node;
+  if (bytes < 0) return ERROR_BAD_NUMBER;
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
+  std::int64_t end = 0;
+  if (__builtin_add_overflow(file.position, bytes, &end)) return ERROR_OBJECT_TOO_LARGE;
+  Content& content = node.file()->content;
+  const auto count = static_cast<std::size_t>(bytes);
+  if (!HasRoomFor(content.NewPages(file.position, count))) return ERROR_DISK_FULL;
+  const std::size_t pages = content.pages();
+  content.Write(file.position, data, count);
+  pages_ += content.pages() - pages;
+  file.position = end;
+  file.changed = true;
+  node.protection &= ~std::uint32_t{EXDF_ARCHIVE};
+  node.date = now_();
+  return 0;
+}
+
+std::int32_t Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
+  const std::int64_t size = file.entry->node->file()->content.size();
+  std::int64_t base = 0;
+  switch (mode) {
+    case OFFSET_BEGINNING:
+      break;
+    case OFFSET_CURRENT:
+      base = file.position;
+      break;
+    case OFFSET_END:
+      base = size;
+      break;
+    default:
+      return ERROR_BAD_NUMBER;
+  }
+  std::int64_t target = 0;
+  if (__builtin_add_overflow(base, position, &target) || target < 0 || target > size) {
+    return ERROR_SEEK_ERROR;
+  }
+  file.position = target;
+  return 0;
+}
+
+std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
+  Node& node = *file.entry->node;
+  Node::File& body = *node.file();
+  std::int64_t base = 0;
+  switch (mode) {
+    case OFFSET_BEGINNING:
+      break;
+    case OFFSET_CURRENT:
+      base = file.position;
+      break;
+    case OFFSET_END:
+      base = body.content.size();
+      break;
+    default:
+      return ERROR_BAD_NUMBER;
+  }
+  std::int64_t target = 0;
+  if (__builtin_add_overflow(base, size, &target) || target < 0) return ERROR_SEEK_ERROR;
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
+  for (const OpenFile* const other : body.handles) {
+    if (other != &file && other->position > target) return ERROR_OBJECT_IN_USE;
+  }
+  pages_ -= body.content.pages();
+  body.content.Resize(target);
+  pages_ += body.content.pages();
+  file.position = std::min(file.position, target);
+  file.changed = true;
+  node.protection &= ~std::uint32_t{EXDF_ARCHIVE};
+  node.date = now_();
+  return 0;
+}
+
+// ---- Objects -----------------------------------------------------------------------------------
+
+std::int32_t Volume::FindPlace(Entry* rel, std::string_view name, Node*& directory) {
+  Entry* existing = nullptr;
+  const std::int32_t error = Find(rel, name, existing);
+  if (error == 0) return ERROR_OBJECT_EXISTS;
+  if (error != ERROR_OBJECT_NOT_FOUND) return error;
+  directory = rel == nullptr ? &root_node_ : rel->node;
+  return 0;
+}
+
+std::int32_t Volume::Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node,
+                            Entry*& made) {
+  if (!HasRoomFor(1)) return ERROR_DISK_FULL;
+  auto entry = std::make_unique<Entry>();
+  entry->name = name;
+  entry->node = node.get();
+  entry->directory = &directory;
+  node->names.push_back(entry.get());
+  directory.directory()->Reserve();
+  // Nothing fails from here on.
+  node->id = ++last_id_;
+  node->owner = directory.owner;
+  node->group = directory.group;
+  Touch(&directory);
+  node->date = directory.date;
+  directory.directory()->Add(*entry);
+  ++objects_;
+  made = entry.release();
+  static_cast<void>(node.release());  // freed with its last name
+  return 0;
+}
+
+std::int32_t Volume::MakeDirectory(Entry* rel, std::string_view name, Entry*& made) {
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  Node* directory = nullptr;
+  if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
+  return Insert(*directory, name, std::make_unique<Node>(Directory{}), made);
+}
+
+std::int32_t Volume::MakeSoftLink(Entry* rel, std::string_view name, std::string_view target) {
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if (target.empty() || target.size() > kMaxTarget) return ERROR_INVALID_COMPONENT_NAME;
+  Node* directory = nullptr;
+  if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
+  Entry* made = nullptr;
+  return Insert(*directory, name, std::make_unique<Node>(Node::SoftLink{std::string(target)}),
+                made);
+}
+
+std::int32_t Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& target) {
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  Node* directory = nullptr;
+  if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
+  Node& node = *target.node;
+  if (node.directory() != nullptr && IsInside(*directory, node)) return ERROR_OBJECT_WRONG_TYPE;
+  if (!HasRoomFor(1)) return ERROR_DISK_FULL;
+  auto entry = std::make_unique<Entry>();
+  entry->name = name;
+  entry->node = &node;
+  entry->directory = directory;
+  node.names.reserve(node.names.size() + 1);
+  directory->directory()->Reserve();
+  Touch(directory);
+  directory->directory()->Add(*entry);
+  node.names.push_back(entry.release());
+  ++objects_;
+  return 0;
+}
+
+void Volume::Remove(Entry& entry) {
+  Node* const node = entry.node;
+  entry.directory->directory()->Remove(entry);
+  std::erase(node->names, &entry);
+  delete &entry;
+  --objects_;
+  if (!node->names.empty()) return;
+  if (const Node::File* const file = node->file(); file != nullptr) pages_ -= file->content.pages();
+  delete node;
+}
+
+std::int32_t Volume::Delete(Entry* rel, std::string_view name) {
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  Entry* entry = nullptr;
+  if (const std::int32_t error = Find(rel, name, entry); error != 0) return error;
+  if (entry == &root_ || entry->uses > 0) return ERROR_OBJECT_IN_USE;
+  Node& node = *entry->node;
+  if ((node.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
+  if (node.file() != nullptr && (node.protection & EXDF_NO_WRITE) != 0) {
+    return ERROR_WRITE_PROTECTED;
+  }
+  const bool is_last_name = node.names.size() == 1;
+  if (is_last_name && node.directory() != nullptr && !node.directory()->empty()) {
+    return ERROR_DIRECTORY_NOT_EMPTY;
+  }
+  Node* const directory = entry->directory;
+  Remove(*entry);
+  Touch(directory);
+  return 0;
+}
+
+std::int32_t Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_rel,
+                            std::string_view to) {
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  Entry* entry = nullptr;
+  if (const std::int32_t error = Find(from_rel, from, entry); error != 0) return error;
+  if (entry == &root_) return ERROR_OBJECT_IN_USE;
+  Entry* existing = nullptr;
+  const std::int32_t error = Find(to_rel, to, existing);
+  if (error != 0 && error != ERROR_OBJECT_NOT_FOUND) return error;
+  if (existing != nullptr && existing != entry) return ERROR_OBJECT_EXISTS;
+  if (existing == entry && to.empty()) return 0;
+  Node& target = to_rel == nullptr ? root_node_ : *to_rel->node;
+  if (entry->node->directory() != nullptr && IsInside(target, *entry->node)) {
+    return ERROR_OBJECT_IN_USE;
+  }
+
+  std::string new_name(to);
+  target.directory()->Reserve();
+  Node* const source = entry->directory;
+  source->directory()->Remove(*entry);
+  entry->name.swap(new_name);
+  entry->directory = &target;
+  target.directory()->Add(*entry);
+  Touch(source);
+  if (source != &target) Touch(&target);
+  return 0;
+}
+
+std::int32_t Volume::SetAttribute(Entry* rel, std::string_view name,
+                                  const std::function<void(Node&)>& change) {
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  Entry* entry = nullptr;
+  if (const std::int32_t error = FindTarget(rel, name, entry); error != 0) return error;
+  change(*entry->node);
+  // Only from the directory upward: attributes of a copy must survive being set.
+  ClearArchiveBits(entry->directory);
+  return 0;
+}
+
+bool Volume::IsInside(const Node& directory, const Node& ancestor) const {
+  if (&directory == &ancestor) return true;
+  return std::any_of(directory.names.begin(), directory.names.end(), [&](const Entry* name) {
+    return name->directory != nullptr && IsInside(*name->directory, ancestor);
+  });
+}
+
+void Volume::Touch(Node* directory) {
+  if (directory == nullptr) return;
+  const DateStamp now = now_();
+  for (Node* node = directory; node != nullptr; node = node->names.front()->directory) {
+    node->date = now;
+    node->protection &= ~std::uint32_t{EXDF_ARCHIVE};
+  }
+}
+
+void Volume::ClearArchiveBits(Node* directory) {
+  for (Node* node = directory; node != nullptr; node = node->names.front()->directory) {
+    node->protection &= ~std::uint32_t{EXDF_ARCHIVE};
+  }
+}
+
+// ---- The volume --------------------------------------------------------------------------------
+
+std::int32_t Volume::WriteProblem() const {
+  if (settings_.write_protected) return ERROR_DISK_WRITE_PROTECTED;
+  return settings_.validated ? 0 : ERROR_DISK_NOT_VALIDATED;
+}
+
+std::int32_t Volume::disk_state() const {
+  if (settings_.write_protected) return ID_DISKSTATE_WRITE_PROTECTED;
+  return settings_.validated ? ID_DISKSTATE_VALIDATED : ID_DISKSTATE_VALIDATING;
+}
+
+std::int32_t Volume::WriteProtect(bool on, std::uint32_t key) {
+  if (settings_.write_protected && key != key_) return ERROR_BAD_NUMBER;
+  settings_.write_protected = on;
+  key_ = on ? key : 0;
+  return 0;
+}
+
+bool Volume::IsNoLabel(std::string_view name) const {
+  return nameless_ && SameName(name, settings_.device);
+}
+
+std::int32_t Volume::Relabel(std::string_view name) {
+  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
+  root_.name = name;
+  settings_.label = IsNoLabel(name) ? std::string_view() : name;
+  root_node_.date = now_();
+  return 0;
+}
+
+std::uint64_t Volume::blocks() const {
+  if (settings_.size != 0) return settings_.size / Content::kPageSize;
+  return std::max(kShownBlocks, blocks_used() * 2);
+}
+
+bool Volume::HasRoomFor(std::uint64_t blocks_wanted) const {
+  return settings_.size == 0 || blocks_used() + blocks_wanted <= blocks();
+}
+
+}  // namespace quorle::ram

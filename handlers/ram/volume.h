@@ -1,0 +1,178 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "handlers/ram/content.h"
+#include "handlers/ram/directory.h"
+#include "quorle/handler.h"
+
+namespace quorle::ram {
+
+struct Node;
+struct OpenFile;
+
+/// A name in a directory that leads to an object. Locks and open files hold on to the entry through
+/// which they came, so that an object with several names has the parent that was meant.
+struct Entry {
+  Node* node = nullptr;
+  Node* directory = nullptr;  ///< where it stands; null for the root
+  std::uint32_t hash = 0;     // the directory's own, as are serial and turn
+  std::uint32_t uses = 0;     ///< locks and open files
+  std::uint64_t serial = 0;
+  std::size_t turn = 0;
+  std::string name;
+};
+
+/// An object: a file, a directory or a soft link.
+struct Node {
+  struct File {
+    Content content;
+    std::vector<OpenFile*> handles;
+    std::uint32_t shared = 0;  ///< shared locks and handles
+    bool exclusive = false;    ///< one exclusive lock or handle, and no other
+  };
+  struct SoftLink {
+    std::string target;
+  };
+
+  explicit Node(std::variant<File, Directory, SoftLink> what) : body(std::move(what)) {}
+
+  std::variant<File, Directory, SoftLink> body;
+  std::vector<Entry*> names;  ///< the first one is the object's own, the others are hard links
+  std::uint64_t id = 0;
+  DateStamp date{};
+  std::uint32_t protection = 0;
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+  std::string comment;
+
+  File* file() { return std::get_if<File>(&body); }
+  Directory* directory() { return std::get_if<Directory>(&body); }
+  SoftLink* soft_link() { return std::get_if<SoftLink>(&body); }
+};
+
+/// What an open file is to the volume.
+struct OpenFile {
+  Entry* entry = nullptr;
+  bool exclusive = false;
+  bool changed = false;  ///< something was written; its directories learn of it at the end
+  std::int64_t position = 0;
+};
+
+/// How the volume was mounted.
+struct VolumeSettings {
+  std::string device;  ///< stands in where there is no volume name
+  std::string label;   ///< the volume's name; empty: none
+  std::uint32_t dos_type = 0;
+  std::string version;
+  bool validated = true;
+  bool write_protected = false;
+  std::uint64_t size = 0;  ///< room in bytes; 0: as much as the host has
+};
+
+/// The tree of objects and the rules for changing it. Every operation returns an error code, 0 for
+/// success; what it found or made comes back through the last parameter. A null `rel` is the root,
+/// a name of "" the object of `rel`.
+///
+/// Codes that the platform leaves open are chosen so: a name looked up under a file gives 212, an
+/// impossible name 210, an unknown mode 115, a change to a volume that is not validated 213.
+class Volume {
+ public:
+  using Now = std::function<DateStamp()>;
+
+  Volume(VolumeSettings settings, Now now);
+  ~Volume();
+  Volume(const Volume&) = delete;
+  Volume& operator=(const Volume&) = delete;
+
+  const VolumeSettings& settings() const { return settings_; }
+  Entry& root() { return root_; }
+
+  // ---- Looking up, locking -------------------------------------------------------------------
+
+  /// The object itself, a soft link too.
+  std::int32_t Find(Entry* rel, std::string_view name, Entry*& found);
+  /// The object, unless it is a soft link: 233.
+  std::int32_t FindTarget(Entry* rel, std::string_view name, Entry*& found);
+  /// Takes a lock; `exclusive` says which, and is false afterwards for a directory.
+  std::int32_t TakeLock(Entry& entry, bool& exclusive);
+  void ReleaseLock(Entry& entry, bool exclusive);
+  std::int32_t ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive);
+  /// The name of the directory above; null for the root.
+  Entry* Parent(const Entry& entry);
+
+  // ---- Files ---------------------------------------------------------------------------------
+
+  /// Opens in a MODE_...; the file is `file`'s to close with Close().
+  std::int32_t Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file);
+  /// Opens what a lock holds; on success the lock is the file's.
+  std::int32_t OpenLocked(Entry& entry, bool exclusive, OpenFile& file);
+  void Close(OpenFile& file);
+  std::int32_t ChangeFileMode(OpenFile& file, bool to_exclusive);
+  std::int32_t Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count);
+  std::int32_t Write(OpenFile& file, const void* data, std::int32_t bytes);
+  std::int32_t Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
+  std::int32_t Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
+
+  // ---- Objects -------------------------------------------------------------------------------
+
+  std::int32_t MakeDirectory(Entry* rel, std::string_view name, Entry*& made);
+  std::int32_t MakeSoftLink(Entry* rel, std::string_view name, std::string_view target);
+  std::int32_t MakeHardLink(Entry* rel, std::string_view name, Entry& target);
+  std::int32_t Delete(Entry* rel, std::string_view name);
+  std::int32_t Rename(Entry* from_rel, std::string_view from, Entry* to_rel, std::string_view to);
+  /// Changes attributes of the object with `change`.
+  std::int32_t SetAttribute(Entry* rel, std::string_view name,
+                            const std::function<void(Node&)>& change);
+
+  // ---- The volume ----------------------------------------------------------------------------
+
+  std::int32_t WriteProtect(bool on, std::uint32_t key);
+  /// Whether `name` stands for no label: a volume that was mounted without one goes by the name of
+  /// its device, and can be given it back.
+  bool IsNoLabel(std::string_view name) const;
+  /// The name must be free: the caller has asked.
+  std::int32_t Relabel(std::string_view name);
+  /// Whether a change is possible: 0, 213 or 214.
+  std::int32_t WriteProblem() const;
+  std::int32_t disk_state() const;
+  std::uint64_t blocks() const;
+  std::uint64_t blocks_used() const { return objects_ + pages_; }
+  std::uint32_t in_use() const { return in_use_; }
+
+ private:
+  /// A place for a new entry: its directory, and that nothing has the name.
+  std::int32_t FindPlace(Entry* rel, std::string_view name, Node*& directory);
+  std::int32_t Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node,
+                      Entry*& made);
+  /// Removes an entry, and the object with its last name.
+  void Remove(Entry& entry);
+  void Discard(Entry& root);
+  /// Whether `directory` is `ancestor` or stands below it, by whatever names.
+  bool IsInside(const Node& directory, const Node& ancestor) const;
+  /// Dates a directory that changed and clears the archive bits up to the root.
+  void Touch(Node* directory);
+  void ClearArchiveBits(Node* directory);
+  bool HasRoomFor(std::uint64_t blocks) const;
+  void Hold(OpenFile& file, Entry& entry, bool exclusive);
+
+  VolumeSettings settings_;
+  Now now_;
+  bool nameless_;
+  Node root_node_;
+  Entry root_;
+  std::uint64_t last_id_ = 0;
+  std::uint64_t objects_ = 0;
+  std::uint64_t pages_ = 0;
+  std::uint32_t in_use_ = 0;
+  std::uint32_t key_ = 0;
+};
+
+}  // namespace quorle::ram
