@@ -1,0 +1,95 @@
+#include "hosted/machine.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quorle {
+namespace {
+
+constexpr const char* kNilDevice = "NIL";
+
+/// The key under which a handler finds what stood after its name and a colon in the mount.
+constexpr const char* kPathKey = "path";
+
+std::string ListNames(const std::vector<NamedHandler>& handlers) {
+  std::string names;
+  for (const NamedHandler& entry : handlers) {
+    if (!names.empty()) names += ", ";
+    names += entry.name;
+  }
+  return names.empty() ? "none" : names;
+}
+
+}  // namespace
+
+Machine::Machine(const MachineOptions& options, const MachineParts& parts)
+    : dos_({.list = list_,
+            .numbers = numbers_,
+            .console = parts.console,
+            .input = parts.input,
+            .clock = parts.clock,
+            .breaks = parts.breaks},
+           options.dos),
+      exec_(numbers_, dos_, utility_, options.exec) {
+  ports_.push_back(std::make_unique<HandlerPort>(kNilDevice));
+  list_.AddDevice(*ports_.back());
+}
+
+Machine::~Machine() {
+  ShutDown();
+}
+
+std::unique_ptr<Machine> Machine::Build(const MachineOptions& options, const MachineParts& parts,
+                                        std::string& problem) {
+  std::unique_ptr<Machine> machine(new Machine(options, parts));
+  for (const MountSpec& spec : options.mounts) {
+    if (machine->Mount(spec, options.handlers, parts.clock, problem)) continue;
+    problem = "cannot mount " + spec.name + ": " + problem;
+    return nullptr;
+  }
+  return machine;
+}
+
+bool Machine::Mount(const MountSpec& spec, const std::vector<NamedHandler>& handlers, Clock& clock,
+                    std::string& problem) {
+  if (list_.IsTaken(spec.name)) {
+    problem = "the name is taken";
+    return false;
+  }
+  const auto named =
+      std::find_if(handlers.begin(), handlers.end(),
+                   [&spec](const NamedHandler& entry) { return entry.name == spec.handler; });
+  if (named == handlers.end()) {
+    problem = "no handler is called \"" + spec.handler + "\"; there are: " + ListNames(handlers);
+    return false;
+  }
+  MountKeys keys = spec.keys;
+  if (!spec.argument.empty()) keys.insert(keys.begin(), {kPathKey, spec.argument});
+  const auto may_be_named = [this](const ::MsgPort& port, const std::string& name) {
+    return !list_.IsTaken(name, &port);
+  };
+  std::unique_ptr<HandlerPort> port =
+      MountHandler(*named->handler, spec.name, spec.port, keys, clock, may_be_named, problem);
+  if (port == nullptr) return false;
+  if (!list_.AddDevice(*port)) {
+    problem = "the name of the device or of its volume is taken";
+    return false;
+  }
+  ports_.push_back(std::move(port));
+  return true;
+}
+
+std::vector<std::string> Machine::ShutDown() {
+  dos_.ReleaseEverything();
+  std::vector<std::string> complaints;
+  // The last mounted goes first, as it came on top of the others.
+  for (auto port = ports_.rbegin(); port != ports_.rend(); ++port) {
+    list_.RemoveDevice(**port);
+    for (const std::string& complaint : (*port)->Unmount()) {
+      complaints.push_back((*port)->device_name() + ": " + complaint);
+    }
+  }
+  return complaints;
+}
+
+}  // namespace quorle

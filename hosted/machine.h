@@ -1,0 +1,74 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "hosted/dos_list.h"
+#include "hosted/handle_table.h"
+#include "hosted/hosted_dos.h"
+#include "hosted/hosted_exec.h"
+#include "hosted/hosted_utility.h"
+#include "hosted/mount.h"
+#include "quorle/handler.h"
+
+namespace quorle {
+
+/// A handler under the name by which a mount asks for it.
+struct NamedHandler {
+  std::string_view name;
+  const ::Handler* handler;
+};
+
+/// What a machine is made of.
+struct MachineOptions {
+  std::vector<NamedHandler> handlers;  ///< what can be mounted
+  std::vector<MountSpec> mounts;  ///< what is; the first one's root is where the program starts
+  HostedExecSettings exec;
+  HostedDosSettings dos;
+};
+
+/// What lies outside the machine. All of it must outlive the machine.
+struct MachineParts {
+  Console& console;
+  LineInput& input;
+  Clock& clock;
+  BreakSource& breaks;
+};
+
+/// The platform with its devices: exec, dos and utility for one program, the mounts of the options,
+/// and NIL:, the device without a filesystem.
+class Machine {
+ public:
+  /// Null, with one line in `problem`, when a mount fails.
+  static std::unique_ptr<Machine> Build(const MachineOptions& options, const MachineParts& parts,
+                                        std::string& problem);
+  /// Shuts down.
+  ~Machine();
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+
+  HostedExec& exec() { return exec_; }
+  HostedDos& dos() { return dos_; }
+  HostedUtility& utility() { return utility_; }
+  DosList& list() { return list_; }
+
+  /// Gives back what the program left open and ends the handlers. One line for each wrong or
+  /// forgotten release that a handler made.
+  std::vector<std::string> ShutDown();
+
+ private:
+  Machine(const MachineOptions& options, const MachineParts& parts);
+  bool Mount(const MountSpec& spec, const std::vector<NamedHandler>& handlers, Clock& clock,
+             std::string& problem);
+
+  HandleNumbers numbers_;
+  DosList list_;
+  std::vector<std::unique_ptr<HandlerPort>> ports_;
+  HostedUtility utility_;
+  HostedDos dos_;
+  HostedExec exec_;
+};
+
+}  // namespace quorle

@@ -1,0 +1,84 @@
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <string>
+#include <utility>
+
+#include "harness/entry.h"
+#include "hosted/break_signal.h"
+#include "hosted/built_in_handlers.h"
+#include "hosted/clock.h"
+#include "hosted/console.h"
+#include "hosted/host_options.h"
+#include "hosted/line_input.h"
+#include "hosted/machine.h"
+#include "hosted/trace_file.h"
+#include "platform/tracing.h"
+#include "tests/catalogue.h"
+
+namespace quorle {
+namespace {
+
+std::int32_t RunTester(HostOptions options, Console& console) {
+  TraceFile trace(console);
+  if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
+
+  StandardInput input;
+  SystemClock clock;
+  BreakSignal breaks;
+  MachineOptions machine_options{
+      .handlers = BuiltInHandlers(),
+      .mounts = StandardMounts(),
+      .exec = {options.dos_version, options.dos_revision, options.workbench},
+      .dos = {std::move(options.arguments), options.delays}};
+  for (MountSpec& spec : options.mounts) machine_options.mounts.push_back(std::move(spec));
+  std::string problem;
+  const std::unique_ptr<Machine> machine = Machine::Build(
+      machine_options, {.console = console, .input = input, .clock = clock, .breaks = breaks},
+      problem);
+  if (machine == nullptr) {
+    console.Report(problem);
+    return RETURN_FAIL;
+  }
+
+  Tracer tracer(machine->exec(), machine->dos(), trace);
+  ExecInterface& exec = options.trace_file ? tracer.exec() : machine->exec();
+  const std::int32_t result = Run(exec, kCatalogue);
+  for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);
+  return result;
+}
+
+std::int32_t Obey(HostCommand command, Console& console) {
+  switch (command.kind) {
+    case HostCommand::Kind::kAnswer:
+      console.Print(command.text);
+      return RETURN_OK;
+    case HostCommand::Kind::kRefused:
+      console.Report(command.text);
+      return RETURN_FAIL;
+    default:
+      return RunTester(std::move(command.options), console);
+  }
+}
+
+}  // namespace
+}  // namespace quorle
+
+int main(int argc, char** argv) {
+  // A reader that went away is a failed write, not the end of the process.
+  std::signal(SIGPIPE, SIG_IGN);
+  quorle::DescriptorSink output(STDOUT_FILENO);
+  quorle::DescriptorSink errors(STDERR_FILENO);
+  quorle::Console console(output, errors, isatty(STDOUT_FILENO) == 1);
+  try {
+    const std::span<const char* const> words(argv, static_cast<std::size_t>(argc));
+    const std::int32_t result =
+        quorle::Obey(quorle::ReadHostCommand(words.empty() ? words : words.subspan(1)), console);
+    return console.failed() ? quorle::RETURN_FAIL : result;
+  } catch (const std::exception& error) {
+    // Nothing above throws but a bug, or a host without memory.
+    console.Report(std::string("internal error: ") + error.what());
+    return quorle::RETURN_FAIL;
+  }
+}

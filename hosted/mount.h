@@ -1,0 +1,74 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "hosted/clock.h"
+#include "hosted/handler_port.h"
+#include "hosted/handler_services.h"
+#include "quorle/handler.h"
+
+namespace quorle {
+
+/// The key=value pairs of a mount, in their order.
+using MountKeys = std::vector<std::pair<std::string, std::string>>;
+
+/// What one `--mount` option asks for: NAME=HANDLER[,key=value...], where HANDLER is a word that an
+/// argument may follow after a colon.
+struct MountSpec {
+  std::string name;                   ///< of the device, without its colon
+  std::string handler;                ///< "ram", "dir", "plugin"
+  std::string argument;               ///< what stands after "dir:" or "plugin:"
+  PortType port = PortType::kVector;  ///< from the key "port", which goes no further
+  MountKeys keys;                     ///< all other keys, for the handler
+};
+
+/// Reads the value of a `--mount` option into `spec`. False, with one line in `problem`, when it is
+/// not of that form. Which handlers and keys there are is not known here.
+bool ParseMountSpec(std::string_view text, MountSpec& spec, std::string& problem);
+
+/// A running handler with everything that it was given.
+class MountedHandler {
+ public:
+  MountedHandler(const ::Handler& handler, std::string device_name, MountKeys keys, Clock& clock,
+                 VolumeNameCheck may_be_named);
+  /// Stops the handler.
+  ~MountedHandler();
+  MountedHandler(const MountedHandler&) = delete;
+  MountedHandler& operator=(const MountedHandler&) = delete;
+
+  /// Starts the handler. False, with one line in `problem`, when it refuses or does not fit.
+  bool Start(std::string& problem);
+  /// Stops the handler and frees what it left behind.
+  void Stop();
+
+  /// Null before Start() and after Stop().
+  ::FileSystemVectorPort* port() const { return port_; }
+  const std::string& device_name() const { return device_name_; }
+  HostServices& services() { return services_; }
+  const HostServices& services() const { return services_; }
+  /// Hands `packet` to the handler's own packet function. False when it has none.
+  bool HandlerPacket(::DosPacket& packet);
+
+ private:
+  const ::Handler& handler_;
+  std::string device_name_;
+  MountKeys keys_;
+  std::vector<::MountKey> key_table_;
+  HostServices services_;
+  ::HandlerMount request_{};
+  ::FileSystemVectorPort* port_ = nullptr;
+};
+
+/// Mounts `handler` as `device_name` (without its colon) behind a port of the given type (kVector
+/// or kPacket). Null, with one line in `problem`, when the handler refuses or does not fit.
+/// `handler` and `clock` must outlive the port; `may_be_named` is asked whenever the handler names
+/// its volume, which may be before this returns.
+std::unique_ptr<HandlerPort> MountHandler(const ::Handler& handler, const std::string& device_name,
+                                          PortType type, const MountKeys& keys, Clock& clock,
+                                          VolumeNameCheck may_be_named, std::string& problem);
+
+}  // namespace quorle
