@@ -1,0 +1,131 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "hosted/clock.h"
+#include "hosted/console.h"
+#include "hosted/machine.h"
+#include "platform/constants.h"
+#include "platform/dos.h"
+
+namespace quorle::selftest {
+
+/// A handler that keeps the contract, and how it is mounted.
+struct Subject {
+  const char* name;  ///< of the row, letters and digits
+  const ::Handler& (*handler)();
+  PortType port;
+};
+
+/// All rows, each handler on both kinds of port.
+std::span<const Subject> Subjects();
+
+/// The name of a row, for the name of its tests.
+std::string SubjectName(const ::testing::TestParamInfo<Subject>& info);
+
+/// The day on which the clock stands, and one long before it.
+inline constexpr std::int32_t kToday = 16000;
+inline constexpr std::int32_t kLongAgo = 12000;
+
+/// What is known of an object, kept beyond its record. `found` is false when it cannot be examined.
+struct Facts {
+  bool found = false;
+  std::uint32_t type = 0;  ///< the low byte
+  std::int64_t size = 0;
+  DateStamp date{};
+  std::uint32_t links = 0;
+  std::uint64_t id = 0;
+  std::string name;
+  std::string comment;
+  std::uint32_t protection = 0;
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+};
+
+/// The rules that the tester holds a filesystem to, and those that it relies on, checked where it
+/// checks them: through the operations of dos. Expected values are the rules', never a handler's.
+///
+/// The subject is DH0: with the volume "Subject Disk" and the DOS type 0x51545301; its root is the
+/// current directory. OTHER: is a second volume. The clock stands still at kToday.
+class ContractTest : public ::testing::TestWithParam<Subject> {
+ protected:
+  ContractTest();
+  /// The handlers must have released what they took, and nothing twice.
+  ~ContractTest() override;
+
+  /// Mounts the subject anew with further keys, on an empty volume.
+  void Remount(const MountKeys& keys);
+
+  DosInterface& dos() { return machine_->dos(); }
+  LockHandle root() const { return root_; }
+  PortHandle port() { return dos().FileLockOf(root_).fl_Port; }
+
+  // ---- Objects to work on; a failure fails the test ------------------------------------------
+
+  void MakeFile(const char* name, std::string_view content = {});
+  void MakeDirectory(const char* name);
+  void MakeSoftLink(const char* name, const char* target);
+  void MakeHardLink(const char* name, const char* target);
+  void Protect(const char* name, std::uint32_t mask);
+  LockHandle MustLock(const char* name, std::int32_t mode = SHARED_LOCK);
+  FileHandle MustOpen(const char* name, std::int32_t mode = MODE_OLDFILE);
+  void WriteProtect(bool on);
+
+  // ---- Looking -------------------------------------------------------------------------------
+
+  bool Exists(const char* name);
+  std::string ContentOf(const char* name);
+  Facts Look(const char* name);  ///< links followed
+  Facts LookAtItself(const char* name);
+  Facts Keep(const ExamineData* data);  ///< the facts of a record, which is freed
+
+  /// The error code of a call that gave `result`: 0 when it succeeded.
+  template <class Result>
+  std::int32_t Code(Result result) {
+    return result ? 0 : dos().IoErr();
+  }
+  /// The same for a call that fails with -1.
+  std::int32_t CountCode(std::int64_t result) { return result >= 0 ? 0 : dos().IoErr(); }
+  /// The code of an open in `mode`; the file is closed again.
+  std::int32_t OpenCode(const char* name, std::int32_t mode);
+  /// The code of a lock in `mode`; it is released again.
+  std::int32_t LockCode(const char* name, std::int32_t mode);
+
+ private:
+  class Stream final : public ByteSink {
+   public:
+    bool Write(std::string_view) override { return true; }
+    std::string Problem() const override { return {}; }
+  };
+  class NoInput final : public LineInput {
+   public:
+    bool ReadLine(std::string&) override { return false; }
+  };
+  class NoBreak final : public BreakSource {
+   public:
+    bool TakeBreak() override { return false; }
+  };
+  class StandingClock final : public Clock {
+   public:
+    DateStamp Now() override { return {kToday, 720, 100}; }
+    void Sleep(std::uint32_t) override {}
+  };
+
+  void ShutDown();
+
+  Stream stream_;
+  Console console_{stream_, stream_, false};
+  NoInput input_;
+  NoBreak breaks_;
+  StandingClock clock_;
+  std::unique_ptr<Machine> machine_;
+  LockHandle root_;
+};
+
+}  // namespace quorle::selftest

@@ -1,0 +1,157 @@
+#include "selftest/support/fault_rules.h"
+
+#include <charconv>
+#include <utility>
+
+namespace quorle::selftest {
+namespace {
+
+template <class Number>
+bool ParseNumber(std::string_view text, Number& number) {
+  int base = 10;
+  if (text.starts_with("0x")) {
+    text.remove_prefix(2);
+    base = 16;
+  }
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+/// Cuts the next blank-separated word off `rest`.
+std::string_view NextWord(std::string_view& rest) {
+  while (rest.starts_with(' ')) rest.remove_prefix(1);
+  const std::string_view word = rest.substr(0, rest.find(' '));
+  rest.remove_prefix(word.size());
+  return word;
+}
+
+/// OP[(ARG,ARG...)][#N[+]]
+bool ParseCall(std::string_view call, FaultRule& rule) {
+  if (const std::size_t hash = call.rfind('#');
+      hash != std::string_view::npos && call.find(')', hash) == std::string_view::npos) {
+    std::string_view number = call.substr(hash + 1);
+    if (number.ends_with('+')) {
+      rule.and_later = true;
+      number.remove_suffix(1);
+    }
+    if (!ParseNumber(number, rule.nth) || rule.nth == 0) return false;
+    call = call.substr(0, hash);
+  }
+  if (const std::size_t open = call.find('('); open != std::string_view::npos) {
+    if (!call.ends_with(')')) return false;
+    std::string_view args = call.substr(open + 1, call.size() - open - 2);
+    while (true) {
+      const std::size_t comma = args.find(',');
+      rule.args.emplace_back(args.substr(0, comma));
+      if (comma == std::string_view::npos) break;
+      args.remove_prefix(comma + 1);
+    }
+    call = call.substr(0, open);
+  }
+  rule.op = call;
+  return !rule.op.empty();
+}
+
+bool ParseCode(std::string_view word, FaultRule& rule) {
+  std::int32_t code = 0;
+  if (!ParseNumber(word, code)) return false;
+  rule.code = code;
+  return true;
+}
+
+bool ParseAction(std::string_view rest, FaultRule& rule) {
+  const std::string_view action = NextWord(rest);
+  if (action == "fail" || action == "code" || action == "done-fail") {
+    rule.action = action == "fail"   ? FaultRule::Action::kFail
+                  : action == "code" ? FaultRule::Action::kCode
+                                     : FaultRule::Action::kDoneFail;
+    return ParseCode(NextWord(rest), rule) && NextWord(rest).empty();
+  }
+  if (action == "succeed") {
+    rule.action = FaultRule::Action::kSucceed;
+    return NextWord(rest).empty();
+  }
+  if (action == "return") {
+    rule.action = FaultRule::Action::kReturn;
+    if (!ParseNumber(NextWord(rest), rule.value)) return false;
+    const std::string_view code = NextWord(rest);
+    return (code.empty() || ParseCode(code, rule)) && NextWord(rest).empty();
+  }
+  if (action == "set") {
+    rule.action = FaultRule::Action::kSet;
+    // A word without "=" goes on with the value before it: values may hold blanks.
+    std::string* value = nullptr;
+    for (std::string_view word = NextWord(rest); !word.empty(); word = NextWord(rest)) {
+      const std::size_t equals = word.find('=');
+      if (equals == 0) return false;
+      if (equals != std::string_view::npos) {
+        value = &rule.fields[std::string(word.substr(0, equals))];
+        *value = word.substr(equals + 1);
+      } else if (value != nullptr) {
+        *value += ' ';
+        *value += word;
+      } else {
+        return false;
+      }
+    }
+    return value != nullptr;
+  }
+  return false;
+}
+
+bool Fits(const FaultRule& rule, std::string_view op, std::initializer_list<std::string> args) {
+  if (rule.op != op || rule.args.size() > args.size()) return false;
+  auto arg = args.begin();
+  for (const std::string& wanted : rule.args) {
+    if (wanted != "*" && wanted != *arg) return false;
+    ++arg;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<FaultRules> FaultRules::Parse(std::string_view text, std::string& problem) {
+  FaultRules result;
+  while (!text.empty()) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(line.size() < text.size() ? line.size() + 1 : line.size());
+    if (line.empty() || line.starts_with("//")) continue;
+    FaultRule rule;
+    std::string_view rest = line;
+    // Arguments may hold blanks; the call ends at the first blank outside its brackets.
+    std::size_t end = line.find(' ');
+    if (const std::size_t open = line.find('('); open < end)
+      end = line.find(' ', line.find(')', open));
+    rest = end == std::string_view::npos ? std::string_view() : line.substr(end);
+    if (!ParseCall(line.substr(0, end), rule) || !ParseAction(rest, rule)) {
+      problem = "not a fault rule: " + std::string(line);
+      return std::nullopt;
+    }
+    result.rules_.push_back(std::move(rule));
+  }
+  return result;
+}
+
+const FaultRule* FaultRules::Match(std::string_view op, std::initializer_list<std::string> args) {
+  const FaultRule* match = nullptr;
+  for (FaultRule& rule : rules_) {
+    if (!Fits(rule, op, args)) continue;
+    ++rule.seen;
+    const bool due =
+        rule.nth == 0 || rule.seen == rule.nth || (rule.and_later && rule.seen > rule.nth);
+    if (!due || match != nullptr) continue;
+    ++rule.fired;
+    match = &rule;
+  }
+  return match;
+}
+
+const FaultRule* FaultRules::Unused() const {
+  for (const FaultRule& rule : rules_) {
+    if (rule.fired == 0) return &rule;
+  }
+  return nullptr;
+}
+
+}  // namespace quorle::selftest

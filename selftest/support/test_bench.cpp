@@ -1,0 +1,293 @@
+#include "selftest/support/test_bench.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <stdexcept>
+#include <string_view>
+
+#include "harness/entry.h"
+#include "hosted/built_in_handlers.h"
+#include "hosted/host_options.h"
+#include "hosted/machine.h"
+#include "platform/tracing.h"
+#include "selftest/support/faulty_platform.h"
+#include "selftest/support/test_clock.h"
+
+namespace quorle::selftest {
+namespace {
+
+class KeptText final : public ByteSink {
+ public:
+  bool Write(std::string_view bytes) override {
+    text_ += bytes;
+    return true;
+  }
+  std::string Problem() const override { return {}; }
+
+  std::string Take() { return std::exchange(text_, {}); }
+
+ private:
+  std::string text_;
+};
+
+class NoInput final : public LineInput {
+ public:
+  bool ReadLine(std::string&) override { return false; }
+};
+
+class NoBreak final : public BreakSource {
+ public:
+  bool TakeBreak() override { return false; }
+};
+
+class KeptTrace final : public TraceSink {
+ public:
+  bool Write(const char* line, std::size_t bytes) override {
+    if (bytes == 0 || line[bytes - 1] != '\n') throw std::logic_error("a line without its end");
+    lines_.emplace_back(line, bytes - 1);
+    return true;
+  }
+
+  std::vector<std::string> Take() { return std::exchange(lines_, {}); }
+
+ private:
+  std::vector<std::string> lines_;
+};
+
+FaultRules ParseRules(const std::string& text) {
+  std::string problem;
+  std::optional<FaultRules> rules = FaultRules::Parse(text, problem);
+  if (!rules) throw std::runtime_error(problem);
+  return *std::move(rules);
+}
+
+HostOptions OptionsFrom(const std::vector<std::string>& words) {
+  std::vector<const char*> pointers;
+  for (const std::string& word : words) pointers.push_back(word.c_str());
+  HostCommand command = ReadHostCommand(pointers);
+  if (command.kind != HostCommand::Kind::kRun) throw std::runtime_error(command.text);
+  return std::move(command.options);
+}
+
+MachineOptions MachineFor(const HostOptions& options) {
+  MachineOptions result{.handlers = BuiltInHandlers(),
+                        .mounts = StandardMounts(),
+                        .exec = {options.dos_version, options.dos_revision, options.workbench},
+                        .dos = {options.arguments, false}};
+  result.mounts.insert(result.mounts.end(), options.mounts.begin(), options.mounts.end());
+  return result;
+}
+
+/// Lists volumes object by object.
+class VolumeWalk {
+ public:
+  std::string Walk(const std::vector<HandlerPort*>& ports) {
+    for (HandlerPort* const port : ports) {
+      if (port->type() == PortType::kNone) continue;
+      port_ = port;
+      path_ = port->device_name() + ":";
+      std::int32_t res2 = 0;
+      ::InfoData info{};
+      port->DeviceInfoData(res2, info);
+      Line(path_ + " label=" + port->volume_name().value_or("") + " state=" +
+           std::to_string(info.id_DiskState) + " in-use=" + std::to_string(info.id_InUse));
+      ::Lock* const root = port->Lock(res2, nullptr, "", SHARED_LOCK);
+      Directory(root);
+      port->UnLock(res2, root);
+    }
+    return std::move(text_);
+  }
+
+ private:
+  void Line(const std::string& line) {
+    text_ += line;
+    text_ += '\n';
+  }
+
+  void Directory(::Lock* directory) {
+    std::vector<std::pair<std::string, std::uint32_t>> found;
+    ::PRIVATE_ExamineDirContext context{};
+    context.Directory = directory;
+    std::int32_t res2 = 0;
+    while (port_->ExamineDir(res2, context)) {
+      const ::ExamineData& data = *context.Entry;
+      Line(path_ + data.Name + " type=" + std::to_string(data.Type) + " size=" +
+           std::to_string(data.FileSize) + " protection=" + std::to_string(data.Protection) +
+           " owner=" + std::to_string(data.OwnerUID) + " group=" + std::to_string(data.OwnerGID) +
+           " links=" + std::to_string(data.RefCount) + " comment=" + data.Comment);
+      found.emplace_back(data.Name, data.Type);
+      port_->FreeExamineData(context.Entry);
+      context.Entry = nullptr;
+    }
+    if (res2 != ERROR_NO_MORE_ENTRIES) Line(path_ + " cannot be listed: " + std::to_string(res2));
+    for (const auto& [name, type] : found) {
+      // A linked directory is listed where it really is.
+      if (type != FSO_TYPE_DIRECTORY) continue;
+      ::Lock* const inner = port_->Lock(res2, directory, name.c_str(), SHARED_LOCK);
+      const std::string outer_path = path_;
+      path_ += name + "/";
+      Directory(inner);
+      path_ = outer_path;
+      port_->UnLock(res2, inner);
+    }
+  }
+
+  HandlerPort* port_ = nullptr;
+  std::string path_;
+  std::string text_;
+};
+
+}  // namespace
+
+struct TestBench::Parts {
+  KeptText output;
+  KeptText errors;
+  Console console{output, errors, false};
+  NoInput input;
+  TestClock clock;
+  NoBreak breaks;
+  std::string rules_text;
+  FaultRules rules;
+  KeptTrace trace;
+  std::unique_ptr<Machine> machine;
+  std::unique_ptr<FaultyDos> dos;
+  std::unique_ptr<FaultyExec> exec;
+  std::unique_ptr<Tracer> tracer;
+  std::string target;  ///< device name: the last one of the mounts, or RAM
+  TestContext* ctx = nullptr;
+};
+
+TestBench::TestBench(const std::vector<std::string>& words, const std::string& rules)
+    : parts_(std::make_unique<Parts>()) {
+  Parts& p = *parts_;
+  const HostOptions options = OptionsFrom(words);
+  p.target = options.mounts.empty() ? "RAM" : options.mounts.back().name;
+  std::string problem;
+  p.machine = Machine::Build(
+      MachineFor(options),
+      {.console = p.console, .input = p.input, .clock = p.clock, .breaks = p.breaks}, problem);
+  if (p.machine == nullptr) throw std::runtime_error(problem);
+  p.dos = std::make_unique<FaultyDos>(p.machine->dos(), p.rules);
+  p.exec = std::make_unique<FaultyExec>(p.machine->exec(), *p.dos, p.rules);
+  p.tracer = std::make_unique<Tracer>(*p.exec, *p.dos, p.trace);
+  // The file that a rule's "succeed" hands out is there from the start: the volumes do not change.
+  // Made by the handler itself, so that handles are numbered as in the program.
+  HandlerPort& env = *p.machine->list().Find("ENV").port;
+  std::int32_t res2 = 0;
+  ::FileHandle file{};
+  env.Open(res2, file, nullptr, "some-file", MODE_NEWFILE);
+  env.Close(res2, file);
+  SetRules(rules);
+}
+
+TestBench::~TestBench() {
+  if (parts_->ctx != nullptr) {
+    DosInterface& dos = *parts_->ctx->IDOS;
+    SetRules("");
+    dos.SetCurrentDir({});
+    dos.UnLock(parts_->ctx->root_lock);
+    parts_->tracer->exec().FreeVec(parts_->ctx);
+  }
+}
+
+std::int32_t TestBench::Run(const TestEntry* catalogue) {
+  SetRules(parts_->rules_text);
+  parts_->machine->dos().SetIoErr(0);  // as a process starts
+  return quorle::Run(parts_->tracer->exec(), catalogue);
+}
+
+TestContext& TestBench::Context() {
+  Parts& p = *parts_;
+  if (p.ctx != nullptr) return *p.ctx;
+  ExecInterface& exec = p.tracer->exec();
+  const Library* const dos_base = exec.OpenLibrary("dos.library", 50);
+  const Library* const utility_base = exec.OpenLibrary("utility.library", 50);
+  TestContext& ctx = *static_cast<TestContext*>(exec.AllocVecTags(sizeof(TestContext)));
+  ctx.IExec = &exec;
+  ctx.IDOS = static_cast<DosInterface*>(exec.GetInterface(dos_base, "main", 1));
+  ctx.IUtility = static_cast<UtilityInterface*>(exec.GetInterface(utility_base, "main", 1));
+  ctx.dos_version =
+      static_cast<std::uint32_t>(dos_base->lib_Version) << 16 | dos_base->lib_Revision;
+  const std::string device = p.target + ":";
+  std::snprintf(ctx.device_name, sizeof ctx.device_name, "%s", device.c_str());
+  ctx.root_lock = ctx.IDOS->Lock(ctx.device_name, SHARED_LOCK);
+  if (!ctx.root_lock) throw std::runtime_error("cannot lock " + device);
+  ctx.IDOS->SetCurrentDir(ctx.root_lock);
+  p.ctx = &ctx;
+  TakeOutput();
+  TakeTrace();
+  SetRules(p.rules_text);
+  return ctx;
+}
+
+std::string TestBench::TakeOutput() {
+  return parts_->output.Take();
+}
+
+std::string TestBench::TakeErrors() {
+  return parts_->errors.Take();
+}
+
+std::vector<nlohmann::json> TestBench::TakeTrace() {
+  std::vector<nlohmann::json> result;
+  for (const std::string& line : TakeTraceLines()) result.push_back(nlohmann::json::parse(line));
+  return result;
+}
+
+std::vector<std::string> TestBench::TakeTraceLines() {
+  return parts_->trace.Take();
+}
+
+void TestBench::SetRules(const std::string& rules) {
+  parts_->rules = ParseRules(rules);
+  parts_->rules_text = rules;
+}
+
+std::string TestBench::UnusedRule() const {
+  const FaultRule* const rule = parts_->rules.Unused();
+  return rule == nullptr ? std::string() : rule->op;
+}
+
+std::string TestBench::Volumes() {
+  return VolumeWalk().Walk(parts_->machine->list().devices());
+}
+
+std::string TestBench::StillOpen(bool records) const {
+  OpenObjects open = parts_->machine->dos().CountOpen();
+  if (!records) open.examine_records = 0;
+  const ExecBalance balance = parts_->machine->exec().Balance();
+  if (open == OpenObjects{} && balance == ExecBalance{}) return {};
+  return std::to_string(open.locks) + " locks, " + std::to_string(open.files) + " files, " +
+         std::to_string(open.examine_records) + " examine records, " +
+         std::to_string(open.device_procs) + " device look-ups, " +
+         std::to_string(open.argument_results) + " argument results, " +
+         std::to_string(balance.allocations) + " allocations, " +
+         std::to_string(balance.libraries) + " libraries, " + std::to_string(balance.interfaces) +
+         " interfaces, " + std::to_string(balance.messages) + " messages, " +
+         std::to_string(balance.wrong_releases) + " wrong releases";
+}
+
+Machine& TestBench::machine() {
+  return *parts_->machine;
+}
+
+std::string Operations(const std::vector<nlohmann::json>& trace) {
+  std::string result;
+  for (const nlohmann::json& call : trace) {
+    if (call["op"] == "Output") continue;
+    if (!result.empty()) result += ' ';
+    result += call["op"].get<std::string>();
+  }
+  return result;
+}
+
+std::string CallText(const nlohmann::json& call) {
+  if (call["op"] == "Output") return "Output " + call["text"].dump();
+  std::string args = call["args"].dump();
+  args.front() = '(';
+  args.back() = ')';
+  return call["op"].get<std::string>() + args + "=" + call["result"].dump() + " #" +
+         call["ioerr"].dump();
+}
+
+}  // namespace quorle::selftest

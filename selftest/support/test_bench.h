@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "harness/catalogue.h"
+#include "harness/context.h"
+#include "tests/catalogue.h"
+
+namespace quorle {
+class Machine;
+}
+
+namespace quorle::selftest {
+
+/// A machine with the tester on it, in this process: Quorle's platform on Linux with RAM: mounted,
+/// over it the layer of fault rules, over that the call trace. What the program prints is kept.
+class TestBench {
+ public:
+  /// `words` are the host options and the command line, as a shell hands them over. Waits are over
+  /// at once. Throws std::runtime_error when the words or the rules cannot be read.
+  explicit TestBench(const std::vector<std::string>& words, const std::string& rules = "");
+  ~TestBench();
+  TestBench(const TestBench&) = delete;
+  TestBench& operator=(const TestBench&) = delete;
+
+  /// One run of the tester; returns the process result. Rules start anew with every run.
+  std::int32_t Run(const TestEntry* catalogue = kCatalogue);
+
+  /// A context as the tests get it, with the target's root as current directory, for calling a
+  /// helper of the harness by itself. What the opening printed and traced is forgotten.
+  TestContext& Context();
+
+  /// What was printed since the last time.
+  std::string TakeOutput();
+  /// What went to standard error since the last time.
+  std::string TakeErrors();
+  /// The calls since the last time, one object each.
+  std::vector<nlohmann::json> TakeTrace();
+  /// The same as the lines that a trace file holds, without their line breaks.
+  std::vector<std::string> TakeTraceLines();
+
+  /// Replaces the rules and starts counting anew.
+  void SetRules(const std::string& rules);
+  /// The first rule that has not fired, as its operation's name; empty when all have.
+  std::string UnusedRule() const;
+  /// Everything on the mounted volumes, one line an object: path and attributes, dates left out. The
+  /// root's own protection, comment, owner and group, which some tests overwrite, are left out too.
+  std::string Volumes();
+  /// What a program still holds: empty, or one line that says it. `records` false: examine records
+  /// do not count, which some sub-tests are meant to leave.
+  std::string StillOpen(bool records = true) const;
+
+  Machine& machine();
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
+};
+
+/// The operations' names of a trace, in order, blanks between them; Output is left out.
+std::string Operations(const std::vector<nlohmann::json>& trace);
+
+/// One call of a trace as text: `Lock("FILE01",-2)=null #205`.
+std::string CallText(const nlohmann::json& call);
+
+}  // namespace quorle::selftest
