@@ -1,0 +1,63 @@
+# Sourced by ./run and ./check: Debian packages that a step needs, and how they get on the machine.
+# Standard output stays the tester's own: everything here is said on standard error.
+
+say() { printf 'quorle: %s\n' "$*" >&2; }
+
+# is_installed PACKAGE
+is_installed() {
+  if command -v dpkg-query >/dev/null 2>&1; then
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+  else
+    # Another system: the command or the header that the package brings is what counts.
+    case $1 in
+      g++ | cmake | ccache | clang-format | clang-tidy) command -v "$1" >/dev/null 2>&1 ;;
+      ninja-build) command -v ninja >/dev/null 2>&1 ;;
+      python3) command -v python3 >/dev/null 2>&1 ;;
+      libcli11-dev) printf '#include <CLI/CLI.hpp>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
+      libgtest-dev) printf '#include <gtest/gtest.h>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
+      libbenchmark-dev) printf '#include <benchmark/benchmark.h>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
+      nlohmann-json3-dev) printf '#include <nlohmann/json.hpp>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
+      *) return 1 ;;
+    esac
+  fi
+}
+
+# need PACKAGE...: installs what is missing. Fails when that is not possible.
+need() {
+  missing=
+  for package in "$@"; do
+    is_installed "$package" || missing="$missing $package"
+  done
+  [ -n "$missing" ] || return 0
+  if ! command -v apt-get >/dev/null 2>&1; then
+    say "this needs, and apt-get is not here to install:$missing"
+    return 1
+  fi
+  as_root=
+  if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null 2>&1; then
+      say "this needs, and neither root nor sudo is here to install:$missing"
+      return 1
+    fi
+    as_root=sudo
+  fi
+  say "installing:$missing"
+  # shellcheck disable=SC2086  # a list of words
+  if ! $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >/dev/null 2>&1 </dev/null; then
+    $as_root apt-get update -qq >&2 </dev/null || true
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >&2 </dev/null || {
+      say "could not install:$missing"
+      return 1
+    }
+  fi
+}
+
+# configure PRESET [ARGUMENT...]: with ccache where it is present.
+configure() {
+  preset=$1
+  shift
+  if command -v ccache >/dev/null 2>&1; then
+    set -- -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@"
+  fi
+  cmake --preset "$preset" "$@"
+}
