@@ -42,12 +42,6 @@ std::int32_t DeleteGroup(TestContext& ctx) {
 std::int32_t DeviceInfoDataGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "DeviceInfoData()");
 }
-std::int32_t DupLockGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "DupLock()");
-}
-std::int32_t DupLockFromFHGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "DupLockFromFH()");
-}
 std::int32_t ExamineFileGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ExamineFile()");
 }
