@@ -12,12 +12,6 @@ std::int32_t NotBuiltYet(TestContext& ctx, const char* label) {
 
 }  // namespace
 
-std::int32_t ChangeLockModeGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ChangeLockMode()");
-}
-std::int32_t ChangeFileModeGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ChangeFileMode()");
-}
 std::int32_t ChangeFilePositionGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ChangeFilePosition()");
 }
