@@ -54,12 +54,6 @@ std::int32_t OpenGroup(TestContext& ctx) {
 std::int32_t OpenFromLockGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "OpenFromLock()");
 }
-std::int32_t ParentDirGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ParentDir()");
-}
-std::int32_t ParentOfFHGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ParentOfFH()");
-}
 std::int32_t ReadGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Read()");
 }
