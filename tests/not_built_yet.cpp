@@ -18,9 +18,6 @@ std::int32_t ChangeFilePositionGroup(TestContext& ctx) {
 std::int32_t ChangeFileSizeGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ChangeFileSize()");
 }
-std::int32_t CloseGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "Close()");
-}
 std::int32_t CreateDirGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "CreateDir()");
 }
@@ -51,9 +48,6 @@ std::int32_t GetFileSizeGroup(TestContext& ctx) {
 std::int32_t OpenGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Open()");
 }
-std::int32_t OpenFromLockGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "OpenFromLock()");
-}
 std::int32_t ReadGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Read()");
 }
@@ -80,9 +74,6 @@ std::int32_t SetOwnerGroup(TestContext& ctx) {
 }
 std::int32_t SetProtectionGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "SetProtection()");
-}
-std::int32_t UnLockGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "UnLock()");
 }
 std::int32_t WriteGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Write()");
