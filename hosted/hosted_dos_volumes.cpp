@@ -194,6 +194,7 @@ LockHandle HostedDos::DoPkt(PortHandle port, std::int32_t action, LockHandle loc
   packet.dp_Arg5 = reinterpret_cast<std::intptr_t>(arg5);
   handler->Send(packet);
   error_ = packet.dp_Res2;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a packet carries the lock as a number
   auto* const result = reinterpret_cast<::Lock*>(packet.dp_Res1);
   return AddLock(*handler, result);
 }

@@ -44,7 +44,7 @@ std::unique_ptr<Machine> Machine::Build(const MachineOptions& options, const Mac
   std::unique_ptr<Machine> machine(new Machine(options, parts));
   for (const MountSpec& spec : options.mounts) {
     if (machine->Mount(spec, options.handlers, parts.clock, problem)) continue;
-    problem = "cannot mount " + spec.name + ": " + problem;
+    problem.insert(0, "cannot mount " + spec.name + ": ");
     return nullptr;
   }
   return machine;

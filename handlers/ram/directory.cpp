@@ -30,18 +30,19 @@ void Directory::Reserve() {
 
 void Directory::Add(Entry& entry) {
   entry.hash = HashName(entry.name);
-  entry.serial = ++last_serial_;
-  entry.turn = turns_.size();
-  turns_.push_back({entry.serial, &entry});
-  Place(slots_, {&entry, entry.hash});
+  const auto turn = static_cast<std::uint32_t>(turns_.size());
+  turns_.push_back({++last_serial_, &entry});
+  Place(slots_, {&entry, entry.hash, turn});
   ++count_;
 }
 
 void Directory::Remove(Entry& entry) {
   const std::size_t mask = slots_.size() - 1;
-  std::size_t hole = entry.hash & mask;
-  while (slots_[hole].entry != &entry) hole = (hole + 1) & mask;
+  Slot& slot = SlotOf(entry);
+  turns_[slot.turn].entry = nullptr;
+  if (slot.turn + 1 == turns_.size()) turns_.pop_back();
   // Entries behind the hole that a search would no longer reach move into it.
+  auto hole = static_cast<std::size_t>(&slot - slots_.data());
   for (std::size_t at = (hole + 1) & mask; slots_[at].entry != nullptr; at = (at + 1) & mask) {
     const std::size_t home = slots_[at].hash & mask;
     if (((at - home) & mask) < ((at - hole) & mask)) continue;
@@ -49,20 +50,27 @@ void Directory::Remove(Entry& entry) {
     hole = at;
   }
   slots_[hole] = {};
-  turns_[entry.turn].entry = nullptr;
-  if (entry.turn + 1 == turns_.size()) turns_.pop_back();
   --count_;
 }
 
-Entry* Directory::Next(std::uint64_t after) const {
+Entry* Directory::Next(std::uint64_t& serial) const {
   auto turn = std::upper_bound(
-      turns_.begin(), turns_.end(), after,
-      [](std::uint64_t serial, const Turn& candidate) { return serial < candidate.serial; });
+      turns_.begin(), turns_.end(), serial,
+      [](std::uint64_t after, const Turn& candidate) { return after < candidate.serial; });
   while (turn != turns_.end() && turn->entry == nullptr) ++turn;
-  return turn == turns_.end() ? nullptr : turn->entry;
+  if (turn == turns_.end()) return nullptr;
+  serial = turn->serial;
+  return turn->entry;
 }
 
-void Directory::Place(std::vector<Slot>& slots, const Slot& slot) const {
+Directory::Slot& Directory::SlotOf(const Entry& entry) {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t at = entry.hash & mask;
+  while (slots_[at].entry != &entry) at = (at + 1) & mask;
+  return slots_[at];
+}
+
+void Directory::Place(std::vector<Slot>& slots, const Slot& slot) {
   const std::size_t mask = slots.size() - 1;
   std::size_t at = slot.hash & mask;
   while (slots[at].entry != nullptr) at = (at + 1) & mask;
@@ -80,7 +88,9 @@ void Directory::Grow() {
 /// Drops the turns of entries that are gone.
 void Directory::Compact() {
   std::erase_if(turns_, [](const Turn& turn) { return turn.entry == nullptr; });
-  for (std::size_t i = 0; i < turns_.size(); ++i) turns_[i].entry->turn = i;
+  for (std::size_t i = 0; i < turns_.size(); ++i) {
+    SlotOf(*turns_[i].entry).turn = static_cast<std::uint32_t>(i);
+  }
 }
 
 }  // namespace quorle::ram

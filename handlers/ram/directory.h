@@ -24,14 +24,16 @@ class Directory {
   /// Adds an entry that is not in any directory, whose name nothing here has.
   void Add(Entry& entry);
   void Remove(Entry& entry);
-  /// The first entry that was added after the one with the serial number `after` (0: the first of
-  /// all), or null. Entries may come and go between calls: none is shown twice, none is missed.
-  Entry* Next(std::uint64_t after) const;
+  /// The first entry that was added after the one with the serial number `serial` (0: the first of
+  /// all), or null; `serial` becomes its own. Entries may come and go between calls: none is shown
+  /// twice, none is missed.
+  Entry* Next(std::uint64_t& serial) const;
 
  private:
   struct Slot {
     Entry* entry = nullptr;
     std::uint32_t hash = 0;
+    std::uint32_t turn = 0;  ///< where it stands in turns_
   };
   struct Turn {
     std::uint64_t serial;
@@ -39,7 +41,8 @@ class Directory {
   };
 
   void Grow();
-  void Place(std::vector<Slot>& slots, const Slot& slot) const;
+  static void Place(std::vector<Slot>& slots, const Slot& slot);
+  Slot& SlotOf(const Entry& entry);
   void Compact();
 
   std::vector<Slot> slots_;  ///< as many as a power of two, at most half of them used

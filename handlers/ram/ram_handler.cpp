@@ -220,7 +220,7 @@ std::int64_t FSGetFilePosition(Port*, std::int32_t*, ::FileHandle* fh) {
 }
 
 std::int64_t FSGetFileSize(Port*, std::int32_t*, ::FileHandle* fh) {
-  return FileOf(fh).entry->node->file()->content.size();
+  return FileOf(fh).entry->node->content.size();
 }
 
 std::int32_t FSChangeFileMode(Port* vp, std::int32_t* res2, ::FileHandle* fh, std::int32_t mode) {
@@ -268,12 +268,11 @@ std::int32_t FSReadSoftLink(Port* vp, std::int32_t* res2, ::Lock* rel, const cha
   Entry* entry = nullptr;
   *res2 = Of(vp).volume.Find(EntryOf(rel), name, entry);
   if (*res2 != 0) return -1;
-  const Node::SoftLink* const link = entry->node->soft_link();
-  if (link == nullptr) {
+  if (!entry->node->IsSoftLink()) {
     *res2 = ERROR_OBJECT_WRONG_TYPE;
     return -1;
   }
-  const std::string& target = link->target;
+  const std::string& target = entry->node->target;
   if (size < 0 || target.size() >= static_cast<std::size_t>(size)) {
     *res2 = ERROR_LINE_TOO_LONG;
     return -2;
@@ -340,10 +339,10 @@ void CopyText(const std::string& text, char* buffer, std::uint32_t size) {
   }
   const bool is_own_name = node.names.front() == &entry;
   data->FileSize = -1;
-  if (Node::File* const file = node.file(); file != nullptr) {
+  if (node.IsFile()) {
     data->Type = FSO_TYPE_FILE;
-    data->FileSize = file->content.size();
-  } else if (node.directory() != nullptr) {
+    data->FileSize = node.content.size();
+  } else if (node.IsDirectory()) {
     data->Type = FSO_TYPE_DIRECTORY;
   } else {
     data->Type = static_cast<std::uint32_t>(FSO_TYPE_SOFTLINK) | FSOF_LINK;
@@ -384,26 +383,26 @@ std::uint64_t Place(const ::PRIVATE_ExamineDirContext& context) {
 std::int32_t FSExamineDir(Port* vp, std::int32_t* res2, ::PRIVATE_ExamineDirContext* context) {
   Entry& place =
       context->Directory == nullptr ? Of(vp).volume.root() : *EntryOf(context->Directory);
-  Directory* const directory = place.node->directory();
-  if (directory == nullptr) {
+  if (!place.node->IsDirectory()) {
     *res2 = ERROR_OBJECT_WRONG_TYPE;
     return kFalse;
   }
-  Entry* const entry = directory->Next(Place(*context));
+  std::uint64_t serial = Place(*context);
+  Entry* const entry = place.node->entries.Next(serial);
   if (entry == nullptr) {
     *res2 = ERROR_NO_MORE_ENTRIES;
     return kFalse;
   }
   std::string link;
-  if (const Node::SoftLink* const soft = entry->node->soft_link(); soft != nullptr) {
-    link = soft->target;
+  if (entry->node->IsSoftLink()) {
+    link = entry->node->target;
   } else if (entry->node->names.front() != entry) {
     link = entry->node->names.front()->name;
   }
   context->Entry = Examine(vp, res2, *entry, link);
   if (context->Entry == nullptr) return kFalse;
-  context->FSPrivate[0] = static_cast<std::intptr_t>(static_cast<std::uint32_t>(entry->serial));
-  context->FSPrivate[1] = static_cast<std::intptr_t>(entry->serial >> 32);
+  context->FSPrivate[0] = static_cast<std::intptr_t>(static_cast<std::uint32_t>(serial));
+  context->FSPrivate[1] = static_cast<std::intptr_t>(serial >> 32);
   return kTrue;
 }
 

@@ -13,14 +13,17 @@ constexpr std::uint64_t kShownBlocks = 1U << 20;
 
 }  // namespace
 
+Node::Node(Kind what) : kind(what) {
+  own.node = this;
+  names.push_back(&own);
+}
+
 Volume::Volume(VolumeSettings settings, Now now)
     : settings_(std::move(settings)),
       now_(std::move(now)),
       nameless_(settings_.label.empty()),
-      root_node_(Directory{}) {
-  root_.node = &root_node_;
+      root_node_(Node::Kind::kDirectory) {
   root_.name = settings_.label.empty() ? settings_.device : settings_.label;
-  root_node_.names.push_back(&root_);
   root_node_.id = ++last_id_;
   root_node_.date = now_();
   objects_ = 1;
@@ -34,15 +37,14 @@ Volume::~Volume() {
 void Volume::Discard(Entry& root) {
   std::vector<Node*> directories{root.node};
   while (!directories.empty()) {
-    Directory& directory = *directories.back()->directory();
-    Entry* const entry = directory.Next(0);
+    std::uint64_t first = 0;
+    Entry* const entry = directories.back()->entries.Next(first);
     if (entry == nullptr) {
       directories.pop_back();
       continue;
     }
-    Directory* const inner = entry->node->directory();
     const bool is_last_name = entry->node->names.size() == 1;
-    if (inner != nullptr && is_last_name && !inner->empty()) {
+    if (is_last_name && !entry->node->entries.empty()) {
       directories.push_back(entry->node);
     } else {
       Remove(*entry);
@@ -58,25 +60,25 @@ std::int32_t Volume::Find(Entry* rel, std::string_view name, Entry*& found) {
     found = &base;
     return 0;
   }
-  Directory* const directory = base.node->directory();
-  if (directory == nullptr) return ERROR_OBJECT_WRONG_TYPE;
+  if (!base.node->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
   if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
-  found = directory->Find(name);
+  found = base.node->entries.Find(name);
   return found == nullptr ? ERROR_OBJECT_NOT_FOUND : 0;
 }
 
 std::int32_t Volume::FindTarget(Entry* rel, std::string_view name, Entry*& found) {
   if (const std::int32_t error = Find(rel, name, found); error != 0) return error;
-  return found->node->soft_link() != nullptr ? ERROR_IS_SOFT_LINK : 0;
+  return found->node->IsSoftLink() ? ERROR_IS_SOFT_LINK : 0;
 }
 
 std::int32_t Volume::TakeLock(Entry& entry, bool& exclusive) {
-  if (Node::File* const file = entry.node->file(); file != nullptr) {
-    if (file->exclusive || (exclusive && file->shared > 0)) return ERROR_OBJECT_IN_USE;
+  Node& node = *entry.node;
+  if (node.IsFile()) {
+    if (node.exclusive || (exclusive && node.shared > 0)) return ERROR_OBJECT_IN_USE;
     if (exclusive) {
-      file->exclusive = true;
+      node.exclusive = true;
     } else {
-      ++file->shared;
+      ++node.shared;
     }
   } else {
     exclusive = false;
@@ -87,11 +89,12 @@ std::int32_t Volume::TakeLock(Entry& entry, bool& exclusive) {
 }
 
 void Volume::ReleaseLock(Entry& entry, bool exclusive) {
-  if (Node::File* const file = entry.node->file(); file != nullptr) {
+  Node& node = *entry.node;
+  if (node.IsFile()) {
     if (exclusive) {
-      file->exclusive = false;
+      node.exclusive = false;
     } else {
-      --file->shared;
+      --node.shared;
     }
   }
   --entry.uses;
@@ -99,12 +102,12 @@ void Volume::ReleaseLock(Entry& entry, bool exclusive) {
 }
 
 std::int32_t Volume::ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive) {
-  Node::File* const file = entry.node->file();
-  if (file == nullptr) return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
+  Node& node = *entry.node;
+  if (!node.IsFile()) return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
   if (exclusive == to_exclusive) return 0;
-  if (to_exclusive && file->shared > 1) return ERROR_OBJECT_IN_USE;
-  file->exclusive = to_exclusive;
-  file->shared = to_exclusive ? 0 : 1;
+  if (to_exclusive && node.shared > 1) return ERROR_OBJECT_IN_USE;
+  node.exclusive = to_exclusive;
+  node.shared = to_exclusive ? 0 : 1;
   exclusive = to_exclusive;
   return 0;
 }
@@ -118,7 +121,7 @@ Entry* Volume::Parent(const Entry& entry) {
 void Volume::Hold(OpenFile& file, Entry& entry, bool exclusive) {
   file.entry = &entry;
   file.exclusive = exclusive;
-  entry.node->file()->handles.push_back(&file);
+  entry.node->handles.push_back(&file);
 }
 
 std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file) {
@@ -137,18 +140,18 @@ std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, 
     Node* directory = nullptr;
     error = FindPlace(rel, name, directory);
     if (error == 0) {
-      error = Insert(*directory, name, std::make_unique<Node>(Node::File{}), entry);
+      error = Insert(*directory, name, std::make_unique<Node>(Node::Kind::kFile), entry);
     }
   }
   if (error != 0) return error;
-  Node::File* const body = entry->node->file();
-  if (body == nullptr) return ERROR_OBJECT_WRONG_TYPE;
+  Node& node = *entry->node;
+  if (!node.IsFile()) return ERROR_OBJECT_WRONG_TYPE;
 
   bool exclusive = mode == MODE_NEWFILE;
-  body->handles.reserve(body->handles.size() + 1);
+  node.handles.reserve(node.handles.size() + 1);
   if (exclusive && !is_new) {
-    if (body->exclusive || body->shared > 0) return ERROR_OBJECT_IN_USE;
-    if ((entry->node->protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
+    if (node.exclusive || node.shared > 0) return ERROR_OBJECT_IN_USE;
+    if ((node.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   }
   error = TakeLock(*entry, exclusive);
   if (error != 0) return error;
@@ -156,19 +159,18 @@ std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, 
   Hold(file, *entry, exclusive);
   if (exclusive && !is_new) {
     // The object and its other names stay; what was in it goes.
-    pages_ -= body->content.pages();
-    body->content.Resize(0);
-    entry->node->comment.clear();
-    entry->node->protection = 0;
-    entry->node->date = now_();
+    pages_ -= node.content.pages();
+    node.content.Resize(0);
+    node.comment.clear();
+    node.protection = 0;
+    node.date = now_();
     file.changed = true;
   }
   return 0;
 }
 
 std::int32_t Volume::OpenLocked(Entry& entry, bool exclusive, OpenFile& file) {
-  Node::File* const body = entry.node->file();
-  if (body == nullptr) return ERROR_OBJECT_WRONG_TYPE;
+  if (!entry.node->IsFile()) return ERROR_OBJECT_WRONG_TYPE;
   file = {};
   Hold(file, entry, exclusive);
   return 0;
@@ -176,7 +178,7 @@ std::int32_t Volume::OpenLocked(Entry& entry, bool exclusive, OpenFile& file) {
 
 void Volume::Close(OpenFile& file) {
   Entry& entry = *file.entry;
-  std::erase(entry.node->file()->handles, &file);
+  std::erase(entry.node->handles, &file);
   ReleaseLock(entry, file.exclusive);
   if (file.changed) Touch(entry.directory);
 }
@@ -190,7 +192,7 @@ std::int32_t Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std:
   if (bytes < 0) return ERROR_BAD_NUMBER;
   if ((node.protection & EXDF_NO_READ) != 0) return ERROR_READ_PROTECTED;
   count = static_cast<std::int32_t>(
-      node.file()->content.Read(file.position, buffer, static_cast<std::size_t>(bytes)));
+      node.content.Read(file.position, buffer, static_cast<std::size_t>(bytes)));
   file.position += count;
   return 0;
 }
@@ -202,7 +204,7 @@ std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes)
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
   std::int64_t end = 0;
   if (__builtin_add_overflow(file.position, bytes, &end)) return ERROR_OBJECT_TOO_LARGE;
-  Content& content = node.file()->content;
+  Content& content = node.content;
   const auto count = static_cast<std::size_t>(bytes);
   if (!HasRoomFor(content.NewPages(file.position, count))) return ERROR_DISK_FULL;
   const std::size_t pages = content.pages();
@@ -216,7 +218,7 @@ std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes)
 }
 
 std::int32_t Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
-  const std::int64_t size = file.entry->node->file()->content.size();
+  const std::int64_t size = file.entry->node->content.size();
   std::int64_t base = 0;
   switch (mode) {
     case OFFSET_BEGINNING:
@@ -240,7 +242,6 @@ std::int32_t Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t positi
 
 std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
   Node& node = *file.entry->node;
-  Node::File& body = *node.file();
   std::int64_t base = 0;
   switch (mode) {
     case OFFSET_BEGINNING:
@@ -249,7 +250,7 @@ std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size
       base = file.position;
       break;
     case OFFSET_END:
-      base = body.content.size();
+      base = node.content.size();
       break;
     default:
       return ERROR_BAD_NUMBER;
@@ -258,12 +259,12 @@ std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size
   if (__builtin_add_overflow(base, size, &target) || target < 0) return ERROR_SEEK_ERROR;
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
-  for (const OpenFile* const other : body.handles) {
+  for (const OpenFile* const other : node.handles) {
     if (other != &file && other->position > target) return ERROR_OBJECT_IN_USE;
   }
-  pages_ -= body.content.pages();
-  body.content.Resize(target);
-  pages_ += body.content.pages();
+  pages_ -= node.content.pages();
+  node.content.Resize(target);
+  pages_ += node.content.pages();
   file.position = std::min(file.position, target);
   file.changed = true;
   node.protection &= ~std::uint32_t{EXDF_ARCHIVE};
@@ -285,21 +286,19 @@ std::int32_t Volume::FindPlace(Entry* rel, std::string_view name, Node*& directo
 std::int32_t Volume::Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node,
                             Entry*& made) {
   if (!HasRoomFor(1)) return ERROR_DISK_FULL;
-  auto entry = std::make_unique<Entry>();
-  entry->name = name;
-  entry->node = node.get();
-  entry->directory = &directory;
-  node->names.push_back(entry.get());
-  directory.directory()->Reserve();
+  Entry& entry = node->own;
+  entry.name = name;
+  entry.directory = &directory;
+  directory.entries.Reserve();
   // Nothing fails from here on.
   node->id = ++last_id_;
   node->owner = directory.owner;
   node->group = directory.group;
   Touch(&directory);
   node->date = directory.date;
-  directory.directory()->Add(*entry);
+  directory.entries.Add(entry);
   ++objects_;
-  made = entry.release();
+  made = &entry;
   static_cast<void>(node.release());  // freed with its last name
   return 0;
 }
@@ -308,7 +307,7 @@ std::int32_t Volume::MakeDirectory(Entry* rel, std::string_view name, Entry*& ma
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   Node* directory = nullptr;
   if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
-  return Insert(*directory, name, std::make_unique<Node>(Directory{}), made);
+  return Insert(*directory, name, std::make_unique<Node>(Node::Kind::kDirectory), made);
 }
 
 std::int32_t Volume::MakeSoftLink(Entry* rel, std::string_view name, std::string_view target) {
@@ -317,8 +316,9 @@ std::int32_t Volume::MakeSoftLink(Entry* rel, std::string_view name, std::string
   Node* directory = nullptr;
   if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
   Entry* made = nullptr;
-  return Insert(*directory, name, std::make_unique<Node>(Node::SoftLink{std::string(target)}),
-                made);
+  auto node = std::make_unique<Node>(Node::Kind::kSoftLink);
+  node->target = target;
+  return Insert(*directory, name, std::move(node), made);
 }
 
 std::int32_t Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& target) {
@@ -326,16 +326,16 @@ std::int32_t Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& targ
   Node* directory = nullptr;
   if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
   Node& node = *target.node;
-  if (node.directory() != nullptr && IsInside(*directory, node)) return ERROR_OBJECT_WRONG_TYPE;
+  if (node.IsDirectory() && IsInside(*directory, node)) return ERROR_OBJECT_WRONG_TYPE;
   if (!HasRoomFor(1)) return ERROR_DISK_FULL;
   auto entry = std::make_unique<Entry>();
   entry->name = name;
   entry->node = &node;
   entry->directory = directory;
   node.names.reserve(node.names.size() + 1);
-  directory->directory()->Reserve();
+  directory->entries.Reserve();
   Touch(directory);
-  directory->directory()->Add(*entry);
+  directory->entries.Add(*entry);
   node.names.push_back(entry.release());
   ++objects_;
   return 0;
@@ -343,12 +343,12 @@ std::int32_t Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& targ
 
 void Volume::Remove(Entry& entry) {
   Node* const node = entry.node;
-  entry.directory->directory()->Remove(entry);
+  entry.directory->entries.Remove(entry);
   std::erase(node->names, &entry);
-  delete &entry;
+  if (&entry != &node->own) delete &entry;
   --objects_;
   if (!node->names.empty()) return;
-  if (const Node::File* const file = node->file(); file != nullptr) pages_ -= file->content.pages();
+  pages_ -= node->content.pages();
   delete node;
 }
 
@@ -359,11 +359,11 @@ std::int32_t Volume::Delete(Entry* rel, std::string_view name) {
   if (entry == &root_ || entry->uses > 0) return ERROR_OBJECT_IN_USE;
   Node& node = *entry->node;
   if ((node.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
-  if (node.file() != nullptr && (node.protection & EXDF_NO_WRITE) != 0) {
+  if (node.IsFile() && (node.protection & EXDF_NO_WRITE) != 0) {
     return ERROR_WRITE_PROTECTED;
   }
   const bool is_last_name = node.names.size() == 1;
-  if (is_last_name && node.directory() != nullptr && !node.directory()->empty()) {
+  if (is_last_name && !node.entries.empty()) {
     return ERROR_DIRECTORY_NOT_EMPTY;
   }
   Node* const directory = entry->directory;
@@ -384,17 +384,17 @@ std::int32_t Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_re
   if (existing != nullptr && existing != entry) return ERROR_OBJECT_EXISTS;
   if (existing == entry && to.empty()) return 0;
   Node& target = to_rel == nullptr ? root_node_ : *to_rel->node;
-  if (entry->node->directory() != nullptr && IsInside(target, *entry->node)) {
+  if (entry->node->IsDirectory() && IsInside(target, *entry->node)) {
     return ERROR_OBJECT_IN_USE;
   }
 
   std::string new_name(to);
-  target.directory()->Reserve();
+  target.entries.Reserve();
   Node* const source = entry->directory;
-  source->directory()->Remove(*entry);
+  source->entries.Remove(*entry);
   entry->name.swap(new_name);
   entry->directory = &target;
-  target.directory()->Add(*entry);
+  target.entries.Add(*entry);
   Touch(source);
   if (source != &target) Touch(&target);
   return 0;

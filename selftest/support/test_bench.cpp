@@ -63,6 +63,7 @@ FaultRules ParseRules(const std::string& text) {
 
 HostOptions OptionsFrom(const std::vector<std::string>& words) {
   std::vector<const char*> pointers;
+  pointers.reserve(words.size());
   for (const std::string& word : words) pointers.push_back(word.c_str());
   HostCommand command = ReadHostCommand(pointers);
   if (command.kind != HostCommand::Kind::kRun) throw std::runtime_error(command.text);
@@ -229,8 +230,10 @@ std::string TestBench::TakeErrors() {
 }
 
 std::vector<nlohmann::json> TestBench::TakeTrace() {
+  const std::vector<std::string> lines = TakeTraceLines();
   std::vector<nlohmann::json> result;
-  for (const std::string& line : TakeTraceLines()) result.push_back(nlohmann::json::parse(line));
+  result.reserve(lines.size());
+  for (const std::string& line : lines) result.push_back(nlohmann::json::parse(line));
   return result;
 }
 

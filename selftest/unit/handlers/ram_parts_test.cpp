@@ -102,8 +102,8 @@ class RamDirectoryTest : public testing::Test {
 
   std::vector<std::string> Scan() {
     std::vector<std::string> names;
-    for (Entry* entry = directory_.Next(0); entry != nullptr;
-         entry = directory_.Next(entry->serial)) {
+    std::uint64_t serial = 0;
+    while (Entry* const entry = directory_.Next(serial)) {
       names.push_back(entry->name);
     }
     return names;
@@ -116,7 +116,8 @@ class RamDirectoryTest : public testing::Test {
 TEST_F(RamDirectoryTest, EmptyOne) {
   EXPECT_TRUE(directory_.empty());
   EXPECT_EQ(directory_.Find("x"), nullptr);
-  EXPECT_EQ(directory_.Next(0), nullptr);
+  std::uint64_t serial = 0;
+  EXPECT_EQ(directory_.Next(serial), nullptr);
 }
 
 TEST_F(RamDirectoryTest, ScansInTheOrderOfAdding) {
@@ -135,9 +136,12 @@ TEST_F(RamDirectoryTest, ScanGoesOnAfterItsPlaceWasRemoved) {
   Entry& first = Add("first");
   Entry& second = Add("second");
   Add("third");
-  const std::uint64_t place = directory_.Next(first.serial)->serial;
+  std::uint64_t place = 0;
+  EXPECT_EQ(directory_.Next(place), &first);
+  EXPECT_EQ(directory_.Next(place), &second);
   directory_.Remove(second);
   EXPECT_EQ(directory_.Next(place)->name, "third");
+  EXPECT_EQ(directory_.Next(place), nullptr);
 }
 
 // Against a plain list: every name is found or not as it should be, after any changes.
@@ -178,7 +182,7 @@ TEST(RamVolumeTest, FullVolumeRefusesAndStaysWhole) {
   EXPECT_EQ(pages, 6) << "eight blocks less the root and the file";
   EXPECT_EQ(volume.Write(file, page.data(), 4096), ERROR_DISK_FULL);
   EXPECT_EQ(file.position, 6 * 4096);
-  EXPECT_EQ(file.entry->node->file()->content.size(), 6 * 4096);
+  EXPECT_EQ(file.entry->node->content.size(), 6 * 4096);
   Entry* made = nullptr;
   EXPECT_EQ(volume.MakeDirectory(nullptr, "directory", made), ERROR_DISK_FULL);
   volume.Close(file);
@@ -218,7 +222,7 @@ TEST(RamVolumeTest, LinkedObjectLivesUntilItsLastName) {
   ASSERT_EQ(volume.MakeHardLink(nullptr, "link", *entry), 0);
   ASSERT_EQ(volume.Delete(nullptr, "file"), 0);
   ASSERT_EQ(volume.Open(nullptr, "link", MODE_OLDFILE, file), 0);
-  EXPECT_EQ(file.entry->node->file()->content.size(), 4);
+  EXPECT_EQ(file.entry->node->content.size(), 4);
   volume.Close(file);
   EXPECT_EQ(volume.Delete(nullptr, "link"), 0);
   EXPECT_EQ(volume.blocks_used(), 1U);
