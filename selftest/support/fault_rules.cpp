@@ -67,8 +67,8 @@ bool ParseAction(std::string_view rest, FaultRule& rule) {
                                      : FaultRule::Action::kDoneFail;
     return ParseCode(NextWord(rest), rule) && NextWord(rest).empty();
   }
-  if (action == "succeed") {
-    rule.action = FaultRule::Action::kSucceed;
+  if (action == "succeed" || action == "scribble") {
+    rule.action = action == "succeed" ? FaultRule::Action::kSucceed : FaultRule::Action::kScribble;
     return NextWord(rest).empty();
   }
   if (action == "return") {

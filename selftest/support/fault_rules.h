@@ -25,10 +25,12 @@ namespace quorle::selftest {
 ///   succeed           the call is not made; it succeeds (a lock or a file is of some other object)
 ///   return N [CODE]   the call is not made; it returns this number (and sets the error code)
 ///   set FIELD=VALUE.. the call is made; these fields of what it gives are replaced
+///   scribble          the call is made; then zeros are written over the end of the block of memory
+///                     that the tester allocated last, as by a handler that writes where it must not
 ///
 /// An empty line and a line that starts with "//" say nothing.
 struct FaultRule {
-  enum class Action { kFail, kCode, kDoneFail, kSucceed, kReturn, kSet };
+  enum class Action { kFail, kCode, kDoneFail, kSucceed, kReturn, kSet, kScribble };
 
   std::string op;
   std::vector<std::string> args;

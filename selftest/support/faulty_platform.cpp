@@ -61,6 +61,12 @@ bool FaultyDos::Bool(const FaultRule* rule, const Call& call) {
       SetCode(*rule);
       return result;
     }
+    case Action::kScribble: {
+      const bool result = call();
+      constexpr std::uint32_t kBytes = 8;
+      std::memset(static_cast<char*>(last_memory_) + last_bytes_ - kBytes, 0, kBytes);
+      return result;
+    }
     case Action::kDoneFail:
       call();
       break;
@@ -448,7 +454,11 @@ bool FaultyDos::DateToStr(DateTime& date) {
 
 void* FaultyExec::AllocVecTags(std::uint32_t bytes) {
   const FaultRule* const rule = rules_.Match("AllocVecTags");
-  if (rule == nullptr) return inner().AllocVecTags(bytes);
+  if (rule == nullptr) {
+    void* const memory = inner().AllocVecTags(bytes);
+    dos_.NoteAllocation(memory, bytes);
+    return memory;
+  }
   if (rule->code) dos_.real().SetIoErr(*rule->code);
   return nullptr;
 }

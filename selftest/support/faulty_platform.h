@@ -25,6 +25,10 @@ class FaultyDos final : public ForwardingDos {
   FaultyDos(DosInterface& inner, FaultRules& rules) : ForwardingDos(inner), rules_(rules) {}
 
   DosInterface& real() const { return inner(); }
+  /// What exec gave last: where a "scribble" goes. Only calls that give true or false can scribble.
+  void NoteAllocation(void* memory, std::uint32_t bytes) {
+    last_memory_ = memory, last_bytes_ = bytes;
+  }
 
   FileHandle Open(const char* name, std::int32_t mode) override;
   bool Close(FileHandle file) override;
@@ -106,6 +110,8 @@ class FaultyDos final : public ForwardingDos {
   };
 
   FaultRules& rules_;
+  void* last_memory_ = nullptr;
+  std::uint32_t last_bytes_ = 0;
   std::unordered_map<const ExamineData*, std::unique_ptr<Changed>> changed_;
 };
 
