@@ -12,9 +12,6 @@ std::int32_t NotBuiltYet(TestContext& ctx, const char* label) {
 
 }  // namespace
 
-std::int32_t ChangeFilePositionGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ChangeFilePosition()");
-}
 std::int32_t ChangeFileSizeGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ChangeFileSize()");
 }
@@ -41,9 +38,6 @@ std::int32_t ExamineObjGroup(TestContext& ctx) {
 }
 std::int32_t ExamineLockGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ExamineLock()");
-}
-std::int32_t GetFileSizeGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "GetFileSize()");
 }
 std::int32_t OpenGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Open()");
