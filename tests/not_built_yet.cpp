@@ -39,9 +39,6 @@ std::int32_t ExamineLockGroup(TestContext& ctx) {
 std::int32_t OpenGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Open()");
 }
-std::int32_t ReadGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "Read()");
-}
 std::int32_t ReadSoftLinkGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ReadSoftLink()");
 }
@@ -65,9 +62,6 @@ std::int32_t SetOwnerGroup(TestContext& ctx) {
 }
 std::int32_t SetProtectionGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "SetProtection()");
-}
-std::int32_t WriteGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "Write()");
 }
 std::int32_t WriteProtectVolumeGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "WriteProtectVolume()");
