@@ -36,9 +36,6 @@ std::int32_t ExamineObjGroup(TestContext& ctx) {
 std::int32_t ExamineLockGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ExamineLock()");
 }
-std::int32_t OpenGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "Open()");
-}
 std::int32_t ReadSoftLinkGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ReadSoftLink()");
 }
