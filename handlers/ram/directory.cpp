@@ -24,7 +24,6 @@ Entry* Directory::Find(std::string_view name) const {
 
 void Directory::Reserve() {
   if ((count_ + 1) * 2 > slots_.size()) Grow();
-  if (turns_.size() == turns_.capacity() && turns_.size() >= count_ * 2) Compact();
   if (turns_.size() == turns_.capacity()) turns_.reserve(std::max(kFirstSlots, turns_.size() * 2));
 }
 
@@ -40,7 +39,6 @@ void Directory::Remove(Entry& entry) {
   const std::size_t mask = slots_.size() - 1;
   Slot& slot = SlotOf(entry);
   turns_[slot.turn].entry = nullptr;
-  if (slot.turn + 1 == turns_.size()) turns_.pop_back();
   // Entries behind the hole that a search would no longer reach move into it.
   auto hole = static_cast<std::size_t>(&slot - slots_.data());
   for (std::size_t at = (hole + 1) & mask; slots_[at].entry != nullptr; at = (at + 1) & mask) {
@@ -51,11 +49,13 @@ void Directory::Remove(Entry& entry) {
   }
   slots_[hole] = {};
   --count_;
+  while (first_turn_ < turns_.size() && turns_[first_turn_].entry == nullptr) ++first_turn_;
+  if (turns_.size() > count_ * 2 + kFirstSlots) Compact();
 }
 
 Entry* Directory::Next(std::uint64_t& serial) const {
   auto turn = std::upper_bound(
-      turns_.begin(), turns_.end(), serial,
+      turns_.begin() + static_cast<std::ptrdiff_t>(first_turn_), turns_.end(), serial,
       [](std::uint64_t after, const Turn& candidate) { return after < candidate.serial; });
   while (turn != turns_.end() && turn->entry == nullptr) ++turn;
   if (turn == turns_.end()) return nullptr;
@@ -85,9 +85,11 @@ void Directory::Grow() {
   slots_.swap(larger);
 }
 
-/// Drops the turns of entries that are gone.
+/// Drops the turns of entries that are gone: when they are the greater part, so that a removal costs
+/// the same however many there are.
 void Directory::Compact() {
   std::erase_if(turns_, [](const Turn& turn) { return turn.entry == nullptr; });
+  first_turn_ = 0;
   for (std::size_t i = 0; i < turns_.size(); ++i) {
     SlotOf(*turns_[i].entry).turn = static_cast<std::uint32_t>(i);
   }

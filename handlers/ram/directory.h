@@ -45,8 +45,9 @@ class Directory {
   Slot& SlotOf(const Entry& entry);
   void Compact();
 
-  std::vector<Slot> slots_;  ///< as many as a power of two, at most half of them used
-  std::vector<Turn> turns_;  ///< in the order of adding, for scans
+  std::vector<Slot> slots_;     ///< as many as a power of two, at most half of them used
+  std::vector<Turn> turns_;     ///< in the order of adding, for scans
+  std::size_t first_turn_ = 0;  ///< before it stand only turns of entries that are gone
   std::size_t count_ = 0;
   std::uint64_t last_serial_ = 0;
 };

@@ -144,6 +144,21 @@ TEST_F(RamDirectoryTest, ScanGoesOnAfterItsPlaceWasRemoved) {
   EXPECT_EQ(directory_.Next(place), nullptr);
 }
 
+// A scan that removes what it finds, as a program does that empties a directory.
+TEST_F(RamDirectoryTest, EmptyingWhileScanning) {
+  for (int i = 0; i < 50000; ++i) Add("name" + std::to_string(i));
+  std::uint64_t serial = 0;
+  int found = 0;
+  while (Entry* const entry = directory_.Next(serial)) {
+    ASSERT_EQ(entry->name, "name" + std::to_string(found));
+    directory_.Remove(*entry);
+    ++found;
+    serial = 0;
+  }
+  EXPECT_EQ(found, 50000);
+  EXPECT_TRUE(directory_.empty());
+}
+
 // Against a plain list: every name is found or not as it should be, after any changes.
 TEST_F(RamDirectoryTest, HoldsWhatWasAddedAndNotRemoved) {
   std::set<std::string> present;
