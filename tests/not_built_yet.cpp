@@ -12,9 +12,6 @@ std::int32_t NotBuiltYet(TestContext& ctx, const char* label) {
 
 }  // namespace
 
-std::int32_t CreateDirGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "CreateDir()");
-}
 std::int32_t CreateHardLinkGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "CreateHardLink()");
 }
