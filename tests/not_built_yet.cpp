@@ -12,12 +12,6 @@ std::int32_t NotBuiltYet(TestContext& ctx, const char* label) {
 
 }  // namespace
 
-std::int32_t CreateHardLinkGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "CreateHardLink()");
-}
-std::int32_t CreateSoftLinkGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "CreateSoftLink()");
-}
 std::int32_t DeleteGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Delete()");
 }
