@@ -12,9 +12,6 @@ std::int32_t NotBuiltYet(TestContext& ctx, const char* label) {
 
 }  // namespace
 
-std::int32_t DeleteGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "Delete()");
-}
 std::int32_t DeviceInfoDataGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "DeviceInfoData()");
 }
@@ -27,14 +24,8 @@ std::int32_t ExamineObjGroup(TestContext& ctx) {
 std::int32_t ExamineLockGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "ExamineLock()");
 }
-std::int32_t ReadSoftLinkGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ReadSoftLink()");
-}
 std::int32_t RelabelGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Relabel()");
-}
-std::int32_t RenameGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "Rename()");
 }
 std::int32_t SetCommentGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "SetComment()");
