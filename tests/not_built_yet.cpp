@@ -15,15 +15,6 @@ std::int32_t NotBuiltYet(TestContext& ctx, const char* label) {
 std::int32_t DeviceInfoDataGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "DeviceInfoData()");
 }
-std::int32_t ExamineFileGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ExamineFile()");
-}
-std::int32_t ExamineObjGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ExamineObj()");
-}
-std::int32_t ExamineLockGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "ExamineLock()");
-}
 std::int32_t RelabelGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Relabel()");
 }
