@@ -18,21 +18,6 @@ std::int32_t DeviceInfoDataGroup(TestContext& ctx) {
 std::int32_t RelabelGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "Relabel()");
 }
-std::int32_t SetCommentGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "SetComment()");
-}
-std::int32_t SetDateGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "SetDate()");
-}
-std::int32_t SetGroupGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "SetGroup()");
-}
-std::int32_t SetOwnerGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "SetOwner()");
-}
-std::int32_t SetProtectionGroup(TestContext& ctx) {
-  return NotBuiltYet(ctx, "SetProtection()");
-}
 std::int32_t WriteProtectVolumeGroup(TestContext& ctx) {
   return NotBuiltYet(ctx, "WriteProtectVolume()");
 }
