@@ -1,0 +1,38 @@
+#include <cstdint>
+
+#include "harness/context.h"
+#include "harness/diagnostics.h"
+#include "harness/runner.h"
+#include "tests/groups.h"
+
+namespace quorle {
+namespace {
+
+constexpr char kLabel[] = "WriteProtectVolume()";
+
+// 1. Write protection is switched on, and off again.
+std::int32_t OnAndOff(TestContext& ctx, std::int32_t) {
+  DosInterface& dos = *ctx.IDOS;
+  if (!dos.WriteProtectVolume(ctx.device_name, true, 0, 0)) {
+    if (NotImplemented(ctx)) return kFatal;
+    const Bold bold(ctx);
+    dos.Printf("\nERROR: WriteProtectVolume(\"%s\",TRUE) failed; #%n %m\n", ctx.device_name);
+    return kFailed;
+  }
+  // As it stands: what this gives is not looked at.
+  dos.WriteProtectVolume(ctx.device_name, false, 0, 0);
+  return kPassed;
+}
+
+constexpr SubTestTable kSubTests = {
+    OnAndOff,  // 1
+    nullptr,
+};
+
+}  // namespace
+
+std::int32_t WriteProtectVolumeGroup(TestContext& ctx) {
+  return RunTestGroup(ctx, kSubTests, kLabel);
+}
+
+}  // namespace quorle
