@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <ostream>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,6 +23,11 @@ struct Subject {
   const ::Handler& (*handler)();
   PortType port;
 };
+
+/// How GoogleTest shows a row: without it, the addresses in it, which are others on every run.
+inline void PrintTo(const Subject& subject, std::ostream* out) {
+  *out << subject.name;
+}
 
 /// All rows, each handler on both kinds of port.
 std::span<const Subject> Subjects();
