@@ -85,6 +85,10 @@ void HandlerPort::Send(::DosPacket& packet) {
   Deliver(packet);
 }
 
+bool HandlerPort::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
+  return mounted_->Cover(layer, value, problem);
+}
+
 void HandlerPort::FreeExamineData(::ExamineData* data) {
   if (mounted_) mounted_->services().FreeDosObject(QUORLE_DOS_EXAMINEDATA, data);
 }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/records.h"
@@ -12,6 +13,7 @@
 namespace quorle {
 
 class MountedHandler;
+struct NamedLayer;
 
 /// How dos talks to a handler.
 enum class PortType : std::uint8_t {
@@ -46,6 +48,9 @@ class HandlerPort {
   ~HandlerPort();
   HandlerPort(const HandlerPort&) = delete;
   HandlerPort& operator=(const HandlerPort&) = delete;
+
+  /// Puts a layer over the handler; false, with one line in `problem`, when there is none such.
+  bool Cover(const NamedLayer& layer, std::string_view value, std::string& problem);
 
   // ---- The port itself -----------------------------------------------------------------------
 

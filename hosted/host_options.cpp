@@ -30,6 +30,7 @@ struct OptionTexts {
   std::string dos_version;
   bool no_delay = false;
   bool workbench = false;
+  bool list_deviations = false;
 };
 
 /// The help text with our own line of usage.
@@ -45,7 +46,7 @@ void Declare(CLI::App& app, OptionTexts& texts) {
   app.footer(kFooter);
   app.add_option("--mount", texts.mounts,
                  "Mounts one more device: NAME=HANDLER[,key=value...]. Keys for every handler: "
-                 "port=vector or packet, volume, dostype, version, state. Repeatable.")
+                 "port=vector or packet, volume, dostype, version, state, deviate. Repeatable.")
       ->type_name("SPEC")
       ->expected(1)
       ->allow_extra_args(false)
@@ -58,6 +59,8 @@ void Declare(CLI::App& app, OptionTexts& texts) {
                  "What dos.library reports itself as; 53.113 unless given.")
       ->type_name("V.R")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  app.add_flag("--list-deviations", texts.list_deviations,
+               "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.");
   app.add_flag("--workbench", texts.workbench, "Starts as from the desktop.");
 }
 
@@ -206,6 +209,9 @@ HostCommand ReadHostCommand(std::span<const char* const> words) {
   }
   for (const char* const name : {kTraceOption, kDosVersionOption}) {
     if (app.count(name) > 1) return Refused(std::string(name) + " is given twice");
+  }
+  if (texts.list_deviations) {
+    return {.kind = HostCommand::Kind::kListDeviations, .options = {}, .text = {}};
   }
   HostCommand command =
       ReadValues(texts, app.count(kTraceOption) > 0, app.count(kDosVersionOption) > 0);

@@ -24,9 +24,10 @@ struct HostOptions {
 /// What the words of a command line came to.
 struct HostCommand {
   enum class Kind : std::uint8_t {
-    kRun,      ///< run the tester as `options` say
-    kAnswer,   ///< print `text` and end well: --help, --version
-    kRefused,  ///< `text` is one line that says what is wrong
+    kRun,             ///< run the tester as `options` say
+    kAnswer,          ///< print `text` and end well: --help, --version
+    kListDeviations,  ///< print the deviations that there are
+    kRefused,         ///< `text` is one line that says what is wrong
   };
   Kind kind = Kind::kRun;
   HostOptions options;

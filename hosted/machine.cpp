@@ -43,15 +43,16 @@ std::unique_ptr<Machine> Machine::Build(const MachineOptions& options, const Mac
                                         std::string& problem) {
   std::unique_ptr<Machine> machine(new Machine(options, parts));
   for (const MountSpec& spec : options.mounts) {
-    if (machine->Mount(spec, options.handlers, parts.clock, problem)) continue;
+    if (machine->Mount(spec, options, parts.clock, problem)) continue;
     problem.insert(0, "cannot mount " + spec.name + ": ");
     return nullptr;
   }
   return machine;
 }
 
-bool Machine::Mount(const MountSpec& spec, const std::vector<NamedHandler>& handlers, Clock& clock,
+bool Machine::Mount(const MountSpec& spec, const MachineOptions& options, Clock& clock,
                     std::string& problem) {
+  const std::vector<NamedHandler>& handlers = options.handlers;
   if (list_.IsTaken(spec.name)) {
     problem = "the name is taken";
     return false;
@@ -63,7 +64,17 @@ bool Machine::Mount(const MountSpec& spec, const std::vector<NamedHandler>& hand
     problem = "no handler is called \"" + spec.handler + "\"; there are: " + ListNames(handlers);
     return false;
   }
-  MountKeys keys = spec.keys;
+  MountKeys keys;
+  std::vector<std::pair<NamedLayer, std::string>> layers;
+  for (const auto& [key, value] : spec.keys) {
+    const auto layer = std::find_if(options.layers.begin(), options.layers.end(),
+                                    [&key](const NamedLayer& kind) { return kind.key == key; });
+    if (layer == options.layers.end()) {
+      keys.emplace_back(key, value);
+    } else {
+      layers.emplace_back(*layer, value);
+    }
+  }
   if (!spec.argument.empty()) keys.insert(keys.begin(), {kPathKey, spec.argument});
   const auto may_be_named = [this](const ::MsgPort& port, const std::string& name) {
     return !list_.IsTaken(name, &port);
@@ -71,6 +82,9 @@ bool Machine::Mount(const MountSpec& spec, const std::vector<NamedHandler>& hand
   std::unique_ptr<HandlerPort> port =
       MountHandler(*named->handler, spec.name, spec.port, keys, clock, may_be_named, problem);
   if (port == nullptr) return false;
+  for (const auto& [layer, value] : layers) {
+    if (!port->Cover(layer, value, problem)) return false;
+  }
   if (!list_.AddDevice(*port)) {
     problem = "the name of the device or of its volume is taken";
     return false;

@@ -11,6 +11,7 @@
 #include "hosted/hosted_exec.h"
 #include "hosted/hosted_utility.h"
 #include "hosted/mount.h"
+#include "hosted/port_layer.h"
 #include "quorle/handler.h"
 
 namespace quorle {
@@ -24,6 +25,7 @@ struct NamedHandler {
 /// What a machine is made of.
 struct MachineOptions {
   std::vector<NamedHandler> handlers;  ///< what can be mounted
+  std::vector<NamedLayer> layers;      ///< what a mount can be covered with
   std::vector<MountSpec> mounts;  ///< what is; the first one's root is where the program starts
   HostedExecSettings exec;
   HostedDosSettings dos;
@@ -60,7 +62,7 @@ class Machine {
 
  private:
   Machine(const MachineOptions& options, const MachineParts& parts);
-  bool Mount(const MountSpec& spec, const std::vector<NamedHandler>& handlers, Clock& clock,
+  bool Mount(const MountSpec& spec, const MachineOptions& options, Clock& clock,
              std::string& problem);
 
   HandleNumbers numbers_;

@@ -29,6 +29,7 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   BreakSignal breaks;
   MachineOptions machine_options{
       .handlers = BuiltInHandlers(),
+      .layers = BuiltInLayers(),
       .mounts = StandardMounts(),
       .exec = {options.dos_version, options.dos_revision, options.workbench},
       .dos = {std::move(options.arguments), options.delays}};
@@ -53,6 +54,9 @@ std::int32_t Obey(HostCommand command, Console& console) {
   switch (command.kind) {
     case HostCommand::Kind::kAnswer:
       console.Print(command.text);
+      return RETURN_OK;
+    case HostCommand::Kind::kListDeviations:
+      console.Print(DeviationList());
       return RETURN_OK;
     case HostCommand::Kind::kRefused:
       console.Report(command.text);

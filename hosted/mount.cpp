@@ -189,9 +189,17 @@ bool MountedHandler::Start(std::string& problem) {
 
 void MountedHandler::Stop() {
   if (port_ == nullptr) return;
+  while (!layers_.empty()) layers_.pop_back();
   handler_.Unmount(port_);
   port_ = nullptr;
   services_.FreeEverything();
+}
+
+bool MountedHandler::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
+  std::unique_ptr<PortLayer> made = layer.cover(*port_, services_.table(), value, problem);
+  if (made == nullptr) return false;
+  layers_.push_back(std::move(made));
+  return true;
 }
 
 bool MountedHandler::HandlerPacket(::DosPacket& packet) {

@@ -9,6 +9,7 @@
 #include "hosted/clock.h"
 #include "hosted/handler_port.h"
 #include "hosted/handler_services.h"
+#include "hosted/port_layer.h"
 #include "quorle/handler.h"
 
 namespace quorle {
@@ -42,8 +43,11 @@ class MountedHandler {
 
   /// Starts the handler. False, with one line in `problem`, when it refuses or does not fit.
   bool Start(std::string& problem);
-  /// Stops the handler and frees what it left behind.
+  /// Stops the handler, its layers first, and frees what it left behind.
   void Stop();
+  /// Puts a layer of the kind `layer` over the running handler. False, with one line in `problem`,
+  /// when `value` asks for none that there is.
+  bool Cover(const NamedLayer& layer, std::string_view value, std::string& problem);
 
   /// Null before Start() and after Stop().
   ::FileSystemVectorPort* port() const { return port_; }
@@ -61,6 +65,7 @@ class MountedHandler {
   HostServices services_;
   ::HandlerMount request_{};
   ::FileSystemVectorPort* port_ = nullptr;
+  std::vector<std::unique_ptr<PortLayer>> layers_;  ///< the lowest first
 };
 
 /// Mounts `handler` as `device_name` (without its colon) behind a port of the given type (kVector

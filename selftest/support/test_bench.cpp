@@ -72,6 +72,7 @@ HostOptions OptionsFrom(const std::vector<std::string>& words) {
 
 MachineOptions MachineFor(const HostOptions& options) {
   MachineOptions result{.handlers = BuiltInHandlers(),
+                        .layers = BuiltInLayers(),
                         .mounts = StandardMounts(),
                         .exec = {options.dos_version, options.dos_revision, options.workbench},
                         .dos = {options.arguments, false}};

@@ -188,5 +188,10 @@ TEST(JoinArgumentsTest, AWordThatBeginsWithAQuoteWasQuotedOnPurpose) {
   EXPECT_EQ(Joined({"\"open"}), "\"open");
 }
 
+TEST(HostOptionsTest, DeviationsAreListedOnRequest) {
+  const char* const words[] = {"--list-deviations"};
+  EXPECT_EQ(ReadHostCommand(words).kind, HostCommand::Kind::kListDeviations);
+}
+
 }  // namespace
 }  // namespace quorle

@@ -17,6 +17,7 @@ class MachineBuildTest : public MachineTest {
     MachineOptions options;
     options.handlers = BuiltInHandlers();
     options.handlers.push_back({"tree", &TreeHandler()});
+    options.layers = BuiltInLayers();
     options.mounts = std::move(mounts);
     std::string problem;
     const auto machine = Machine::Build(options, Parts(), problem);
@@ -52,6 +53,16 @@ TEST_F(MachineBuildTest, AMachineWithoutMountsHasNil) {
 TEST_F(MachineBuildTest, AnUnknownHandlerIsRefused) {
   EXPECT_EQ(Problem({Spec("DH0", "floppy", {})}),
             "cannot mount DH0: no handler is called \"floppy\"; there are: ram, tree");
+}
+
+TEST_F(MachineBuildTest, ALayerIsAskedForByItsKey) {
+  EXPECT_EQ(Problem({Spec("DH0", "ram", {{"deviate", "delete-root+lock-missing"}})}), "");
+  EXPECT_EQ(Problem({Spec("DH0", "ram", {{"deviate", "delete-root+nonsense"}})}),
+            "cannot mount DH0: no deviation is called \"nonsense\"; quorle --list-deviations tells "
+            "their names");
+  EXPECT_EQ(Problem({Spec("DH0", "ram", {{"deviate", ""}})}),
+            "cannot mount DH0: no deviation is called \"\"; quorle --list-deviations tells their "
+            "names");
 }
 
 TEST_F(MachineBuildTest, NamesAreTakenOnce) {

@@ -1,0 +1,106 @@
+#include "handlers/deviate/original.h"
+
+#include <cstring>
+#include <utility>
+
+namespace quorle::deviate {
+namespace {
+
+/// The record of the object that `call` is about.
+::ExamineData* Examine(const Original& original, const Call& call) {
+  if (call.name != nullptr) {
+    return original.Made({.op = Op::kExamineObj, .rel = call.rel, .name = call.name}).record;
+  }
+  if (call.file != nullptr && call.lock == nullptr) {
+    return original.Made({.op = Op::kExamineFile, .file = call.file}).record;
+  }
+  return original.Made({.op = Op::kExamineLock, .lock = call.lock}).record;
+}
+
+std::uint32_t KindOf(const ::ExamineData& record) {
+  switch (record.Type & FSO_TYPE_MASK) {
+    case FSO_TYPE_FILE:
+      return kFile;
+    case FSO_TYPE_DIRECTORY:
+      return kDirectory;
+    default:
+      return kSoftLink;
+  }
+}
+
+}  // namespace
+
+void Original::UnLock(::Lock* lock) const {
+  std::int32_t res2 = 0;
+  if (lock != nullptr && vectors_.FSUnLock != nullptr) vectors_.FSUnLock(&port_, &res2, lock);
+}
+
+bool Original::AreSame(::Lock* a, ::Lock* b) const {
+  return Made({.op = Op::kSameLock, .lock = a, .other = b}).result != 0;
+}
+
+void Original::Free(::ExamineData* record) const {
+  dos_.FreeDosObject(&dos_, QUORLE_DOS_EXAMINEDATA, record);
+}
+
+std::optional<Place> Place::Of(const Original& original, const Call& call) {
+  const bool is_in_rel = call.name != nullptr && *call.name != '\0';
+  ::Lock* directory = nullptr;
+  if (is_in_rel) {
+    directory = original.Made({.op = Op::kDupLock, .lock = call.rel}).given_lock;
+  } else if (call.name == nullptr && call.file != nullptr) {
+    directory = original.Made({.op = Op::kParentOfFH, .file = call.file}).given_lock;
+  } else {
+    ::Lock* const object = call.name != nullptr ? call.rel : call.lock;
+    directory = original.Made({.op = Op::kParentDir, .lock = object}).given_lock;
+  }
+  if (directory == nullptr) return std::nullopt;
+
+  std::string name = is_in_rel ? call.name : "";
+  if (!is_in_rel) {
+    ::ExamineData* const record = Examine(original, call);
+    if (record != nullptr) name = record->Name;
+    original.Free(record);
+  }
+  return Place(original, directory, std::move(name));
+}
+
+Place::Place(Place&& other) noexcept
+    : original_(other.original_),
+      directory_(std::exchange(other.directory_, nullptr)),
+      name_(std::move(other.name_)) {}
+
+Place& Place::operator=(Place&& other) noexcept {
+  std::swap(original_, other.original_);
+  std::swap(directory_, other.directory_);
+  name_.swap(other.name_);
+  return *this;
+}
+
+Place::~Place() {
+  original_->UnLock(directory_);
+}
+
+Facts FactsOf(const Original& original, const Call& call) {
+  Facts facts;
+  ::ExamineData* const record = Examine(original, call);
+  if (record == nullptr) {
+    facts.kinds = kMissing;
+    return facts;
+  }
+  facts.kinds = KindOf(*record);
+  facts.protection = record->Protection;
+  facts.date = record->Date;
+  facts.size = record->FileSize;
+  if (record->RefCount > 1 || ((record->Type & FSOF_LINK) != 0 && facts.kinds != kSoftLink)) {
+    facts.kinds |= kHardLink;
+  }
+
+  ::ExamineData* const root = original.Made({.op = Op::kExamineObj, .name = ""}).record;
+  if (root != nullptr && root->ObjectID == record->ObjectID) facts.kinds = kRoot;
+  original.Free(root);
+  original.Free(record);
+  return facts;
+}
+
+}  // namespace quorle::deviate

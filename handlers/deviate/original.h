@@ -1,0 +1,70 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "handlers/deviate/call.h"
+
+namespace quorle::deviate {
+
+/// A handler's own functions, as they were before the layer came, and what the layer does with them.
+/// A call of the layer that fails is as if it had not been made: the effect does not show then.
+class Original {
+ public:
+  /// Both must outlive this.
+  Original(::FileSystemVectorPort& port, const ::HandlerServices& dos)
+      : port_(port), dos_(dos), vectors_(port.FSV) {}
+
+  ::FileSystemVectorPort& port() const { return port_; }
+  const ::FileSystemVectors& vectors() const { return vectors_; }
+
+  /// Makes `call` and returns it with what came of it.
+  Call Made(Call call) const {
+    Perform(vectors_, port_, call);
+    return call;
+  }
+  void UnLock(::Lock* lock) const;
+  bool AreSame(::Lock* a, ::Lock* b) const;
+  void Free(::ExamineData* record) const;
+
+ private:
+  ::FileSystemVectorPort& port_;
+  const ::HandlerServices& dos_;
+  ::FileSystemVectors vectors_;
+};
+
+/// The place of an object: its directory and its name there. The root has none.
+class Place {
+ public:
+  /// The place of the object that `call` is about; none when it cannot be found.
+  static std::optional<Place> Of(const Original& original, const Call& call);
+  Place(Place&& other) noexcept;
+  Place& operator=(Place&& other) noexcept;
+  ~Place();
+
+  ::Lock* directory() const { return directory_; }
+  const char* name() const { return name_.c_str(); }
+
+ private:
+  Place(const Original& original, ::Lock* directory, std::string name)
+      : original_(&original), directory_(directory), name_(std::move(name)) {}
+
+  const Original* original_;
+  ::Lock* directory_;
+  std::string name_;
+};
+
+/// What is known of one object.
+struct Facts {
+  std::uint32_t kinds = 0;  ///< Kind bits
+  std::uint32_t protection = 0;
+  ::DateStamp date{};
+  std::int64_t size = -1;
+};
+
+/// What is known of the object that `call` is about. An object that cannot be examined counts as
+/// missing.
+Facts FactsOf(const Original& original, const Call& call);
+
+}  // namespace quorle::deviate

@@ -1,0 +1,420 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "handlers/deviate/deviation.h"
+#include "selftest/kill_table/watched_run.h"
+#include "selftest/support/test_bench.h"
+
+// Runs the whole catalogue against a volume that misbehaves in each known way, on a vector port and
+// on a packet port, with every combination of NI, NW and NR, and compares with the same run on the
+// same volume without the deviation. What differs, byte by byte and sub-test by sub-test, is kept in
+// NAME.txt of the folder that the program is given; docs/kill-table.md is made from it.
+//
+// With QUORLE_APPROVE=NAME,... in the environment (or "all") these files are written in place of
+// being compared.
+
+namespace quorle::selftest {
+namespace {
+
+namespace fs = std::filesystem;
+using deviate::Deviation;
+using deviate::Notice;
+
+constexpr std::int32_t kTests = 47;
+
+std::string ReadFile(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void WriteFile(const fs::path& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+}
+
+bool IsToBeApproved(std::string_view name) {
+  const char* const names = std::getenv("QUORLE_APPROVE");
+  if (names == nullptr) return false;
+  if (std::string_view(names) == "all") return true;
+  return ("," + std::string(names) + ",").find("," + std::string(name) + ",") != std::string::npos;
+}
+
+/// The volumes object by object. Whether one tells that it is being validated is left out, since a
+/// deviation may tell that; whether it is write-protected is not.
+std::string VolumesOf(TestBench& bench) {
+  std::string volumes = bench.Volumes();
+  constexpr std::string_view kValidating = "state=81";
+  for (std::size_t at = volumes.find(kValidating); at != std::string::npos;
+       at = volumes.find(kValidating)) {
+    volumes.replace(at, kValidating.size(), "state=82");
+  }
+  return volumes;
+}
+
+/// How the tester is run on the volume.
+struct Setting {
+  bool packet = false;
+  std::vector<std::string> switches;
+
+  std::string Name() const {
+    std::string name = packet ? "packet" : "vector";
+    for (const std::string& word : switches) name += " " + word;
+    return name;
+  }
+  std::vector<std::string> Words(const std::string& deviation) const {
+    std::string mount = "DH0=ram";
+    if (packet) mount += ",port=packet";
+    if (!deviation.empty()) mount += ",deviate=" + deviation;
+    std::vector<std::string> words = {"--mount", mount, "DH0:"};
+    words.insert(words.end(), switches.begin(), switches.end());
+    return words;
+  }
+};
+
+std::vector<Setting> Settings() {
+  std::vector<Setting> settings;
+  for (const bool packet : {false, true}) {
+    for (int bits = 0; bits < 8; ++bits) {
+      Setting setting{.packet = packet, .switches = {}};
+      if ((bits & 1) != 0) setting.switches.emplace_back("NI");
+      if ((bits & 2) != 0) setting.switches.emplace_back("NW");
+      if ((bits & 4) != 0) setting.switches.emplace_back("NR");
+      settings.push_back(setting);
+    }
+  }
+  return settings;
+}
+
+/// The run on the conforming volume, made once for each setting.
+const WatchedRun& Conforming(const Setting& setting) {
+  static std::map<std::string, WatchedRun> runs;
+  const auto [place, is_new] = runs.try_emplace(setting.Name());
+  if (is_new) {
+    TestBench bench(setting.Words({}));
+    place->second = RunWatched(bench);
+  }
+  return place->second;
+}
+
+/// What is not as on the conforming volume. What the group itself prints beside its sub-tests counts
+/// when no sub-test of it differs: its closing line says nothing new then.
+std::vector<WatchedPart> Differences(const WatchedRun& run, const WatchedRun& conforming) {
+  std::vector<WatchedPart> parts;
+  std::set<std::uint8_t> told;
+  for (const WatchedPart& part : run.parts) {
+    const WatchedPart* const usual = conforming.Find(part.test, part.sub_test);
+    if (usual != nullptr && *usual == part) continue;
+    if (part.sub_test == 0 && part.text.empty() && told.contains(part.test)) continue;
+    told.insert(part.test);
+    parts.push_back(part);
+  }
+  return parts;
+}
+
+std::set<std::uint8_t> TestsOf(const std::vector<WatchedPart>& parts) {
+  std::set<std::uint8_t> tests;
+  for (const WatchedPart& part : parts) tests.insert(part.test);
+  return tests;
+}
+
+/// The parts as text: a line that names each, and its bytes.
+std::string AsText(const std::vector<WatchedPart>& parts, std::int32_t result) {
+  std::string text;
+  for (const WatchedPart& part : parts) {
+    if (part.test == kBeforeTests || part.test == kAfterTests) {
+      text += "-- outside of the tests\n" + part.text;
+      continue;
+    }
+    text += "-- test " + std::to_string(part.test);
+    text += part.sub_test == 0 ? ", the group" : ", sub-test " + std::to_string(part.sub_test);
+    text += ": " + std::to_string(part.status) + "\n" + part.text;
+    if (!part.text.empty() && !part.text.ends_with('\n')) text += "\n";
+  }
+  return text + "-- result " + std::to_string(result) + "\n";
+}
+
+/// One line of the kill table.
+struct Kill {
+  std::uint8_t test;
+  std::int32_t sub_test;
+  std::string diagnostic;
+};
+
+/// The first line of a text that says something, without styles.
+std::string FirstLine(const std::string& text) {
+  std::string line;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\033') {
+      i = text.find('m', i);
+      continue;
+    }
+    if (text[i] != '\n') {
+      line += text[i];
+    } else if (!line.empty()) {
+      break;
+    }
+  }
+  return line;
+}
+
+/// A deviation, run in every setting.
+class Trial {
+ public:
+  explicit Trial(const Deviation& deviation) : deviation_(deviation) {}
+
+  void Run() {
+    for (const Setting& setting : Settings()) {
+      SCOPED_TRACE(setting.Name());
+      RunIn(setting);
+    }
+    for (const Notice& notice : deviation_.Notices()) {
+      EXPECT_TRUE(noticed_.contains(notice.test))
+          << "test " << int{notice.test} << " does not notice it in any setting";
+    }
+  }
+
+  /// All outcomes, those that are the same under one heading.
+  std::string Transcript() const {
+    std::string text;
+    for (const auto& [names, outcome] : outcomes_) text += "== " + names + "\n" + outcome;
+    return text;
+  }
+
+  const std::vector<Kill>& kills() const { return kills_; }
+
+ private:
+  void RunIn(const Setting& setting) {
+    const WatchedRun& conforming = Conforming(setting);
+    TestBench bench(setting.Words(std::string(deviation_.name)));
+    const std::string volumes = VolumesOf(bench);
+    const WatchedRun run = RunWatched(bench);
+
+    EXPECT_TRUE(run.result == 0 || run.result == 10 || run.result == 20) << run.result;
+    EXPECT_EQ(bench.StillOpen(false), "");
+    if (run.output.find("CLEANUP ERROR") == std::string::npos) {
+      EXPECT_EQ(VolumesOf(bench), volumes) << "the volume is not what it was";
+    }
+
+    const std::vector<WatchedPart> parts = Differences(run, conforming);
+    for (const std::uint8_t test : TestsOf(parts)) {
+      EXPECT_TRUE(MayNotice(test)) << "test " << int{test} << " notices it, and nothing says why:\n"
+                                   << AsText(parts, run.result);
+    }
+    const std::set<std::uint8_t> tests = TestsOf(parts);
+    noticed_.insert(tests.begin(), tests.end());
+    for (const WatchedPart& part : parts) NoteKill(part);
+    NoteOutcome(setting.Name(), AsText(parts, run.result));
+  }
+
+  bool MayNotice(std::uint8_t test) const {
+    if (!deviation_.elsewhere.empty()) return true;
+    const std::span<const Notice> notices = deviation_.Notices();
+    return std::any_of(notices.begin(), notices.end(),
+                       [test](const Notice& notice) { return notice.test == test; });
+  }
+
+  void NoteKill(const WatchedPart& part) {
+    const bool known = std::any_of(kills_.begin(), kills_.end(), [&part](const Kill& kill) {
+      return kill.test == part.test && kill.sub_test == part.sub_test;
+    });
+    if (!known) kills_.push_back({part.test, part.sub_test, FirstLine(part.text)});
+  }
+
+  void NoteOutcome(const std::string& name, const std::string& text) {
+    const auto same = std::find_if(outcomes_.begin(), outcomes_.end(),
+                                   [&text](const auto& outcome) { return outcome.second == text; });
+    if (same != outcomes_.end()) {
+      same->first += "; " + name;
+    } else {
+      outcomes_.emplace_back(name, text);
+    }
+  }
+
+  const Deviation& deviation_;
+  std::set<std::uint8_t> noticed_;
+  std::vector<std::pair<std::string, std::string>> outcomes_;
+  std::vector<Kill> kills_;
+};
+
+/// What all trials came to, for the table.
+class KillTable {
+ public:
+  static KillTable& Get() {
+    static KillTable table;
+    return table;
+  }
+
+  void Add(const Deviation& deviation, const std::vector<Kill>& kills) {
+    rows_.emplace(deviation.name, kills);
+  }
+
+  bool IsComplete() const { return rows_.size() == deviate::Deviations().size(); }
+
+  bool Has(std::uint8_t test, std::int32_t sub_test) const {
+    return std::any_of(rows_.begin(), rows_.end(), [&](const auto& row) {
+      return std::any_of(row.second.begin(), row.second.end(), [&](const Kill& kill) {
+        return kill.test == test && kill.sub_test == sub_test;
+      });
+    });
+  }
+
+  std::string Text() const;
+
+ private:
+  std::map<std::string_view, std::vector<Kill>> rows_;
+};
+
+std::string ForTable(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    if (c == '|') result += '\\';
+    result += c;
+  }
+  return result;
+}
+
+std::string KillTable::Text() const {
+  std::string text =
+      "# The kill table\n\n"
+      "Generated by `scripts/approve-deviations`; `kill_table_tests` keeps it true. Every way in which a filesystem can be made to\n"
+      "misbehave (`--mount DH0=ram,deviate=NAME`), and which sub-test of which test then says what, in any of the sixteen settings: a vector\n"
+      "or a packet port, with and without NI, NW and NR. Of each diagnostic the first line is shown; all of them, with every byte, are in\n"
+      "`selftest/transcripts/deviations`. A line without a sub-test is what the group said at its end.\n";
+  for (const Deviation& deviation : deviate::Deviations()) {
+    const auto row = rows_.find(deviation.name);
+    if (row == rows_.end()) continue;
+    text += "\n## `" + std::string(deviation.name) + "`\n\nThe filesystem " +
+            std::string(deviation.does) + ".";
+    for (const Notice& notice : deviation.Notices()) {
+      if (notice.because.empty()) continue;
+      text += " Test " + std::to_string(notice.test) +
+              " notices it too: " + std::string(notice.because) + ".";
+    }
+    if (!deviation.elsewhere.empty()) {
+      text += " It is noticed by " + std::string(deviation.elsewhere) + ".";
+    }
+    text += "\n\n| test | sub-test | diagnostic |\n|---|---|---|\n";
+    for (const Kill& kill : row->second) {
+      const bool is_test = kill.test != kBeforeTests && kill.test != kAfterTests;
+      text += "| " + (is_test ? std::to_string(kill.test) : "none") + " | " +
+              (kill.sub_test == 0 ? std::string() : std::to_string(kill.sub_test)) + " | " +
+              ForTable(kill.diagnostic) + " |\n";
+    }
+  }
+  return text;
+}
+
+class DeviationTest : public testing::Test {
+ public:
+  DeviationTest(const Deviation& deviation, fs::path folder)
+      : deviation_(deviation), folder_(std::move(folder)) {}
+
+  void TestBody() override {
+    Trial trial(deviation_);
+    trial.Run();
+    KillTable::Get().Add(deviation_, trial.kills());
+    const fs::path file = folder_ / (std::string(deviation_.name) + ".txt");
+    if (IsToBeApproved(deviation_.name)) {
+      WriteFile(file, trial.Transcript());
+      return;
+    }
+    ASSERT_TRUE(fs::exists(file)) << "not approved yet";
+    EXPECT_EQ(trial.Transcript(), ReadFile(file));
+  }
+
+ private:
+  const Deviation& deviation_;
+  fs::path folder_;
+};
+
+/// The conforming volume raises nothing.
+class ConformingTest : public testing::Test {
+ public:
+  void TestBody() override {
+    for (const Setting& setting : Settings()) {
+      SCOPED_TRACE(setting.Name());
+      const WatchedRun& run = Conforming(setting);
+      EXPECT_EQ(run.result, 0);
+      for (const WatchedPart& part : run.parts) {
+        EXPECT_EQ(part.status, 0) << "test " << int{part.test};
+        if (part.sub_test == 0) continue;
+        EXPECT_EQ(part.text, "") << "test " << int{part.test};
+      }
+    }
+  }
+};
+
+/// The sub-tests that no filesystem can fail, and why.
+const std::map<std::pair<std::uint8_t, std::int32_t>, std::string> kCannotFail = {
+    {{43, 1}, "UnLock() gives nothing back: the sub-test always passes"},
+};
+
+/// Every sub-test is caught failing by some deviation, and the table in the docs is this one.
+class TableTest : public testing::Test {
+ public:
+  explicit TableTest(fs::path document) : document_(std::move(document)) {}
+
+  void TestBody() override {
+    const KillTable& table = KillTable::Get();
+    if (!table.IsComplete()) GTEST_SKIP() << "not every deviation was run";
+    for (const WatchedPart& part : Conforming(Settings().front()).parts) {
+      if (part.sub_test == 0) continue;  // a group's own lines, and what is outside of the tests
+      const bool can_fail = !kCannotFail.contains({part.test, part.sub_test});
+      EXPECT_EQ(table.Has(part.test, part.sub_test), can_fail)
+          << "test " << int{part.test} << ", sub-test " << part.sub_test;
+    }
+    if (IsToBeApproved("all")) {
+      WriteFile(document_, table.Text());
+      return;
+    }
+    EXPECT_TRUE(table.Text() == ReadFile(document_))
+        << document_ << " is not what scripts/approve-deviations would write";
+  }
+
+ private:
+  fs::path document_;
+};
+
+template <class Case, class... Args>
+void Register(const char* suite, const std::string& name, Args... args) {
+  testing::RegisterTest(suite, name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                        [=]() -> Case* { return new Case(args...); });
+}
+
+std::string TestName(std::string_view name) {
+  std::string result(name);
+  std::replace(result.begin(), result.end(), '-', '_');
+  return result;
+}
+
+}  // namespace
+}  // namespace quorle::selftest
+
+int main(int argc, char** argv) {
+  using namespace quorle::selftest;  // NOLINT(google-build-using-namespace): the suite's own
+  testing::InitGoogleTest(&argc, argv);
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: kill_table_tests FOLDER DOCUMENT\n");
+    return 2;
+  }
+  const fs::path folder = argv[1];
+  const fs::path document = argv[2];
+  Register<ConformingTest>("KillTable", "ConformingVolumeRaisesNothing");
+  for (const Deviation& deviation : quorle::deviate::Deviations()) {
+    testing::RegisterTest(
+        "Deviation", TestName(deviation.name).c_str(), nullptr, nullptr, __FILE__, __LINE__,
+        [&deviation, folder]() -> DeviationTest* { return new DeviationTest(deviation, folder); });
+  }
+  Register<TableTest>("Table", "IsComplete", document);
+  return RUN_ALL_TESTS();
+}
