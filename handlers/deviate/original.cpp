@@ -6,12 +6,18 @@
 namespace quorle::deviate {
 namespace {
 
+/// Whether the call is about the object of an open file. OpenFromLock() is not: its file is still to
+/// be opened.
+bool IsByHandle(const Call& call) {
+  return call.name == nullptr && call.file != nullptr && call.lock == nullptr;
+}
+
 /// The record of the object that `call` is about.
 ::ExamineData* Examine(const Original& original, const Call& call) {
   if (call.name != nullptr) {
     return original.Made({.op = Op::kExamineObj, .rel = call.rel, .name = call.name}).record;
   }
-  if (call.file != nullptr && call.lock == nullptr) {
+  if (IsByHandle(call)) {
     return original.Made({.op = Op::kExamineFile, .file = call.file}).record;
   }
   return original.Made({.op = Op::kExamineLock, .lock = call.lock}).record;
@@ -30,7 +36,28 @@ std::uint32_t KindOf(const ::ExamineData& record) {
 
 }  // namespace
 
+class Original::Lent {
+ public:
+  explicit Lent(const Original& original) : place_(original.port_.FSV.DOSPrivate), mine_(place_) {
+    place_ = original.vectors_.DOSPrivate;
+  }
+  ~Lent() { place_ = mine_; }
+  Lent(const Lent&) = delete;
+  Lent& operator=(const Lent&) = delete;
+
+ private:
+  void*& place_;
+  void* mine_;
+};
+
+Call Original::Made(Call call) const {
+  const Lent lent(*this);
+  Perform(vectors_, port_, call);
+  return call;
+}
+
 void Original::UnLock(::Lock* lock) const {
+  const Lent lent(*this);
   std::int32_t res2 = 0;
   if (lock != nullptr && vectors_.FSUnLock != nullptr) vectors_.FSUnLock(&port_, &res2, lock);
 }
@@ -48,7 +75,7 @@ std::optional<Place> Place::Of(const Original& original, const Call& call) {
   ::Lock* directory = nullptr;
   if (is_in_rel) {
     directory = original.Made({.op = Op::kDupLock, .lock = call.rel}).given_lock;
-  } else if (call.name == nullptr && call.file != nullptr) {
+  } else if (IsByHandle(call)) {
     directory = original.Made({.op = Op::kParentOfFH, .file = call.file}).given_lock;
   } else {
     ::Lock* const object = call.name != nullptr ? call.rel : call.lock;

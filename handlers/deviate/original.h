@@ -20,15 +20,16 @@ class Original {
   const ::FileSystemVectors& vectors() const { return vectors_; }
 
   /// Makes `call` and returns it with what came of it.
-  Call Made(Call call) const {
-    Perform(vectors_, port_, call);
-    return call;
-  }
+  Call Made(Call call) const;
   void UnLock(::Lock* lock) const;
   bool AreSame(::Lock* a, ::Lock* b) const;
   void Free(::ExamineData* record) const;
 
  private:
+  /// While the original functions run they find in the port what was theirs: they may be those of
+  /// another layer.
+  class Lent;
+
   ::FileSystemVectorPort& port_;
   const ::HandlerServices& dos_;
   ::FileSystemVectors vectors_;
