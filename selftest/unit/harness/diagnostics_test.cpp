@@ -94,6 +94,13 @@ TEST_F(DiagnosticsTest, VectorPortNeedsTypeAndVersion) {
   EXPECT_TRUE(TargetIsVectorPort(ctx_));
 }
 
+TEST_F(DiagnosticsTest, NoRootLockNoVectorPort) {
+  const LockHandle root = ctx_.root_lock;
+  ctx_.root_lock = {};
+  EXPECT_FALSE(TargetIsVectorPort(ctx_));
+  ctx_.root_lock = root;
+}
+
 TEST(PacketTargetTest, IsNoVectorPort) {
   TestBench bench({"--mount", "DH0=ram,port=packet", "DH0:"});
   EXPECT_FALSE(TargetIsVectorPort(bench.Context()));

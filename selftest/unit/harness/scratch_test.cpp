@@ -91,6 +91,13 @@ TEST_F(ScratchTest, BufferBoundsTheName) {
   EXPECT_STREQ(buffer, "");
 }
 
+TEST_F(ScratchTest, BufferWithoutRoomIsLeftAlone) {
+  char buffer[] = "?";
+  bench_.SetRules("Lock fail 202");
+  EXPECT_FALSE(UniqueName(ctx_, "FILE", buffer, 0));
+  EXPECT_STREQ(buffer, "?");
+}
+
 TEST_F(ScratchTest, CleanUpRemovesAProtectedObject) {
   MakeFile("FILE01");
   ASSERT_TRUE(ctx_.IDOS->SetProtection("FILE01", EXDF_NO_DELETE | EXDF_NO_WRITE));
