@@ -20,6 +20,13 @@ std::string ListNames(const std::vector<NamedHandler>& handlers) {
   return names.empty() ? "none" : names;
 }
 
+/// The kind of layer that the mount key `key` asks for, or null.
+const NamedLayer* FindLayer(const std::vector<NamedLayer>& layers, std::string_view key) {
+  const auto layer = std::find_if(layers.begin(), layers.end(),
+                                  [key](const NamedLayer& kind) { return kind.key == key; });
+  return layer == layers.end() ? nullptr : &*layer;
+}
+
 }  // namespace
 
 Machine::Machine(const MachineOptions& options, const MachineParts& parts)
@@ -67,12 +74,10 @@ bool Machine::Mount(const MountSpec& spec, const MachineOptions& options, Clock&
   MountKeys keys;
   std::vector<std::pair<NamedLayer, std::string>> layers;
   for (const auto& [key, value] : spec.keys) {
-    const auto layer = std::find_if(options.layers.begin(), options.layers.end(),
-                                    [&key](const NamedLayer& kind) { return kind.key == key; });
-    if (layer == options.layers.end()) {
-      keys.emplace_back(key, value);
-    } else {
+    if (const NamedLayer* const layer = FindLayer(options.layers, key); layer != nullptr) {
       layers.emplace_back(*layer, value);
+    } else {
+      keys.emplace_back(key, value);
     }
   }
   if (!spec.argument.empty()) keys.insert(keys.begin(), {kPathKey, spec.argument});

@@ -210,12 +210,14 @@ void Replace(Function& function, Function by) {
   if (function != nullptr) function = by;
 }
 
+/// Calls `function`; where there is none, the result is `failure`.
 template <class Result, class Function, class... Args>
-Result Make(Function function, ::FileSystemVectorPort& port, Call& call, Args... args) {
+Result Make(Function function, ::FileSystemVectorPort& port, Call& call, Result failure,
+            Args... args) {
   call.res2 = 0;
   if (function != nullptr) return function(&port, &call.res2, args...);
   call.res2 = ERROR_ACTION_NOT_KNOWN;
-  return GivesNumber(call.op) ? Result(-1) : Result();
+  return failure;
 }
 
 }  // namespace
@@ -263,13 +265,13 @@ void Divert(::FileSystemVectorPort& port, Interceptor& interceptor) {
 
 void Perform(const ::FileSystemVectors& vectors, ::FileSystemVectorPort& port, Call& call) {
   const auto lock = [&](auto function, auto... args) {
-    call.given_lock = Make<::Lock*>(function, port, call, args...);
+    call.given_lock = Make<::Lock*>(function, port, call, nullptr, args...);
   };
   const auto record = [&](auto function, auto... args) {
-    call.record = Make<::ExamineData*>(function, port, call, args...);
+    call.record = Make<::ExamineData*>(function, port, call, nullptr, args...);
   };
   const auto result = [&](auto function, auto... args) {
-    call.result = Make<std::int64_t>(function, port, call, args...);
+    call.result = Make<std::int64_t>(function, port, call, GivesNumber(call.op) ? -1 : 0, args...);
   };
   const auto bytes = static_cast<std::int32_t>(call.number);
   const auto word = static_cast<std::uint32_t>(call.number);
