@@ -193,9 +193,13 @@ TestBench::~TestBench() {
 }
 
 std::int32_t TestBench::Run(const TestEntry* catalogue) {
+  return quorle::Run(Begin(), catalogue);
+}
+
+ExecInterface& TestBench::Begin() {
   SetRules(parts_->rules_text);
   parts_->machine->dos().SetIoErr(0);  // as a process starts
-  return quorle::Run(parts_->tracer->exec(), catalogue);
+  return parts_->tracer->exec();
 }
 
 TestContext& TestBench::Context() {

@@ -29,6 +29,8 @@ class TestBench {
 
   /// One run of the tester; returns the process result. Rules start anew with every run.
   std::int32_t Run(const TestEntry* catalogue = kCatalogue);
+  /// The same for a tester that is not in this program: the platform as it is at the start of a run.
+  ExecInterface& Begin();
 
   /// A context as the tests get it, with the target's root as current directory, for calling a
   /// helper of the harness by itself. What the opening printed and traced is forgotten.

@@ -1,0 +1,33 @@
+# quorle_native_options(TARGET): how a program for the platform itself is compiled and linked, with
+# a compiler that was made for Linux. The platform relocates the file section by section and sets no
+# register up for the program; there is no C or C++ library.
+function(quorle_native_options target)
+  set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+  target_compile_options(${target} PRIVATE
+    -ffreestanding
+    # Plain addresses, which the platform relocates: no global offset table, no reserved register.
+    -fno-pic -fno-pie -msdata=none -G 0 -fno-jump-tables -fno-common
+    # Every processor that the platform runs on. What the tester does needs no floating point.
+    -mcpu=powerpc -mno-altivec -msoft-float
+    # Nothing that needs a run-time library, or Linux.
+    -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-use-cxa-atexit -fno-stack-protector
+    -fno-asynchronous-unwind-tables -fno-unwind-tables
+    # Its symbols would mark the file as one for GNU systems.
+    -fno-gnu-unique
+    # Small. An address in the code costs two relocations of twelve bytes each: with anchors a
+    # function has one for all its messages, which the linker then must not merge with others.
+    -Os -fsection-anchors -fno-merge-constants -ffunction-sections -fno-ipa-sra -msvr4-struct-return
+    # The same bytes wherever the sources lie, and no debug data.
+    -g0 -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endfunction()
+
+# quorle_native_link(TARGET): links the executable TARGET with the script of native/, relocations
+# kept.
+function(quorle_native_link target)
+  set(script ${PROJECT_SOURCE_DIR}/native/quorle.ld)
+  target_link_options(${target} PRIVATE
+    -nostdlib -static -no-pie -Wl,-T,${script} -Wl,--emit-relocs -Wl,--build-id=none
+    -Wl,--gc-sections -Wl,-z,max-page-size=16 -Wl,--orphan-handling=error)
+  target_link_libraries(${target} PRIVATE gcc)  # how a function saves its registers, no more
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
+endfunction()

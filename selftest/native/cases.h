@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quorle::selftest {
+
+/// How one run is set up, and what it must print.
+struct Case {
+  std::string name;                ///< GROUP/CASE
+  std::vector<std::string> words;  ///< of the command line
+  std::string rules;               ///< what misbehaves
+  /// What it prints and its process result, as text; none when only the calls count.
+  std::optional<std::string> output;
+  std::optional<std::string> result;
+  /// A call tells of data that it did not store: what the trace shows of them is what happened to
+  /// stand in the tester's buffer.
+  bool tells_of_data = false;
+};
+
+/// The word that stands for a folder with the cases of DeviationCases().
+inline constexpr std::string_view kDeviations = "deviations";
+
+/// The cases in and below `folder` of the transcripts, by name; for kDeviations those of
+/// DeviationCases().
+std::vector<Case> ReadCases(const std::string& folder);
+
+/// The whole catalogue against a volume that misbehaves, once for each known way and kind of port.
+/// What it prints is kept elsewhere.
+std::vector<Case> DeviationCases();
+
+/// What one run did, as a text that can be compared: its result, what it printed, and every call.
+/// Data that nobody stored are left out.
+std::string RunText(const Case& test, int result, const std::string& output,
+                    const std::vector<std::string>& trace);
+
+}  // namespace quorle::selftest
