@@ -2,6 +2,7 @@
 
 #include "handlers/deviate/deviation.h"
 #include "handlers/deviate/layer.h"
+#include "handlers/hostdir/hostdir_handler.h"
 #include "handlers/ram/ram_handler.h"
 
 namespace quorle {
@@ -25,7 +26,7 @@ std::unique_ptr<PortLayer> Deviate(::FileSystemVectorPort& port, const ::Handler
 }  // namespace
 
 std::vector<NamedHandler> BuiltInHandlers() {
-  return {{"ram", QuorleRamHandler()}};
+  return {{"ram", QuorleRamHandler()}, {"dir", QuorleHostdirHandler()}};
 }
 
 std::vector<NamedLayer> BuiltInLayers() {

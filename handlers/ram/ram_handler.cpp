@@ -1,34 +1,45 @@
 #include "handlers/ram/ram_handler.h"
 
-#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <limits>
 #include <new>
 #include <string>
 #include <utility>
 
+#include "handlers/common/settings.h"
+#include "handlers/common/vectors.h"
 #include "handlers/ram/names.h"
 #include "handlers/ram/volume.h"
 
 namespace quorle::ram {
 namespace {
 
-constexpr std::int32_t kTrue = -1;
-constexpr std::int32_t kFalse = 0;
+using common::Answer;
+using common::AnswerAttributes;
+using common::BlockWord;
+using common::CopyText;
+using common::KeyAnswer;
+using common::kFalse;
+using common::kTrue;
+using common::NotOffered;
+using common::Truth;
+
 constexpr std::uint32_t kVersionNumber = 53U << 16 | 1;
 constexpr const char* kVersionText = "ram-handler 53.1 (21.11.2026)";
-constexpr std::uint32_t kDosType = 0x444F5309;
 
 /// A mounted volume.
 struct Mounted {
-  Mounted(const ::HandlerServices& services, VolumeSettings settings)
-      : dos(services), volume(std::move(settings), [this] {
-          ::DateStamp now{};
-          dos.DateStamp(&dos, &now);
-          return now;
-        }) {}
+  Mounted(const ::HandlerServices& services, VolumeSettings settings, std::uint64_t size)
+      : dos(services),
+        volume(
+            std::move(settings),
+            [this] {
+              ::DateStamp now{};
+              dos.DateStamp(&dos, &now);
+              return now;
+            },
+            size) {}
 
   const ::HandlerServices& dos;
   Volume volume;
@@ -46,23 +57,6 @@ Entry* EntryOf(const ::Lock* lock) {
 
 OpenFile& FileOf(const ::FileHandle* fh) {
   return *static_cast<OpenFile*>(fh->fh_Arg2);
-}
-
-/// Makes `call`, which returns an error code, and gives `success` or `failure`. No exception leaves a
-/// vector: the only one there is is a host without memory.
-template <class Result, class Call>
-Result Answer(std::int32_t* res2, Result success, Result failure, const Call& call) {
-  try {
-    *res2 = call();
-  } catch (const std::exception&) {
-    *res2 = ERROR_NO_FREE_STORE;
-  }
-  return *res2 == 0 ? success : failure;
-}
-
-template <class Call>
-std::int32_t Truth(std::int32_t* res2, const Call& call) {
-  return Answer<std::int32_t>(res2, kTrue, kFalse, call);
 }
 
 // ---- Locks -------------------------------------------------------------------------------------
@@ -319,10 +313,6 @@ std::int32_t FSSetOwner(Port* vp, std::int32_t* res2, ::Lock* rel, const char* n
 
 // ---- Examination -------------------------------------------------------------------------------
 
-void CopyText(const std::string& text, char* buffer, std::uint32_t size) {
-  std::snprintf(buffer, size, "%s", text.c_str());
-}
-
 /// A record of what `entry` leads to; `link` is what a scan tells of a link. Null with the code.
 ::ExamineData* Examine(Port* vp, std::int32_t* res2, Entry& entry, const std::string& link) {
   Mounted& mounted = Of(vp);
@@ -408,69 +398,18 @@ std::int32_t FSExamineDir(Port* vp, std::int32_t* res2, ::PRIVATE_ExamineDirCont
 
 // ---- The volume --------------------------------------------------------------------------------
 
-/// The value of `tag` in `tags`; false when it is not there.
-bool FindTag(const ::TagItem* tags, std::uint32_t tag, std::uintptr_t& value) {
-  for (; tags->ti_Tag != QUORLE_TAG_DONE; ++tags) {
-    if (tags->ti_Tag == tag) {
-      value = tags->ti_Data;
-      return true;
-    }
-  }
-  return false;
-}
-
-template <class Value>
-Value* Pointer(std::uintptr_t data) {
-  return reinterpret_cast<Value*>(data);  // NOLINT: tags carry addresses as numbers
-}
-
-std::int32_t AnswerAttribute(const VolumeSettings& settings, const ::TagItem* all,
-                             const ::TagItem& tag) {
-  switch (tag.ti_Tag) {
-    case QUORLE_FSA_MaxFileNameLengthR:
-      *Pointer<std::uint32_t>(tag.ti_Data) = kMaxName;
-      return 0;
-    case QUORLE_FSA_VersionNumberR:
-      *Pointer<std::uint32_t>(tag.ti_Data) = kVersionNumber;
-      return 0;
-    case QUORLE_FSA_DOSTypeR:
-      *Pointer<std::uint32_t>(tag.ti_Data) = settings.dos_type;
-      return 0;
-    case QUORLE_FSA_VersionStringR: {
-      std::uintptr_t size = 0;
-      if (!FindTag(all, QUORLE_FSA_VersionStringR_BufSize, size)) return ERROR_REQUIRED_ARG_MISSING;
-      if (settings.version.size() >= size) return ERROR_LINE_TOO_LONG;
-      std::memcpy(Pointer<char>(tag.ti_Data), settings.version.c_str(),
-                  settings.version.size() + 1);
-      return 0;
-    }
-    case QUORLE_FSA_VersionStringR_BufSize:
-    case QUORLE_TAG_IGNORE:
-      return 0;
-    default:
-      return ERROR_NOT_IMPLEMENTED;
-  }
-}
-
 std::int32_t FSFileSystemAttr(Port* vp, std::int32_t* res2, const ::TagItem* tags) {
-  for (const ::TagItem* tag = tags; tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
-    *res2 = AnswerAttribute(Of(vp).volume.settings(), tags, *tag);
-    if (*res2 != 0) return kFalse;
-  }
-  return kTrue;
-}
-
-std::uint32_t Word(std::uint64_t value) {
-  constexpr std::uint64_t kMost = std::numeric_limits<std::int32_t>::max();
-  return static_cast<std::uint32_t>(value < kMost ? value : kMost);
+  return Truth(res2, [&] {
+    return AnswerAttributes(Of(vp).volume.settings(), kVersionNumber, kMaxName, tags);
+  });
 }
 
 std::int32_t FillInfo(Port* vp, ::InfoData* info) {
   const Volume& volume = Of(vp).volume;
   *info = {};
   info->id_DiskState = volume.disk_state();
-  info->id_NumBlocks = Word(volume.blocks());
-  info->id_NumBlocksUsed = Word(volume.blocks_used());
+  info->id_NumBlocks = BlockWord(volume.blocks());
+  info->id_NumBlocksUsed = BlockWord(volume.blocks_used());
   info->id_BytesPerBlock = Content::kPageSize;
   info->id_DiskType = static_cast<std::int32_t>(volume.settings().dos_type);
   info->id_InUse = volume.in_use();
@@ -500,13 +439,6 @@ std::int32_t FSRelabel(Port* vp, std::int32_t* res2, const char* name) {
     }
     return mounted.volume.Relabel(name);
   });
-}
-
-// Refused in so many words, so that dos does not send a packet instead.
-template <class... Args>
-std::int32_t NotOffered(Port*, std::int32_t* res2, Args...) {
-  *res2 = ERROR_ACTION_NOT_KNOWN;
-  return kFalse;
 }
 
 ::FileSystemVectors MakeVectors() {
@@ -566,73 +498,26 @@ std::int32_t NotOffered(Port*, std::int32_t* res2, Args...) {
 
 // ---- Mounting ----------------------------------------------------------------------------------
 
-/// A number in decimal, or hexadecimal after "0x".
-template <class Number>
-bool ReadNumber(std::string_view text, Number& number) {
-  int base = 10;
-  if (text.starts_with("0x") || text.starts_with("0X")) {
-    text.remove_prefix(2);
-    base = 16;
-  }
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
-bool ReadState(std::string_view text, VolumeSettings& settings) {
-  settings.validated = text != "validating";
-  settings.write_protected = text == "write-protected";
-  return text == "validated" || text == "validating" || text == "write-protected";
-}
-
-/// Takes one key; false when the value is none.
-bool ReadKey(std::string_view key, const char* value, VolumeSettings& settings, bool& known) {
-  if (key == "volume") {
-    settings.label = value;
-    return settings.label.empty() || IsName(settings.label);
-  }
-  if (key == "dostype") return ReadNumber(value, settings.dos_type);
-  if (key == "version") {
-    settings.version = value;
-    return true;
-  }
-  if (key == "state") return ReadState(value, settings);
-  if (key == "size") {
-    return ReadNumber(value, settings.size) &&
-           settings.size >= static_cast<std::uint64_t>(Content::kPageSize);
-  }
-  known = false;
-  return false;
-}
-
-bool ReadKeys(const ::HandlerMount& mount, VolumeSettings& settings) {
-  for (std::uint32_t i = 0; i < mount.KeyCount; ++i) {
-    const ::MountKey& pair = mount.Keys[i];
-    bool known = true;
-    if (ReadKey(pair.Key, pair.Value, settings, known)) continue;
-    if (known) {
-      std::snprintf(mount.Problem, mount.ProblemSize, "%s=%s is no value for this key", pair.Key,
-                    pair.Value);
-    } else {
-      std::snprintf(mount.Problem, mount.ProblemSize,
-                    "the ram handler knows no key %s, only volume, dostype, version, state, size",
-                    pair.Key);
-    }
-    return false;
-  }
-  return true;
+bool ReadKeys(const ::HandlerMount& mount, VolumeSettings& settings, std::uint64_t& size) {
+  return common::ReadKeys(mount, settings, "ram", ", size",
+                          [&size](std::string_view key, const char* value) {
+                            if (key != "size") return KeyAnswer::kUnknown;
+                            constexpr auto kLeast = static_cast<std::uint64_t>(Content::kPageSize);
+                            return common::Taken(common::ReadNumber(value, size) && size >= kLeast);
+                          });
 }
 
 Port* StartVolume(const ::HandlerMount& mount) {
   VolumeSettings settings;
   settings.device = mount.DeviceName;
   settings.label = settings.device + " Disk";
-  settings.dos_type = kDosType;
   settings.version = kVersionText;
-  if (!ReadKeys(mount, settings)) return nullptr;
+  std::uint64_t size = 0;
+  if (!ReadKeys(mount, settings, size)) return nullptr;
 
   const ::HandlerServices& dos = *mount.Dos;
   const std::string label = settings.label;
-  auto mounted = std::make_unique<Mounted>(dos, std::move(settings));
+  auto mounted = std::make_unique<Mounted>(dos, std::move(settings), size);
   ::FileSystemVectors vectors = MakeVectors();
   vectors.FSPrivate = mounted.get();
   const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&vectors)},

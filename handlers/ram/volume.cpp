@@ -18,10 +18,11 @@ Node::Node(Kind what) : kind(what) {
   names.push_back(&own);
 }
 
-Volume::Volume(VolumeSettings settings, Now now)
+Volume::Volume(VolumeSettings settings, Now now, std::uint64_t size)
     : settings_(std::move(settings)),
       now_(std::move(now)),
       nameless_(settings_.label.empty()),
+      size_(size),
       root_node_(Node::Kind::kDirectory) {
   root_.name = settings_.label.empty() ? settings_.device : settings_.label;
   root_node_.id = ++last_id_;
@@ -435,23 +436,6 @@ void Volume::ClearArchiveBits(Node* directory) {
 
 // ---- The volume --------------------------------------------------------------------------------
 
-std::int32_t Volume::WriteProblem() const {
-  if (settings_.write_protected) return ERROR_DISK_WRITE_PROTECTED;
-  return settings_.validated ? 0 : ERROR_DISK_NOT_VALIDATED;
-}
-
-std::int32_t Volume::disk_state() const {
-  if (settings_.write_protected) return ID_DISKSTATE_WRITE_PROTECTED;
-  return settings_.validated ? ID_DISKSTATE_VALIDATED : ID_DISKSTATE_VALIDATING;
-}
-
-std::int32_t Volume::WriteProtect(bool on, std::uint32_t key) {
-  if (settings_.write_protected && key != key_) return ERROR_BAD_NUMBER;
-  settings_.write_protected = on;
-  key_ = on ? key : 0;
-  return 0;
-}
-
 bool Volume::IsNoLabel(std::string_view name) const {
   return nameless_ && SameName(name, settings_.device);
 }
@@ -466,12 +450,12 @@ std::int32_t Volume::Relabel(std::string_view name) {
 }
 
 std::uint64_t Volume::blocks() const {
-  if (settings_.size != 0) return settings_.size / Content::kPageSize;
+  if (size_ != 0) return size_ / Content::kPageSize;
   return std::max(kShownBlocks, blocks_used() * 2);
 }
 
 bool Volume::HasRoomFor(std::uint64_t blocks_wanted) const {
-  return settings_.size == 0 || blocks_used() + blocks_wanted <= blocks();
+  return size_ == 0 || blocks_used() + blocks_wanted <= blocks();
 }
 
 }  // namespace quorle::ram

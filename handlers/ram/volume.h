@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "handlers/common/settings.h"
 #include "handlers/ram/content.h"
 #include "handlers/ram/directory.h"
 #include "quorle/handler.h"
@@ -66,16 +67,7 @@ struct OpenFile {
   std::int64_t position = 0;
 };
 
-/// How the volume was mounted.
-struct VolumeSettings {
-  std::string device;  ///< stands in where there is no volume name
-  std::string label;   ///< the volume's name; empty: none
-  std::uint32_t dos_type = 0;
-  std::string version;
-  bool validated = true;
-  bool write_protected = false;
-  std::uint64_t size = 0;  ///< room in bytes; 0: as much as the host has
-};
+using common::VolumeSettings;
 
 /// The tree of objects and the rules for changing it. Every operation returns an error code, 0 for
 /// success; what it found or made comes back through the last parameter. A null `rel` is the root,
@@ -87,7 +79,8 @@ class Volume {
  public:
   using Now = std::function<DateStamp()>;
 
-  Volume(VolumeSettings settings, Now now);
+  /// `size` is the room in bytes; 0: as much as the host has.
+  Volume(VolumeSettings settings, Now now, std::uint64_t size = 0);
   ~Volume();
   Volume(const Volume&) = delete;
   Volume& operator=(const Volume&) = delete;
@@ -134,15 +127,17 @@ class Volume {
 
   // ---- The volume ----------------------------------------------------------------------------
 
-  std::int32_t WriteProtect(bool on, std::uint32_t key);
+  std::int32_t WriteProtect(bool on, std::uint32_t key) {
+    return common::WriteProtect(settings_, on, key);
+  }
   /// Whether `name` stands for no label: a volume that was mounted without one goes by the name of
   /// its device, and can be given it back.
   bool IsNoLabel(std::string_view name) const;
   /// The name must be free: the caller has asked.
   std::int32_t Relabel(std::string_view name);
   /// Whether a change is possible: 0, 213 or 214.
-  std::int32_t WriteProblem() const;
-  std::int32_t disk_state() const;
+  std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }
+  std::int32_t disk_state() const { return common::DiskState(settings_); }
   std::uint64_t blocks() const;
   std::uint64_t blocks_used() const { return objects_ + pages_; }
   std::uint32_t in_use() const { return in_use_; }
@@ -166,13 +161,13 @@ class Volume {
   VolumeSettings settings_;
   Now now_;
   bool nameless_;
+  std::uint64_t size_;
   Node root_node_;
   Entry& root_ = root_node_.own;
   std::uint64_t last_id_ = 0;
   std::uint64_t objects_ = 0;
   std::uint64_t pages_ = 0;
   std::uint32_t in_use_ = 0;
-  std::uint32_t key_ = 0;
 };
 
 }  // namespace quorle::ram

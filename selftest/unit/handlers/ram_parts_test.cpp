@@ -186,9 +186,12 @@ TEST_F(RamDirectoryTest, HoldsWhatWasAddedAndNotRemoved) {
 // ---- Volume --------------------------------------------------------------------------------------
 
 TEST(RamVolumeTest, FullVolumeRefusesAndStaysWhole) {
-  Volume volume({.device = "DH0", .label = "", .version = "", .size = 8 * 4096}, [] {
-    return ::DateStamp{1, 2, 3};
-  });
+  Volume volume(
+      {.device = "DH0", .label = "", .version = ""},
+      [] {
+        return ::DateStamp{1, 2, 3};
+      },
+      8 * 4096);
   OpenFile file;
   ASSERT_EQ(volume.Open(nullptr, "file", MODE_NEWFILE, file), 0);
   const std::string page(4096, 'x');

@@ -1,0 +1,61 @@
+#include "handlers/common/settings.h"
+
+#include <cstdio>
+
+#include "handlers/common/names.h"
+
+namespace quorle::common {
+namespace {
+
+bool ReadState(std::string_view text, VolumeSettings& settings) {
+  settings.validated = text != "validating";
+  settings.write_protected = text == "write-protected";
+  return text == "validated" || text == "validating" || text == "write-protected";
+}
+
+}  // namespace
+
+KeyAnswer ReadCommonKey(std::string_view key, const char* value, VolumeSettings& settings) {
+  if (key == "volume") {
+    settings.label = value;
+    return Taken(settings.label.empty() || IsName(settings.label));
+  }
+  if (key == "dostype") return Taken(ReadNumber(value, settings.dos_type));
+  if (key == "version") {
+    settings.version = value;
+    return KeyAnswer::kTaken;
+  }
+  if (key == "state") return Taken(ReadState(value, settings));
+  return KeyAnswer::kUnknown;
+}
+
+void ReportKey(const ::HandlerMount& mount, const ::MountKey& pair, KeyAnswer answer,
+               const char* handler, const char* keys) {
+  if (answer == KeyAnswer::kBadValue) {
+    std::snprintf(mount.Problem, mount.ProblemSize, "%s=%s is no value for this key", pair.Key,
+                  pair.Value);
+  } else {
+    std::snprintf(mount.Problem, mount.ProblemSize,
+                  "the %s handler knows no key %s, only volume, dostype, version, state%s", handler,
+                  pair.Key, keys);
+  }
+}
+
+std::int32_t WriteProblem(const VolumeSettings& settings) {
+  if (settings.write_protected) return ERROR_DISK_WRITE_PROTECTED;
+  return settings.validated ? 0 : ERROR_DISK_NOT_VALIDATED;
+}
+
+std::int32_t DiskState(const VolumeSettings& settings) {
+  if (settings.write_protected) return ID_DISKSTATE_WRITE_PROTECTED;
+  return settings.validated ? ID_DISKSTATE_VALIDATED : ID_DISKSTATE_VALIDATING;
+}
+
+std::int32_t WriteProtect(VolumeSettings& settings, bool on, std::uint32_t key) {
+  if (settings.write_protected && key != settings.key) return ERROR_BAD_NUMBER;
+  settings.write_protected = on;
+  settings.key = on ? key : 0;
+  return 0;
+}
+
+}  // namespace quorle::common

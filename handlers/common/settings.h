@@ -1,0 +1,76 @@
+#pragma once
+
+#include <charconv>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "quorle/handler.h"
+
+namespace quorle::common {
+
+/// How a volume was mounted, as far as all filesystems have it in common, and the state it is in.
+struct VolumeSettings {
+  std::string device;  ///< stands in where there is no volume name
+  std::string label;   ///< the volume's name; empty: none
+  std::uint32_t dos_type = 0x444F5309;
+  std::string version;
+  bool validated = true;
+  bool write_protected = false;
+  std::uint32_t key = 0;  ///< what ends the write protection
+};
+
+/// What a handler made of a key of its mount.
+enum class KeyAnswer : std::uint8_t { kTaken, kBadValue, kUnknown };
+
+/// The answer for a key that is known.
+constexpr KeyAnswer Taken(bool good) {
+  return good ? KeyAnswer::kTaken : KeyAnswer::kBadValue;
+}
+
+/// A number in decimal, or hexadecimal after "0x".
+template <class Number>
+bool ReadNumber(std::string_view text, Number& number) {
+  int base = 10;
+  if (text.starts_with("0x") || text.starts_with("0X")) {
+    text.remove_prefix(2);
+    base = 16;
+  }
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+/// Takes one of the keys that all filesystems know: volume, dostype, version, state.
+KeyAnswer ReadCommonKey(std::string_view key, const char* value, VolumeSettings& settings);
+
+/// Says in the mount's `Problem` that a key is refused; `keys` are those that the handler knows
+/// beside the common ones, as ", size".
+void ReportKey(const ::HandlerMount& mount, const ::MountKey& pair, KeyAnswer answer,
+               const char* handler, const char* keys);
+
+/// Hands every key of a mount to `read(key, value)`, which gives a KeyAnswer, and those that it
+/// does not know to ReadCommonKey(). False, with the reason in `Problem`, at the first that is
+/// refused.
+template <class Read>
+bool ReadKeys(const ::HandlerMount& mount, VolumeSettings& settings, const char* handler,
+              const char* keys, const Read& read) {
+  for (std::uint32_t i = 0; i < mount.KeyCount; ++i) {
+    const ::MountKey& pair = mount.Keys[i];
+    KeyAnswer answer = read(std::string_view(pair.Key), pair.Value);
+    if (answer == KeyAnswer::kUnknown) answer = ReadCommonKey(pair.Key, pair.Value, settings);
+    if (answer == KeyAnswer::kTaken) continue;
+    ReportKey(mount, pair, answer, handler, keys);
+    return false;
+  }
+  return true;
+}
+
+/// Whether a change is possible: 0, 213 or 214.
+std::int32_t WriteProblem(const VolumeSettings& settings);
+/// The ID_DISKSTATE_... of the volume.
+std::int32_t DiskState(const VolumeSettings& settings);
+/// Turns write protection on or off. 115 for a key that is not the one it was turned on with.
+std::int32_t WriteProtect(VolumeSettings& settings, bool on, std::uint32_t key);
+
+}  // namespace quorle::common

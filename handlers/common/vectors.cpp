@@ -1,0 +1,71 @@
+#include "handlers/common/vectors.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+namespace quorle::common {
+namespace {
+
+/// The value of `tag` in `tags`; false when it is not there.
+bool FindTag(const ::TagItem* tags, std::uint32_t tag, std::uintptr_t& value) {
+  for (; tags->ti_Tag != QUORLE_TAG_DONE; ++tags) {
+    if (tags->ti_Tag == tag) {
+      value = tags->ti_Data;
+      return true;
+    }
+  }
+  return false;
+}
+
+template <class Value>
+Value* Pointer(std::uintptr_t data) {
+  return reinterpret_cast<Value*>(data);  // NOLINT: tags carry addresses as numbers
+}
+
+}  // namespace
+
+void CopyText(const std::string& text, char* buffer, std::uint32_t size) {
+  std::snprintf(buffer, size, "%s", text.c_str());
+}
+
+std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t version_number,
+                              std::uint32_t max_name, const ::TagItem* tags) {
+  for (const ::TagItem* tag = tags; tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
+    switch (tag->ti_Tag) {
+      case QUORLE_FSA_MaxFileNameLengthR:
+        *Pointer<std::uint32_t>(tag->ti_Data) = max_name;
+        break;
+      case QUORLE_FSA_VersionNumberR:
+        *Pointer<std::uint32_t>(tag->ti_Data) = version_number;
+        break;
+      case QUORLE_FSA_DOSTypeR:
+        *Pointer<std::uint32_t>(tag->ti_Data) = settings.dos_type;
+        break;
+      case QUORLE_FSA_VersionStringR: {
+        std::uintptr_t size = 0;
+        if (!FindTag(tags, QUORLE_FSA_VersionStringR_BufSize, size)) {
+          return ERROR_REQUIRED_ARG_MISSING;
+        }
+        if (settings.version.size() >= size) return ERROR_LINE_TOO_LONG;
+        std::memcpy(Pointer<char>(tag->ti_Data), settings.version.c_str(),
+                    settings.version.size() + 1);
+        break;
+      }
+      case QUORLE_FSA_VersionStringR_BufSize:
+      case QUORLE_TAG_IGNORE:
+        break;
+      default:
+        return ERROR_NOT_IMPLEMENTED;
+    }
+  }
+  return 0;
+}
+
+std::uint32_t BlockWord(std::uint64_t blocks) {
+  constexpr std::uint64_t kMost = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::uint32_t>(std::min(blocks, kMost));
+}
+
+}  // namespace quorle::common

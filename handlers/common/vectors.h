@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <string>
+
+#include "handlers/common/settings.h"
+#include "quorle/handler.h"
+
+namespace quorle::common {
+
+inline constexpr std::int32_t kTrue = -1;
+inline constexpr std::int32_t kFalse = 0;
+
+/// Makes `call`, which returns an error code, and gives `success` or `failure`. No exception leaves
+/// a vector: the only one there is is a host without memory.
+template <class Result, class Call>
+Result Answer(std::int32_t* res2, Result success, Result failure, const Call& call) {
+  try {
+    *res2 = call();
+  } catch (const std::exception&) {
+    *res2 = ERROR_NO_FREE_STORE;
+  }
+  return *res2 == 0 ? success : failure;
+}
+
+template <class Call>
+std::int32_t Truth(std::int32_t* res2, const Call& call) {
+  return Answer<std::int32_t>(res2, kTrue, kFalse, call);
+}
+
+/// Refused in so many words, so that dos does not send a packet instead.
+template <class... Args>
+std::int32_t NotOffered(::FileSystemVectorPort*, std::int32_t* res2, Args...) {
+  *res2 = ERROR_ACTION_NOT_KNOWN;
+  return kFalse;
+}
+
+/// Copies as much of `text` as fits, zero-ended.
+void CopyText(const std::string& text, char* buffer, std::uint32_t size);
+
+/// Answers FSFileSystemAttr(): the code of the first tag that cannot be answered, or 0.
+std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t version_number,
+                              std::uint32_t max_name, const ::TagItem* tags);
+
+/// A number of blocks as the platform's 32 bits hold it: at most 2^31 - 1.
+std::uint32_t BlockWord(std::uint64_t blocks);
+
+}  // namespace quorle::common

@@ -1,0 +1,207 @@
+#include "handlers/hostdir/host.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
+#include "quorle/handler.h"
+
+namespace quorle::hostdir {
+namespace {
+
+/// For every open: no link is followed, no device waited for, nothing left to child processes.
+constexpr int kCareful = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+bool IsDenied(int host_error) {
+  return host_error == EACCES || host_error == EPERM;
+}
+
+std::timespec TimeOf(const ::statx_timestamp& moment) {
+  std::timespec time{};
+  time.tv_sec = static_cast<std::time_t>(moment.tv_sec);
+  time.tv_nsec = static_cast<long>(moment.tv_nsec);
+  return time;
+}
+
+int Look(int directory, const char* name, int flags, HostStat& stat) {
+  struct ::statx found {};
+  if (::statx(directory, name, flags | AT_STATX_FORCE_SYNC, STATX_BASIC_STATS | STATX_BTIME,
+              &found) != 0) {
+    return errno;
+  }
+  stat.device = std::uint64_t{found.stx_dev_major} << 32 | found.stx_dev_minor;
+  stat.inode = found.stx_ino;
+  stat.mode = found.stx_mode;
+  stat.links = found.stx_nlink;
+  stat.size = static_cast<std::int64_t>(found.stx_size);
+  stat.changed = TimeOf(found.stx_mtime);
+  stat.born.reset();
+  if ((found.stx_mask & STATX_BTIME) != 0) stat.born = TimeOf(found.stx_btime);
+  return 0;
+}
+
+struct CloseStream {
+  void operator()(DIR* stream) const { ::closedir(stream); }
+};
+
+}  // namespace
+
+std::int32_t CodeFor(int host_error, std::int32_t denied) {
+  switch (host_error) {
+    case 0:
+      return 0;
+    case EACCES:
+    case EPERM:
+    case EBADF:  // a descriptor that was opened for less, since more was denied
+      return denied;
+    case ENOENT:
+      return ERROR_OBJECT_NOT_FOUND;
+    case ENOTDIR:
+    case EISDIR:
+    case ELOOP:  // a symbolic link where none is followed
+    case ENXIO:
+      return ERROR_OBJECT_WRONG_TYPE;
+    case EEXIST:
+      return ERROR_OBJECT_EXISTS;
+    case ENOTEMPTY:
+      return ERROR_DIRECTORY_NOT_EMPTY;
+    case ENAMETOOLONG:
+    case EINVAL:  // a name that this filesystem does not take
+    case EILSEQ:
+      return ERROR_INVALID_COMPONENT_NAME;
+    case EROFS:
+      return ERROR_DISK_WRITE_PROTECTED;
+    case EXDEV:
+      return ERROR_RENAME_ACROSS_DEVICES;
+    case EBUSY:
+    case ETXTBSY:
+      return ERROR_OBJECT_IN_USE;
+    case ENOMEM:
+    case EMFILE:
+    case ENFILE:
+      return ERROR_NO_FREE_STORE;
+    case ENOSPC:
+    case EDQUOT:
+    case EMLINK:  // no room for one more name
+    case EFBIG:   // nor for a file of that size
+      return ERROR_DISK_FULL;
+    case E2BIG:
+    case ERANGE:
+    case EOVERFLOW:
+      return ERROR_OBJECT_TOO_LARGE;
+    case ENOSYS:
+    case EOPNOTSUPP:
+      return ERROR_ACTION_NOT_KNOWN;
+    case ESTALE:
+      return ERROR_INVALID_LOCK;
+    default:
+      // The platform has no code for a medium that cannot be read (EIO): one that must be checked.
+      return ERROR_DISK_NOT_VALIDATED;
+  }
+}
+
+int StatAt(int directory, const std::string& name, HostStat& stat) {
+  return Look(directory, name.c_str(), AT_SYMLINK_NOFOLLOW, stat);
+}
+
+int StatOf(int fd, HostStat& stat) {
+  return Look(fd, "", AT_EMPTY_PATH, stat);
+}
+
+bool BelongsToVolume(const HostStat& stat, std::uint64_t device) {
+  return stat.device == device && (stat.IsFile() || stat.IsDirectory());
+}
+
+std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened) {
+  // Looked at first: opening a device may do something.
+  if (const int error = StatAt(directory, name, opened.stat); error != 0) {
+    return CodeFor(error, ERROR_READ_PROTECTED);
+  }
+  if (!BelongsToVolume(opened.stat, device)) return ERROR_OBJECT_WRONG_TYPE;
+  opened.readable = true;
+  opened.fd = Descriptor(::openat(directory, name.c_str(), O_RDONLY | kCareful));
+  if (!opened.fd && IsDenied(errno)) {
+    opened.readable = false;
+    opened.fd = Descriptor(::openat(directory, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  }
+  const int error = opened.fd ? StatOf(opened.fd.get(), opened.stat) : errno;
+  if (error != 0) return CodeFor(error, ERROR_READ_PROTECTED);
+  return BelongsToVolume(opened.stat, device) ? 0 : ERROR_OBJECT_WRONG_TYPE;
+}
+
+std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t device,
+                           std::uint64_t inode, Opened& content, std::int32_t& write_refusal) {
+  if (const int error = StatAt(directory, name, content.stat); error != 0) {
+    return CodeFor(error, ERROR_READ_PROTECTED);
+  }
+  const auto is_meant = [&] {
+    return BelongsToVolume(content.stat, device) && content.stat.inode == inode;
+  };
+  if (!is_meant()) return ERROR_INVALID_LOCK;
+  write_refusal = 0;
+  content.fd = Descriptor(::openat(directory, name.c_str(), O_RDWR | kCareful));
+  if (!content.fd && (IsDenied(errno) || errno == EROFS || errno == ETXTBSY)) {
+    write_refusal = CodeFor(errno, ERROR_WRITE_PROTECTED);
+    content.fd = Descriptor(::openat(directory, name.c_str(), O_RDONLY | kCareful));
+  }
+  const int error = content.fd ? StatOf(content.fd.get(), content.stat) : errno;
+  if (error != 0) return CodeFor(error, ERROR_READ_PROTECTED);
+  if (is_meant()) return 0;
+  content.fd.Close();
+  return ERROR_INVALID_LOCK;
+}
+
+std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content) {
+  content.fd =
+      Descriptor(::openat(directory, name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
+  const int error = content.fd ? StatOf(content.fd.get(), content.stat) : errno;
+  return CodeFor(error, ERROR_WRITE_PROTECTED);
+}
+
+std::int32_t OpenAgain(const Opened& opened, Opened& again) {
+  again.readable = opened.readable;
+  again.fd = Descriptor(::fcntl(opened.fd.get(), F_DUPFD_CLOEXEC, 0));
+  const int error = again.fd ? StatOf(again.fd.get(), again.stat) : errno;
+  return CodeFor(error, ERROR_READ_PROTECTED);
+}
+
+std::int32_t ListNames(int directory, std::vector<std::string>& names) {
+  names.clear();
+  // A descriptor of its own: a stream moves the position of the one that it has.
+  Descriptor own(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!own) return CodeFor(errno, ERROR_READ_PROTECTED);
+  const std::unique_ptr<DIR, CloseStream> stream(::fdopendir(own.get()));
+  if (stream == nullptr) return CodeFor(errno, ERROR_READ_PROTECTED);
+  static_cast<void>(own.Release());  // the stream's now
+  errno = 0;
+  while (const dirent* const entry = ::readdir(stream.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+    errno = 0;
+  }
+  if (errno != 0) return CodeFor(errno, ERROR_READ_PROTECTED);
+  std::sort(names.begin(), names.end());
+  return 0;
+}
+
+int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to,
+             bool to_is_itself) {
+  if (::renameat2(from_directory, from.c_str(), to_directory, to.c_str(), RENAME_NOREPLACE) == 0) {
+    return 0;
+  }
+  if (errno == EEXIST && to_is_itself) {
+    return ::renameat(from_directory, from.c_str(), to_directory, to.c_str()) == 0 ? 0 : errno;
+  }
+  // EINVAL is also what a directory on its way into itself gets; then the second call says so
+  // again.
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  HostStat stat;
+  if (StatAt(to_directory, to, stat) == 0) return EEXIST;
+  return ::renameat(from_directory, from.c_str(), to_directory, to.c_str()) == 0 ? 0 : errno;
+}
+
+}  // namespace quorle::hostdir

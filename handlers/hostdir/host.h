@@ -1,0 +1,72 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "handlers/hostdir/descriptor.h"
+
+namespace quorle::hostdir {
+
+/// What the host tells of an object. Never of what a symbolic link leads to.
+struct HostStat {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint32_t mode = 0;
+  std::uint32_t links = 0;
+  std::int64_t size = 0;
+  std::timespec changed{};              ///< the content
+  std::optional<std::timespec> born{};  ///< where the host knows
+
+  bool IsFile() const { return S_ISREG(mode); }
+  bool IsDirectory() const { return S_ISDIR(mode); }
+};
+
+/// The platform's code for an error of the host. `denied` is the code for a permission that is
+/// missing: what that means depends on the operation.
+std::int32_t CodeFor(int host_error, std::int32_t denied);
+
+/// An object of the host that is open for its attributes.
+struct Opened {
+  Descriptor fd;
+  HostStat stat;
+  bool readable = true;  ///< false: the host keeps content and attributes from us
+
+  bool IsFile() const { return stat.IsFile(); }
+  bool IsDirectory() const { return stat.IsDirectory(); }
+};
+
+/// Looks at what is open, or at `name` in `directory`. What the host itself remembers of it does
+/// not count: a file with two names may be remembered twice. Returns an error of the host, 0 for
+/// success.
+int StatOf(int fd, HostStat& stat);
+int StatAt(int directory, const std::string& name, HostStat& stat);
+/// Whether an object can be part of a volume on the device `device`: a file or a directory there.
+/// All others are foreign: symbolic links, pipes, devices, and what is mounted from elsewhere.
+bool BelongsToVolume(const HostStat& stat, std::uint64_t device);
+/// Opens the file or directory `name` (one component, never a path) in `directory`. Returns a code:
+/// 212 for an object that is foreign to the volume on `device`.
+std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened);
+/// Opens the content of a file, for reading alone when the host does not let it be written;
+/// `write_refusal` is the code then, else 0. 211 when it is not the one with the inode number
+/// `inode`.
+std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t device,
+                           std::uint64_t inode, Opened& content, std::int32_t& write_refusal);
+/// Makes an empty file and opens its content.
+std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content);
+/// Another descriptor for what is open, and what the host tells of it now.
+std::int32_t OpenAgain(const Opened& opened, Opened& again);
+/// The names in a directory, in byte order, without "." and "..".
+std::int32_t ListNames(int directory, std::vector<std::string>& names);
+/// Renames without ever replacing anything, as far as the host can promise it: where it cannot,
+/// what appears between a look and the renaming is replaced. `to_is_itself`: a host that ignores
+/// case may find the object under its new name already. Returns an error of the host.
+int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to,
+             bool to_is_itself);
+
+}  // namespace quorle::hostdir

@@ -1,0 +1,33 @@
+#ifndef QUORLE_HANDLERS_HOSTDIR_HOSTDIR_HANDLER_H
+#define QUORLE_HANDLERS_HOSTDIR_HOSTDIR_HANDLER_H
+
+#include "quorle/handler.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+ * A directory of the host as a volume. Mount keys, all optional but the first:
+ *
+ *   path=DIRECTORY    the directory of the host that becomes the root
+ *   volume=NAME       the volume's name; empty: none. Unless given, the one that the volume was
+ *                     last relabelled to, or "NAME Disk" for a device NAME
+ *   dostype=NUMBER    the DOS type, decimal or hexadecimal with 0x; 0x444F5309 unless given
+ *   version=TEXT      the version text
+ *   state=STATE       validated, validating or write-protected
+ *   metadata=WHERE    xattr: what the host has no place for is kept in extended attributes; file:
+ *                     in the file .quorle-metadata of the directory. xattr unless given
+ *
+ * docs/hostdir.md tells what is kept where, and what a host filesystem cannot do.
+ *
+ * Not offered: FSInhibit(), FSFormat(), FSSerialize(), notification and record locks answer 209, as
+ * does a hard link to a directory.
+ */
+const struct Handler* QuorleHostdirHandler(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+#include "handlers/hostdir/host.h"
+#include "handlers/hostdir/record.h"
+
+namespace quorle::hostdir {
+
+/// Where the records of objects are kept. Every function returns an error code, 0 for success.
+class RecordStore {
+ public:
+  virtual ~RecordStore() = default;
+
+  /// The record of an object; of one that has none, a plain record.
+  virtual std::int32_t Read(const Opened& object, Record& record) = 0;
+  /// Keeps the record. On failure the old one stays.
+  virtual std::int32_t Write(const Opened& object, const Record& record) = 0;
+  /// The object is gone.
+  virtual void Forget(const Opened& object) = 0;
+};
+
+}  // namespace quorle::hostdir

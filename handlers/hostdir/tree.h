@@ -1,0 +1,88 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "handlers/hostdir/host.h"
+
+namespace quorle::hostdir {
+
+struct OpenFile;
+
+enum class Kind : std::uint8_t { kFile, kDirectory, kSoftLink };
+
+/// An object in use, whatever its names: who holds it. The host knows it by its inode number.
+struct Object {
+  std::uint64_t inode = 0;
+  Kind kind = Kind::kFile;
+  std::uint32_t shared = 0;  ///< of a file: shared locks and handles
+  bool exclusive = false;    ///< of a file: one exclusive lock or handle, and no other
+  std::vector<OpenFile*> handles;
+  Opened content;                  ///< of a file, as long as there are handles
+  std::int32_t write_refusal = 0;  ///< the code when the host does not let us write the content
+
+  bool IsFile() const { return kind == Kind::kFile; }
+  bool IsDirectory() const { return kind == Kind::kDirectory; }
+  bool IsSoftLink() const { return kind == Kind::kSoftLink; }
+};
+
+struct Place;
+using PlaceRef = std::shared_ptr<Place>;
+
+/// A name in a directory that is in use: something holds it, or something below it. Where it stands
+/// on the host is looked up anew, name by name from the root, each time that it is needed.
+struct Place {
+  PlaceRef directory;  ///< null for the root
+  std::string host_name;
+  std::string name;
+  std::shared_ptr<Object> object;
+  bool named = true;                                    ///< false: deleted or replaced
+  std::uint32_t uses = 0;                               ///< locks and open files
+  std::map<std::string, std::weak_ptr<Place>> entries;  ///< those in use, by the host's names
+
+  Place() = default;
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+  ~Place();
+
+  /// It has no name any more.
+  void Detach();
+};
+
+/// The places in use. Each exists once, each object too, however many hold them.
+class Tree {
+ public:
+  explicit Tree(std::uint64_t root_inode);
+
+  const PlaceRef& root() const { return root_; }
+  /// The place of the object `inode` in `directory`. One that had the name before and is another
+  /// object now, since the host replaced it, loses its name.
+  PlaceRef At(const PlaceRef& directory, const std::string& host_name, std::string_view name,
+              std::uint64_t inode, Kind kind);
+  /// The same for an object that was just made. Whatever is known under its name or its number is
+  /// gone: the host gives numbers out again.
+  PlaceRef Anew(const PlaceRef& directory, const std::string& host_name, std::string_view name,
+                std::uint64_t inode, Kind kind);
+  /// Gives the place another name. Nothing there has it.
+  static void Move(const PlaceRef& place, const PlaceRef& directory, const std::string& host_name,
+                   std::string_view name);
+
+ private:
+  std::shared_ptr<Object> ObjectOf(std::uint64_t inode, Kind kind);
+
+  PlaceRef root_;
+  std::map<std::uint64_t, std::weak_ptr<Object>> objects_;
+  std::size_t sweep_at_;  ///< so many objects, and those that are gone are dropped
+};
+
+/// Whether `place` is `ancestor` or stands below it.
+bool IsInside(const Place& place, const Place& ancestor);
+
+}  // namespace quorle::hostdir

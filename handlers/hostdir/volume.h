@@ -1,0 +1,189 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "handlers/common/settings.h"
+#include "handlers/hostdir/host.h"
+#include "handlers/hostdir/record.h"
+#include "handlers/hostdir/record_store.h"
+#include "handlers/hostdir/tree.h"
+#include "quorle/handler.h"
+
+namespace quorle::hostdir {
+
+using common::VolumeSettings;
+
+/// What an open file is to the volume.
+struct OpenFile {
+  PlaceRef place;
+  bool exclusive = false;
+  bool changed = false;  ///< something was written; its directories learn of it at the end
+  std::int64_t position = 0;
+};
+
+/// What is to be told of an object.
+struct Facts {
+  HostStat stat;
+  Record record;
+  ::DateStamp date{};
+  std::string target;  ///< of a soft link
+};
+
+/// How much room there is.
+struct Room {
+  std::uint64_t blocks = 0;
+  std::uint64_t blocks_used = 0;
+  std::uint64_t block_size = 0;
+};
+
+/// A directory of the host under the rules of the platform. Every operation returns an error code,
+/// 0 for success; what it found or made comes back through the last parameter. A null `rel` is the
+/// root, a name of "" the object of `rel`.
+///
+/// Every operation walks from the root's descriptor, one name at a time, follows no symbolic link
+/// and compares what it finds with what the lock was taken on. So it acts on the object that was
+/// meant or on none, whatever else happens to the directory, and never outside of it.
+///
+/// Codes that the platform leaves open are chosen so: a name looked up under a file gives 212, as
+/// does the name of a foreign object; an impossible name 210; an unknown mode 115; a change to a
+/// volume that is not validated 213; a lock whose object the host has moved or replaced 211; a hard
+/// link to a directory, which the host has not, 209.
+class Volume {
+ public:
+  using Now = std::function<::DateStamp()>;
+
+  Volume(VolumeSettings settings, Opened root, std::unique_ptr<RecordStore> records, Now now);
+
+  const VolumeSettings& settings() const { return settings_; }
+  const PlaceRef& root() const { return tree_.root(); }
+
+  // ---- Looking up, locking -------------------------------------------------------------------
+
+  /// The object itself, a soft link too.
+  std::int32_t Find(const PlaceRef& rel, std::string_view name, PlaceRef& found);
+  /// The object, unless it is a soft link: 233.
+  std::int32_t FindTarget(const PlaceRef& rel, std::string_view name, PlaceRef& found);
+  /// Takes a lock; `exclusive` says which, and is false afterwards for a directory.
+  std::int32_t TakeLock(Place& place, bool& exclusive);
+  void ReleaseLock(Place& place, bool exclusive);
+  std::int32_t ChangeLock(Place& place, bool& exclusive, bool to_exclusive);
+
+  // ---- Files ---------------------------------------------------------------------------------
+
+  /// Opens in a MODE_...; the file is `file`'s to close with Close().
+  std::int32_t Open(const PlaceRef& rel, std::string_view name, std::int32_t mode, OpenFile& file);
+  /// Opens what a lock holds; on success the lock is the file's.
+  std::int32_t OpenLocked(const PlaceRef& place, bool exclusive, OpenFile& file);
+  /// The file is closed whatever comes back.
+  std::int32_t Close(OpenFile& file);
+  std::int32_t ChangeFileMode(OpenFile& file, bool to_exclusive);
+  std::int32_t Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count);
+  std::int32_t Write(OpenFile& file, const void* data, std::int32_t bytes);
+  std::int32_t Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
+  std::int32_t Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
+  std::int32_t SizeOf(const OpenFile& file, std::int64_t& size);
+
+  // ---- Objects -------------------------------------------------------------------------------
+
+  std::int32_t MakeDirectory(const PlaceRef& rel, std::string_view name, PlaceRef& made);
+  std::int32_t MakeSoftLink(const PlaceRef& rel, std::string_view name, std::string_view target);
+  std::int32_t MakeHardLink(const PlaceRef& rel, std::string_view name, const Place& target);
+  std::int32_t Delete(const PlaceRef& rel, std::string_view name);
+  std::int32_t Rename(const PlaceRef& from_rel, std::string_view from, const PlaceRef& to_rel,
+                      std::string_view to);
+  std::int32_t SetDate(const PlaceRef& rel, std::string_view name, const ::DateStamp& date);
+  /// Changes the record of the object with `change`.
+  std::int32_t SetAttribute(const PlaceRef& rel, std::string_view name,
+                            const std::function<void(Record&)>& change);
+
+  // ---- Looking at objects --------------------------------------------------------------------
+
+  std::int32_t Examine(const Place& place, Facts& facts);
+  /// 212 when it is no soft link.
+  std::int32_t ReadTarget(const Place& place, std::string& target);
+  /// The next object of a scan. `scan` is 0 when it starts and belongs to the volume from then on;
+  /// `context` and `lock` are what the caller knows it by, and `lock` ends it when it is released.
+  /// 232 at the end. Shown is what was there when the scan started and still is, in the host's byte
+  /// order; foreign objects are passed over.
+  std::int32_t Next(const PlaceRef& directory, const void* context, const void* lock,
+                    std::intptr_t& scan, PlaceRef& found, Facts& facts);
+  /// Forgets scans that were not carried to their end.
+  void EndScans(const void* lock);
+
+  // ---- The volume ----------------------------------------------------------------------------
+
+  std::int32_t WriteProtect(bool on, std::uint32_t key) {
+    return common::WriteProtect(settings_, on, key);
+  }
+  /// Whether a change is possible: 0, 213 or 214.
+  std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }
+  /// Whether `name` stands for no label: a volume that was mounted without one goes by the name of
+  /// its device, and can be given it back.
+  bool IsNoLabel(std::string_view name) const;
+  /// The name must be free: the caller has asked.
+  std::int32_t Relabel(std::string_view name);
+  std::int32_t Flush();
+  std::int32_t HowMuchRoom(Room& room) const;
+  std::uint32_t max_name() const;
+  std::uint32_t in_use() const { return in_use_; }
+
+ private:
+  struct Scan {
+    const void* context = nullptr;
+    const void* lock = nullptr;
+    std::vector<std::string> names;
+    std::size_t next = 0;
+  };
+  using Visit = std::function<void(Opened&)>;
+
+  /// Opens what is at `place`; `visit` sees every directory on the way, from the root on, and the
+  /// object itself. 211 when the host has something else there, or nothing.
+  std::int32_t Reach(const Place& place, Opened& opened, const Visit& visit = nullptr);
+  /// The host's name of what `name` means in a directory, a foreign object too; 205 for nothing. A
+  /// name in just this case comes first, then the first in byte order that differs in case alone.
+  std::int32_t Search(int directory, std::string_view name, std::string& host_name);
+  /// The place of something that is open.
+  std::int32_t PlaceOf(const PlaceRef& directory, const std::string& host_name,
+                       const Opened& opened, PlaceRef& place);
+  /// A place for a new object: its directory, and that nothing has the name.
+  std::int32_t FindPlace(const PlaceRef& rel, std::string_view name, PlaceRef& place,
+                         Opened& directory);
+  /// Makes an object new: owner and group of its directory, today's date. When that fails it is
+  /// removed again.
+  std::int32_t Furnish(const Opened& directory, const std::string& host_name, Opened& made,
+                       bool soft_link);
+  std::int32_t MakeFile(const PlaceRef& rel, std::string_view name, PlaceRef& made);
+  std::int32_t OpenContent(const Place& place);
+  void Hold(OpenFile& file, const PlaceRef& place, bool exclusive);
+  /// Empties a file for MODE_NEWFILE; other names of it stay.
+  std::int32_t Reset(Object& object);
+  /// What a change of content leaves on the file itself.
+  void Stamp(Object& object);
+  std::int32_t RecordOf(const Place& place, Record& record);
+  std::int32_t FactsOf(const Opened& opened, Facts& facts);
+  /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
+  /// `record`.
+  std::int32_t Date(Opened& opened, Record& record, const ::DateStamp& date);
+  /// Clears the archive bits of a directory and all above, and dates them when `dated`. What the
+  /// host refuses here is no failure of the operation that it comes after.
+  void Touch(const PlaceRef& directory, bool dated);
+
+  VolumeSettings settings_;
+  bool nameless_;
+  Opened root_;
+  std::unique_ptr<RecordStore> records_;
+  Now now_;
+  Tree tree_;
+  std::map<std::intptr_t, Scan> scans_;
+  std::intptr_t last_scan_ = 0;
+  std::uint32_t in_use_ = 0;
+};
+
+}  // namespace quorle::hostdir

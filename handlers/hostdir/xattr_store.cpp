@@ -1,0 +1,61 @@
+#include "handlers/hostdir/xattr_store.h"
+
+#include <sys/xattr.h>
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <string_view>
+#include <system_error>
+
+#include "quorle/handler.h"
+
+namespace quorle::hostdir {
+namespace {
+
+constexpr const char* kAttribute = "user.quorle";
+constexpr const char* kProbe = "user.quorle.probe";
+
+/// More than the longest record: a comment of 255 and a label of 255 bytes, three for each.
+constexpr std::size_t kMaxRecord = 4096;
+
+class XattrStore final : public RecordStore {
+ public:
+  std::int32_t Read(const Opened& object, Record& record) override {
+    record = {};
+    if (!object.readable) return ERROR_READ_PROTECTED;
+    std::array<char, kMaxRecord> text;
+    const ssize_t length = ::fgetxattr(object.fd.get(), kAttribute, text.data(), text.size());
+    if (length < 0) return errno == ENODATA ? 0 : CodeFor(errno, ERROR_READ_PROTECTED);
+    record = FromText(std::string_view(text.data(), static_cast<std::size_t>(length)));
+    return 0;
+  }
+
+  std::int32_t Write(const Opened& object, const Record& record) override {
+    const std::string text = ToText(record);
+    const int fd = object.fd.get();
+    if (text.empty()) {
+      if (::fremovexattr(fd, kAttribute) == 0 || errno == ENODATA) return 0;
+    } else if (::fsetxattr(fd, kAttribute, text.data(), text.size(), 0) == 0) {
+      return 0;
+    }
+    return CodeFor(errno, ERROR_WRITE_PROTECTED);
+  }
+
+  void Forget(const Opened&) override {}
+};
+
+}  // namespace
+
+std::unique_ptr<RecordStore> OpenXattrStore(const Opened& root, std::string& problem) {
+  if (::fsetxattr(root.fd.get(), kProbe, "", 0, 0) != 0) {
+    const int error = errno;
+    problem = "the directory cannot have extended attributes (" +
+              std::generic_category().message(error) + "); metadata=file does without";
+    return nullptr;
+  }
+  ::fremovexattr(root.fd.get(), kProbe);
+  return std::make_unique<XattrStore>();
+}
+
+}  // namespace quorle::hostdir
