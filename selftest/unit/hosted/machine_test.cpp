@@ -52,7 +52,7 @@ TEST_F(MachineBuildTest, AMachineWithoutMountsHasNil) {
 
 TEST_F(MachineBuildTest, AnUnknownHandlerIsRefused) {
   EXPECT_EQ(Problem({Spec("DH0", "floppy", {})}),
-            "cannot mount DH0: no handler is called \"floppy\"; there are: ram, tree");
+            "cannot mount DH0: no handler is called \"floppy\"; there are: ram, dir, tree");
 }
 
 TEST_F(MachineBuildTest, ALayerIsAskedForByItsKey) {
