@@ -33,8 +33,9 @@ struct WatchedRun {
   const WatchedPart* Find(std::uint8_t test, std::int32_t sub_test) const;
 };
 
-/// Runs the catalogue on `bench` and notes who printed what. The program must be linked with
-/// kill_table's options: the runner of groups is watched through the linker (--wrap).
+/// Runs the catalogue on `bench` and notes who printed what. A program that links quorle_watched_run
+/// must leave it the runner of groups, which is watched through the linker (--wrap): a run of the
+/// catalogue without this function is not possible in it.
 WatchedRun RunWatched(TestBench& bench);
 
 }  // namespace quorle::selftest

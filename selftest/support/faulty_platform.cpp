@@ -203,6 +203,10 @@ std::int32_t FaultyDos::Read(FileHandle file, void* buffer, std::int32_t bytes) 
     const std::string& data = *Field(*rule, "data");
     const auto most = static_cast<std::size_t>(count > 0 ? count : 0);
     std::memcpy(buffer, data.data(), data.size() < most ? data.size() : most);
+    if (const std::string* const fill = Field(*rule, "fill")) {
+      std::memset(static_cast<char*>(buffer) + most, fill->front(),
+                  static_cast<std::size_t>(bytes) - most);
+    }
     return count;
   }
   return Count<std::int32_t>(
@@ -448,6 +452,18 @@ std::uint32_t FaultyDos::CheckSignal(std::uint32_t mask) {
 
 bool FaultyDos::DateToStr(DateTime& date) {
   return Bool(rules_.Match("DateToStr"), [&] { return inner().DateToStr(date); });
+}
+
+void FaultyDos::VPrintf(const char* format, const FormatArgument* args, std::size_t count) {
+  const FaultRule* const rule = rules_.Match("Printf");
+  inner().VPrintf(format, args, count);
+  if (rule != nullptr) SetCode(*rule);
+}
+
+void FaultyDos::PutStr(const char* text) {
+  const FaultRule* const rule = rules_.Match("PutStr");
+  inner().PutStr(text);
+  if (rule != nullptr) SetCode(*rule);
 }
 
 // ---- exec ------------------------------------------------------------------------------------

@@ -19,7 +19,10 @@ namespace quorle::selftest {
 /// true. Fields for "set": of a record of ExamineObject() Type, FileSize, Days, RefCount, ObjectID,
 /// Name, Comment, Protection, OwnerUID, OwnerGID; of GetDiskInfo() DiskState, DiskType; of
 /// FileSystemAttr() version, dostype; of DevNameFromPort() and VolNameFromPort() name; of
-/// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of Read() data.
+/// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of Read() data, and
+/// fill, a character that the rest of the buffer is filled with, which the count does not tell of.
+///
+/// Printf() and PutStr(), which give nothing, know "code" only, and no arguments.
 class FaultyDos final : public ForwardingDos {
  public:
   FaultyDos(DosInterface& inner, FaultRules& rules) : ForwardingDos(inner), rules_(rules) {}
@@ -80,6 +83,8 @@ class FaultyDos final : public ForwardingDos {
   PortRecord PortRecordOf(PortHandle port) override;
   std::uint32_t CheckSignal(std::uint32_t mask) override;
   bool DateToStr(DateTime& date) override;
+  void VPrintf(const char* format, const FormatArgument* args, std::size_t count) override;
+  void PutStr(const char* text) override;
 
  private:
   template <class Call>

@@ -36,6 +36,16 @@ TEST_F(DiagnosticsTest, StylesKeepTheErrorCode) {
   EXPECT_EQ(ctx_.IDOS->IoErr(), ERROR_OBJECT_EXISTS);
 }
 
+TEST_F(DiagnosticsTest, StylesKeepTheErrorCodeOnAConsoleThatSetsOne) {
+  bench_.SetRules("PutStr code 77");
+  ctx_.IDOS->SetIoErr(ERROR_OBJECT_EXISTS);
+  BoldOn(ctx_);
+  EXPECT_EQ(ctx_.IDOS->IoErr(), ERROR_OBJECT_EXISTS);
+  StyleOff(ctx_);
+  EXPECT_EQ(ctx_.IDOS->IoErr(), ERROR_OBJECT_EXISTS);
+  EXPECT_EQ(bench_.UnusedRule(), "");
+}
+
 TEST_F(DiagnosticsTest, MessageInAStyleShowsTheCodeOfTheFailedCall) {
   EXPECT_FALSE(ctx_.IDOS->Lock("nothing", SHARED_LOCK));
   {
