@@ -156,8 +156,16 @@ bool HostServices::SetVolumeName(const ::FileSystemVectorPort* port, const char*
 }
 
 bool HostServices::OwnsPort(const ::FileSystemVectorPort* port) const {
-  const auto found = kinds_.find(const_cast<::FileSystemVectorPort*>(port));
-  return found != kinds_.end() && found->second == QUORLE_DOS_FSVECTORPORT;
+  return Owns(port, QUORLE_DOS_FSVECTORPORT);
+}
+
+bool HostServices::OwnsLock(const ::Lock* lock) const {
+  return Owns(lock, QUORLE_DOS_LOCK);
+}
+
+bool HostServices::Owns(const void* object, std::uint32_t kind) const {
+  const auto found = kinds_.find(const_cast<void*>(object));
+  return found != kinds_.end() && found->second == kind;
 }
 
 void HostServices::FreeEverything() {

@@ -44,22 +44,27 @@ class HostServices {
 
   // ---- The host's side -----------------------------------------------------------------------
 
+  Clock& clock() { return clock_; }
   const std::optional<std::string>& volume_name() const { return volume_name_; }
   /// Whether `port` is a live port of AllocDosObject().
   bool OwnsPort(const ::FileSystemVectorPort* port) const;
+  /// Whether `lock` is a live lock of AllocDosObject().
+  bool OwnsLock(const ::Lock* lock) const;
   /// How many objects and pieces of memory are out.
   std::size_t outstanding() const { return kinds_.size(); }
   /// Frees what is out. Adds one line to complaints() for each kind of thing that was.
   void FreeEverything();
+  /// Adds a line to complaints().
+  void Complain(const std::string& what);
   /// One line for each wrong release, the first kMaxComplaints of them.
   const std::vector<std::string>& complaints() const { return complaints_; }
 
   static constexpr std::size_t kMaxComplaints = 100;
 
  private:
+  bool Owns(const void* object, std::uint32_t kind) const;
   void* Remember(void* object, std::uint32_t kind);
   void Release(void* object, std::uint32_t kind);
-  void Complain(const std::string& what);
   void* NewExamineData(const ::TagItem* tags);
   void* NewVectorPort(const ::TagItem* tags);
 

@@ -44,9 +44,11 @@ void Declare(CLI::App& app, OptionTexts& texts) {
   app.set_version_flag("--version", kVersionText, "Shows the version of the host program.");
   app.formatter(std::make_shared<HelpFormatter>());
   app.footer(kFooter);
-  app.add_option("--mount", texts.mounts,
-                 "Mounts one more device: NAME=HANDLER[,key=value...]. Keys for every handler: "
-                 "port=vector or packet, volume, dostype, version, state, deviate. Repeatable.")
+  app.add_option(
+         "--mount", texts.mounts,
+         "Mounts one more device: NAME=HANDLER[,key=value...]. Keys for every handler: "
+         "port=vector or packet, volume, dostype, version, state, deviate; of plugins isolate, limit, "
+         "restart. Repeatable.")
       ->type_name("SPEC")
       ->expected(1)
       ->allow_extra_args(false)

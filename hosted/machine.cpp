@@ -20,6 +20,20 @@ std::string ListNames(const std::vector<NamedHandler>& handlers) {
   return names.empty() ? "none" : names;
 }
 
+/// The port that was asked for, if any was.
+std::optional<PortType> AskedFor(const MountSpec& spec) {
+  if (!spec.port_given && spec.port == PortType::kVector) return std::nullopt;
+  return spec.port;
+}
+
+/// What runs behind a mount of `named`. What stands after a built-in handler's name becomes a key.
+std::unique_ptr<HandlerProgram> MakeProgram(const NamedHandler& named, MountSpec& spec,
+                                            std::string& problem) {
+  if (named.handler == nullptr) return named.make(spec, problem);
+  if (!spec.argument.empty()) spec.keys.insert(spec.keys.begin(), {kPathKey, spec.argument});
+  return std::make_unique<PlainProgram>(*named.handler);
+}
+
 /// The kind of layer that the mount key `key` asks for, or null.
 const NamedLayer* FindLayer(const std::vector<NamedLayer>& layers, std::string_view key) {
   const auto layer = std::find_if(layers.begin(), layers.end(),
@@ -57,7 +71,7 @@ std::unique_ptr<Machine> Machine::Build(const MachineOptions& options, const Mac
   return machine;
 }
 
-bool Machine::Mount(const MountSpec& spec, const MachineOptions& options, Clock& clock,
+bool Machine::Mount(MountSpec spec, const MachineOptions& options, Clock& clock,
                     std::string& problem) {
   const std::vector<NamedHandler>& handlers = options.handlers;
   if (list_.IsTaken(spec.name)) {
@@ -71,6 +85,8 @@ bool Machine::Mount(const MountSpec& spec, const MachineOptions& options, Clock&
     problem = "no handler is called \"" + spec.handler + "\"; there are: " + ListNames(handlers);
     return false;
   }
+  std::unique_ptr<HandlerProgram> program = MakeProgram(*named, spec, problem);
+  if (program == nullptr) return false;
   MountKeys keys;
   std::vector<std::pair<NamedLayer, std::string>> layers;
   for (const auto& [key, value] : spec.keys) {
@@ -80,12 +96,11 @@ bool Machine::Mount(const MountSpec& spec, const MachineOptions& options, Clock&
       keys.emplace_back(key, value);
     }
   }
-  if (!spec.argument.empty()) keys.insert(keys.begin(), {kPathKey, spec.argument});
   const auto may_be_named = [this](const ::MsgPort& port, const std::string& name) {
     return !list_.IsTaken(name, &port);
   };
-  std::unique_ptr<HandlerPort> port =
-      MountHandler(*named->handler, spec.name, spec.port, keys, clock, may_be_named, problem);
+  std::unique_ptr<HandlerPort> port = MountHandler(std::move(program), spec.name, AskedFor(spec),
+                                                   keys, clock, may_be_named, problem);
   if (port == nullptr) return false;
   for (const auto& [layer, value] : layers) {
     if (!port->Cover(layer, value, problem)) return false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,10 +17,16 @@
 
 namespace quorle {
 
+/// Makes what runs behind one mount; null, with one line in `problem`, when it cannot. Keys that it
+/// takes for itself go out of `spec`.
+using ProgramMaker =
+    std::function<std::unique_ptr<HandlerProgram>(MountSpec& spec, std::string& problem)>;
+
 /// A handler under the name by which a mount asks for it.
 struct NamedHandler {
   std::string_view name;
-  const ::Handler* handler;
+  const ::Handler* handler;  ///< null: each mount gets its own from `make`
+  ProgramMaker make = {};
 };
 
 /// What a machine is made of.
@@ -62,8 +69,7 @@ class Machine {
 
  private:
   Machine(const MachineOptions& options, const MachineParts& parts);
-  bool Mount(const MountSpec& spec, const MachineOptions& options, Clock& clock,
-             std::string& problem);
+  bool Mount(MountSpec spec, const MachineOptions& options, Clock& clock, std::string& problem);
 
   HandleNumbers numbers_;
   DosList list_;

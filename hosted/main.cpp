@@ -1,10 +1,13 @@
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <exception>
 #include <string>
 #include <utility>
 
+#include "harness/context.h"
 #include "harness/entry.h"
 #include "hosted/break_signal.h"
 #include "hosted/built_in_handlers.h"
@@ -13,12 +16,43 @@
 #include "hosted/host_options.h"
 #include "hosted/line_input.h"
 #include "hosted/machine.h"
+#include "hosted/plugin_handler.h"
+#include "hosted/run_watch.h"
 #include "hosted/trace_file.h"
+#include "platform/forwarding.h"
 #include "platform/tracing.h"
 #include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
+
+constexpr std::size_t kRows = 47;
+
+/// What the tester is given, so that its groups lead to the watch: they are plain functions and get
+/// nothing but the context.
+class WatchedExec final : public ForwardingExec {
+ public:
+  WatchedExec(ExecInterface& inner, RunWatch& watch) : ForwardingExec(inner), watch_(watch) {}
+  RunWatch& watch() { return watch_; }
+
+ private:
+  RunWatch& watch_;
+};
+
+template <std::size_t row>
+std::int32_t WatchedGroup(TestContext& ctx) {
+  RunWatch& watch = static_cast<WatchedExec*>(ctx.IExec)->watch();
+  watch.BeginTest(row + 1);
+  const std::int32_t result = kCatalogue[row].group(ctx);
+  watch.EndTest();
+  return result;
+}
+
+/// The catalogue, each group under the watch.
+template <std::size_t... rows>
+std::array<TestEntry, kRows + 1> WatchedCatalogue(std::index_sequence<rows...>) {
+  return {TestEntry{WatchedGroup<rows>, kCatalogue[rows].title}..., kCatalogue[kRows]};
+}
 
 std::int32_t RunTester(HostOptions options, Console& console) {
   TraceFile trace(console);
@@ -27,12 +61,14 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   StandardInput input;
   SystemClock clock;
   BreakSignal breaks;
+  RunWatch watch([&console](const std::string& line) { console.Report(line); });
   MachineOptions machine_options{
       .handlers = BuiltInHandlers(),
       .layers = BuiltInLayers(),
       .mounts = StandardMounts(),
       .exec = {options.dos_version, options.dos_revision, options.workbench},
       .dos = {std::move(options.arguments), options.delays}};
+  machine_options.handlers.push_back(PluginHandler(watch));
   for (MountSpec& spec : options.mounts) machine_options.mounts.push_back(std::move(spec));
   std::string problem;
   const std::unique_ptr<Machine> machine = Machine::Build(
@@ -45,9 +81,12 @@ std::int32_t RunTester(HostOptions options, Console& console) {
 
   Tracer tracer(machine->exec(), machine->dos(), trace);
   ExecInterface& exec = options.trace_file ? tracer.exec() : machine->exec();
-  const std::int32_t result = Run(exec, kCatalogue);
+  WatchedExec watched(exec, watch);
+  const std::int32_t result =
+      Run(watched, WatchedCatalogue(std::make_index_sequence<kRows>()).data());
   for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);
-  return result;
+  // A handler that did not last did not pass, whatever the tests made of it.
+  return watch.reports() == 0 ? result : std::max<std::int32_t>(result, RETURN_ERROR);
 }
 
 std::int32_t Obey(HostCommand command, Console& console) {

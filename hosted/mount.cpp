@@ -19,15 +19,8 @@ bool IsControl(char c) {
   return byte < 0x20 || byte == 0x7F;
 }
 
-// `text` as part of a one-line message.
-std::string Printable(std::string_view text) {
-  std::string result(text);
-  std::replace_if(result.begin(), result.end(), IsControl, '?');
-  return result;
-}
-
 std::string Quoted(std::string_view text) {
-  return "\"" + Printable(text) + "\"";
+  return "\"" + OneLine(std::string(text)) + "\"";
 }
 
 // Cuts `text` at the first `separator`; returns what stands before it and leaves the rest. Without
@@ -56,7 +49,7 @@ std::string DeviceNameProblem(std::string_view name) {
   return {};
 }
 
-bool ParseKey(std::string_view text, MountSpec& spec, bool& port_given, std::string& problem) {
+bool ParseKey(std::string_view text, MountSpec& spec, std::string& problem) {
   if (text.find('=') == std::string_view::npos) {
     problem = Quoted(text) + " is not of the form key=value";
     return false;
@@ -68,7 +61,7 @@ bool ParseKey(std::string_view text, MountSpec& spec, bool& port_given, std::str
     return false;
   }
   const bool is_port = key == kPortKey;
-  const bool given = is_port ? port_given
+  const bool given = is_port ? spec.port_given
                              : std::any_of(spec.keys.begin(), spec.keys.end(),
                                            [key](const auto& entry) { return entry.first == key; });
   if (given) {
@@ -79,27 +72,12 @@ bool ParseKey(std::string_view text, MountSpec& spec, bool& port_given, std::str
     spec.keys.emplace_back(key, value);
     return true;
   }
-  port_given = true;
+  spec.port_given = true;
   if (value != "vector" && value != "packet") {
-    problem = "port=" + Printable(value) + ": the port is either vector or packet";
+    problem = "port=" + OneLine(std::string(value)) + ": the port is either vector or packet";
     return false;
   }
   spec.port = value == "packet" ? PortType::kPacket : PortType::kVector;
-  return true;
-}
-
-// Whether `handler`, as it was compiled, has the members that are not optional.
-bool HandlerFits(const ::Handler& handler, std::string& problem) {
-  constexpr std::size_t kLeast = offsetof(::Handler, Packet);
-  if (handler.Version == 0 || handler.StructSize < kLeast) {
-    problem = "the handler was not made for this header: version " +
-              std::to_string(handler.Version) + ", size " + std::to_string(handler.StructSize);
-    return false;
-  }
-  if (handler.Mount == nullptr || handler.Unmount == nullptr) {
-    problem = "the handler has no Mount() or no Unmount()";
-    return false;
-  }
   return true;
 }
 
@@ -129,17 +107,16 @@ bool ParseMountSpec(std::string_view text, MountSpec& spec, std::string& problem
     problem = "there is nothing after " + Quoted(spec.handler + ":");
     return false;
   }
-  bool port_given = false;
   while (more) {
     more = text.find(',') != std::string_view::npos;
-    if (!ParseKey(CutAt(',', text), spec, port_given, problem)) return false;
+    if (!ParseKey(CutAt(',', text), spec, problem)) return false;
   }
   return true;
 }
 
-MountedHandler::MountedHandler(const ::Handler& handler, std::string device_name, MountKeys keys,
-                               Clock& clock, VolumeNameCheck may_be_named)
-    : handler_(handler),
+MountedHandler::MountedHandler(std::unique_ptr<HandlerProgram> program, std::string device_name,
+                               MountKeys keys, Clock& clock, VolumeNameCheck may_be_named)
+    : program_(std::move(program)),
       device_name_(std::move(device_name)),
       keys_(std::move(keys)),
       services_(clock, std::move(may_be_named)) {
@@ -158,26 +135,8 @@ MountedHandler::~MountedHandler() {
 }
 
 bool MountedHandler::Start(std::string& problem) {
-  if (!HandlerFits(handler_, problem)) return false;
-
-  std::array<char, 256> said{};
-  request_.Problem = said.data();
-  request_.ProblemSize = said.size();
-  port_ = handler_.Mount(&request_);
-  request_.Problem = nullptr;
-  request_.ProblemSize = 0;
-
-  said.back() = '\0';
-  if (port_ == nullptr) {
-    problem = said.front() != '\0' ? Printable(said.data())
-                                   : "the handler refused to be mounted and did not say why";
-    return false;
-  }
-  if (!services_.OwnsPort(port_)) {
-    problem = "the handler's port does not come from AllocDosObject()";
-    Stop();
-    return false;
-  }
+  port_ = program_->Mount(request_, services_, problem);
+  if (port_ == nullptr) return false;
   if (port_->FSV.Version < QUORLE_FS_VECTORPORT_VERSION) {
     problem = "the handler's table of functions has version " + std::to_string(port_->FSV.Version) +
               ", at least " + std::to_string(QUORLE_FS_VECTORPORT_VERSION) + " is needed";
@@ -190,9 +149,10 @@ bool MountedHandler::Start(std::string& problem) {
 void MountedHandler::Stop() {
   if (port_ == nullptr) return;
   while (!layers_.empty()) layers_.pop_back();
-  handler_.Unmount(port_);
+  program_->Unmount(*port_);
   port_ = nullptr;
   services_.FreeEverything();
+  for (const std::string& complaint : program_->Complaints()) services_.Complain(complaint);
 }
 
 bool MountedHandler::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
@@ -203,23 +163,37 @@ bool MountedHandler::Cover(const NamedLayer& layer, std::string_view value, std:
 }
 
 bool MountedHandler::HandlerPacket(::DosPacket& packet) {
-  // Older handlers end before this member.
-  constexpr std::size_t kWithPacket = offsetof(::Handler, Packet) + sizeof handler_.Packet;
-  if (port_ == nullptr || handler_.StructSize < kWithPacket || handler_.Packet == nullptr) {
-    return false;
+  return port_ != nullptr && program_->Packet(*port_, packet);
+}
+
+bool MountedHandler::TakesPacketsAlone() const {
+  return port_ != nullptr && program_->TakesPackets() && !HasFunctions(port_->FSV);
+}
+
+std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> program,
+                                          const std::string& device_name,
+                                          std::optional<PortType> type, const MountKeys& keys,
+                                          Clock& clock, VolumeNameCheck may_be_named,
+                                          std::string& problem) {
+  problem.clear();
+  auto mounted = std::make_unique<MountedHandler>(std::move(program), device_name, keys, clock,
+                                                  std::move(may_be_named));
+  if (!mounted->Start(problem)) return nullptr;
+  if (mounted->TakesPacketsAlone()) {
+    if (type == PortType::kVector) {
+      problem = "port=vector: the handler has no functions, it takes packets alone";
+      return nullptr;
+    }
+    type = PortType::kPacket;
   }
-  handler_.Packet(port_, &packet);
-  return true;
+  return std::make_unique<HandlerPort>(type.value_or(PortType::kVector), std::move(mounted));
 }
 
 std::unique_ptr<HandlerPort> MountHandler(const ::Handler& handler, const std::string& device_name,
                                           PortType type, const MountKeys& keys, Clock& clock,
                                           VolumeNameCheck may_be_named, std::string& problem) {
-  problem.clear();
-  auto mounted =
-      std::make_unique<MountedHandler>(handler, device_name, keys, clock, std::move(may_be_named));
-  if (!mounted->Start(problem)) return nullptr;
-  return std::make_unique<HandlerPort>(type, std::move(mounted));
+  return MountHandler(std::make_unique<PlainProgram>(handler), device_name, type, keys, clock,
+                      std::move(may_be_named), problem);
 }
 
 }  // namespace quorle

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -8,6 +9,7 @@
 
 #include "hosted/clock.h"
 #include "hosted/handler_port.h"
+#include "hosted/handler_program.h"
 #include "hosted/handler_services.h"
 #include "hosted/port_layer.h"
 #include "quorle/handler.h"
@@ -24,6 +26,7 @@ struct MountSpec {
   std::string handler;                ///< "ram", "dir", "plugin"
   std::string argument;               ///< what stands after "dir:" or "plugin:"
   PortType port = PortType::kVector;  ///< from the key "port", which goes no further
+  bool port_given = false;            ///< whether that key was there
   MountKeys keys;                     ///< all other keys, for the handler
 };
 
@@ -34,8 +37,8 @@ bool ParseMountSpec(std::string_view text, MountSpec& spec, std::string& problem
 /// A running handler with everything that it was given.
 class MountedHandler {
  public:
-  MountedHandler(const ::Handler& handler, std::string device_name, MountKeys keys, Clock& clock,
-                 VolumeNameCheck may_be_named);
+  MountedHandler(std::unique_ptr<HandlerProgram> program, std::string device_name, MountKeys keys,
+                 Clock& clock, VolumeNameCheck may_be_named);
   /// Stops the handler.
   ~MountedHandler();
   MountedHandler(const MountedHandler&) = delete;
@@ -56,9 +59,11 @@ class MountedHandler {
   const HostServices& services() const { return services_; }
   /// Hands `packet` to the handler's own packet function. False when it has none.
   bool HandlerPacket(::DosPacket& packet);
+  /// Whether it has that function and nothing else: it can only be behind a packet port.
+  bool TakesPacketsAlone() const;
 
  private:
-  const ::Handler& handler_;
+  std::unique_ptr<HandlerProgram> program_;
   std::string device_name_;
   MountKeys keys_;
   std::vector<::MountKey> key_table_;
@@ -68,10 +73,17 @@ class MountedHandler {
   std::vector<std::unique_ptr<PortLayer>> layers_;  ///< the lowest first
 };
 
-/// Mounts `handler` as `device_name` (without its colon) behind a port of the given type (kVector
-/// or kPacket). Null, with one line in `problem`, when the handler refuses or does not fit.
-/// `handler` and `clock` must outlive the port; `may_be_named` is asked whenever the handler names
-/// its volume, which may be before this returns.
+/// Mounts `program` as `device_name` (without its colon) behind a port of the given type, kVector
+/// or kPacket; without one a handler of packets alone gets a packet port, any other a vector port.
+/// Null, with one line in `problem`, when the handler refuses or does not fit. `clock` must outlive
+/// the port; `may_be_named` is asked whenever the handler names its volume, which may be before
+/// this returns.
+std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> program,
+                                          const std::string& device_name,
+                                          std::optional<PortType> type, const MountKeys& keys,
+                                          Clock& clock, VolumeNameCheck may_be_named,
+                                          std::string& problem);
+/// The same for a handler in this process, which must outlive the port.
 std::unique_ptr<HandlerPort> MountHandler(const ::Handler& handler, const std::string& device_name,
                                           PortType type, const MountKeys& keys, Clock& clock,
                                           VolumeNameCheck may_be_named, std::string& problem);

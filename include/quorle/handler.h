@@ -446,7 +446,7 @@ struct HandlerMount {
   uint32_t ProblemSize;
 };
 
-/* A handler. A plugin exports `const struct Handler *QuorleHandler(uint32_t version)`. */
+/* A handler. */
 struct Handler {
   uint32_t StructSize;
   uint32_t Version; /* QUORLE_HANDLER_VERSION that it was compiled with */
@@ -458,6 +458,27 @@ struct Handler {
   /* Optional: a packet that no vector stands for, or whose vector is missing. Null: 0 and 209. */
   void (*Packet)(struct FileSystemVectorPort *port, struct DosPacket *packet);
 };
+
+/* ---- Plugins -------------------------------------------------------------------------------- */
+
+#if defined(__GNUC__)
+#define QUORLE_EXPORT __attribute__((visibility("default")))
+#else
+#define QUORLE_EXPORT
+#endif
+
+/*
+ * What a plugin defines: a shared object that `--mount DH0=plugin:./my.so` loads. `version` is the
+ * QUORLE_HANDLER_VERSION of the host; null refuses it. The handler stays the plugin's.
+ *
+ * A handler of packets alone hands AllocDosObject() a table without functions and has a Packet(): its
+ * port is a packet port then. It answers packets that it does not know with 0 and
+ * ERROR_ACTION_NOT_KNOWN.
+ *
+ * Unless the mount says isolate=no the plugin runs in a process of its own: standard output goes to
+ * standard error there, standard input is empty, and all functions are called by one thread.
+ */
+QUORLE_EXPORT const struct Handler *QuorleHandler(uint32_t version);
 
 #ifdef __cplusplus
 }

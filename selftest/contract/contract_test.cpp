@@ -1,6 +1,8 @@
 #include "selftest/contract/contract_test.h"
 
+#include "handlers/hostdir/hostdir_handler.h"
 #include "handlers/ram/ram_handler.h"
+#include "hosted/plugin_handler.h"
 
 namespace quorle::selftest {
 namespace {
@@ -9,9 +11,22 @@ const ::Handler& Ram() {
   return *QuorleRamHandler();
 }
 
+const ::Handler& Hostdir() {
+  return *QuorleHostdirHandler();
+}
+
 constexpr Subject kSubjects[] = {
     {"RamVector", Ram, PortType::kVector},
     {"RamPacket", Ram, PortType::kPacket},
+    {"HostdirVector", Hostdir, PortType::kVector, "xattr", false},
+    {"HostdirPacket", Hostdir, PortType::kPacket, "xattr", false},
+    {"HostdirSideFileVector", Hostdir, PortType::kVector, "file", false},
+    {"HostdirSideFilePacket", Hostdir, PortType::kPacket, "file", false},
+#ifdef QUORLE_RAM_PLUGIN
+    {"PluginVector", Ram, PortType::kVector, nullptr, true, "yes"},
+    {"PluginPacket", Ram, PortType::kPacket, nullptr, true, "yes"},
+    {"PluginInProcess", Ram, PortType::kVector, nullptr, true, "no"},
+#endif
 };
 
 INSTANTIATE_TEST_SUITE_P(Handlers, ContractTest, ::testing::ValuesIn(Subjects()), SubjectName);
@@ -32,6 +47,10 @@ ContractTest::ContractTest() {
 
 ContractTest::~ContractTest() {
   ShutDown();
+}
+
+void ContractTest::SetUp() {
+  if (!has_place_) GTEST_SKIP() << "no extended attributes in the directory for temporary files";
 }
 
 void ContractTest::ShutDown() {
@@ -56,8 +75,24 @@ void ContractTest::Remount(const MountKeys& keys) {
                     {"dostype", "0x51545301"},
                     {"version", "subject 1.2 (3.4.2005)"}};
   }
+  if (GetParam().metadata != nullptr) {
+    directory_ = std::make_unique<TemporaryDirectory>();
+    has_place_ =
+        std::string_view(GetParam().metadata) != "xattr" || KeepsAttributes(directory_->path());
+    if (!has_place_) return;
+    subject.argument = directory_->path().string();
+    subject.keys.emplace_back("metadata", GetParam().metadata);
+  }
   MachineOptions options;
   options.handlers = {{"subject", &GetParam().handler()}, {"other", QuorleRamHandler()}};
+#ifdef QUORLE_RAM_PLUGIN
+  if (GetParam().isolate != nullptr) {
+    options.handlers.push_back(PluginHandler(watch_));
+    subject.handler = options.handlers.back().name;
+    subject.argument = QUORLE_RAM_PLUGIN;
+    subject.keys.emplace_back("isolate", GetParam().isolate);
+  }
+#endif
   options.mounts = {other, subject};
   options.dos.delays = false;
   std::string problem;

@@ -12,8 +12,10 @@
 #include "hosted/clock.h"
 #include "hosted/console.h"
 #include "hosted/machine.h"
+#include "hosted/run_watch.h"
 #include "platform/constants.h"
 #include "platform/dos.h"
+#include "selftest/support/temporary_directory.h"
 
 namespace quorle::selftest {
 
@@ -22,6 +24,9 @@ struct Subject {
   const char* name;  ///< of the row, letters and digits
   const ::Handler& (*handler)();
   PortType port;
+  const char* metadata = nullptr;  ///< of a directory of the host: where it keeps attributes
+  bool directory_links = true;     ///< whether a directory may have a second name
+  const char* isolate = nullptr;   ///< of a plugin, which `handler` is loaded from: yes or no
 };
 
 /// How GoogleTest shows a row: without it, the addresses in it, which are others on every run.
@@ -64,6 +69,8 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
   ContractTest();
   /// The handlers must have released what they took, and nothing twice.
   ~ContractTest() override;
+  /// Skips a subject that this host has no place for.
+  void SetUp() override;
 
   /// Mounts the subject anew with further keys, on an empty volume.
   void Remount(const MountKeys& keys);
@@ -125,11 +132,14 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
 
   void ShutDown();
 
+  std::unique_ptr<TemporaryDirectory> directory_;  ///< of a subject that has one on the host
+  bool has_place_ = true;
   Stream stream_;
   Console console_{stream_, stream_, false};
   NoInput input_;
   NoBreak breaks_;
   StandingClock clock_;
+  RunWatch watch_{[](const std::string& line) { ADD_FAILURE() << line; }};
   std::unique_ptr<Machine> machine_;
   LockHandle root_;
 };

@@ -1,0 +1,106 @@
+#include "hosted/isolation/handler_link.h"
+
+#include <utility>
+
+#include "hosted/isolation/wire.h"
+
+namespace quorle::isolation {
+namespace {
+
+/// How long the end of a process may go unnoticed while it should be working.
+constexpr std::chrono::milliseconds kGlance{5};
+
+std::string InSeconds(std::chrono::seconds limit) {
+  const auto count = limit.count();
+  return std::to_string(count) + (count == 1 ? " second" : " seconds");
+}
+
+}  // namespace
+
+std::unique_ptr<HandlerLink> HandlerLink::Create(std::chrono::seconds limit,
+                                                 NameQuestion may_be_named) {
+  std::unique_ptr<SharedBlock> block = SharedBlock::Create();
+  if (block == nullptr) return nullptr;
+  return std::unique_ptr<HandlerLink>(
+      new HandlerLink(std::move(block), limit, std::move(may_be_named)));
+}
+
+HandlerLink::HandlerLink(std::unique_ptr<SharedBlock> block, std::chrono::seconds limit,
+                         NameQuestion may_be_named)
+    : block_(std::move(block)),
+      turns_(block_->turns(), Side::kHost),
+      limit_(limit),
+      may_be_named_(std::move(may_be_named)) {}
+
+bool HandlerLink::Start(const std::function<void(SharedBlock& block)>& body, std::string& problem) {
+  block_->Clear();
+  block_->LetShare(true);
+  process_ = HandlerProcess::Start([&] { body(*block_); }, problem);
+  block_->LetShare(false);
+  return process_ != nullptr;
+}
+
+MessageWriter HandlerLink::BeginCall(std::int64_t kind, std::int64_t number) {
+  MessageWriter call(block_->call());
+  call.Number(kind);
+  call.Number(number);
+  return call;
+}
+
+std::optional<std::string> HandlerLink::Exchange() {
+  const auto end = std::chrono::steady_clock::now() + limit_;
+  MessageWriter(block_->reply()).Number(kNothingYet);
+  turns_.HandOver();
+  while (true) {
+    const Awaited seen = turns_.AwaitFor(kGlance);
+    if (seen == Awaited::kTimeout) {
+      const std::optional<int> status = process_->Status();
+      // It may have answered before it ended.
+      if (status && turns_.AwaitFor({}) == Awaited::kTimeout) return Ended(DescribeEnd(*status));
+      if (std::chrono::steady_clock::now() < end) continue;
+      return Ended("did not answer within " + InSeconds(limit_));
+    }
+    std::int64_t kind = kNothingYet;
+    if (seen == Awaited::kGarbage || !Receive(kind)) return Ended(kWithoutShape);
+    if (kind == kAnswer) return std::nullopt;
+    AnswerQuestion();
+    turns_.HandOver();
+  }
+}
+
+std::optional<std::string> HandlerLink::Finish() {
+  const std::optional<int> status = process_->WaitForEnd(limit_);
+  if (!status) return Ended("did not end within " + InSeconds(limit_));
+  if (*status != 0) return Ended(DescribeEnd(*status));
+  process_.reset();
+  return std::nullopt;
+}
+
+std::string HandlerLink::Ended(std::string how) {
+  process_.reset();
+  return how;
+}
+
+/// Takes what was sent out of the block. False when it cannot have been sent.
+bool HandlerLink::Receive(std::int64_t& kind) {
+  const std::span<const std::byte> place = block_->reply();
+  MessageReader head(place.first(kReplyHead));
+  kind = head.Number();
+  const std::int64_t length = head.Number();
+  const std::span<const std::byte> body = place.subspan(kReplyHead);
+  if ((kind != kAnswer && kind != kQuestion) || length < 0 ||
+      static_cast<std::uint64_t>(length) > body.size()) {
+    return false;
+  }
+  received_.assign(body.begin(), body.begin() + static_cast<std::ptrdiff_t>(length));
+  return true;
+}
+
+void HandlerLink::AnswerQuestion() {
+  MessageReader question(received_);
+  const std::string name = question.Text();
+  const bool may = question.ReadAll() && may_be_named_(name);
+  MessageWriter(block_->reply().subspan(kReplyHead)).Number(may ? 1 : 0);
+}
+
+}  // namespace quorle::isolation

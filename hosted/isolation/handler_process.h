@@ -1,0 +1,42 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace quorle::isolation {
+
+/// A process of a handler. It has nothing of its parent's but its memory as it was and standard
+/// error, to which its standard output goes too; ^C in the terminal does not reach it; it does not
+/// outlive its parent.
+class HandlerProcess {
+ public:
+  /// Makes one that does `body` and ends with status 0. Null, with `problem`, when the host cannot.
+  static std::unique_ptr<HandlerProcess> Start(const std::function<void()>& body,
+                                               std::string& problem);
+  /// Kills it.
+  ~HandlerProcess();
+  HandlerProcess(const HandlerProcess&) = delete;
+  HandlerProcess& operator=(const HandlerProcess&) = delete;
+
+  /// How it ended, as waitpid() tells; none while it runs.
+  std::optional<int> Status();
+  /// Waits for its end, at most for `timeout`.
+  std::optional<int> WaitForEnd(std::chrono::nanoseconds timeout);
+  void Kill();
+
+ private:
+  explicit HandlerProcess(pid_t id) : id_(id) {}
+
+  pid_t id_;
+  std::optional<int> status_;
+};
+
+/// "ended by signal 11", "exited with status 3".
+std::string DescribeEnd(int status);
+
+}  // namespace quorle::isolation

@@ -1,0 +1,386 @@
+#include "hosted/isolation/handler_side.h"
+
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+#include "hosted/isolation/wire.h"
+#include "hosted/packet_adapter.h"
+
+namespace quorle::isolation {
+namespace {
+
+template <class Object>
+std::int64_t Address(Object* object) {
+  return reinterpret_cast<std::intptr_t>(object);
+}
+
+template <class Object>
+Object* At(std::int64_t word) {
+  return PointedTo<Object>(static_cast<std::intptr_t>(word));
+}
+
+template <class Object>
+std::string_view BytesOf(const Object& object) {
+  return {reinterpret_cast<const char*>(&object), sizeof object};
+}
+
+template <class Object>
+void Fill(Object& object, std::string_view bytes) {
+  if (bytes.size() == sizeof object) std::memcpy(&object, bytes.data(), sizeof object);
+}
+
+/// As far as the text goes: a text without an end is as long as its buffer, which is too long.
+std::string_view TextIn(const char* text, std::uint32_t size) {
+  return {text, strnlen(text, size)};
+}
+
+void WriteText(MessageWriter& reply, const char* text, std::uint32_t size) {
+  reply.Number(text == nullptr ? kNoText : size);
+  if (text != nullptr) reply.Bytes(TextIn(text, size));
+}
+
+}  // namespace
+
+HandlerSide::HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& program,
+                         const ::HandlerMount& mount, Clock& clock)
+    : block_(block),
+      turns_(block.turns(), Side::kHandler),
+      program_(program),
+      services_(clock,
+                [this](const ::MsgPort&, const std::string& name) { return AskForName(name); }),
+      mount_(mount) {
+  mount_.Dos = &services_.table();
+  foreign_lock_.fl_Access = SHARED_LOCK;
+  foreign_lock_.fl_Port = &foreign_port_;
+  foreign_file_.fh_MsgPort = &foreign_port_;
+}
+
+void HandlerSide::Run() {
+  turns_.Await();
+  Mount();
+  while (port_ != nullptr) {
+    turns_.Await();
+    Answer();
+  }
+}
+
+// ---- Messages ----------------------------------------------------------------------------------
+
+MessageWriter HandlerSide::ReplyBody() {
+  return MessageWriter(block_.reply().subspan(kReplyHead));
+}
+
+/// What does not fit is sent without a length, which no reader takes.
+void HandlerSide::Send(const MessageWriter& reply, std::int64_t kind) {
+  MessageWriter head(block_.reply());
+  head.Number(kind);
+  head.Number(reply.ok() ? static_cast<std::int64_t>(reply.size()) : -1);
+  turns_.HandOver();
+}
+
+/// Asked while a call is being answered: its arguments stay where they are.
+bool HandlerSide::AskForName(const std::string& name) {
+  MessageWriter question = ReplyBody();
+  question.Bytes(name);
+  Send(question, kQuestion);
+  turns_.Await();
+  MessageReader answer(block_.reply().subspan(kReplyHead));
+  return answer.Number() != 0;
+}
+
+void HandlerSide::Mount() {
+  std::string problem;
+  port_ = program_->Mount(mount_, services_, problem);
+  MessageWriter reply = ReplyBody();
+  reply.Number(port_ != nullptr ? 1 : 0);
+  reply.Bytes(problem);
+  if (port_ != nullptr) {
+    std::string functions;
+    for (std::size_t i = 0; i < VectorCount(); ++i) {
+      functions += HasVector(port_->FSV, i) ? '1' : '0';
+    }
+    reply.Number(port_->FSV.Version);
+    reply.Number(program_->TakesPackets() ? 1 : 0);
+    reply.Bytes(functions);
+  }
+  reply.Number(services_.volume_name() ? 1 : 0);
+  Send(reply, kAnswer);
+}
+
+void HandlerSide::Answer() {
+  MessageReader call(block_.call());
+  const std::int64_t kind = call.Number();
+  const std::int64_t number = call.Number();
+  if (kind == kUnmountCall) {
+    MessageWriter reply = ReplyBody();
+    AnswerUnmount(reply);
+    Send(reply, kAnswer);
+    return;
+  }
+  Frame frame;
+  ::DosPacket packet{};
+  packet.dp_Type = static_cast<std::int32_t>(number);
+  if (kind == kPacketCall) {
+    // What tells the two forms of some packets apart.
+    packet.dp_Arg1 = static_cast<std::intptr_t>(call.Number());
+    packet.dp_Arg4 = static_cast<std::intptr_t>(call.Number());
+  }
+  frame.shape =
+      kind == kPacketCall ? ShapeOfPacket(packet) : VectorShape(static_cast<std::size_t>(number));
+  ReadArguments(call, frame);
+  const Outcome outcome = MakeCall(frame, kind, number);
+  // Only now: the handler may have asked something while it was at it.
+  MessageWriter reply = ReplyBody();
+  reply.Number(outcome.res2);
+  WriteResult(reply, frame, outcome);
+  WriteArguments(reply, frame, outcome);
+  SettleFiles(frame, outcome);
+  reply.Number(services_.volume_name() ? 1 : 0);
+  Send(reply, kAnswer);
+}
+
+/// Tells what the handler did wrong with what it was given, after it is unloaded.
+void HandlerSide::AnswerUnmount(MessageWriter& reply) {
+  program_->Unmount(*port_);
+  port_ = nullptr;
+  services_.FreeEverything();
+  const std::vector<std::string> elsewhere = program_->Complaints();
+  program_.reset();
+  const std::vector<std::string>& complaints = services_.complaints();
+  reply.Number(static_cast<std::int64_t>(complaints.size() + elsewhere.size()));
+  for (const std::string& complaint : complaints) reply.Bytes(complaint);
+  for (const std::string& complaint : elsewhere) reply.Bytes(complaint);
+}
+
+// ---- Arguments ---------------------------------------------------------------------------------
+
+void HandlerSide::ReadArguments(MessageReader& call, Frame& frame) {
+  const std::string_view kinds = frame.shape.arguments;
+  for (std::size_t i = 0; i < kinds.size(); ++i) frame.words[i] = ReadArgument(call, frame, i);
+  // What stands for another argument.
+  const std::size_t text = kinds.find('T');
+  const std::size_t file = kinds.find_first_of("FX");
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    if (kinds[i] == '=' && frame.words[i] != 0) frame.words[i] = frame.words[text];
+    if (kinds[i] != 'A') continue;
+    const auto* const handle = At<const ::FileHandle>(frame.words[file]);
+    frame.words[i] = handle == nullptr ? 0 : handle->fh_Arg1;
+  }
+}
+
+std::int64_t HandlerSide::ReadArgument(MessageReader& call, Frame& frame, std::size_t at) {
+  switch (frame.shape.arguments[at]) {
+    case 'L':
+    case 'U':
+      frame.numbers[at] = call.Number();
+      return LockOf(frame.numbers[at], frame);
+    case 'F':
+    case 'X':
+      frame.numbers[at] = call.Number();
+      return FileOf(frame.numbers[at], frame);
+    case 'N': {
+      frame.numbers[at] = call.Number();
+      auto handle = std::make_unique<::FileHandle>();
+      handle->fh_MsgPort = &port_->MP;
+      ::FileHandle* const opened = handle.get();
+      files_[frame.numbers[at]] = std::move(handle);
+      return Address(opened);
+    }
+    case 'C':
+    case 'T':
+      return call.Number() != 0 ? Address(call.Bytes().data()) : 0;
+    case 'R':
+    case 'W':
+      call.Number();
+      return Address(block_.data().data());
+    case 'D':
+      Fill(frame.date, call.Bytes());
+      return Address(&frame.date);
+    case 'I':
+      Fill(frame.info, call.Bytes());
+      return Address(&frame.info);
+    case 'G':
+      return ReadTags(call, frame);
+    case 'E':
+      frame.scan.Directory = At<::Lock>(LockOf(call.Number(), frame));
+      for (std::intptr_t& word : frame.scan.FSPrivate) {
+        word = static_cast<std::intptr_t>(call.Number());
+      }
+      return Address(&frame.scan);
+    default:
+      return call.Number();
+  }
+}
+
+std::int64_t HandlerSide::ReadTags(MessageReader& call, Frame& frame) {
+  const std::int64_t count = call.Number();
+  if (count < 0) return 0;
+  for (std::int64_t i = 0; i < count; ++i) {
+    ::TagItem tag{};
+    tag.ti_Tag = static_cast<std::uint32_t>(call.Number());
+    tag.ti_Data = static_cast<std::uintptr_t>(call.Number());
+    const std::string_view bytes = call.Bytes();
+    const auto* const from = reinterpret_cast<const std::byte*>(bytes.data());
+    frame.rooms.emplace_back(from, from + bytes.size());
+    if (!bytes.empty()) {
+      tag.ti_Data = reinterpret_cast<std::uintptr_t>(frame.rooms.back().data());
+    }
+    frame.tags.push_back(tag);
+  }
+  frame.tags.push_back({QUORLE_TAG_DONE, 0});
+  return Address(frame.tags.data());
+}
+
+/// A lock that the handler has freed without being asked to is one no more.
+std::int64_t HandlerSide::LockOf(std::int64_t number, Frame& frame) {
+  if (number == kNoObject) return 0;
+  if (number == kForeignObject) return Address(&foreign_lock_);
+  const auto found = locks_.find(number);
+  if (found != locks_.end()) {
+    const Known& known = found->second;
+    if (!known.from_services || services_.OwnsLock(known.lock)) return Address(known.lock);
+  }
+  frame.refusal = ERROR_INVALID_LOCK;
+  return 0;
+}
+
+std::int64_t HandlerSide::FileOf(std::int64_t number, Frame& frame) {
+  if (number == kNoObject) return 0;
+  if (number == kForeignObject) return Address(&foreign_file_);
+  const auto found = files_.find(number);
+  if (found != files_.end()) return Address(found->second.get());
+  frame.refusal = ERROR_INVALID_LOCK;
+  return 0;
+}
+
+// ---- Calls -------------------------------------------------------------------------------------
+
+Outcome HandlerSide::MakeCall(Frame& frame, std::int64_t kind, std::int64_t number) {
+  if (frame.refusal != 0) return {FailureOf(frame.shape), frame.refusal};
+  if (kind == kPacketCall) return SendPacket(frame, static_cast<std::int32_t>(number));
+  return CallVectorOf(*port_, static_cast<std::size_t>(number), frame.words.data());
+}
+
+Outcome HandlerSide::SendPacket(const Frame& frame, std::int32_t action) {
+  const bool wide = IsWidePacket(action);
+  ::DosPacket packet{};
+  packet.dp_Type = action;
+  packet.dp_Arg1 = static_cast<std::intptr_t>(frame.words[0]);
+  packet.dp_Arg3 = static_cast<std::intptr_t>(frame.words[2]);
+  packet.dp_Arg4 = static_cast<std::intptr_t>(frame.words[3]);
+  if (wide) {
+    packet.dp_Arg2_64 = frame.words[1];
+    packet.dp_Arg5_64 = frame.words[4];
+  } else {
+    packet.dp_Arg2 = static_cast<std::intptr_t>(frame.words[1]);
+    packet.dp_Arg5 = static_cast<std::intptr_t>(frame.words[4]);
+  }
+  if (!program_->Packet(*port_, packet)) AnswerNotKnown(packet);
+  return {wide ? packet.dp_Res64 : packet.dp_Res1, packet.dp_Res2};
+}
+
+void HandlerSide::WriteResult(MessageWriter& reply, const Frame& frame, const Outcome& outcome) {
+  switch (frame.shape.result) {
+    case 'L':
+    case 'O': {
+      auto* const lock = At<::Lock>(outcome.result);
+      reply.Number(lock == nullptr ? kNoObject : NumberOf(lock));
+      reply.Number(lock == nullptr ? 0 : lock->fl_Access);
+      break;
+    }
+    case 'E':
+      WriteRecord(reply, At<::ExamineData>(outcome.result));
+      break;
+    default:
+      reply.Number(outcome.result);
+      break;
+  }
+}
+
+void HandlerSide::WriteArguments(MessageWriter& reply, Frame& frame, const Outcome& outcome) {
+  const std::string_view kinds = frame.shape.arguments;
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    switch (kinds[i]) {
+      case 'L':
+      case 'U':
+        WriteLock(reply, frame.numbers[i], kinds[i] == 'U' && outcome.result != 0);
+        break;
+      case 'I':
+        reply.Bytes(BytesOf(frame.info));
+        break;
+      case 'G':
+        for (const std::vector<std::byte>& room : frame.rooms) {
+          reply.Bytes({reinterpret_cast<const char*>(room.data()), room.size()});
+        }
+        break;
+      case 'E':
+        for (const std::intptr_t word : frame.scan.FSPrivate) reply.Number(word);
+        WriteRecord(reply, std::exchange(frame.scan.Entry, nullptr));
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+/// Whether the lock still is one: those of the services until they are freed, any other until a
+/// call has released it.
+void HandlerSide::WriteLock(MessageWriter& reply, std::int64_t number, bool released) {
+  const auto found = locks_.find(number);
+  bool alive = found != locks_.end();
+  if (alive) {
+    const Known known = found->second;
+    alive = known.from_services ? services_.OwnsLock(known.lock) : !released;
+    if (!alive) {
+      lock_numbers_.erase(known.lock);
+      locks_.erase(found);
+    }
+  }
+  reply.Number(alive ? 1 : 0);
+  reply.Number(alive ? found->second.lock->fl_Access : 0);
+}
+
+/// Hands the record over by value: the host makes its own.
+void HandlerSide::WriteRecord(MessageWriter& reply, ::ExamineData* record) {
+  reply.Number(record != nullptr ? 1 : 0);
+  if (record == nullptr) return;
+  const ::ExamineData& data = *record;
+  reply.Number(data.Type);
+  reply.Number(data.FileSize);
+  reply.Number(data.Date.ds_Days);
+  reply.Number(data.Date.ds_Minute);
+  reply.Number(data.Date.ds_Tick);
+  reply.Number(data.RefCount);
+  reply.Number(static_cast<std::int64_t>(data.ObjectID));
+  reply.Number(data.Protection);
+  reply.Number(data.OwnerUID);
+  reply.Number(data.OwnerGID);
+  WriteText(reply, data.Name, data.NameSize);
+  WriteText(reply, data.Comment, data.CommentSize);
+  WriteText(reply, data.Link, data.LinkSize);
+  services_.FreeDosObject(QUORLE_DOS_EXAMINEDATA, record);
+}
+
+std::int64_t HandlerSide::NumberOf(::Lock* lock) {
+  const bool from_services = services_.OwnsLock(lock);
+  const auto known = lock_numbers_.find(lock);
+  if (known != lock_numbers_.end()) {
+    if (locks_.at(known->second).from_services == from_services) return known->second;
+    locks_.erase(known->second);
+  }
+  lock_numbers_[lock] = ++last_lock_;
+  locks_[last_lock_] = {lock, from_services};
+  return last_lock_;
+}
+
+void HandlerSide::SettleFiles(const Frame& frame, const Outcome& outcome) {
+  const std::string_view kinds = frame.shape.arguments;
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    if (kinds[i] == 'X' || (kinds[i] == 'N' && outcome.result == 0)) {
+      files_.erase(frame.numbers[i]);
+    }
+  }
+}
+
+}  // namespace quorle::isolation

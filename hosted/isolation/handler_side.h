@@ -1,0 +1,88 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "hosted/clock.h"
+#include "hosted/handler_program.h"
+#include "hosted/handler_services.h"
+#include "hosted/isolation/call_shape.h"
+#include "hosted/isolation/message.h"
+#include "hosted/isolation/remote_vectors.h"
+#include "hosted/isolation/shared_block.h"
+#include "hosted/isolation/turns.h"
+
+namespace quorle::isolation {
+
+/// What runs in a handler process: mounts the handler, takes calls from the block that it shares
+/// with the host, makes them, and answers. The services that the handler gets are this process's
+/// own; only whether a volume name is free is asked of the host.
+class HandlerSide {
+ public:
+  /// All of it lives as long as this. `program` ends when it is unmounted.
+  HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& program,
+              const ::HandlerMount& mount, Clock& clock);
+
+  /// Returns when the handler has been unmounted, or could not be mounted.
+  void Run();
+
+ private:
+  struct Known {
+    ::Lock* lock;
+    bool from_services;
+  };
+  /// One call with what its arguments lead to.
+  struct Frame {
+    CallShape shape{};
+    std::array<std::int64_t, kMostArguments> words{};
+    std::array<std::int64_t, kMostArguments> numbers{};  ///< of locks and files
+    ::DateStamp date{};
+    ::InfoData info{};
+    ::PRIVATE_ExamineDirContext scan{};
+    std::vector<::TagItem> tags;
+    std::vector<std::vector<std::byte>> rooms;  ///< what the tags lead to, empty where nothing
+    std::int32_t refusal = 0;                   ///< a code when the handler is not to be called
+  };
+
+  void Mount();
+  void Answer();
+  void AnswerUnmount(MessageWriter& reply);
+  void Send(const MessageWriter& reply, std::int64_t kind);
+  MessageWriter ReplyBody();
+  bool AskForName(const std::string& name);
+
+  void ReadArguments(MessageReader& call, Frame& frame);
+  std::int64_t ReadArgument(MessageReader& call, Frame& frame, std::size_t at);
+  std::int64_t ReadTags(MessageReader& call, Frame& frame);
+  std::int64_t LockOf(std::int64_t number, Frame& frame);
+  std::int64_t FileOf(std::int64_t number, Frame& frame);
+  Outcome MakeCall(Frame& frame, std::int64_t kind, std::int64_t number);
+  Outcome SendPacket(const Frame& frame, std::int32_t action);
+  void WriteResult(MessageWriter& reply, const Frame& frame, const Outcome& outcome);
+  void WriteArguments(MessageWriter& reply, Frame& frame, const Outcome& outcome);
+  void WriteLock(MessageWriter& reply, std::int64_t number, bool released);
+  void WriteRecord(MessageWriter& reply, ::ExamineData* record);
+  std::int64_t NumberOf(::Lock* lock);
+  void SettleFiles(const Frame& frame, const Outcome& outcome);
+
+  SharedBlock& block_;
+  Turns turns_;
+  std::unique_ptr<HandlerProgram>& program_;
+  HostServices services_;
+  ::HandlerMount mount_;
+  ::FileSystemVectorPort* port_ = nullptr;
+  std::unordered_map<std::int64_t, Known> locks_;
+  std::unordered_map<::Lock*, std::int64_t> lock_numbers_;
+  std::unordered_map<std::int64_t, std::unique_ptr<::FileHandle>> files_;
+  std::int64_t last_lock_ = 0;
+  ::MsgPort foreign_port_{QUORLE_NT_MSGPORT};
+  ::Lock foreign_lock_{};
+  ::FileHandle foreign_file_{};
+};
+
+}  // namespace quorle::isolation

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "hosted/handler_services.h"
+#include "hosted/isolation/call_shape.h"
+#include "hosted/isolation/host_objects.h"
+#include "hosted/isolation/message.h"
+#include "hosted/isolation/remote_vectors.h"
+#include "hosted/isolation/reply.h"
+
+namespace quorle::isolation {
+
+/// A call of dos on its way to a handler process. `words` are the arguments as dos gave them.
+struct HostCall {
+  std::int64_t kind;    ///< kVectorCall or kPacketCall
+  std::int64_t number;  ///< of the function or of the packet
+  CallShape shape;
+  std::span<const std::int64_t> words;
+
+  /// As messages have it: "FSRename()", "ACTION_PARENT".
+  std::string Name() const;
+};
+
+/// Turns calls of dos into messages and answers into what dos expects: locks, files and records of
+/// this process.
+class HostCalls {
+ public:
+  /// `services` must outlive this.
+  explicit HostCalls(HostServices& services) : services_(services), objects_(services) {}
+
+  HostObjects& objects() { return objects_; }
+
+  /// Writes the arguments of `call`, what is to be written into `data`. 0, or the code with which
+  /// the call fails without being made: 218 for a lock or a file of an earlier process, 120 for
+  /// texts that no message holds.
+  std::int32_t Write(const HostCall& call, MessageWriter& message, std::span<std::byte> data);
+  /// Reads the answer. False when it is none.
+  bool Read(const HostCall& call, std::span<const std::byte> message, Reply& reply) const;
+  /// Hands everything of the answer over.
+  Outcome Take(const HostCall& call, const Reply& reply, std::span<const std::byte> data);
+  /// What comes of a call that cannot be made. Locks and files that it would have released are
+  /// gone.
+  Outcome Refuse(const HostCall& call, std::int32_t code);
+
+ private:
+  bool WriteObject(HostObjects::Number number, MessageWriter& message);
+  bool WriteArgument(const HostCall& call, std::size_t at, MessageWriter& message,
+                     std::span<std::byte> data);
+  void TakeArgument(const HostCall& call, std::size_t at, const Reply& reply,
+                    std::span<const std::byte> data);
+  ::ExamineData* MakeRecord(const RecordImage& image);
+  bool NamesTheRoot(const HostCall& call) const;
+
+  HostServices& services_;
+  HostObjects objects_;
+};
+
+}  // namespace quorle::isolation

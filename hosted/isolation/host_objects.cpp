@@ -1,0 +1,88 @@
+#include "hosted/isolation/host_objects.h"
+
+#include <cstddef>
+
+#include "hosted/isolation/wire.h"
+
+namespace quorle::isolation {
+
+HostObjects::~HostObjects() {
+  for (const auto& [lock, place] : locks_) {
+    services_.FreeDosObject(QUORLE_DOS_LOCK, const_cast<::Lock*>(lock));
+  }
+}
+
+void HostObjects::BeginProcess() {
+  ++process_;
+  by_number_.clear();
+  last_lock_ = 0;
+}
+
+HostObjects::Number HostObjects::Of(const ::Lock* lock) const {
+  if (lock == nullptr) return {kNoObject, false};
+  const auto found = locks_.find(lock);
+  if (found == locks_.end()) return {kForeignObject, false};
+  return {found->second.number, found->second.process != process_};
+}
+
+bool HostObjects::IsRoot(const ::Lock* lock) const {
+  if (lock == nullptr) return true;
+  const auto found = locks_.find(lock);
+  return found != locks_.end() && found->second.is_root;
+}
+
+bool HostObjects::MayBe(std::int64_t number) const {
+  return number == last_lock_ + 1 || by_number_.contains(number);
+}
+
+::Lock* HostObjects::Stand(std::int64_t number, std::int32_t mode, bool is_root) {
+  const auto known = by_number_.find(number);
+  if (known != by_number_.end()) return known->second;
+  last_lock_ = number;
+  auto* const lock = static_cast<::Lock*>(services_.AllocDosObject(QUORLE_DOS_LOCK, nullptr));
+  if (lock == nullptr) return nullptr;
+  lock->fl_Access = mode;
+  locks_[lock] = {number, process_, is_root};
+  by_number_[number] = lock;
+  return lock;
+}
+
+void HostObjects::Forget(::Lock* lock) {
+  const auto found = locks_.find(lock);
+  if (found == locks_.end()) return;
+  if (found->second.process == process_) by_number_.erase(found->second.number);
+  locks_.erase(found);
+  services_.FreeDosObject(QUORLE_DOS_LOCK, lock);
+}
+
+std::vector<::Lock*> HostObjects::DeadRoots() const {
+  std::vector<::Lock*> roots;
+  for (const auto& [lock, place] : locks_) {
+    if (place.is_root && place.process != process_) roots.push_back(const_cast<::Lock*>(lock));
+  }
+  return roots;
+}
+
+void HostObjects::Revive(::Lock* lock, ::Lock* fresh) {
+  const Place place = locks_.at(fresh);
+  Forget(fresh);
+  locks_[lock] = place;
+  by_number_[place.number] = lock;
+}
+
+HostObjects::Number HostObjects::Of(const ::FileHandle* file) const {
+  if (file == nullptr) return {kNoObject, false};
+  const auto found = files_.find(file);
+  if (found == files_.end()) return {kForeignObject, false};
+  return {found->second.number, found->second.process != process_};
+}
+
+void HostObjects::Opened(const ::FileHandle* file) {
+  files_[file] = {++last_file_, process_, false};
+}
+
+void HostObjects::Forget(const ::FileHandle* file) {
+  files_.erase(file);
+}
+
+}  // namespace quorle::isolation

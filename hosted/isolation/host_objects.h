@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#include "hosted/handler_services.h"
+#include "quorle/handler.h"
+
+namespace quorle::isolation {
+
+/// The host's own locks and files that stand for those of a handler process, and the numbers by
+/// which it knows them. A process that ends takes its objects along: what stood for them is dead.
+class HostObjects {
+ public:
+  /// What stands behind one that dos hands in.
+  struct Number {
+    std::int64_t number;  ///< kNoObject, kForeignObject, or what the process knows
+    bool dead;            ///< it was of an earlier process
+  };
+
+  explicit HostObjects(HostServices& services) : services_(services) {}
+  /// Frees the locks.
+  ~HostObjects();
+  HostObjects(const HostObjects&) = delete;
+  HostObjects& operator=(const HostObjects&) = delete;
+
+  /// Another process begins: everything of the one before is dead.
+  void BeginProcess();
+
+  // ---- Locks ---------------------------------------------------------------------------------
+
+  Number Of(const ::Lock* lock) const;
+  bool IsRoot(const ::Lock* lock) const;
+  /// Whether a reply may give the lock `number`: one that is known, or the next.
+  bool MayBe(std::int64_t number) const;
+  /// What stands for the lock `number` in `mode`; made when it is new. Null without memory.
+  ::Lock* Stand(std::int64_t number, std::int32_t mode, bool is_root);
+  void Forget(::Lock* lock);
+  /// The dead ones that stood for the root.
+  std::vector<::Lock*> DeadRoots() const;
+  /// `lock`, which is dead, stands from now on for what `fresh` stood for, which is freed.
+  void Revive(::Lock* lock, ::Lock* fresh);
+
+  // ---- Files ---------------------------------------------------------------------------------
+
+  Number Of(const ::FileHandle* file) const;
+  /// A number for a file that is about to be opened.
+  std::int64_t NextFile() const { return last_file_ + 1; }
+  /// It was.
+  void Opened(const ::FileHandle* file);
+  void Forget(const ::FileHandle* file);
+
+ private:
+  struct Place {
+    std::int64_t number;
+    int process;
+    bool is_root;
+  };
+
+  HostServices& services_;
+  int process_ = 0;
+  std::unordered_map<const ::Lock*, Place> locks_;
+  std::unordered_map<std::int64_t, ::Lock*> by_number_;  ///< of this process
+  std::unordered_map<const ::FileHandle*, Place> files_;
+  std::int64_t last_lock_ = 0;
+  std::int64_t last_file_ = 0;
+};
+
+}  // namespace quorle::isolation

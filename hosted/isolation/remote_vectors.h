@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "hosted/isolation/call_shape.h"
+#include "quorle/handler.h"
+
+namespace quorle::isolation {
+
+/// What came of a call. `result` is a number or an address.
+struct Outcome {
+  std::int64_t result = 0;
+  std::int32_t res2 = 0;
+};
+
+/// Takes the calls of a table that leads to a handler elsewhere. It is the table's FSPrivate.
+class VectorCalls {
+ public:
+  /// The function `index` of the table was called with `words`: its arguments as VectorShape()
+  /// tells.
+  virtual Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) = 0;
+
+ protected:
+  ~VectorCalls() = default;
+};
+
+/// How many functions of the table can be called from elsewhere: all but those for notification,
+/// which are not offered to handlers.
+std::size_t VectorCount();
+const CallShape& VectorShape(std::size_t index);
+
+/// A table whose functions lead to `calls`.
+::FileSystemVectors RemoteTable(VectorCalls& calls);
+/// Whether `table` has the function `index`.
+bool HasVector(const ::FileSystemVectors& table, std::size_t index);
+/// Takes the function `index` out of `table`.
+void DropVector(::FileSystemVectors& table, std::size_t index);
+/// Calls the function `index` of `port`, which it must have, with arguments from `words`.
+Outcome CallVectorOf(::FileSystemVectorPort& port, std::size_t index, const std::int64_t* words);
+
+}  // namespace quorle::isolation

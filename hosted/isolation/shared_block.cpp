@@ -1,0 +1,60 @@
+#include "hosted/isolation/shared_block.h"
+
+#include <sys/mman.h>
+
+#include <new>
+
+namespace quorle::isolation {
+namespace {
+
+constexpr std::size_t kHeadBytes = 4096;
+constexpr std::size_t kBytes =
+    kHeadBytes + 2 * SharedBlock::kMessageBytes + SharedBlock::kDataBytes;
+
+static_assert(sizeof(TurnWords) <= kHeadBytes);
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
+
+}  // namespace
+
+std::unique_ptr<SharedBlock> SharedBlock::Create() {
+  // Pages cost memory when they are first used: most never are.
+  void* const memory = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (memory == MAP_FAILED) return nullptr;
+  std::unique_ptr<SharedBlock> block(new SharedBlock(static_cast<std::byte*>(memory)));
+  block->Clear();
+  return block;
+}
+
+SharedBlock::~SharedBlock() {
+  munmap(memory_, kBytes);
+}
+
+void SharedBlock::Clear() {
+  // Gives the pages back; they are zero when they are used again. What matters is set all the same.
+  static_cast<void>(madvise(memory_, kBytes, MADV_REMOVE));
+  new (memory_) TurnWords{};
+}
+
+void SharedBlock::LetShare(bool on) {
+  // Without the advice the handlers of other mounts could write into it: worse, but no harm to them.
+  static_cast<void>(madvise(memory_, kBytes, on ? MADV_DOFORK : MADV_DONTFORK));
+}
+
+TurnWords& SharedBlock::turns() {
+  return *std::launder(reinterpret_cast<TurnWords*>(memory_));
+}
+
+std::span<std::byte> SharedBlock::call() {
+  return {memory_ + kHeadBytes, kMessageBytes};
+}
+
+std::span<std::byte> SharedBlock::reply() {
+  return {memory_ + kHeadBytes + kMessageBytes, kMessageBytes};
+}
+
+std::span<std::byte> SharedBlock::data() {
+  return {memory_ + kHeadBytes + 2 * kMessageBytes, kDataBytes};
+}
+
+}  // namespace quorle::isolation

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "quorle/handler.h"
+
+/// What host and handler process write into the block that they share.
+///
+/// A call: its kind, its number, of a packet its first and fourth argument, then the arguments of
+/// its shape. A reply: its kind and its length in bytes, then what the kind says.
+///
+/// An argument is written as one number, but for
+///   C T    1 and the bytes (of a T with the length before them), or 0
+///   D I    the bytes
+///   R W    the size of the buffer; what is in it stands in the block's data
+///   G      how many, or -1 for none; each: the tag, its data, and the bytes that the data lead to
+///   E      the lock, the two words of the handler
+/// and the answer after the result has, for each
+///   L U    whether the lock still is one, and its mode
+///   I      the bytes
+///   G      for each tag, the bytes that the data lead to
+///   E      the two words, and a record
+/// and at the end 1 when the volume has a name.
+///
+/// Locks and files are numbers above 0 that one process never uses twice.
+namespace quorle::isolation {
+
+enum CallKind : std::int64_t {
+  kVectorCall = 1,
+  kPacketCall,
+  kUnmountCall,
+};
+
+enum ReplyKind : std::int64_t {
+  kNothingYet = 0,
+  kAnswer = 0x516E7377,  ///< what came of the call; not what an accident writes
+  kQuestion,             ///< may the volume have this name? 1 or 0 comes back
+};
+
+/// Before everything else in a reply: the kind and the length.
+inline constexpr std::size_t kReplyHead = 2 * sizeof(std::int64_t);
+
+inline constexpr std::int64_t kNoObject = 0;
+/// A lock or a file of somebody else.
+inline constexpr std::int64_t kForeignObject = -1;
+/// The size of a text that is not there.
+inline constexpr std::int64_t kNoText = -1;
+
+/// The longest text of a record, with its zero, and the longest buffer that a tag leads to.
+inline constexpr std::size_t kMostText = std::size_t{64} << 10;
+inline constexpr std::size_t kMostTags = 64;
+
+/// How many bytes the data of `tag`, which stands in `tags`, lead to; 0 when they are a number.
+std::size_t RoomBehind(const ::TagItem* tags, const ::TagItem& tag);
+
+}  // namespace quorle::isolation

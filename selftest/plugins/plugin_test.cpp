@@ -1,0 +1,255 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "selftest/plugins/program.h"
+
+// Runs of the program with plugins.
+
+namespace quorle::selftest {
+namespace {
+
+/// A run over DH0: mounted as `mount`; plugins are named as they lie in their folder.
+ProgramRun RunOver(const std::string& mount, const std::vector<std::string>& rest = {"DH0:"}) {
+  std::vector<std::string> arguments = {"--no-delay", "--mount", "DH0=" + mount};
+  arguments.insert(arguments.end(), rest.begin(), rest.end());
+  return RunProgram(QUORLE_PROGRAM, arguments, QUORLE_PLUGINS);
+}
+
+std::string Told(const std::string& what) {
+  return "quorle: handler process of DH0: " + what + "\n";
+}
+
+int Count(std::string_view text, std::string_view part) {
+  int count = 0;
+  for (std::size_t at = text.find(part); at != std::string_view::npos;
+       at = text.find(part, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+// ---- The whole catalogue -----------------------------------------------------------------------
+
+TEST(PluginRunTest, AConformingPluginIsAsGoodAsABuiltInHandler) {
+  for (const char* const port : {"", ",port=packet"}) {
+    const ProgramRun built_in = RunOver(std::string("ram") + port);
+    ASSERT_EQ(built_in.status, 0);
+    ASSERT_NE(built_in.output.find("Rename() tests passed."), std::string::npos);
+    for (const char* const how : {"", ",isolate=no", ",isolate=yes", ",restart=yes,limit=60"}) {
+      SCOPED_TRACE(std::string(port) + how);
+      const ProgramRun plugin = RunOver(std::string("plugin:./ram_plugin.so") + how + port);
+      EXPECT_EQ(plugin.status, 0);
+      EXPECT_EQ(plugin.output, built_in.output);
+      EXPECT_EQ(plugin.errors, "");
+    }
+  }
+}
+
+TEST(PluginRunTest, TheTraceIsTheSame) {
+  const auto trace_of = [](const std::string& mount) {
+    const std::string file = testing::TempDir() + "/plugin_test.jsonl";
+    RunOver(mount, {"--trace", file, "DH0:"});
+    // Only the time is another one.
+    const std::regex date(R"("days":\d+,"minutes":\d+,"ticks":\d+)");
+    return std::regex_replace(RunProgram("/bin/cat", {file}).output, date, "date");
+  };
+  const std::string built_in = trace_of("ram");
+  ASSERT_GT(Count(built_in, "\n"), 1000);
+  EXPECT_EQ(trace_of("plugin:ram_plugin.so"), built_in);
+}
+
+TEST(PluginRunTest, AMisbehaviourIsSeenOverAPlugin) {
+  const std::string deviation = ",deviate=read-one-less+delete-open-file";
+  const ProgramRun built_in = RunOver("ram" + deviation);
+  EXPECT_EQ(built_in.status, 10);
+  const ProgramRun plugin = RunOver("plugin:ram_plugin.so" + deviation);
+  EXPECT_EQ(plugin.output, built_in.output);
+  EXPECT_EQ(plugin.status, 10);
+}
+
+// ---- Handlers that do not last -----------------------------------------------------------------
+
+struct Death {
+  const char* how;
+  const char* told;
+};
+
+class DeathTest : public testing::TestWithParam<Death> {};
+
+TEST_P(DeathTest, EndsTheHandlerAndNotTheRun) {
+  const ProgramRun run =
+      RunOver(std::string("plugin:rogue_plugin.so,limit=1,in=FSRename,how=") + GetParam().how);
+  EXPECT_EQ(run.errors, Told(std::string(GetParam().told) + " in FSRename(), test 34"));
+  EXPECT_EQ(run.status, 10);
+  // What came before is as it always is, and the run goes on to its last group.
+  EXPECT_NE(run.output.find("Read() tests passed."), std::string::npos);
+  EXPECT_NE(run.output.find("#218"), std::string::npos);
+  EXPECT_NE(run.output.find("ERROR: WriteProtectVolume(\"DH0:\",TRUE) failed; #218"),
+            std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, DeathTest,
+                         testing::Values(Death{"signal", "ended by signal 11"},
+                                         Death{"exit", "exited with status 3"},
+                                         Death{"hang", "did not answer within 1 second"},
+                                         Death{"turn", "gave a reply without shape"},
+                                         Death{"garbage", "gave a reply without shape"},
+                                         Death{"zeroes", "gave a reply without shape"},
+                                         Death{"length", "gave a reply without shape"},
+                                         Death{"short", "gave a reply without shape"}),
+                         [](const auto& row) { return std::string(row.param.how); });
+
+TEST(PluginRunTest, ACrashInAPacketIsToldByTheNameOfThePacket) {
+  const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=Packet,how=signal");
+  EXPECT_EQ(run.errors, Told("ended by signal 11 in ACTION_RENAME_OBJECT, test 34"));
+  EXPECT_EQ(run.status, 10);
+}
+
+TEST(PluginRunTest, ACrashOutsideOfTheTestsNamesNone) {
+  const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=FSLock,how=signal");
+  EXPECT_EQ(run.errors, Told("ended by signal 11 in FSLock()"));
+  EXPECT_EQ(run.status, 20);
+}
+
+TEST(PluginRunTest, AHandlerThatDiesWhenItIsUnmountedDidNotPass) {
+  const ProgramRun good = RunOver("ram", {"DH0:", "TN", "6"});
+  const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=Unmount,how=exit", {"DH0:", "TN", "6"});
+  EXPECT_EQ(run.output, good.output);
+  EXPECT_EQ(run.errors, Told("exited with status 3 in Unmount()"));
+  EXPECT_EQ(good.status, 0);
+  EXPECT_EQ(run.status, 10);
+}
+
+TEST(PluginRunTest, AHandlerThatDiesWhenItIsMountedIsNotMounted) {
+  const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=Mount,how=signal");
+  EXPECT_EQ(run.errors,
+            "quorle: cannot mount DH0: the handler process ended by signal 11 in Mount()\n");
+  EXPECT_EQ(run.output, "");
+  EXPECT_EQ(run.status, 20);
+}
+
+TEST(PluginRunTest, WhatTheHandlerForgetsIsToldInTheEnd) {
+  for (const char* const how : {"", ",isolate=no"}) {
+    const ProgramRun run = RunOver(std::string("plugin:rogue_plugin.so,in=FSUnLock,how=keep") + how,
+                                   {"DH0:", "TN", "6"});
+    EXPECT_EQ(Count(run.errors, "quorle: DH0: never freed: a lock ("), 1) << run.errors;
+    EXPECT_EQ(Count(run.errors, "\n"), 1) << run.errors;
+  }
+}
+
+TEST(PluginRunTest, WhatTheHandlerPrintsIsNoPartOfTheOutput) {
+  const ProgramRun good = RunOver("ram", {"DH0:", "TN", "30"});
+  const ProgramRun run =
+      RunOver("plugin:rogue_plugin.so,in=FSRead,how=print", {"DH0:", "TN", "30"});
+  EXPECT_EQ(run.output, good.output);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.errors.substr(0, run.errors.find('\n')), "printed by the handler");
+}
+
+// ---- Another process for the next test ---------------------------------------------------------
+
+TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {
+  const ProgramRun good = RunOver("ram");
+  const ProgramRun run = RunOver("plugin:rogue_plugin.so,restart=yes,in=FSRename,how=signal");
+  EXPECT_EQ(run.errors,
+            Told("ended by signal 11 in FSRename(), test 34; started anew for the next test"));
+  EXPECT_EQ(run.status, 10);
+  // Every group but the one says what it always says.
+  const auto from = [](const std::string& text, const char* mark) { return text.find(mark); };
+  const char* const kAfter = "-- SameFile() test";
+  ASSERT_NE(from(good.output, kAfter), std::string::npos);
+  ASSERT_NE(from(run.output, kAfter), std::string::npos);
+  EXPECT_EQ(run.output.substr(from(run.output, kAfter)),
+            good.output.substr(from(good.output, kAfter)));
+  const char* const kBefore = "Relabel() tests passed.";
+  ASSERT_NE(from(good.output, kBefore), std::string::npos);
+  EXPECT_EQ(run.output.substr(0, from(run.output, kBefore)),
+            good.output.substr(0, from(good.output, kBefore)));
+}
+
+TEST(PluginRunTest, AHandlerMayCrashInManyTests) {
+  const ProgramRun run = RunOver("plugin:rogue_plugin.so,restart=yes,in=FSClose,how=signal");
+  EXPECT_EQ(run.status, 10);
+  EXPECT_GT(Count(run.errors, "started anew for the next test\n"), 20) << run.errors;
+  EXPECT_EQ(Count(run.errors, "\n"), Count(run.errors, " in FSClose(), test ")) << run.errors;
+}
+
+TEST(PluginRunTest, AHandlerThatCannotBeStartedAnewStaysAway) {
+  // The second mount is another process: it counts for itself, so that what fails is the first lock
+  // of each.
+  const ProgramRun run =
+      RunOver("plugin:rogue_plugin.so,restart=yes,at=2,in=FSLock,how=signal", {"DH0:"});
+  EXPECT_NE(run.status, 0);
+  EXPECT_GT(Count(run.errors, " in FSLock()"), 1) << run.errors;
+}
+
+// ---- What is not mounted -----------------------------------------------------------------------
+
+struct Refusal {
+  const char* name;
+  const char* mount;
+  const char* problem;
+};
+
+class RefusalTest : public testing::TestWithParam<Refusal> {};
+
+TEST_P(RefusalTest, SaysWhyInOneLine) {
+  for (const char* const isolate : {"", ",isolate=no"}) {
+    const std::string mount = GetParam().mount;
+    if (mount.find("limit=") != std::string::npos || mount.find("restart=") != std::string::npos ||
+        mount.find("isolate=") != std::string::npos) {
+      if (*isolate != '\0') continue;
+    }
+    const ProgramRun run = RunOver(mount + isolate);
+    EXPECT_EQ(run.errors, std::string("quorle: cannot mount DH0: ") + GetParam().problem + "\n");
+    EXPECT_EQ(run.output, "");
+    EXPECT_EQ(run.status, 20);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Reasons, RefusalTest,
+    testing::Values(
+        Refusal{"NoFile", "plugin", "plugin needs a file: DH0=plugin:./my.so"},
+        Refusal{"NotThere", "plugin:nowhere.so",
+                "./nowhere.so: cannot open shared object file: No such file or directory"},
+        Refusal{"NotAnObject", "plugin:/etc/passwd", "/etc/passwd: invalid ELF header"},
+        Refusal{"NoEntry", "plugin:refused_plugin_1.so",
+                "refused_plugin_1.so exports no QuorleHandler()"},
+        Refusal{"NewerHeader", "plugin:refused_plugin_2.so",
+                "refused_plugin_2.so has no handler for version 1 of the header"},
+        Refusal{"NoVersion", "plugin:refused_plugin_3.so",
+                "the handler was not made for this header: version 0, size 40"},
+        Refusal{"TooSmall", "plugin:refused_plugin_4.so",
+                "the handler was not made for this header: version 1, size 16"},
+        Refusal{"NoMount", "plugin:refused_plugin_5.so",
+                "the handler has no Mount() or no Unmount()"},
+        Refusal{"NothingAtAll", "plugin:refused_plugin_6.so",
+                "the handler has neither functions nor Packet()"},
+        Refusal{"SaysNo", "plugin:refused_plugin_7.so", "no room?for DH0"},
+        Refusal{"OldTable", "plugin:refused_plugin_8.so",
+                "the handler's table of functions has version 50, at least 53 is needed"},
+        Refusal{"KeyOfItsOwn", "plugin:ram_plugin.so,colour=red",
+                "the ram handler knows no key colour, only volume, dostype, version, state, size"},
+        Refusal{"Isolate", "plugin:ram_plugin.so,isolate=maybe",
+                "isolate=maybe: it is either yes or no"},
+        Refusal{"Restart", "plugin:ram_plugin.so,restart=1", "restart=1: it is either yes or no"},
+        Refusal{"LimitOfNothing", "plugin:ram_plugin.so,limit=0",
+                "limit=0: it is a number of seconds, 1 to 86400"},
+        Refusal{"LimitOfMuch", "plugin:ram_plugin.so,limit=86401",
+                "limit=86401: it is a number of seconds, 1 to 86400"},
+        Refusal{"LimitOfText", "plugin:ram_plugin.so,limit=1s",
+                "limit=1s: it is a number of seconds, 1 to 86400"},
+        Refusal{"LimitWithoutAProcess", "plugin:ram_plugin.so,isolate=no,limit=3",
+                "limit needs a process: not with isolate=no"},
+        Refusal{"RestartWithoutAProcess", "plugin:ram_plugin.so,isolate=no,restart=yes",
+                "restart needs a process: not with isolate=no"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
+}  // namespace quorle::selftest

@@ -1,0 +1,290 @@
+#include "selftest/plugins/rogue_handler.h"
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "handlers/ram/ram_handler.h"
+
+namespace {
+
+using Port = ::FileSystemVectorPort;
+
+/// What one mount is to do wrong, and what it would do otherwise.
+struct Rogue {
+  const ::HandlerServices* dos = nullptr;
+  std::string in;
+  std::string how;
+  int at = 1;
+  int calls = 0;
+  ::FileSystemVectors original{};
+  ::Lock foreign{};
+  ::Lock* last_lock = nullptr;
+};
+
+Rogue& Of(Port* port) {
+  return *static_cast<Rogue*>(port->FSV.Reserved[0]);
+}
+
+/// The memory that is shared with the host: the one large piece of that kind.
+struct Shared {
+  char* start = nullptr;
+  std::size_t size = 0;
+};
+
+Shared FindShared() {
+  Shared found;
+  std::FILE* const maps = std::fopen("/proc/self/maps", "r");
+  char line[512];
+  while (std::fgets(line, sizeof line, maps) != nullptr) {
+    unsigned long long from = 0;
+    unsigned long long to = 0;
+    char rights[8] = {};
+    if (std::sscanf(line, "%llx-%llx %7s", &from, &to, rights) != 3) continue;
+    if (std::string_view(rights) != "rw-s" || to - from < (16U << 20)) continue;
+    found = {reinterpret_cast<char*>(from), static_cast<std::size_t>(to - from)};  // NOLINT
+  }
+  std::fclose(maps);
+  return found;
+}
+
+constexpr std::size_t kReplyPlace = 4096 + (std::size_t{512} << 10);
+constexpr std::int64_t kAnswerKind = 0x516E7377;
+
+[[noreturn]] void Hang() {
+  while (true) std::this_thread::sleep_for(std::chrono::hours(1));
+}
+
+/// Gives the turn to the host, which finds what stands in the block.
+[[noreturn]] void HandOver(const Shared& shared) {
+  reinterpret_cast<std::atomic<std::uint32_t>*>(shared.start)->store(0);
+  Hang();
+}
+
+[[noreturn]] void SendReply(std::int64_t length, std::int64_t first) {
+  const Shared shared = FindShared();
+  const std::int64_t words[] = {kAnswerKind, length, 0, first, SHARED_LOCK, 0, 0, 1, 0, 0};
+  std::memcpy(shared.start + kReplyPlace, words, sizeof words);
+  HandOver(shared);
+}
+
+/// The ways that are the same in every function.
+void Misbehave(const std::string& how) {
+  if (how == "signal") {
+    std::signal(SIGSEGV, SIG_DFL);
+    std::raise(SIGSEGV);
+  } else if (how == "exit") {
+    std::exit(3);
+  } else if (how == "hang") {
+    Hang();
+  } else if (how == "turn") {
+    reinterpret_cast<std::atomic<std::uint32_t>*>(FindShared().start)->store(0xDEADBEEF);
+    Hang();
+  } else if (how == "garbage") {
+    const Shared shared = FindShared();
+    std::memset(shared.start + kReplyPlace, 0xFF, shared.size - kReplyPlace);
+    HandOver(shared);
+  } else if (how == "zeroes") {
+    const Shared shared = FindShared();
+    std::memset(shared.start, 0, shared.size);
+    HandOver(shared);
+  } else if (how == "length") {
+    SendReply(1 << 30, 0);
+  } else if (how == "short") {
+    SendReply(8, 0);
+  } else if (how == "number") {
+    // The code, the lock, its mode, one lock of the arguments, and that the volume has a name.
+    SendReply(6 * 8, 4711);
+  } else if (how == "print") {
+    std::printf("printed by the handler\n");
+    std::fflush(stdout);
+    if (std::getchar() != EOF) std::abort();
+  }
+}
+
+/// Whether it is time for `function` to do something wrong.
+bool IsTime(Rogue& rogue, std::string_view function) {
+  return rogue.in == function && ++rogue.calls >= rogue.at;
+}
+
+/// A function of the table that misbehaves before it does what it should.
+template <auto place>
+struct Wrapped;
+
+template <class Result, class... Args,
+          Result (*::FileSystemVectors::*place)(Port*, std::int32_t*, Args...)>
+struct Wrapped<place> {
+  static void Into(Port* port, std::string_view name) {
+    if (Of(port).in != name) return;
+    port->FSV.*place = [](Port* vp, std::int32_t* res2, Args... args) {
+      Rogue& rogue = Of(vp);
+      if (IsTime(rogue, rogue.in)) Misbehave(rogue.how);
+      return (rogue.original.*place)(vp, res2, args...);
+    };
+  }
+};
+
+::Lock* LockWrongly(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                    std::int32_t mode) {
+  Rogue& rogue = Of(vp);
+  if (rogue.in == "FSLock" && IsTime(rogue, "FSLock")) {
+    if (rogue.how == "foreign") {
+      rogue.foreign.fl_Access = mode;
+      return &rogue.foreign;
+    }
+    Misbehave(rogue.how);
+  }
+  rogue.last_lock = rogue.original.FSLock(vp, res2, rel, name, mode);
+  return rogue.last_lock;
+}
+
+std::int32_t UnLockWrongly(Port* vp, std::int32_t* res2, ::Lock* lock) {
+  Rogue& rogue = Of(vp);
+  if (lock == &rogue.foreign) return -1;
+  if (IsTime(rogue, "FSUnLock")) {
+    if (rogue.how == "keep") return -1;
+    Misbehave(rogue.how);
+  }
+  const std::int32_t result = rogue.original.FSUnLock(vp, res2, lock);
+  if (rogue.in == "FSUnLock" && rogue.how == "twice") {
+    rogue.dos->FreeDosObject(rogue.dos, QUORLE_DOS_LOCK, lock);
+  }
+  return result;
+}
+
+std::int32_t ReadWrongly(Port* vp, std::int32_t* res2, ::FileHandle* fh, void* buffer,
+                         std::int32_t bytes) {
+  Rogue& rogue = Of(vp);
+  if (IsTime(rogue, "FSRead")) {
+    if (rogue.how == "early") {
+      rogue.dos->FreeDosObject(rogue.dos, QUORLE_DOS_LOCK, rogue.last_lock);
+    }
+    Misbehave(rogue.how);
+  }
+  return rogue.original.FSRead(vp, res2, fh, buffer, bytes);
+}
+
+void Spoil(Rogue& rogue, ::ExamineData*& data) {
+  if (data == nullptr) return;
+  if (rogue.how == "endless") {
+    std::memset(data->Name, 'x', data->NameSize);
+  } else if (rogue.how == "nameless") {
+    data->Name = data->Comment = data->Link = nullptr;
+  } else if (rogue.how == "large") {
+    constexpr std::uint32_t kLarge = 1U << 20;
+    const ::TagItem tags[] = {{QUORLE_ADO_ExamineData_NameSize, kLarge}, {QUORLE_TAG_DONE, 0}};
+    rogue.dos->FreeDosObject(rogue.dos, QUORLE_DOS_EXAMINEDATA, data);
+    data = static_cast<::ExamineData*>(
+        rogue.dos->AllocDosObject(rogue.dos, QUORLE_DOS_EXAMINEDATA, tags));
+    std::memset(data->Name, 'x', kLarge - 1);
+  } else {
+    Misbehave(rogue.how);
+  }
+}
+
+::ExamineData* ExamineLockWrongly(Port* vp, std::int32_t* res2, ::Lock* lock) {
+  Rogue& rogue = Of(vp);
+  ::ExamineData* data = rogue.original.FSExamineLock(vp, res2, lock);
+  if (IsTime(rogue, "FSExamineLock")) Spoil(rogue, data);
+  return data;
+}
+
+std::int32_t ExamineDirWrongly(Port* vp, std::int32_t* res2, ::PRIVATE_ExamineDirContext* scan) {
+  Rogue& rogue = Of(vp);
+  const std::int32_t result = rogue.original.FSExamineDir(vp, res2, scan);
+  if (IsTime(rogue, "FSExamineDir")) Spoil(rogue, scan->Entry);
+  return result;
+}
+
+std::int64_t SizeWrongly(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
+  Rogue& rogue = Of(vp);
+  if (rogue.how != "child") {
+    if (IsTime(rogue, "FSGetFileSize")) Misbehave(rogue.how);
+    return rogue.original.FSGetFileSize(vp, res2, fh);
+  }
+  std::int64_t count = 0;
+  ::DIR* const descriptors = opendir("/proc/self/fd");
+  while (const ::dirent* const entry = readdir(descriptors))
+    count += entry->d_name[0] != '.' ? 1 : 0;
+  closedir(descriptors);
+  return count - 1;  // without the one that was looked through
+}
+
+void OnPacket(Port* port, ::DosPacket* packet) {
+  Rogue& rogue = Of(port);
+  if (IsTime(rogue, "Packet")) Misbehave(rogue.how);
+  packet->dp_Res1 = 0;
+  packet->dp_Res2 = ERROR_ACTION_NOT_KNOWN;
+}
+
+Port* Mount(const ::HandlerMount* mount) {
+  auto rogue = std::make_unique<Rogue>();
+  rogue->dos = mount->Dos;
+  std::vector<::MountKey> keys;
+  for (std::uint32_t i = 0; i < mount->KeyCount; ++i) {
+    const std::string_view key = mount->Keys[i].Key;
+    if (key == "in") {
+      rogue->in = mount->Keys[i].Value;
+    } else if (key == "how") {
+      rogue->how = mount->Keys[i].Value;
+    } else if (key == "at") {
+      rogue->at = std::atoi(mount->Keys[i].Value);
+    } else if (key == "once") {
+      if (access(mount->Keys[i].Value, F_OK) == 0) {
+        std::snprintf(mount->Problem, mount->ProblemSize, "it was mounted once before");
+        return nullptr;
+      }
+      std::fclose(std::fopen(mount->Keys[i].Value, "w"));
+    } else {
+      keys.push_back(mount->Keys[i]);
+    }
+  }
+  if (IsTime(*rogue, "Mount")) Misbehave(rogue->how);
+  ::HandlerMount request = *mount;
+  request.Keys = keys.data();
+  request.KeyCount = static_cast<std::uint32_t>(keys.size());
+  Port* const port = QuorleRamHandler()->Mount(&request);
+  if (port == nullptr) return nullptr;
+
+  rogue->original = port->FSV;
+  port->FSV.Reserved[0] = rogue.release();
+  port->FSV.FSLock = LockWrongly;
+  port->FSV.FSUnLock = UnLockWrongly;
+  port->FSV.FSRead = ReadWrongly;
+  port->FSV.FSExamineLock = ExamineLockWrongly;
+  port->FSV.FSExamineDir = ExamineDirWrongly;
+  port->FSV.FSGetFileSize = SizeWrongly;
+  Wrapped<&::FileSystemVectors::FSOpen>::Into(port, "FSOpen");
+  Wrapped<&::FileSystemVectors::FSClose>::Into(port, "FSClose");
+  Wrapped<&::FileSystemVectors::FSRename>::Into(port, "FSRename");
+  Wrapped<&::FileSystemVectors::FSRelabel>::Into(port, "FSRelabel");
+  // Without the function it is packets that ask to rename.
+  if (Of(port).in == "Packet") port->FSV.FSRename = nullptr;
+  return port;
+}
+
+void Unmount(Port* port) {
+  Rogue* const rogue = &Of(port);
+  if (IsTime(*rogue, "Unmount")) Misbehave(rogue->how);
+  QuorleRamHandler()->Unmount(port);
+  delete rogue;
+}
+
+}  // namespace
+
+const struct Handler* QuorleRogueHandler() {
+  static const ::Handler handler = {sizeof handler, QUORLE_HANDLER_VERSION, "rogue", Mount, Unmount,
+                                    OnPacket};
+  return &handler;
+}

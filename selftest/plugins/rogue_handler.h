@@ -1,0 +1,30 @@
+#pragma once
+
+#include "quorle/handler.h"
+
+/// The filesystem in memory, but for one function. Mount keys beside those of the filesystem:
+///
+///   in=NAME     which one: FSLock, FSUnLock, FSOpen, FSClose, FSRead, FSRename, FSExamineLock,
+///               FSExamineDir, FSGetFileSize, FSRelabel, Packet, Mount, Unmount
+///   at=N        at its Nth call, and every one after it; 1 unless given
+///   once=FILE   refuses to be mounted when FILE is there, and makes it
+///   how=WAY     what it does then:
+///     signal    ends by signal 11
+///     exit      exits with status 3
+///     hang      does not come back
+///     turn      writes over the word that says whose turn it is
+///     garbage   writes over the place of the reply and hands it over
+///     zeroes    the same with zeroes everywhere
+///     length    hands over a reply that is longer than its place
+///     short     hands over a reply that is too short
+///     number    FSLock: hands over a lock that was never made
+///     endless   FSExamineLock, FSExamineDir: gives a name without an end
+///     large     FSExamineLock: gives a text that no reply holds
+///     nameless  FSExamineLock: gives a record without texts
+///     keep      FSUnLock: forgets to free the lock
+///     twice     FSUnLock: frees the lock twice
+///     early     FSRead: frees the lock on the root that it is told of by FSLock
+///     foreign   FSLock: gives a lock that is not from the services
+///     print     prints a line and reads its input
+///     child     tells of its open descriptors as the size: FSGetFileSize
+const struct Handler* QuorleRogueHandler();
