@@ -361,9 +361,14 @@ const std::map<std::pair<std::uint8_t, std::int32_t>, std::string> kCannotFail =
 /// Every sub-test is caught failing by some deviation, and the table in the docs is this one.
 class TableTest : public testing::Test {
  public:
-  explicit TableTest(fs::path document) : document_(std::move(document)) {}
+  TableTest(fs::path folder, fs::path document)
+      : folder_(std::move(folder)), document_(std::move(document)) {}
 
   void TestBody() override {
+    for (const fs::directory_entry& file : fs::directory_iterator(folder_)) {
+      EXPECT_NE(deviate::FindDeviation(file.path().stem().string()), nullptr)
+          << file.path() << " belongs to no deviation";
+    }
     const KillTable& table = KillTable::Get();
     if (!table.IsComplete()) GTEST_SKIP() << "not every deviation was run";
     for (const WatchedPart& part : Conforming(Settings().front()).parts) {
@@ -381,6 +386,7 @@ class TableTest : public testing::Test {
   }
 
  private:
+  fs::path folder_;
   fs::path document_;
 };
 
@@ -414,6 +420,6 @@ int main(int argc, char** argv) {
         "Deviation", TestName(deviation.name).c_str(), nullptr, nullptr, __FILE__, __LINE__,
         [&deviation, folder]() -> DeviationTest* { return new DeviationTest(deviation, folder); });
   }
-  Register<TableTest>("Table", "IsComplete", document);
+  Register<TableTest>("Table", "IsComplete", folder, document);
   return RUN_ALL_TESTS();
 }
