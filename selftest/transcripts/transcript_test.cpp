@@ -137,8 +137,12 @@ class Statuses {
     for (std::string line; std::getline(in, line);) {
       const std::size_t colon = line.find(':');
       lines_[line.substr(0, colon)] = line.substr(std::min(colon + 1, line.size()));
+      if (!fs::exists(group / line.substr(0, colon))) stale_ = line;
     }
   }
+
+  /// A line that belongs to no case any more; empty when there is none.
+  const std::string& stale() const { return stale_; }
 
   /// Empty when the case has none.
   std::string OfCase(const std::string& name) const {
@@ -158,6 +162,7 @@ class Statuses {
  private:
   fs::path file_;
   std::map<std::string, std::string> lines_;
+  std::string stale_;
 };
 
 class TranscriptTest : public testing::Test {
@@ -201,6 +206,7 @@ class TranscriptTest : public testing::Test {
     EXPECT_EQ(output, ReadFile(folder_ / "expect.out"));
     EXPECT_EQ(std::to_string(result) + "\n", ReadFile(folder_ / "expect.rc"));
     EXPECT_EQ(statuses, expected_statuses.OfCase(case_name));
+    EXPECT_EQ(expected_statuses.stale(), "") << "a line of a case that is not there";
     if (compares_calls) {
       EXPECT_EQ(CallsOfTests(trace), ReadFile(folder_ / "expect.calls"));
     }
