@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,13 +49,22 @@ TEST(PluginRunTest, AConformingPluginIsAsGoodAsABuiltInHandler) {
   }
 }
 
+/// A trace without the numbers of its dates: only the time is another one in a second run.
+std::string WithoutDates(std::string trace) {
+  for (const std::string_view field : {"\"days\":", "\"minutes\":", "\"ticks\":"}) {
+    for (std::size_t at = trace.find(field); at != std::string::npos; at = trace.find(field, at)) {
+      at += field.size();
+      trace.erase(at, trace.find_first_not_of("0123456789", at) - at);
+    }
+  }
+  return trace;
+}
+
 TEST(PluginRunTest, TheTraceIsTheSame) {
   const auto trace_of = [](const std::string& mount) {
     const std::string file = testing::TempDir() + "/plugin_test.jsonl";
     RunOver(mount, {"--trace", file, "DH0:"});
-    // Only the time is another one.
-    const std::regex date(R"("days":\d+,"minutes":\d+,"ticks":\d+)");
-    return std::regex_replace(RunProgram("/bin/cat", {file}).output, date, "date");
+    return WithoutDates(RunProgram("/bin/cat", {file}).output);
   };
   const std::string built_in = trace_of("ram");
   ASSERT_GT(Count(built_in, "\n"), 1000);
