@@ -1,7 +1,6 @@
 # cmake --install: the program, and what somebody needs to write a handler: the header, found through
 # pkg-config ("quorle") or through CMake (find_package(quorle), target quorle::handler), the examples
 # and the documentation. The result can be moved as a whole.
-include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quorle)

@@ -26,7 +26,7 @@
 namespace quorle {
 namespace {
 
-constexpr std::size_t kRows = 47;
+constexpr std::size_t kRows = kCatalogueRows;
 
 /// What the tester is given, so that its groups lead to the watch: they are plain functions and get
 /// nothing but the context.
@@ -51,7 +51,7 @@ std::int32_t WatchedGroup(TestContext& ctx) {
 /// The catalogue, each group under the watch.
 template <std::size_t... rows>
 std::array<TestEntry, kRows + 1> WatchedCatalogue(std::index_sequence<rows...>) {
-  return {TestEntry{WatchedGroup<rows>, kCatalogue[rows].title}..., kCatalogue[kRows]};
+  return {TestEntry{WatchedGroup<rows>, kCatalogue[rows].title}..., TestEntry{nullptr, ""}};
 }
 
 std::int32_t RunTester(HostOptions options, Console& console) {
@@ -111,6 +111,8 @@ std::int32_t Obey(HostCommand command, Console& console) {
 int main(int argc, char** argv) {
   // A reader that went away is a failed write, not the end of the process.
   std::signal(SIGPIPE, SIG_IGN);
+  // Nor is a file that would get larger than the host allows.
+  std::signal(SIGXFSZ, SIG_IGN);
   quorle::DescriptorSink output(STDOUT_FILENO);
   quorle::DescriptorSink errors(STDERR_FILENO);
   quorle::Console console(output, errors, isatty(STDOUT_FILENO) == 1);

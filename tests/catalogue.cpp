@@ -57,5 +57,6 @@ const TestEntry kCatalogue[] = {
     {WriteProtectVolumeGroup, "FSWriteProtect() / ACTION_WRITE_PROTECT - Write Protect"},
     {nullptr, ""},
 };
+static_assert(sizeof kCatalogue / sizeof kCatalogue[0] == kCatalogueRows + 1);
 
 }  // namespace quorle

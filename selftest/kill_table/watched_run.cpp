@@ -10,7 +10,7 @@
 namespace quorle::selftest {
 namespace {
 
-constexpr std::size_t kRows = 47;
+constexpr std::size_t kRows = kCatalogueRows;
 constexpr std::size_t kMostSubTests = 16;
 
 /// The run at hand. Groups and sub-tests are plain functions: they have no other way to it.
