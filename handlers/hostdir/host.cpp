@@ -36,6 +36,7 @@ int Look(int directory, const char* name, int flags, HostStat& stat) {
   stat.device = std::uint64_t{found.stx_dev_major} << 32 | found.stx_dev_minor;
   stat.inode = found.stx_ino;
   stat.mode = found.stx_mode;
+  stat.is_mount_root = (found.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
   stat.links = found.stx_nlink;
   stat.size = static_cast<std::int64_t>(found.stx_size);
   stat.changed = TimeOf(found.stx_mtime);
@@ -113,7 +114,7 @@ int StatOf(int fd, HostStat& stat) {
 }
 
 bool BelongsToVolume(const HostStat& stat, std::uint64_t device) {
-  return stat.device == device && (stat.IsFile() || stat.IsDirectory());
+  return stat.device == device && !stat.is_mount_root && (stat.IsFile() || stat.IsDirectory());
 }
 
 std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened) {
@@ -134,12 +135,12 @@ std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device
 }
 
 std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t device,
-                           std::uint64_t inode, Opened& content, std::int32_t& write_refusal) {
+                           const Identity& meant, Opened& content, std::int32_t& write_refusal) {
   if (const int error = StatAt(directory, name, content.stat); error != 0) {
     return CodeFor(error, ERROR_READ_PROTECTED);
   }
   const auto is_meant = [&] {
-    return BelongsToVolume(content.stat, device) && content.stat.inode == inode;
+    return BelongsToVolume(content.stat, device) && content.stat.identity() == meant;
   };
   if (!is_meant()) return ERROR_INVALID_LOCK;
   write_refusal = 0;
@@ -158,7 +159,9 @@ std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t
 std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content) {
   content.fd =
       Descriptor(::openat(directory, name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
-  const int error = content.fd ? StatOf(content.fd.get(), content.stat) : errno;
+  if (!content.fd) return CodeFor(errno, ERROR_WRITE_PROTECTED);
+  const int error = StatOf(content.fd.get(), content.stat);
+  if (error != 0) ::unlinkat(directory, name.c_str(), 0);
   return CodeFor(error, ERROR_WRITE_PROTECTED);
 }
 

@@ -13,6 +13,16 @@
 
 namespace quorle::hostdir {
 
+/// What tells an object of one host filesystem from all others. The number alone does not: the host
+/// gives that of a removed object to the next one. Where it knows no births, the number has to do.
+struct Identity {
+  std::uint64_t inode = 0;
+  std::int64_t born_seconds = 0;
+  std::int64_t born_nanoseconds = 0;
+
+  auto operator<=>(const Identity&) const = default;
+};
+
 /// What the host tells of an object. Never of what a symbolic link leads to.
 struct HostStat {
   std::uint64_t device = 0;
@@ -23,8 +33,14 @@ struct HostStat {
   std::timespec changed{};              ///< the content
   std::optional<std::timespec> born{};  ///< where the host knows
 
+  /// The root of a mount of the host, which may show what stands elsewhere on the same filesystem.
+  bool is_mount_root = false;
+
   bool IsFile() const { return S_ISREG(mode); }
   bool IsDirectory() const { return S_ISDIR(mode); }
+  Identity identity() const {
+    return born ? Identity{inode, born->tv_sec, born->tv_nsec} : Identity{inode, 0, 0};
+  }
 };
 
 /// The platform's code for an error of the host. `denied` is the code for a permission that is
@@ -53,10 +69,10 @@ bool BelongsToVolume(const HostStat& stat, std::uint64_t device);
 /// 212 for an object that is foreign to the volume on `device`.
 std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened);
 /// Opens the content of a file, for reading alone when the host does not let it be written;
-/// `write_refusal` is the code then, else 0. 211 when it is not the one with the inode number
-/// `inode`.
+/// `write_refusal` is the code then, else 0. 211 when it is not the one that is
+/// `meant`.
 std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t device,
-                           std::uint64_t inode, Opened& content, std::int32_t& write_refusal);
+                           const Identity& meant, Opened& content, std::int32_t& write_refusal);
 /// Makes an empty file and opens its content.
 std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content);
 /// Another descriptor for what is open, and what the host tells of it now.

@@ -93,8 +93,14 @@ class SideFile final : public RecordStore {
 
  private:
   bool Load(int root) {
-    const Descriptor old(::openat(root, kFile, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor old(::openat(root, kFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (!old) return errno == ENOENT;
+    HostStat stat;
+    if ((errno = StatOf(old.get(), stat)) != 0) return false;
+    if (!stat.IsFile()) {
+      errno = EINVAL;
+      return false;
+    }
     std::string text;
     if (!ReadAll(old.get(), text)) return false;
     // A last line without its end was never finished.
@@ -112,8 +118,11 @@ class SideFile final : public RecordStore {
   bool WriteAnew(int root) {
     std::string text;
     for (const auto& [key, record] : records_) text += Line(key, record);
-    Descriptor fresh(::openat(
-        root, kNewFile, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NOFOLLOW | O_CLOEXEC, kMode));
+    // One that was left behind, or that somebody put there, is not written into: it may have another
+    // name outside of the directory.
+    if (::unlinkat(root, kNewFile, 0) != 0 && errno != ENOENT) return false;
+    Descriptor fresh(
+        ::openat(root, kNewFile, O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, kMode));
     if (!fresh) return false;
     if (!WriteAll(fresh.get(), text) || ::fsync(fresh.get()) != 0 ||
         ::renameat(root, kNewFile, root, kFile) != 0) {

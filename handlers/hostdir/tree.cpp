@@ -26,33 +26,33 @@ void Place::Detach() {
   named = false;
 }
 
-Tree::Tree(std::uint64_t root_inode) : root_(std::make_shared<Place>()), sweep_at_(kFirstSweep) {
-  root_->object = ObjectOf(root_inode, Kind::kDirectory);
+Tree::Tree(const Identity& root) : root_(std::make_shared<Place>()), sweep_at_(kFirstSweep) {
+  root_->object = ObjectOf(root, Kind::kDirectory);
 }
 
 PlaceRef Tree::At(const PlaceRef& directory, const std::string& host_name, std::string_view name,
-                  std::uint64_t inode, Kind kind) {
+                  const Identity& identity, Kind kind) {
   const auto in_use = directory->entries.find(host_name);
   if (in_use != directory->entries.end()) {
     PlaceRef place = in_use->second.lock();
-    if (place->object->inode == inode && place->object->kind == kind) return place;
+    if (place->object->identity == identity && place->object->kind == kind) return place;
     place->Detach();
   }
   auto place = std::make_shared<Place>();
   place->host_name = host_name;
   place->name = name;
-  place->object = ObjectOf(inode, kind);
+  place->object = ObjectOf(identity, kind);
   directory->entries.emplace(host_name, place);
   place->directory = directory;
   return place;
 }
 
 PlaceRef Tree::Anew(const PlaceRef& directory, const std::string& host_name, std::string_view name,
-                    std::uint64_t inode, Kind kind) {
+                    const Identity& identity, Kind kind) {
   const auto gone = directory->entries.find(host_name);
   if (gone != directory->entries.end()) gone->second.lock()->Detach();
-  objects_.erase(inode);
-  return At(directory, host_name, name, inode, kind);
+  objects_.erase(identity);
+  return At(directory, host_name, name, identity, kind);
 }
 
 void Tree::Move(const PlaceRef& place, const PlaceRef& directory, const std::string& host_name,
@@ -71,12 +71,12 @@ void Tree::Move(const PlaceRef& place, const PlaceRef& directory, const std::str
   place->named = true;
 }
 
-std::shared_ptr<Object> Tree::ObjectOf(std::uint64_t inode, Kind kind) {
-  std::weak_ptr<Object>& known = objects_[inode];
+std::shared_ptr<Object> Tree::ObjectOf(const Identity& identity, Kind kind) {
+  std::weak_ptr<Object>& known = objects_[identity];
   std::shared_ptr<Object> object = known.lock();
   if (object != nullptr && object->kind == kind) return object;
   object = std::make_shared<Object>();
-  object->inode = inode;
+  object->identity = identity;
   object->kind = kind;
   known = object;
   if (objects_.size() >= sweep_at_) {

@@ -18,9 +18,9 @@ struct OpenFile;
 
 enum class Kind : std::uint8_t { kFile, kDirectory, kSoftLink };
 
-/// An object in use, whatever its names: who holds it. The host knows it by its inode number.
+/// An object in use, whatever its names: who holds it.
 struct Object {
-  std::uint64_t inode = 0;
+  Identity identity;
   Kind kind = Kind::kFile;
   std::uint32_t shared = 0;  ///< of a file: shared locks and handles
   bool exclusive = false;    ///< of a file: one exclusive lock or handle, and no other
@@ -59,26 +59,26 @@ struct Place {
 /// The places in use. Each exists once, each object too, however many hold them.
 class Tree {
  public:
-  explicit Tree(std::uint64_t root_inode);
+  explicit Tree(const Identity& root);
 
   const PlaceRef& root() const { return root_; }
-  /// The place of the object `inode` in `directory`. One that had the name before and is another
+  /// The place of the object `identity` in `directory`. One that had the name before and is another
   /// object now, since the host replaced it, loses its name.
   PlaceRef At(const PlaceRef& directory, const std::string& host_name, std::string_view name,
-              std::uint64_t inode, Kind kind);
+              const Identity& identity, Kind kind);
   /// The same for an object that was just made. Whatever is known under its name or its number is
   /// gone: the host gives numbers out again.
   PlaceRef Anew(const PlaceRef& directory, const std::string& host_name, std::string_view name,
-                std::uint64_t inode, Kind kind);
+                const Identity& identity, Kind kind);
   /// Gives the place another name. Nothing there has it.
   static void Move(const PlaceRef& place, const PlaceRef& directory, const std::string& host_name,
                    std::string_view name);
 
  private:
-  std::shared_ptr<Object> ObjectOf(std::uint64_t inode, Kind kind);
+  std::shared_ptr<Object> ObjectOf(const Identity& identity, Kind kind);
 
   PlaceRef root_;
-  std::map<std::uint64_t, std::weak_ptr<Object>> objects_;
+  std::map<Identity, std::weak_ptr<Object>> objects_;
   std::size_t sweep_at_;  ///< so many objects, and those that are gone are dropped
 };
 

@@ -74,6 +74,16 @@ int ReadAt(int fd, std::int64_t position, char* to, std::size_t bytes, std::size
   return 0;
 }
 
+/// Asks the host for the room that a write takes, before anything is written over. Returns an error
+/// of the host when there is none, 0 when there is or when the host cannot tell.
+int MakeRoom(int fd, std::int64_t position, std::int64_t bytes) {
+  if (::fallocate(fd, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(position),
+                  static_cast<off_t>(bytes)) == 0) {
+    return 0;
+  }
+  return errno == ENOSPC || errno == EDQUOT || errno == EFBIG ? errno : 0;
+}
+
 /// Writes all bytes. Returns an error of the host.
 int WriteAt(int fd, std::int64_t position, const char* from, std::size_t bytes) {
   while (bytes > 0) {
@@ -115,7 +125,7 @@ Volume::Volume(VolumeSettings settings, Opened root, std::unique_ptr<RecordStore
       root_(std::move(root)),
       records_(std::move(records)),
       now_(std::move(now)),
-      tree_(root_.stat.inode) {
+      tree_(root_.stat.identity()) {
   tree_.root()->name = settings_.label.empty() ? settings_.device : settings_.label;
 }
 
@@ -138,7 +148,7 @@ std::int32_t Volume::Reach(const Place& place, Opened& opened, const Visit& visi
       return ERROR_INVALID_LOCK;
     }
     if (error != 0) return error;
-    if (opened.stat.inode != next.object->inode ||
+    if (opened.stat.identity() != next.object->identity ||
         opened.IsDirectory() != next.object->IsDirectory()) {
       return ERROR_INVALID_LOCK;
     }
@@ -179,7 +189,7 @@ std::int32_t Volume::PlaceOf(const PlaceRef& directory, const std::string& host_
   }
   std::string name;
   if (!FromHostName(host_name, name)) return ERROR_OBJECT_NOT_FOUND;
-  place = tree_.At(directory, host_name, name, opened.stat.inode, kind);
+  place = tree_.At(directory, host_name, name, opened.stat.identity(), kind);
   return 0;
 }
 
@@ -262,7 +272,7 @@ std::int32_t Volume::OpenContent(const Place& place) {
   Opened directory;
   if (const std::int32_t error = Reach(*place.directory, directory); error != 0) return error;
   const std::int32_t error = OpenContentAt(directory.fd.get(), place.host_name, root_.stat.device,
-                                           object.inode, object.content, object.write_refusal);
+                                           object.identity, object.content, object.write_refusal);
   return error == ERROR_OBJECT_NOT_FOUND ? ERROR_INVALID_LOCK : error;
 }
 
@@ -276,7 +286,7 @@ std::int32_t Volume::MakeFile(const PlaceRef& rel, std::string_view name, PlaceR
   if (error == 0) error = MakeFileAt(directory.fd.get(), host_name, content);
   if (error == 0) error = Furnish(directory, host_name, content, false);
   if (error != 0) return error;
-  made = tree_.Anew(place, host_name, name, content.stat.inode, Kind::kFile);
+  made = tree_.Anew(place, host_name, name, content.stat.identity(), Kind::kFile);
   made->object->content = std::move(content);
   made->object->write_refusal = 0;
   Touch(place, true);
@@ -389,8 +399,11 @@ std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes)
   std::int64_t old_size = 0;
   if (const std::int32_t error = SizeOf(file, old_size); error != 0) return error;
   const int fd = object.content.fd.get();
-  const int error =
-      WriteAt(fd, file.position, static_cast<const char*>(data), static_cast<std::size_t>(bytes));
+  int error = MakeRoom(fd, file.position, bytes);
+  if (error == 0) {
+    error =
+        WriteAt(fd, file.position, static_cast<const char*>(data), static_cast<std::size_t>(bytes));
+  }
   if (error != 0) {
     // What was added before the room ran out goes again, and frees it. Should that fail as well,
     // the file has grown, which the platform allows.
@@ -501,10 +514,15 @@ std::int32_t Volume::MakeDirectory(const PlaceRef& rel, std::string_view name, P
     return CodeFor(errno, ERROR_WRITE_PROTECTED);
   }
   Opened opened;
-  std::int32_t error = OpenAt(directory.fd.get(), host_name, root_.stat.device, opened);
-  if (error == 0) error = Furnish(directory, host_name, opened, false);
-  if (error != 0) return error;
-  made = tree_.Anew(place, host_name, name, opened.stat.inode, Kind::kDirectory);
+  if (const std::int32_t error = OpenAt(directory.fd.get(), host_name, root_.stat.device, opened);
+      error != 0) {
+    ::unlinkat(directory.fd.get(), host_name.c_str(), AT_REMOVEDIR);
+    return error;
+  }
+  if (const std::int32_t error = Furnish(directory, host_name, opened, false); error != 0) {
+    return error;
+  }
+  made = tree_.Anew(place, host_name, name, opened.stat.identity(), Kind::kDirectory);
   Touch(place, true);
   return 0;
 }
@@ -554,7 +572,8 @@ std::int32_t Volume::MakeHardLink(const PlaceRef& rel, std::string_view name, co
     }
   }
   HostStat stat;
-  if (StatAt(directory.fd.get(), host_name, stat) == 0 && stat.inode != target.object->inode) {
+  if (StatAt(directory.fd.get(), host_name, stat) == 0 &&
+      stat.identity() != target.object->identity) {
     // Another object had the name of the target.
     ::unlinkat(directory.fd.get(), host_name.c_str(), 0);
     return ERROR_INVALID_LOCK;
@@ -749,11 +768,15 @@ std::int32_t Volume::Next(const PlaceRef& directory, const void* context, const 
     const std::string& host_name = state.names[state.next++];
     std::string name;
     Opened entry;
-    if (!FromHostName(host_name, name) ||
-        OpenAt(opened.fd.get(), host_name, root_.stat.device, entry) != 0) {
-      continue;
+    if (!FromHostName(host_name, name)) continue;
+    std::int32_t error = OpenAt(opened.fd.get(), host_name, root_.stat.device, entry);
+    // Gone since, or foreign. What only could not be looked at now is not passed over.
+    if (error == ERROR_OBJECT_NOT_FOUND || error == ERROR_OBJECT_WRONG_TYPE) continue;
+    if (error != 0) {
+      --state.next;
+      return error;
     }
-    const std::int32_t error = PlaceOf(directory, host_name, entry, found);
+    error = PlaceOf(directory, host_name, entry, found);
     return error == 0 ? FactsOf(entry, facts) : error;
   }
   scans_.erase(running);

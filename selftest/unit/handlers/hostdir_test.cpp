@@ -545,6 +545,29 @@ TEST_F(HostdirTest, ALockDoesNotPassToWhatIsMadeAnew) {
   EXPECT_EQ(ReadAll("DH0:file"), "new");
 }
 
+TEST_F(HostdirTest, ALockDoesNotPassToWhatTheHostMakesAnew) {
+  Mount();
+  Make("DH0:file", "old");
+  const LockHandle lock = MustLock("DH0:file");
+  fs::remove(root() / "file");
+  // ext4 gives it the number of the old one.
+  Put(root() / "file", "theirs");
+  EXPECT_EQ(Code(dos().ExamineObject(EX_LockInput, lock)), ERROR_INVALID_LOCK);
+  dos().UnLock(lock);
+  EXPECT_EQ(Content(root() / "file"), "theirs");
+}
+
+TEST_F(HostdirTest, ADirectoryThatIsBoundInsideIsForeign) {
+  fs::create_directory(root() / "dir");
+  const std::string command =
+      "mount --bind " + outside().string() + " " + (root() / "dir").string() + " 2>/dev/null";
+  if (std::system(command.c_str()) != 0) GTEST_SKIP() << "mounting is not allowed here";
+  Mount();
+  EXPECT_EQ(Shown(), Names());
+  EXPECT_EQ(LockCode("DH0:dir"), ERROR_OBJECT_WRONG_TYPE);
+  EXPECT_EQ(std::system(("umount " + (root() / "dir").string()).c_str()), 0);
+}
+
 TEST_F(HostdirTest, ALockThatWasFoundVoidStaysSo) {
   Mount();
   Make("DH0:file", "old");
@@ -782,6 +805,22 @@ TEST_F(HostdirTest, ASideFileThatIsNoFileIsRefused) {
             std::string::npos);
 }
 
+TEST_F(HostdirTest, ASideFileThatIsAPipeIsRefused) {
+  ASSERT_EQ(::mkfifo((root() / kSideFile).c_str(), 0600), 0);
+  EXPECT_NE(Refusal(root(), ",metadata=file").find("cannot write .quorle-metadata"),
+            std::string::npos);
+}
+
+TEST_F(HostdirTest, ANewSideFileIsNotWrittenIntoWhatStandsInItsPlace) {
+  const std::string content = Content(outside() / "file");
+  ASSERT_NE(content, "");
+  fs::create_hard_link(outside() / "file", root() / (std::string(kSideFile) + ".new"));
+  Mount(",metadata=file");
+  EXPECT_EQ(Content(outside() / "file"), content);
+  Unmount();
+  EXPECT_EQ(Content(outside() / "file"), content);
+}
+
 // ---- Sizes
 // ---------------------------------------------------------------------------------------
 
@@ -820,6 +859,10 @@ TEST_F(HostdirTest, AFullHostLosesNothing) {
   EXPECT_EQ(WriteCode(file, page), ERROR_DISK_FULL);
   EXPECT_EQ(dos().GetFileSize(file), pages * 4096 - 2000);
   EXPECT_EQ(dos().GetFilePosition(file), pages * 4096 - 2000);
+  // Over old content and beyond the end: what is there stays.
+  EXPECT_TRUE(dos().ChangeFilePosition(file, -6000, OFFSET_END));
+  EXPECT_EQ(WriteCode(file, std::string(65536, 'y')), ERROR_DISK_FULL);
+  EXPECT_EQ(dos().GetFileSize(file), pages * 4096 - 2000);
   dos().Close(file);
 
   const std::string content = Content(host->path() / "file");
