@@ -156,6 +156,10 @@ void MountedHandler::Stop() {
 }
 
 bool MountedHandler::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
+  if (TakesPacketsAlone()) {
+    problem = std::string(layer.key) + ": the handler has no functions, it takes packets alone";
+    return false;
+  }
   std::unique_ptr<PortLayer> made = layer.cover(*port_, services_.table(), value, problem);
   if (made == nullptr) return false;
   layers_.push_back(std::move(made));

@@ -63,6 +63,9 @@ std::optional<std::string> HandlerLink::Exchange() {
     std::int64_t kind = kNothingYet;
     if (seen == Awaited::kGarbage || !Receive(kind)) return Ended(kWithoutShape);
     if (kind == kAnswer) return std::nullopt;
+    if (std::chrono::steady_clock::now() >= end) {
+      return Ended("did not answer within " + InSeconds(limit_));
+    }
     AnswerQuestion();
     turns_.HandOver();
   }

@@ -37,6 +37,8 @@ void LeaveTheParent(pid_t parent) {
   const int nothing = open("/dev/null", O_RDWR);
   if (nothing >= 0) dup2(nothing, STDIN_FILENO);
   dup2(STDERR_FILENO, STDOUT_FILENO);
+  // At once: the process may end by a signal.
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
   CloseTheRest();
 }
 
@@ -54,7 +56,10 @@ std::unique_ptr<HandlerProcess> HandlerProcess::Start(const std::function<void()
   }
   if (id == 0) {
     LeaveTheParent(parent);
-    body();
+    // An exception of the handler ends it where it was thrown; the copy of the tester around it is
+    // not to be unwound.
+    [&body]() noexcept { body(); }();
+    std::fflush(nullptr);
     _exit(0);
   }
   return std::unique_ptr<HandlerProcess>(new HandlerProcess(id));

@@ -37,7 +37,11 @@ bool HostObjects::MayBe(std::int64_t number) const {
 
 ::Lock* HostObjects::Stand(std::int64_t number, std::int32_t mode, bool is_root) {
   const auto known = by_number_.find(number);
-  if (known != by_number_.end()) return known->second;
+  if (known != by_number_.end()) {
+    known->second->fl_Access = mode;
+    locks_.at(known->second).is_root = is_root;
+    return known->second;
+  }
   last_lock_ = number;
   auto* const lock = static_cast<::Lock*>(services_.AllocDosObject(QUORLE_DOS_LOCK, nullptr));
   if (lock == nullptr) return nullptr;

@@ -4,6 +4,7 @@
 #include <array>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "hosted/isolation/handler_side.h"
 #include "hosted/isolation/wire.h"
@@ -156,8 +157,12 @@ void IsolatedProgram::Restart() {
 }
 
 void IsolatedProgram::TakeRootsAgain() {
-  for (::Lock* const lock : calls_->objects().DeadRoots()) {
-    if (::Lock* const fresh = LockRoot()) calls_->objects().Revive(lock, fresh);
+  const std::vector<::Lock*> roots = calls_->objects().DeadRoots();
+  for (::Lock* const lock : roots) {
+    ::Lock* const fresh = LockRoot();
+    // A handler may give the same lock twice: then it is a root that has been taken already.
+    const bool is_new = std::find(roots.begin(), roots.end(), fresh) == roots.end();
+    if (fresh != nullptr && is_new) calls_->objects().Revive(lock, fresh);
   }
 }
 

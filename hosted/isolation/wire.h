@@ -49,7 +49,6 @@ inline constexpr std::int64_t kNoText = -1;
 
 /// The longest text of a record, with its zero, and the longest buffer that a tag leads to.
 inline constexpr std::size_t kMostText = std::size_t{64} << 10;
-inline constexpr std::size_t kMostTags = 64;
 
 /// How many bytes the data of `tag`, which stands in `tags`, lead to; 0 when they are a number.
 std::size_t RoomBehind(const ::TagItem* tags, const ::TagItem& tag);

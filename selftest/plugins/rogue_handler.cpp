@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -24,6 +25,7 @@ using Port = ::FileSystemVectorPort;
 /// What one mount is to do wrong, and what it would do otherwise.
 struct Rogue {
   const ::HandlerServices* dos = nullptr;
+  Port* port = nullptr;
   std::string in;
   std::string how;
   int at = 1;
@@ -80,7 +82,8 @@ constexpr std::int64_t kAnswerKind = 0x516E7377;
 }
 
 /// The ways that are the same in every function.
-void Misbehave(const std::string& how) {
+void Misbehave(const Rogue& rogue) {
+  const std::string& how = rogue.how;
   if (how == "signal") {
     std::signal(SIGSEGV, SIG_DFL);
     std::raise(SIGSEGV);
@@ -88,6 +91,10 @@ void Misbehave(const std::string& how) {
     std::exit(3);
   } else if (how == "hang") {
     Hang();
+  } else if (how == "throw") {
+    throw std::runtime_error("thrown by the handler");
+  } else if (how == "ask") {
+    while (true) rogue.dos->SetVolumeName(rogue.dos, rogue.port, "Work");
   } else if (how == "turn") {
     reinterpret_cast<std::atomic<std::uint32_t>*>(FindShared().start)->store(0xDEADBEEF);
     Hang();
@@ -108,7 +115,6 @@ void Misbehave(const std::string& how) {
     SendReply(6 * 8, 4711);
   } else if (how == "print") {
     std::printf("printed by the handler\n");
-    std::fflush(stdout);
     if (std::getchar() != EOF) std::abort();
   }
 }
@@ -129,7 +135,7 @@ struct Wrapped<place> {
     if (Of(port).in != name) return;
     port->FSV.*place = [](Port* vp, std::int32_t* res2, Args... args) {
       Rogue& rogue = Of(vp);
-      if (IsTime(rogue, rogue.in)) Misbehave(rogue.how);
+      if (IsTime(rogue, rogue.in)) Misbehave(rogue);
       return (rogue.original.*place)(vp, res2, args...);
     };
   }
@@ -143,7 +149,7 @@ struct Wrapped<place> {
       rogue.foreign.fl_Access = mode;
       return &rogue.foreign;
     }
-    Misbehave(rogue.how);
+    Misbehave(rogue);
   }
   rogue.last_lock = rogue.original.FSLock(vp, res2, rel, name, mode);
   return rogue.last_lock;
@@ -154,7 +160,7 @@ std::int32_t UnLockWrongly(Port* vp, std::int32_t* res2, ::Lock* lock) {
   if (lock == &rogue.foreign) return -1;
   if (IsTime(rogue, "FSUnLock")) {
     if (rogue.how == "keep") return -1;
-    Misbehave(rogue.how);
+    Misbehave(rogue);
   }
   const std::int32_t result = rogue.original.FSUnLock(vp, res2, lock);
   if (rogue.in == "FSUnLock" && rogue.how == "twice") {
@@ -170,7 +176,7 @@ std::int32_t ReadWrongly(Port* vp, std::int32_t* res2, ::FileHandle* fh, void* b
     if (rogue.how == "early") {
       rogue.dos->FreeDosObject(rogue.dos, QUORLE_DOS_LOCK, rogue.last_lock);
     }
-    Misbehave(rogue.how);
+    Misbehave(rogue);
   }
   return rogue.original.FSRead(vp, res2, fh, buffer, bytes);
 }
@@ -189,7 +195,7 @@ void Spoil(Rogue& rogue, ::ExamineData*& data) {
         rogue.dos->AllocDosObject(rogue.dos, QUORLE_DOS_EXAMINEDATA, tags));
     std::memset(data->Name, 'x', kLarge - 1);
   } else {
-    Misbehave(rogue.how);
+    Misbehave(rogue);
   }
 }
 
@@ -210,7 +216,7 @@ std::int32_t ExamineDirWrongly(Port* vp, std::int32_t* res2, ::PRIVATE_ExamineDi
 std::int64_t SizeWrongly(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
   Rogue& rogue = Of(vp);
   if (rogue.how != "child") {
-    if (IsTime(rogue, "FSGetFileSize")) Misbehave(rogue.how);
+    if (IsTime(rogue, "FSGetFileSize")) Misbehave(rogue);
     return rogue.original.FSGetFileSize(vp, res2, fh);
   }
   std::int64_t count = 0;
@@ -223,7 +229,7 @@ std::int64_t SizeWrongly(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
 
 void OnPacket(Port* port, ::DosPacket* packet) {
   Rogue& rogue = Of(port);
-  if (IsTime(rogue, "Packet")) Misbehave(rogue.how);
+  if (IsTime(rogue, "Packet")) Misbehave(rogue);
   packet->dp_Res1 = 0;
   packet->dp_Res2 = ERROR_ACTION_NOT_KNOWN;
 }
@@ -250,13 +256,14 @@ Port* Mount(const ::HandlerMount* mount) {
       keys.push_back(mount->Keys[i]);
     }
   }
-  if (IsTime(*rogue, "Mount")) Misbehave(rogue->how);
+  if (IsTime(*rogue, "Mount")) Misbehave(*rogue);
   ::HandlerMount request = *mount;
   request.Keys = keys.data();
   request.KeyCount = static_cast<std::uint32_t>(keys.size());
   Port* const port = QuorleRamHandler()->Mount(&request);
   if (port == nullptr) return nullptr;
 
+  rogue->port = port;
   rogue->original = port->FSV;
   port->FSV.Reserved[0] = rogue.release();
   port->FSV.FSLock = LockWrongly;
@@ -276,7 +283,7 @@ Port* Mount(const ::HandlerMount* mount) {
 
 void Unmount(Port* port) {
   Rogue* const rogue = &Of(port);
-  if (IsTime(*rogue, "Unmount")) Misbehave(rogue->how);
+  if (IsTime(*rogue, "Unmount")) Misbehave(*rogue);
   QuorleRamHandler()->Unmount(port);
   delete rogue;
 }

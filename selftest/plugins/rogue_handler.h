@@ -12,6 +12,8 @@
 ///     signal    ends by signal 11
 ///     exit      exits with status 3
 ///     hang      does not come back
+///     throw     throws
+///     ask       asks for a name of the volume without end
 ///     turn      writes over the word that says whose turn it is
 ///     garbage   writes over the place of the reply and hands it over
 ///     zeroes    the same with zeroes everywhere

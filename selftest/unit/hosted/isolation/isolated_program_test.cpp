@@ -516,14 +516,14 @@ TEST_P(WayToEndTest, InATest) {
 }
 
 constexpr const char* kNoShape = "gave a reply without shape";
-INSTANTIATE_TEST_SUITE_P(Ways, WayToEndTest,
-                         testing::Values(Way{"signal", "ended by signal 11"},
-                                         Way{"exit", "exited with status 3"},
-                                         Way{"hang", "did not answer within 1 second"},
-                                         Way{"turn", kNoShape}, Way{"garbage", kNoShape},
-                                         Way{"zeroes", kNoShape}, Way{"length", kNoShape},
-                                         Way{"short", kNoShape}),
-                         [](const auto& row) { return std::string(row.param.how); });
+INSTANTIATE_TEST_SUITE_P(
+    Ways, WayToEndTest,
+    testing::Values(Way{"signal", "ended by signal 11"}, Way{"exit", "exited with status 3"},
+                    Way{"hang", "did not answer within 1 second"},
+                    Way{"throw", "ended by signal 6"}, Way{"ask", "did not answer within 1 second"},
+                    Way{"turn", kNoShape}, Way{"garbage", kNoShape}, Way{"zeroes", kNoShape},
+                    Way{"length", kNoShape}, Way{"short", kNoShape}),
+    [](const auto& row) { return std::string(row.param.how); });
 
 /// Every operation of a port, each with what it gives when it fails.
 void ExpectEverythingRefused(HandlerPort& port, ::Lock* lock, ::FileHandle& open_file) {
