@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "handlers/hostdir/descriptor.h"
@@ -20,7 +21,11 @@ struct Identity {
   std::int64_t born_seconds = 0;
   std::int64_t born_nanoseconds = 0;
 
-  auto operator<=>(const Identity&) const = default;
+  bool operator==(const Identity&) const = default;
+  bool operator<(const Identity& other) const {
+    return std::tie(inode, born_seconds, born_nanoseconds) <
+           std::tie(other.inode, other.born_seconds, other.born_nanoseconds);
+  }
 };
 
 /// What the host tells of an object. Never of what a symbolic link leads to.
