@@ -41,6 +41,14 @@ void ReportKey(const ::HandlerMount& mount, const ::MountKey& pair, KeyAnswer an
   }
 }
 
+bool IsNoLabel(const VolumeSettings& settings, std::string_view name) {
+  return settings.nameless && SameName(name, settings.device);
+}
+
+const std::string& RootName(const VolumeSettings& settings) {
+  return settings.label.empty() ? settings.device : settings.label;
+}
+
 std::int32_t WriteProblem(const VolumeSettings& settings) {
   if (settings.write_protected) return ERROR_DISK_WRITE_PROTECTED;
   return settings.validated ? 0 : ERROR_DISK_NOT_VALIDATED;

@@ -15,10 +15,12 @@ struct VolumeSettings {
   std::string device;  ///< stands in where there is no volume name
   std::string label;   ///< the volume's name; empty: none
   std::uint32_t dos_type = 0x444F5309;
+  std::uint32_t version_number = 53U << 16 | 1;  ///< the version, the revision in the low half
   std::string version;
   bool validated = true;
   bool write_protected = false;
   std::uint32_t key = 0;  ///< what ends the write protection
+  bool nameless = false;  ///< whether it was mounted without a label
 };
 
 /// What a handler made of a key of its mount.
@@ -66,6 +68,11 @@ bool ReadKeys(const ::HandlerMount& mount, VolumeSettings& settings, const char*
   return true;
 }
 
+/// Whether `name` stands for no label: a volume that was mounted without one goes by the name of
+/// its device, and can be given it back.
+bool IsNoLabel(const VolumeSettings& settings, std::string_view name);
+/// What the root is called.
+const std::string& RootName(const VolumeSettings& settings);
 /// Whether a change is possible: 0, 213 or 214.
 std::int32_t WriteProblem(const VolumeSettings& settings);
 /// The ID_DISKSTATE_... of the volume.

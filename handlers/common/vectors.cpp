@@ -30,15 +30,15 @@ void CopyText(const std::string& text, char* buffer, std::uint32_t size) {
   std::snprintf(buffer, size, "%s", text.c_str());
 }
 
-std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t version_number,
-                              std::uint32_t max_name, const ::TagItem* tags) {
+std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t max_name,
+                              const ::TagItem* tags) {
   for (const ::TagItem* tag = tags; tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
     switch (tag->ti_Tag) {
       case QUORLE_FSA_MaxFileNameLengthR:
         *Pointer<std::uint32_t>(tag->ti_Data) = max_name;
         break;
       case QUORLE_FSA_VersionNumberR:
-        *Pointer<std::uint32_t>(tag->ti_Data) = version_number;
+        *Pointer<std::uint32_t>(tag->ti_Data) = settings.version_number;
         break;
       case QUORLE_FSA_DOSTypeR:
         *Pointer<std::uint32_t>(tag->ti_Data) = settings.dos_type;
@@ -61,6 +61,25 @@ std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t vers
     }
   }
   return 0;
+}
+
+std::int32_t FindPosition(std::int32_t mode, std::int64_t offset, std::int64_t position,
+                          std::int64_t size, std::int64_t& found) {
+  std::int64_t origin = 0;
+  switch (mode) {
+    case OFFSET_BEGINNING:
+      break;
+    case OFFSET_CURRENT:
+      origin = position;
+      break;
+    case OFFSET_END:
+      origin = size;
+      break;
+    default:
+      return ERROR_BAD_NUMBER;
+  }
+  const bool overflows = __builtin_add_overflow(origin, offset, &found);
+  return overflows || found < 0 ? ERROR_SEEK_ERROR : 0;
 }
 
 std::uint32_t BlockWord(std::uint64_t blocks) {

@@ -40,8 +40,13 @@ std::int32_t NotOffered(::FileSystemVectorPort*, std::int32_t* res2, Args...) {
 void CopyText(const std::string& text, char* buffer, std::uint32_t size);
 
 /// Answers FSFileSystemAttr(): the code of the first tag that cannot be answered, or 0.
-std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t version_number,
-                              std::uint32_t max_name, const ::TagItem* tags);
+std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t max_name,
+                              const ::TagItem* tags);
+
+/// The byte that `offset` bytes from where OFFSET_... `mode` starts counting are: in a file of `size`
+/// bytes, read and written at `position`. 115 for another mode, 219 for one that cannot be.
+std::int32_t FindPosition(std::int32_t mode, std::int64_t offset, std::int64_t position,
+                          std::int64_t size, std::int64_t& found);
 
 /// A number of blocks as the platform's 32 bits hold it: at most 2^31 - 1.
 std::uint32_t BlockWord(std::uint64_t blocks);

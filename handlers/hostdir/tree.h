@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "handlers/common/holders.h"
 #include "handlers/hostdir/host.h"
 
 namespace quorle::hostdir {
@@ -22,8 +23,7 @@ enum class Kind : std::uint8_t { kFile, kDirectory, kSoftLink };
 struct Object {
   Identity identity;
   Kind kind = Kind::kFile;
-  std::uint32_t shared = 0;  ///< of a file: shared locks and handles
-  bool exclusive = false;    ///< of a file: one exclusive lock or handle, and no other
+  common::Holders holders;  ///< of a file
   std::vector<OpenFile*> handles;
   Opened content;                  ///< of a file, as long as there are handles
   std::int32_t write_refusal = 0;  ///< the code when the host does not let us write the content

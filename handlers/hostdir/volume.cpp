@@ -100,33 +100,15 @@ int WriteAt(int fd, std::int64_t position, const char* from, std::size_t bytes) 
   return 0;
 }
 
-/// Where OFFSET_... starts counting; false for another mode.
-bool Origin(std::int32_t mode, std::int64_t position, std::int64_t size, std::int64_t& origin) {
-  switch (mode) {
-    case OFFSET_BEGINNING:
-      origin = 0;
-      return true;
-    case OFFSET_CURRENT:
-      origin = position;
-      return true;
-    case OFFSET_END:
-      origin = size;
-      return true;
-    default:
-      return false;
-  }
-}
-
 }  // namespace
 
-Volume::Volume(VolumeSettings settings, Opened root, std::unique_ptr<RecordStore> records, Now now)
+Volume::Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records)
     : settings_(std::move(settings)),
-      nameless_(settings_.label.empty()),
       root_(std::move(root)),
       records_(std::move(records)),
       now_(std::move(now)),
       tree_(root_.stat.identity()) {
-  tree_.root()->name = settings_.label.empty() ? settings_.device : settings_.label;
+  tree_.root()->name = common::RootName(settings_);
 }
 
 // ---- Looking up, locking -----------------------------------------------------------------------
@@ -217,15 +199,10 @@ std::int32_t Volume::FindTarget(const PlaceRef& rel, std::string_view name, Plac
 
 std::int32_t Volume::TakeLock(Place& place, bool& exclusive) {
   Object& object = *place.object;
-  if (object.IsFile()) {
-    if (object.exclusive || (exclusive && object.shared > 0)) return ERROR_OBJECT_IN_USE;
-    if (exclusive) {
-      object.exclusive = true;
-    } else {
-      ++object.shared;
-    }
-  } else {
+  if (!object.IsFile()) {
     exclusive = false;
+  } else if (const std::int32_t error = object.holders.Take(exclusive); error != 0) {
+    return error;
   }
   ++place.uses;
   ++in_use_;
@@ -233,27 +210,14 @@ std::int32_t Volume::TakeLock(Place& place, bool& exclusive) {
 }
 
 void Volume::ReleaseLock(Place& place, bool exclusive) {
-  Object& object = *place.object;
-  if (object.IsFile()) {
-    if (exclusive) {
-      object.exclusive = false;
-    } else {
-      --object.shared;
-    }
-  }
+  if (place.object->IsFile()) place.object->holders.Release(exclusive);
   --place.uses;
   --in_use_;
 }
 
 std::int32_t Volume::ChangeLock(Place& place, bool& exclusive, bool to_exclusive) {
-  Object& object = *place.object;
-  if (!object.IsFile()) return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
-  if (exclusive == to_exclusive) return 0;
-  if (to_exclusive && object.shared > 1) return ERROR_OBJECT_IN_USE;
-  object.exclusive = to_exclusive;
-  object.shared = to_exclusive ? 0 : 1;
-  exclusive = to_exclusive;
-  return 0;
+  if (place.object->IsFile()) return place.object->holders.Change(exclusive, to_exclusive);
+  return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
 }
 
 // ---- Files -------------------------------------------------------------------------------------
@@ -324,7 +288,7 @@ std::int32_t Volume::Open(const PlaceRef& rel, std::string_view name, std::int32
   bool exclusive = mode == MODE_NEWFILE;
   const bool is_reset = exclusive && !is_new;
   if (is_reset) {
-    if (object.exclusive || object.shared > 0) return ERROR_OBJECT_IN_USE;
+    if (object.holders.any()) return ERROR_OBJECT_IN_USE;
     Record record;
     error = RecordOf(*place, record);
     if (error != 0) return error;
@@ -426,12 +390,10 @@ std::int32_t Volume::SizeOf(const OpenFile& file, std::int64_t& size) {
 std::int32_t Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
   std::int64_t size = 0;
   if (const std::int32_t error = SizeOf(file, size); error != 0) return error;
-  std::int64_t origin = 0;
-  if (!Origin(mode, file.position, size, origin)) return ERROR_BAD_NUMBER;
   std::int64_t target = 0;
-  if (__builtin_add_overflow(origin, position, &target) || target < 0 || target > size) {
-    return ERROR_SEEK_ERROR;
-  }
+  const std::int32_t error = common::FindPosition(mode, position, file.position, size, target);
+  if (error != 0) return error;
+  if (target > size) return ERROR_SEEK_ERROR;
   file.position = target;
   return 0;
 }
@@ -439,14 +401,15 @@ std::int32_t Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t positi
 std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
   Object& object = *file.place->object;
   std::int64_t old_size = 0;
-  if (const std::int32_t error = SizeOf(file, old_size); error != 0) return error;
-  std::int64_t origin = 0;
-  if (!Origin(mode, file.position, old_size, origin)) return ERROR_BAD_NUMBER;
+  std::int32_t error = SizeOf(file, old_size);
+  if (error != 0) return error;
   std::int64_t target = 0;
-  if (__builtin_add_overflow(origin, size, &target) || target < 0) return ERROR_SEEK_ERROR;
+  error = common::FindPosition(mode, size, file.position, old_size, target);
+  if (error != 0) return error;
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   Record record;
-  if (const std::int32_t error = records_->Read(object.content, record); error != 0) return error;
+  error = records_->Read(object.content, record);
+  if (error != 0) return error;
   if ((record.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
   if (object.write_refusal != 0) return object.write_refusal;
   for (const OpenFile* const other : object.handles) {
@@ -715,49 +678,67 @@ std::int32_t Volume::RecordOf(const Place& place, Record& record) {
   return error == 0 ? records_->Read(object, record) : error;
 }
 
-std::int32_t Volume::FactsOf(const Opened& opened, Facts& facts) {
-  facts.stat = opened.stat;
-  facts.target.clear();
-  const std::int32_t error = records_->Read(opened, facts.record);
+std::int32_t Volume::FactsOf(const Opened& opened, Kind kind, common::Facts& facts) {
+  Record record;
+  const std::int32_t error = records_->Read(opened, record);
   if (error != 0 && error != ERROR_READ_PROTECTED) return error;
-  facts.date = DateOf(opened, facts.record);
-  if (!facts.record.soft_link || !opened.IsFile()) return 0;
-  facts.target.resize(kMaxTarget);
+  facts.id = opened.stat.inode;
+  facts.date = DateOf(opened, record);
+  facts.protection = record.protection;
+  facts.owner = record.owner;
+  facts.group = record.group;
+  facts.comment = std::move(record.comment);
+  switch (kind) {
+    case Kind::kFile:
+      facts.type = FSO_TYPE_FILE;
+      facts.size = opened.stat.size;
+      // The names of a file are equal on the host: none of them is the link.
+      facts.references = opened.stat.links;
+      return 0;
+    case Kind::kDirectory:
+      facts.type = FSO_TYPE_DIRECTORY;
+      return 0;
+    case Kind::kSoftLink:
+      break;
+  }
+  facts.type = static_cast<std::uint32_t>(FSO_TYPE_SOFTLINK) | FSOF_LINK;
+  facts.link.resize(kMaxTarget);
   std::size_t length = 0;
-  const int host_error =
-      ReadAt(opened.fd.get(), 0, facts.target.data(), facts.target.size(), length);
-  facts.target.resize(length);
+  const int host_error = ReadAt(opened.fd.get(), 0, facts.link.data(), facts.link.size(), length);
+  facts.link.resize(length);
   return CodeFor(host_error, ERROR_READ_PROTECTED);
 }
 
-std::int32_t Volume::Examine(const Place& place, Facts& facts) {
+std::int32_t Volume::Examine(const Place& place, common::Facts& facts) {
   Opened opened;
   // An open file is itself, wherever the host has put its name.
   const std::int32_t error =
       place.object->content.fd ? OpenAgain(place.object->content, opened) : Reach(place, opened);
-  return error == 0 ? FactsOf(opened, facts) : error;
+  return error == 0 ? FactsOf(opened, place.object->kind, facts) : error;
 }
 
 std::int32_t Volume::ReadTarget(const Place& place, std::string& target) {
   if (!place.object->IsSoftLink()) return ERROR_OBJECT_WRONG_TYPE;
-  Facts facts;
+  common::Facts facts;
   const std::int32_t error = Examine(place, facts);
-  target = facts.target;
+  target = std::move(facts.link);
   return error;
 }
 
-std::int32_t Volume::Next(const PlaceRef& directory, const void* context, const void* lock,
-                          std::intptr_t& scan, PlaceRef& found, Facts& facts) {
+std::int32_t Volume::Next(const PlaceRef& directory, ::PRIVATE_ExamineDirContext& context,
+                          PlaceRef& found, common::Facts& facts) {
+  std::intptr_t& scan = context.FSPrivate[0];
   if (!directory->object->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
   if (scan == kEnded) return ERROR_NO_MORE_ENTRIES;
   Opened opened;
   if (const std::int32_t error = Reach(*directory, opened); error != 0) return error;
   if (scan == 0) {
-    Scan started{.context = context, .lock = lock, .names = {}, .next = 0};
+    Scan started{.context = &context, .lock = context.Directory, .names = {}, .next = 0};
     const std::int32_t error = ListNames(opened.fd.get(), started.names);
     if (error != 0) return error;
     // A context that starts again has left its last scan behind.
-    std::erase_if(scans_, [context](const auto& entry) { return entry.second.context == context; });
+    std::erase_if(scans_,
+                  [&context](const auto& entry) { return entry.second.context == &context; });
     scans_.emplace(++last_scan_, std::move(started));
     scan = last_scan_;
   }
@@ -777,35 +758,32 @@ std::int32_t Volume::Next(const PlaceRef& directory, const void* context, const 
       return error;
     }
     error = PlaceOf(directory, host_name, entry, found);
-    return error == 0 ? FactsOf(entry, facts) : error;
+    return error == 0 ? FactsOf(entry, found->object->kind, facts) : error;
   }
   scans_.erase(running);
   scan = kEnded;
   return ERROR_NO_MORE_ENTRIES;
 }
 
-void Volume::EndScans(const void* lock) {
+void Volume::EndScans(const ::Lock* lock) {
   std::erase_if(scans_, [lock](const auto& entry) { return entry.second.lock == lock; });
 }
 
 // ---- The volume --------------------------------------------------------------------------------
-
-bool Volume::IsNoLabel(std::string_view name) const {
-  return nameless_ && SameName(name, settings_.device);
-}
 
 std::int32_t Volume::Relabel(std::string_view name) {
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
   Record record;
   std::int32_t error = records_->Read(root_, record);
+  const bool is_no_label = common::IsNoLabel(settings_, name);
   record.label = std::string(name);
-  if (IsNoLabel(name)) record.label.reset();
+  if (is_no_label) record.label.reset();
   if (error == 0) error = Date(root_, record, now_());
   if (error == 0) error = records_->Write(root_, record);
   if (error != 0) return error;
   root()->name = name;
-  settings_.label = IsNoLabel(name) ? std::string_view() : name;
+  settings_.label = is_no_label ? std::string_view() : name;
   return 0;
 }
 
@@ -813,7 +791,7 @@ std::int32_t Volume::Flush() {
   return ::syncfs(root_.fd.get()) == 0 ? 0 : CodeFor(errno, ERROR_WRITE_PROTECTED);
 }
 
-std::int32_t Volume::HowMuchRoom(Room& room) const {
+std::int32_t Volume::HowMuchRoom(common::Room& room) const {
   struct ::statvfs stat {};
   if (::fstatvfs(root_.fd.get(), &stat) != 0) return CodeFor(errno, ERROR_READ_PROTECTED);
   room.blocks = stat.f_blocks;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "handlers/common/settings.h"
+#include "handlers/common/volume_port.h"
 #include "handlers/hostdir/host.h"
 #include "handlers/hostdir/record.h"
 #include "handlers/hostdir/record_store.h"
@@ -28,21 +29,6 @@ struct OpenFile {
   std::int64_t position = 0;
 };
 
-/// What is to be told of an object.
-struct Facts {
-  HostStat stat;
-  Record record;
-  ::DateStamp date{};
-  std::string target;  ///< of a soft link
-};
-
-/// How much room there is.
-struct Room {
-  std::uint64_t blocks = 0;
-  std::uint64_t blocks_used = 0;
-  std::uint64_t block_size = 0;
-};
-
 /// A directory of the host under the rules of the platform. Every operation returns an error code,
 /// 0 for success; what it found or made comes back through the last parameter. A null `rel` is the
 /// root, a name of "" the object of `rel`.
@@ -58,8 +44,10 @@ struct Room {
 class Volume {
  public:
   using Now = std::function<::DateStamp()>;
+  using Ref = PlaceRef;
+  using OpenFile = hostdir::OpenFile;
 
-  Volume(VolumeSettings settings, Opened root, std::unique_ptr<RecordStore> records, Now now);
+  Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records);
 
   const VolumeSettings& settings() const { return settings_; }
   const PlaceRef& root() const { return tree_.root(); }
@@ -74,6 +62,9 @@ class Volume {
   std::int32_t TakeLock(Place& place, bool& exclusive);
   void ReleaseLock(Place& place, bool exclusive);
   std::int32_t ChangeLock(Place& place, bool& exclusive, bool to_exclusive);
+  /// The directory above; null for the root.
+  static const PlaceRef& Parent(const Place& place) { return place.directory; }
+  static bool IsSameObject(const Place& a, const Place& b) { return a.object == b.object; }
 
   // ---- Files ---------------------------------------------------------------------------------
 
@@ -105,17 +96,16 @@ class Volume {
 
   // ---- Looking at objects --------------------------------------------------------------------
 
-  std::int32_t Examine(const Place& place, Facts& facts);
+  std::int32_t Examine(const Place& place, common::Facts& facts);
   /// 212 when it is no soft link.
   std::int32_t ReadTarget(const Place& place, std::string& target);
-  /// The next object of a scan. `scan` is 0 when it starts and belongs to the volume from then on;
-  /// `context` and `lock` are what the caller knows it by, and `lock` ends it when it is released.
-  /// 232 at the end. Shown is what was there when the scan started and still is, in the host's byte
-  /// order; foreign objects are passed over.
-  std::int32_t Next(const PlaceRef& directory, const void* context, const void* lock,
-                    std::intptr_t& scan, PlaceRef& found, Facts& facts);
-  /// Forgets scans that were not carried to their end.
-  void EndScans(const void* lock);
+  /// The next object of a scan; 232 at the end. FSPrivate[0] of the context, which starts as 0, is
+  /// the number of the scan from then on. Shown is what was there when the scan started and still
+  /// is, in the host's byte order; foreign objects are passed over.
+  std::int32_t Next(const PlaceRef& directory, ::PRIVATE_ExamineDirContext& context,
+                    PlaceRef& found, common::Facts& facts);
+  /// Forgets scans of the directory that `lock` holds which were not carried to their end.
+  void EndScans(const ::Lock* lock);
 
   // ---- The volume ----------------------------------------------------------------------------
 
@@ -124,20 +114,17 @@ class Volume {
   }
   /// Whether a change is possible: 0, 213 or 214.
   std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }
-  /// Whether `name` stands for no label: a volume that was mounted without one goes by the name of
-  /// its device, and can be given it back.
-  bool IsNoLabel(std::string_view name) const;
   /// The name must be free: the caller has asked.
   std::int32_t Relabel(std::string_view name);
   std::int32_t Flush();
-  std::int32_t HowMuchRoom(Room& room) const;
+  std::int32_t HowMuchRoom(common::Room& room) const;
   std::uint32_t max_name() const;
   std::uint32_t in_use() const { return in_use_; }
 
  private:
   struct Scan {
-    const void* context = nullptr;
-    const void* lock = nullptr;
+    const ::PRIVATE_ExamineDirContext* context = nullptr;
+    const ::Lock* lock = nullptr;
     std::vector<std::string> names;
     std::size_t next = 0;
   };
@@ -167,7 +154,7 @@ class Volume {
   /// What a change of content leaves on the file itself.
   void Stamp(Object& object);
   std::int32_t RecordOf(const Place& place, Record& record);
-  std::int32_t FactsOf(const Opened& opened, Facts& facts);
+  std::int32_t FactsOf(const Opened& opened, Kind kind, common::Facts& facts);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`.
   std::int32_t Date(Opened& opened, Record& record, const ::DateStamp& date);
@@ -176,7 +163,6 @@ class Volume {
   void Touch(const PlaceRef& directory, bool dated);
 
   VolumeSettings settings_;
-  bool nameless_;
   Opened root_;
   std::unique_ptr<RecordStore> records_;
   Now now_;

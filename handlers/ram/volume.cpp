@@ -21,10 +21,9 @@ Node::Node(Kind what) : kind(what) {
 Volume::Volume(VolumeSettings settings, Now now, std::uint64_t size)
     : settings_(std::move(settings)),
       now_(std::move(now)),
-      nameless_(settings_.label.empty()),
       size_(size),
       root_node_(Node::Kind::kDirectory) {
-  root_.name = settings_.label.empty() ? settings_.device : settings_.label;
+  root_.name = common::RootName(settings_);
   root_node_.id = ++last_id_;
   root_node_.date = now_();
   objects_ = 1;
@@ -74,15 +73,10 @@ std::int32_t Volume::FindTarget(Entry* rel, std::string_view name, Entry*& found
 
 std::int32_t Volume::TakeLock(Entry& entry, bool& exclusive) {
   Node& node = *entry.node;
-  if (node.IsFile()) {
-    if (node.exclusive || (exclusive && node.shared > 0)) return ERROR_OBJECT_IN_USE;
-    if (exclusive) {
-      node.exclusive = true;
-    } else {
-      ++node.shared;
-    }
-  } else {
+  if (!node.IsFile()) {
     exclusive = false;
+  } else if (const std::int32_t error = node.holders.Take(exclusive); error != 0) {
+    return error;
   }
   ++entry.uses;
   ++in_use_;
@@ -90,27 +84,14 @@ std::int32_t Volume::TakeLock(Entry& entry, bool& exclusive) {
 }
 
 void Volume::ReleaseLock(Entry& entry, bool exclusive) {
-  Node& node = *entry.node;
-  if (node.IsFile()) {
-    if (exclusive) {
-      node.exclusive = false;
-    } else {
-      --node.shared;
-    }
-  }
+  if (entry.node->IsFile()) entry.node->holders.Release(exclusive);
   --entry.uses;
   --in_use_;
 }
 
 std::int32_t Volume::ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive) {
-  Node& node = *entry.node;
-  if (!node.IsFile()) return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
-  if (exclusive == to_exclusive) return 0;
-  if (to_exclusive && node.shared > 1) return ERROR_OBJECT_IN_USE;
-  node.exclusive = to_exclusive;
-  node.shared = to_exclusive ? 0 : 1;
-  exclusive = to_exclusive;
-  return 0;
+  if (entry.node->IsFile()) return entry.node->holders.Change(exclusive, to_exclusive);
+  return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
 }
 
 Entry* Volume::Parent(const Entry& entry) {
@@ -120,7 +101,7 @@ Entry* Volume::Parent(const Entry& entry) {
 // ---- Files -------------------------------------------------------------------------------------
 
 void Volume::Hold(OpenFile& file, Entry& entry, bool exclusive) {
-  file.entry = &entry;
+  file.place = &entry;
   file.exclusive = exclusive;
   entry.node->handles.push_back(&file);
 }
@@ -151,7 +132,7 @@ std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, 
   bool exclusive = mode == MODE_NEWFILE;
   node.handles.reserve(node.handles.size() + 1);
   if (exclusive && !is_new) {
-    if (node.exclusive || node.shared > 0) return ERROR_OBJECT_IN_USE;
+    if (node.holders.any()) return ERROR_OBJECT_IN_USE;
     if ((node.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   }
   error = TakeLock(*entry, exclusive);
@@ -170,26 +151,27 @@ std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, 
   return 0;
 }
 
-std::int32_t Volume::OpenLocked(Entry& entry, bool exclusive, OpenFile& file) {
-  if (!entry.node->IsFile()) return ERROR_OBJECT_WRONG_TYPE;
+std::int32_t Volume::OpenLocked(Entry* entry, bool exclusive, OpenFile& file) {
+  if (!entry->node->IsFile()) return ERROR_OBJECT_WRONG_TYPE;
   file = {};
-  Hold(file, entry, exclusive);
+  Hold(file, *entry, exclusive);
   return 0;
 }
 
-void Volume::Close(OpenFile& file) {
-  Entry& entry = *file.entry;
+std::int32_t Volume::Close(OpenFile& file) {
+  Entry& entry = *file.place;
   std::erase(entry.node->handles, &file);
   ReleaseLock(entry, file.exclusive);
   if (file.changed) Touch(entry.directory);
+  return 0;
 }
 
 std::int32_t Volume::ChangeFileMode(OpenFile& file, bool to_exclusive) {
-  return ChangeLock(*file.entry, file.exclusive, to_exclusive);
+  return ChangeLock(*file.place, file.exclusive, to_exclusive);
 }
 
 std::int32_t Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count) {
-  Node& node = *file.entry->node;
+  Node& node = *file.place->node;
   if (bytes < 0) return ERROR_BAD_NUMBER;
   if ((node.protection & EXDF_NO_READ) != 0) return ERROR_READ_PROTECTED;
   count = static_cast<std::int32_t>(
@@ -199,7 +181,7 @@ std::int32_t Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std:
 }
 
 std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
-  Node& node = *file.entry->node;
+  Node& node = *file.place->node;
   if (bytes < 0) return ERROR_BAD_NUMBER;
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
@@ -219,45 +201,21 @@ std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes)
 }
 
 std::int32_t Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
-  const std::int64_t size = file.entry->node->content.size();
-  std::int64_t base = 0;
-  switch (mode) {
-    case OFFSET_BEGINNING:
-      break;
-    case OFFSET_CURRENT:
-      base = file.position;
-      break;
-    case OFFSET_END:
-      base = size;
-      break;
-    default:
-      return ERROR_BAD_NUMBER;
-  }
+  const std::int64_t size = file.place->node->content.size();
   std::int64_t target = 0;
-  if (__builtin_add_overflow(base, position, &target) || target < 0 || target > size) {
-    return ERROR_SEEK_ERROR;
-  }
+  const std::int32_t error = common::FindPosition(mode, position, file.position, size, target);
+  if (error != 0) return error;
+  if (target > size) return ERROR_SEEK_ERROR;
   file.position = target;
   return 0;
 }
 
 std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
-  Node& node = *file.entry->node;
-  std::int64_t base = 0;
-  switch (mode) {
-    case OFFSET_BEGINNING:
-      break;
-    case OFFSET_CURRENT:
-      base = file.position;
-      break;
-    case OFFSET_END:
-      base = node.content.size();
-      break;
-    default:
-      return ERROR_BAD_NUMBER;
-  }
+  Node& node = *file.place->node;
   std::int64_t target = 0;
-  if (__builtin_add_overflow(base, size, &target) || target < 0) return ERROR_SEEK_ERROR;
+  const std::int32_t error =
+      common::FindPosition(mode, size, file.position, node.content.size(), target);
+  if (error != 0) return error;
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
   for (const OpenFile* const other : node.handles) {
@@ -270,6 +228,11 @@ std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size
   file.changed = true;
   node.protection &= ~std::uint32_t{EXDF_ARCHIVE};
   node.date = now_();
+  return 0;
+}
+
+std::int32_t Volume::SizeOf(const OpenFile& file, std::int64_t& size) {
+  size = file.place->node->content.size();
   return 0;
 }
 
@@ -401,6 +364,10 @@ std::int32_t Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_re
   return 0;
 }
 
+std::int32_t Volume::SetDate(Entry* rel, std::string_view name, const DateStamp& date) {
+  return SetAttribute(rel, name, [&date](Node& node) { node.date = date; });
+}
+
 std::int32_t Volume::SetAttribute(Entry* rel, std::string_view name,
                                   const std::function<void(Node&)>& change) {
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
@@ -434,19 +401,77 @@ void Volume::ClearArchiveBits(Node* directory) {
   }
 }
 
-// ---- The volume --------------------------------------------------------------------------------
+// ---- Looking at objects ------------------------------------------------------------------------
 
-bool Volume::IsNoLabel(std::string_view name) const {
-  return nameless_ && SameName(name, settings_.device);
+std::int32_t Volume::Examine(const Entry& entry, common::Facts& facts) {
+  const Node& node = *entry.node;
+  const bool is_own_name = node.names.front() == &entry;
+  switch (node.kind) {
+    case Node::Kind::kFile:
+      facts.type = FSO_TYPE_FILE;
+      facts.size = node.content.size();
+      break;
+    case Node::Kind::kDirectory:
+      facts.type = FSO_TYPE_DIRECTORY;
+      break;
+    case Node::Kind::kSoftLink:
+      facts.type = static_cast<std::uint32_t>(FSO_TYPE_SOFTLINK) | FSOF_LINK;
+      break;
+  }
+  if (!is_own_name) facts.type |= FSOF_LINK;
+  facts.references = is_own_name ? static_cast<std::uint32_t>(node.names.size()) : 1;
+  facts.id = node.id;
+  facts.date = node.date;
+  facts.protection = node.protection;
+  facts.owner = node.owner;
+  facts.group = node.group;
+  facts.comment = node.comment;
+  return 0;
 }
+
+std::int32_t Volume::ReadTarget(const Entry& entry, std::string& target) {
+  if (!entry.node->IsSoftLink()) return ERROR_OBJECT_WRONG_TYPE;
+  target = entry.node->target;
+  return 0;
+}
+
+std::int32_t Volume::Next(const Entry* directory, PRIVATE_ExamineDirContext& context, Entry*& found,
+                          common::Facts& facts) {
+  if (!directory->node->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
+  std::uint64_t serial =
+      static_cast<std::uint64_t>(static_cast<std::uint32_t>(context.FSPrivate[1])) << 32 |
+      static_cast<std::uint32_t>(context.FSPrivate[0]);
+  found = directory->node->entries.Next(serial);
+  if (found == nullptr) return ERROR_NO_MORE_ENTRIES;
+  const Node& node = *found->node;
+  if (node.IsSoftLink()) {
+    facts.link = node.target;
+  } else if (node.names.front() != found) {
+    facts.link = node.names.front()->name;
+  }
+  context.FSPrivate[0] = static_cast<std::intptr_t>(static_cast<std::uint32_t>(serial));
+  context.FSPrivate[1] = static_cast<std::intptr_t>(serial >> 32);
+  return Examine(*found, facts);
+}
+
+// ---- The volume --------------------------------------------------------------------------------
 
 std::int32_t Volume::Relabel(std::string_view name) {
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
   root_.name = name;
-  settings_.label = IsNoLabel(name) ? std::string_view() : name;
+  settings_.label = common::IsNoLabel(settings_, name) ? std::string_view() : name;
   root_node_.date = now_();
   return 0;
+}
+
+std::int32_t Volume::HowMuchRoom(common::Room& room) const {
+  room = {blocks(), blocks_used(), static_cast<std::uint64_t>(Content::kPageSize)};
+  return 0;
+}
+
+std::uint32_t Volume::max_name() const {
+  return kMaxName;
 }
 
 std::uint64_t Volume::blocks() const {

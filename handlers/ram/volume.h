@@ -8,7 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "handlers/common/holders.h"
 #include "handlers/common/settings.h"
+#include "handlers/common/volume_port.h"
 #include "handlers/ram/content.h"
 #include "handlers/ram/directory.h"
 #include "quorle/handler.h"
@@ -37,10 +39,9 @@ struct alignas(64) Node {
 
   explicit Node(Kind what);
 
-  Entry own;                 ///< its first name, as long as it has it
-  std::uint32_t shared = 0;  ///< of a file: shared locks and handles
+  Entry own;                ///< its first name, as long as it has it
+  common::Holders holders;  ///< of a file
   Kind kind;
-  bool exclusive = false;  ///< of a file: one exclusive lock or handle, and no other
 
   std::vector<Entry*> names;  ///< all of them; those behind the first are hard links
   std::uint64_t id = 0;
@@ -61,7 +62,7 @@ struct alignas(64) Node {
 
 /// What an open file is to the volume.
 struct OpenFile {
-  Entry* entry = nullptr;
+  Entry* place = nullptr;
   bool exclusive = false;
   bool changed = false;  ///< something was written; its directories learn of it at the end
   std::int64_t position = 0;
@@ -78,6 +79,8 @@ using common::VolumeSettings;
 class Volume {
  public:
   using Now = std::function<DateStamp()>;
+  using Ref = Entry*;
+  using OpenFile = ram::OpenFile;
 
   /// `size` is the room in bytes; 0: as much as the host has.
   Volume(VolumeSettings settings, Now now, std::uint64_t size = 0);
@@ -86,7 +89,7 @@ class Volume {
   Volume& operator=(const Volume&) = delete;
 
   const VolumeSettings& settings() const { return settings_; }
-  Entry& root() { return root_; }
+  Entry* root() { return &root_; }
 
   // ---- Looking up, locking -------------------------------------------------------------------
 
@@ -99,20 +102,22 @@ class Volume {
   void ReleaseLock(Entry& entry, bool exclusive);
   std::int32_t ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive);
   /// The name of the directory above; null for the root.
-  Entry* Parent(const Entry& entry);
+  static Entry* Parent(const Entry& entry);
+  static bool IsSameObject(const Entry& a, const Entry& b) { return a.node == b.node; }
 
   // ---- Files ---------------------------------------------------------------------------------
 
   /// Opens in a MODE_...; the file is `file`'s to close with Close().
   std::int32_t Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file);
   /// Opens what a lock holds; on success the lock is the file's.
-  std::int32_t OpenLocked(Entry& entry, bool exclusive, OpenFile& file);
-  void Close(OpenFile& file);
+  std::int32_t OpenLocked(Entry* entry, bool exclusive, OpenFile& file);
+  std::int32_t Close(OpenFile& file);
   std::int32_t ChangeFileMode(OpenFile& file, bool to_exclusive);
   std::int32_t Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count);
   std::int32_t Write(OpenFile& file, const void* data, std::int32_t bytes);
   std::int32_t Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
   std::int32_t Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
+  static std::int32_t SizeOf(const OpenFile& file, std::int64_t& size);
 
   // ---- Objects -------------------------------------------------------------------------------
 
@@ -121,23 +126,35 @@ class Volume {
   std::int32_t MakeHardLink(Entry* rel, std::string_view name, Entry& target);
   std::int32_t Delete(Entry* rel, std::string_view name);
   std::int32_t Rename(Entry* from_rel, std::string_view from, Entry* to_rel, std::string_view to);
+  std::int32_t SetDate(Entry* rel, std::string_view name, const DateStamp& date);
   /// Changes attributes of the object with `change`.
   std::int32_t SetAttribute(Entry* rel, std::string_view name,
                             const std::function<void(Node&)>& change);
+
+  // ---- Looking at objects --------------------------------------------------------------------
+
+  static std::int32_t Examine(const Entry& entry, common::Facts& facts);
+  /// 212 when it is no soft link.
+  static std::int32_t ReadTarget(const Entry& entry, std::string& target);
+  /// The next entry of a scan; 232 at the end. FSPrivate[0] and [1] of the context, which start as
+  /// 0, hold the serial number of the last one: low and high half.
+  static std::int32_t Next(const Entry* directory, PRIVATE_ExamineDirContext& context,
+                           Entry*& found, common::Facts& facts);
+  /// A scan keeps nothing here.
+  void EndScans(const Lock*) {}
 
   // ---- The volume ----------------------------------------------------------------------------
 
   std::int32_t WriteProtect(bool on, std::uint32_t key) {
     return common::WriteProtect(settings_, on, key);
   }
-  /// Whether `name` stands for no label: a volume that was mounted without one goes by the name of
-  /// its device, and can be given it back.
-  bool IsNoLabel(std::string_view name) const;
   /// The name must be free: the caller has asked.
   std::int32_t Relabel(std::string_view name);
   /// Whether a change is possible: 0, 213 or 214.
   std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }
-  std::int32_t disk_state() const { return common::DiskState(settings_); }
+  std::int32_t Flush() { return 0; }
+  std::int32_t HowMuchRoom(common::Room& room) const;
+  std::uint32_t max_name() const;
   std::uint64_t blocks() const;
   std::uint64_t blocks_used() const { return objects_ + pages_; }
   std::uint32_t in_use() const { return in_use_; }
@@ -156,11 +173,10 @@ class Volume {
   void Touch(Node* directory);
   void ClearArchiveBits(Node* directory);
   bool HasRoomFor(std::uint64_t blocks) const;
-  void Hold(OpenFile& file, Entry& entry, bool exclusive);
+  static void Hold(OpenFile& file, Entry& entry, bool exclusive);
 
   VolumeSettings settings_;
   Now now_;
-  bool nameless_;
   std::uint64_t size_;
   Node root_node_;
   Entry& root_ = root_node_.own;

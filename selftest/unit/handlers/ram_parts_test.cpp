@@ -200,7 +200,7 @@ TEST(RamVolumeTest, FullVolumeRefusesAndStaysWhole) {
   EXPECT_EQ(pages, 6) << "eight blocks less the root and the file";
   EXPECT_EQ(volume.Write(file, page.data(), 4096), ERROR_DISK_FULL);
   EXPECT_EQ(file.position, 6 * 4096);
-  EXPECT_EQ(file.entry->node->content.size(), 6 * 4096);
+  EXPECT_EQ(file.place->node->content.size(), 6 * 4096);
   Entry* made = nullptr;
   EXPECT_EQ(volume.MakeDirectory(nullptr, "directory", made), ERROR_DISK_FULL);
   volume.Close(file);
@@ -226,7 +226,7 @@ TEST(RamVolumeTest, LoopsAreRefusedThroughLinksToo) {
       << "b stands in a already";
   EXPECT_EQ(volume.Rename(nullptr, "a", b, "a"), ERROR_OBJECT_IN_USE);
   EXPECT_EQ(volume.MakeHardLink(a, "self", *a), ERROR_OBJECT_WRONG_TYPE);
-  EXPECT_EQ(volume.MakeHardLink(a, "root", volume.root()), ERROR_OBJECT_WRONG_TYPE);
+  EXPECT_EQ(volume.MakeHardLink(a, "root", *volume.root()), ERROR_OBJECT_WRONG_TYPE);
 }
 
 TEST(RamVolumeTest, LinkedObjectLivesUntilItsLastName) {
@@ -240,7 +240,7 @@ TEST(RamVolumeTest, LinkedObjectLivesUntilItsLastName) {
   ASSERT_EQ(volume.MakeHardLink(nullptr, "link", *entry), 0);
   ASSERT_EQ(volume.Delete(nullptr, "file"), 0);
   ASSERT_EQ(volume.Open(nullptr, "link", MODE_OLDFILE, file), 0);
-  EXPECT_EQ(file.entry->node->content.size(), 4);
+  EXPECT_EQ(file.place->node->content.size(), 4);
   volume.Close(file);
   EXPECT_EQ(volume.Delete(nullptr, "link"), 0);
   EXPECT_EQ(volume.blocks_used(), 1U);
@@ -249,10 +249,10 @@ TEST(RamVolumeTest, LinkedObjectLivesUntilItsLastName) {
 TEST(RamVolumeTest, PassKeyOpensWhatItClosed) {
   Volume volume({.device = "DH0", .label = "", .version = ""}, [] { return ::DateStamp{1, 2, 3}; });
   EXPECT_EQ(volume.WriteProtect(true, 5), 0);
-  EXPECT_EQ(volume.disk_state(), ID_DISKSTATE_WRITE_PROTECTED);
+  EXPECT_EQ(common::DiskState(volume.settings()), ID_DISKSTATE_WRITE_PROTECTED);
   EXPECT_EQ(volume.WriteProtect(false, 0), ERROR_BAD_NUMBER);
   EXPECT_EQ(volume.WriteProtect(false, 5), 0);
-  EXPECT_EQ(volume.disk_state(), ID_DISKSTATE_VALIDATED);
+  EXPECT_EQ(common::DiskState(volume.settings()), ID_DISKSTATE_VALIDATED);
   EXPECT_EQ(volume.WriteProtect(true, 0), 0);
   EXPECT_EQ(volume.WriteProtect(false, 0), 0);
 }

@@ -1,0 +1,588 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "handlers/common/names.h"
+#include "handlers/common/settings.h"
+#include "handlers/common/vectors.h"
+#include "quorle/handler.h"
+
+namespace quorle::common {
+
+/// What is to be told of an object.
+struct Facts {
+  std::uint32_t type = 0;        ///< FSO_TYPE_..., with FSOF_LINK where it is due
+  std::int64_t size = -1;        ///< bytes; -1 for what is no file
+  std::uint32_t references = 1;  ///< names that it has
+  std::uint64_t id = 0;
+  ::DateStamp date{};
+  std::uint32_t protection = 0;
+  std::uint32_t owner = 0;
+  std::uint32_t group = 0;
+  std::string comment;
+  std::string link;  ///< what a scan tells of a link; empty for anything else
+};
+
+/// How much room a volume has.
+struct Room {
+  std::uint64_t blocks = 0;
+  std::uint64_t blocks_used = 0;
+  std::uint64_t block_size = 0;  ///< bytes
+};
+
+/// The date of today, as dos tells it.
+inline ::DateStamp Today(const ::HandlerServices& dos) {
+  ::DateStamp now{};
+  dos.DateStamp(&dos, &now);
+  return now;
+}
+
+/// A volume behind a vector port: makes lock, handle and examine records of what `Volume` finds, and
+/// truth values of its error codes. `Volume` has the rules; it lends
+///
+///     Ref       a name that leads to an object, or null: a pointer, or something that counts.
+///               `ref->name` is the name. A null one that is handed in stands for the root.
+///     OpenFile  an open file: `place`, the Ref through which it was opened, and `position`
+///
+/// and the operations called below. Each returns an error code, 0 for success, and gives what it
+/// found or made through its last parameters; it may throw what the C++ library throws.
+template <class Volume>
+class VolumePort {
+ public:
+  using Port = ::FileSystemVectorPort;
+
+  /// Mounts a volume made from `settings`, the date and `more`. Null, with the reason in `Problem`,
+  /// when there is no memory or the volume's name is taken.
+  template <class... More>
+  static Port* Start(const ::HandlerMount& mount, VolumeSettings settings, More&&... more) {
+    const ::HandlerServices& dos = *mount.Dos;
+    const std::string label = settings.label;
+    settings.nameless = label.empty();
+    auto mounted = std::make_unique<Mounted>(dos, std::move(settings), std::forward<More>(more)...);
+    ::FileSystemVectors vectors = Vectors();
+    vectors.FSPrivate = mounted.get();
+    const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&vectors)},
+                              {QUORLE_TAG_DONE, 0}};
+    auto* const port = static_cast<Port*>(dos.AllocDosObject(&dos, QUORLE_DOS_FSVECTORPORT, tags));
+    if (port == nullptr) throw std::bad_alloc();
+    port->FSV.FSPrivate = mounted.get();
+    if (!label.empty() && dos.SetVolumeName(&dos, port, label.c_str()) == 0) {
+      std::snprintf(mount.Problem, mount.ProblemSize, "the volume name %s is taken", label.c_str());
+      dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
+      return nullptr;
+    }
+    static_cast<void>(mounted.release());  // the port's, until Unmount()
+    return port;
+  }
+
+  /// A handler's Mount(): `kStart` reads the keys and calls Start(). It may throw when the host is
+  /// out of memory.
+  template <Port* (*kStart)(const ::HandlerMount&)>
+  static Port* Mount(const ::HandlerMount* mount) {
+    try {
+      return kStart(*mount);
+    } catch (const std::exception&) {
+      std::snprintf(mount->Problem, mount->ProblemSize, "not enough memory");
+      return nullptr;
+    }
+  }
+
+  /// A handler's Unmount().
+  static void Unmount(Port* port) {
+    const std::unique_ptr<Mounted> mounted(&Of(port));
+    const ::HandlerServices& dos = mounted->dos;
+    if (!mounted->volume.settings().label.empty()) dos.SetVolumeName(&dos, port, nullptr);
+    dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
+  }
+
+ private:
+  using Ref = typename Volume::Ref;
+  using OpenFile = typename Volume::OpenFile;
+
+  struct Mounted {
+    template <class... More>
+    Mounted(const ::HandlerServices& services, VolumeSettings settings, More&&... more)
+        : dos(services),
+          volume(
+              std::move(settings), [this] { return Today(dos); }, std::forward<More>(more)...) {}
+
+    const ::HandlerServices& dos;
+    Volume volume;
+  };
+
+  static Mounted& Of(Port* vp) { return *static_cast<Mounted*>(vp->FSV.FSPrivate); }
+  static Volume& VolumeOf(Port* vp) { return Of(vp).volume; }
+  static OpenFile& FileOf(const ::FileHandle* fh) { return *static_cast<OpenFile*>(fh->fh_Arg2); }
+
+  // ---- Locks -----------------------------------------------------------------------------------
+
+  // A lock keeps its Ref in fl_FSPrivate1: a pointer as it is, anything else in memory of its own.
+  static constexpr bool kIsPointer = std::is_pointer_v<Ref>;
+
+  /// What a lock holds; of a null lock, nothing.
+  static Ref RefOf(const ::Lock* lock) {
+    if (lock == nullptr) return nullptr;
+    if constexpr (kIsPointer) {
+      return static_cast<Ref>(lock->fl_FSPrivate1);
+    } else {
+      return *static_cast<Ref*>(lock->fl_FSPrivate1);
+    }
+  }
+  static Ref RefOrRoot(Port* vp, const ::Lock* lock) {
+    return lock == nullptr ? Ref(VolumeOf(vp).root()) : RefOf(lock);
+  }
+
+  static bool IsExclusive(const ::Lock& lock) { return lock.fl_Access == EXCLUSIVE_LOCK; }
+
+  static void FreeLock(Port* vp, ::Lock* lock) {
+    const ::HandlerServices& dos = Of(vp).dos;
+    if constexpr (!kIsPointer) delete static_cast<Ref*>(lock->fl_FSPrivate1);
+    dos.FreeDosObject(&dos, QUORLE_DOS_LOCK, lock);
+  }
+
+  /// A lock record for `ref`, which is taken in the mode asked for, or in shared mode when it is a
+  /// directory.
+  static std::int32_t GiveLock(Port* vp, const Ref& ref, bool exclusive, ::Lock*& given) {
+    Mounted& mounted = Of(vp);
+    const ::HandlerServices& dos = mounted.dos;
+    std::conditional_t<kIsPointer, Ref, std::unique_ptr<Ref>> held;
+    if constexpr (kIsPointer) {
+      held = ref;
+    } else {
+      held = std::make_unique<Ref>(ref);
+    }
+    auto* const lock = static_cast<::Lock*>(dos.AllocDosObject(&dos, QUORLE_DOS_LOCK, nullptr));
+    if (lock == nullptr) return ERROR_NO_FREE_STORE;
+    if (const std::int32_t error = mounted.volume.TakeLock(*ref, exclusive); error != 0) {
+      dos.FreeDosObject(&dos, QUORLE_DOS_LOCK, lock);
+      return error;
+    }
+    lock->fl_Access = exclusive ? EXCLUSIVE_LOCK : SHARED_LOCK;
+    lock->fl_Port = &vp->MP;
+    if constexpr (kIsPointer) {
+      lock->fl_FSPrivate1 = held;
+    } else {
+      lock->fl_FSPrivate1 = held.release();
+    }
+    given = lock;
+    return 0;
+  }
+
+  /// A lock on what `find(ref)` finds, which returns an error code. Null with the code in `res2`.
+  template <class Find>
+  static ::Lock* LockFound(Port* vp, std::int32_t* res2, bool exclusive, const Find& find) {
+    ::Lock* lock = nullptr;
+    Truth(res2, [&]() -> std::int32_t {
+      Ref ref = nullptr;
+      const std::int32_t error = find(ref);
+      return error == 0 ? GiveLock(vp, ref, exclusive, lock) : error;
+    });
+    return lock;
+  }
+  /// A shared lock on `ref`.
+  static ::Lock* SharedLock(Port* vp, std::int32_t* res2, const Ref& ref) {
+    ::Lock* lock = nullptr;
+    Truth(res2, [&] { return GiveLock(vp, ref, false, lock); });
+    return lock;
+  }
+
+  static ::Lock* FSLock(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                        std::int32_t mode) {
+    return LockFound(vp, res2, mode == EXCLUSIVE_LOCK,
+                     [&](Ref& found) { return VolumeOf(vp).FindTarget(RefOf(rel), name, found); });
+  }
+
+  static std::int32_t FSUnLock(Port* vp, std::int32_t*, ::Lock* lock) {
+    if (lock == nullptr) return kTrue;
+    VolumeOf(vp).EndScans(lock);
+    VolumeOf(vp).ReleaseLock(*RefOf(lock), IsExclusive(*lock));
+    FreeLock(vp, lock);
+    return kTrue;
+  }
+
+  static ::Lock* FSDupLock(Port* vp, std::int32_t* res2, ::Lock* lock) {
+    return SharedLock(vp, res2, RefOrRoot(vp, lock));
+  }
+
+  static ::Lock* FSCreateDir(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name) {
+    return LockFound(vp, res2, false,
+                     [&](Ref& made) { return VolumeOf(vp).MakeDirectory(RefOf(rel), name, made); });
+  }
+
+  static ::Lock* FSParentDir(Port* vp, std::int32_t* res2, ::Lock* lock) {
+    const Ref parent = lock == nullptr ? nullptr : Volume::Parent(*RefOf(lock));
+    return parent == nullptr ? nullptr : SharedLock(vp, res2, parent);
+  }
+
+  static ::Lock* FSDupLockFromFH(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
+    return SharedLock(vp, res2, FileOf(fh).place);
+  }
+
+  static ::Lock* FSParentOfFH(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
+    return SharedLock(vp, res2, Volume::Parent(*FileOf(fh).place));
+  }
+
+  static std::int32_t FSChangeLockMode(Port* vp, std::int32_t* res2, ::Lock* lock,
+                                       std::int32_t mode) {
+    return Truth(res2, [&]() -> std::int32_t {
+      if (lock == nullptr) return ERROR_INVALID_LOCK;
+      if (mode != SHARED_LOCK && mode != EXCLUSIVE_LOCK) return ERROR_BAD_NUMBER;
+      bool exclusive = IsExclusive(*lock);
+      const std::int32_t error =
+          VolumeOf(vp).ChangeLock(*RefOf(lock), exclusive, mode == EXCLUSIVE_LOCK);
+      lock->fl_Access = exclusive ? EXCLUSIVE_LOCK : SHARED_LOCK;
+      return error;
+    });
+  }
+
+  static std::int32_t FSSameLock(Port* vp, std::int32_t*, ::Lock* a, ::Lock* b) {
+    return Volume::IsSameObject(*RefOrRoot(vp, a), *RefOrRoot(vp, b)) ? kTrue : kFalse;
+  }
+
+  // ---- Files -----------------------------------------------------------------------------------
+
+  static std::int32_t FSOpen(Port* vp, std::int32_t* res2, ::FileHandle* fh, ::Lock* rel,
+                             const char* name, std::int32_t mode) {
+    return Truth(res2, [&] {
+      auto file = std::make_unique<OpenFile>();
+      const std::int32_t error = VolumeOf(vp).Open(RefOf(rel), name, mode, *file);
+      if (error == 0) fh->fh_Arg2 = file.release();
+      return error;
+    });
+  }
+
+  static std::int32_t FSOpenFromLock(Port* vp, std::int32_t* res2, ::FileHandle* fh, ::Lock* lock) {
+    return Truth(res2, [&]() -> std::int32_t {
+      if (lock == nullptr) return ERROR_INVALID_LOCK;
+      auto file = std::make_unique<OpenFile>();
+      const std::int32_t error = VolumeOf(vp).OpenLocked(RefOf(lock), IsExclusive(*lock), *file);
+      if (error != 0) return error;
+      fh->fh_Arg2 = file.release();
+      FreeLock(vp, lock);
+      return 0;
+    });
+  }
+
+  static std::int32_t FSClose(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
+    const std::unique_ptr<OpenFile> file(&FileOf(fh));
+    fh->fh_Arg2 = nullptr;
+    return Truth(res2, [&] { return VolumeOf(vp).Close(*file); });
+  }
+
+  static std::int32_t FSRead(Port* vp, std::int32_t* res2, ::FileHandle* fh, void* buffer,
+                             std::int32_t bytes) {
+    std::int32_t count = 0;
+    const std::int32_t ok =
+        Truth(res2, [&] { return VolumeOf(vp).Read(FileOf(fh), buffer, bytes, count); });
+    return ok != kFalse ? count : -1;
+  }
+
+  static std::int32_t FSWrite(Port* vp, std::int32_t* res2, ::FileHandle* fh, const void* data,
+                              std::int32_t bytes) {
+    return Answer<std::int32_t>(res2, bytes, -1,
+                                [&] { return VolumeOf(vp).Write(FileOf(fh), data, bytes); });
+  }
+
+  static std::int32_t FSFlush(Port* vp, std::int32_t* res2) {
+    return Truth(res2, [&] { return VolumeOf(vp).Flush(); });
+  }
+
+  static std::int32_t FSChangeFilePosition(Port* vp, std::int32_t* res2, ::FileHandle* fh,
+                                           std::int32_t mode, std::int64_t position) {
+    return Truth(res2, [&] { return VolumeOf(vp).Seek(FileOf(fh), mode, position); });
+  }
+
+  static std::int32_t FSChangeFileSize(Port* vp, std::int32_t* res2, ::FileHandle* fh,
+                                       std::int32_t mode, std::int64_t size) {
+    return Truth(res2, [&] { return VolumeOf(vp).Resize(FileOf(fh), mode, size); });
+  }
+
+  static std::int64_t FSGetFilePosition(Port*, std::int32_t*, ::FileHandle* fh) {
+    return FileOf(fh).position;
+  }
+
+  static std::int64_t FSGetFileSize(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
+    std::int64_t size = -1;
+    const std::int32_t ok = Truth(res2, [&] { return VolumeOf(vp).SizeOf(FileOf(fh), size); });
+    return ok != kFalse ? size : -1;
+  }
+
+  static std::int32_t FSChangeFileMode(Port* vp, std::int32_t* res2, ::FileHandle* fh,
+                                       std::int32_t mode) {
+    return Truth(res2, [&]() -> std::int32_t {
+      if (mode != SHARED_LOCK && mode != EXCLUSIVE_LOCK) return ERROR_BAD_NUMBER;
+      return VolumeOf(vp).ChangeFileMode(FileOf(fh), mode == EXCLUSIVE_LOCK);
+    });
+  }
+
+  static std::int32_t FSSameFile(Port*, std::int32_t*, ::FileHandle* a, ::FileHandle* b) {
+    return Volume::IsSameObject(*FileOf(a).place, *FileOf(b).place) ? kTrue : kFalse;
+  }
+
+  // ---- Objects ---------------------------------------------------------------------------------
+
+  static std::int32_t FSDelete(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name) {
+    return Truth(res2, [&] { return VolumeOf(vp).Delete(RefOf(rel), name); });
+  }
+
+  static std::int32_t FSRename(Port* vp, std::int32_t* res2, ::Lock* source_rel, const char* source,
+                               ::Lock* destination_rel, const char* destination) {
+    return Truth(res2, [&]() -> std::int32_t {
+      for (const ::Lock* const lock : {source_rel, destination_rel}) {
+        if (lock != nullptr && lock->fl_Port != &vp->MP) return ERROR_RENAME_ACROSS_DEVICES;
+      }
+      return VolumeOf(vp).Rename(RefOf(source_rel), source, RefOf(destination_rel), destination);
+    });
+  }
+
+  static std::int32_t FSCreateSoftLink(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                       const char* target) {
+    return Truth(res2, [&] { return VolumeOf(vp).MakeSoftLink(RefOf(rel), name, target); });
+  }
+
+  static std::int32_t FSCreateHardLink(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                       ::Lock* target) {
+    return Truth(res2, [&]() -> std::int32_t {
+      if (target == nullptr || target->fl_Port != &vp->MP) return ERROR_INVALID_LOCK;
+      return VolumeOf(vp).MakeHardLink(RefOf(rel), name, *RefOf(target));
+    });
+  }
+
+  static std::int32_t FSReadSoftLink(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                     char* buffer, std::int32_t size) {
+    std::string target;
+    const std::int32_t ok = Truth(res2, [&]() -> std::int32_t {
+      Ref ref = nullptr;
+      const std::int32_t error = VolumeOf(vp).Find(RefOf(rel), name, ref);
+      return error == 0 ? VolumeOf(vp).ReadTarget(*ref, target) : error;
+    });
+    if (ok == kFalse) return -1;
+    if (size < 0 || target.size() >= static_cast<std::size_t>(size)) {
+      *res2 = ERROR_LINE_TOO_LONG;
+      return -2;
+    }
+    std::memcpy(buffer, target.c_str(), target.size() + 1);
+    return static_cast<std::int32_t>(target.size());
+  }
+
+  static std::int32_t FSSetDate(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                const ::DateStamp* date) {
+    return Truth(res2, [&] { return VolumeOf(vp).SetDate(RefOf(rel), name, *date); });
+  }
+
+  /// Changes an attribute: `change` gets what the volume keeps attributes in.
+  template <class Change>
+  static std::int32_t Set(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                          const Change& change) {
+    return Truth(res2, [&] { return VolumeOf(vp).SetAttribute(RefOf(rel), name, change); });
+  }
+
+  static std::int32_t FSSetProtection(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                      std::uint32_t mask) {
+    return Set(vp, res2, rel, name, [mask](auto& object) { object.protection = mask; });
+  }
+
+  static std::int32_t FSSetComment(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                   const char* comment) {
+    if (std::strlen(comment) > kMaxComment) {
+      *res2 = ERROR_COMMENT_TOO_BIG;
+      return kFalse;
+    }
+    return Set(vp, res2, rel, name, [comment](auto& object) { object.comment = comment; });
+  }
+
+  static std::int32_t FSSetGroup(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                 std::uint32_t group) {
+    return Set(vp, res2, rel, name, [group](auto& object) { object.group = group; });
+  }
+
+  static std::int32_t FSSetOwner(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                                 std::uint32_t owner) {
+    return Set(vp, res2, rel, name, [owner](auto& object) { object.owner = owner; });
+  }
+
+  // ---- Examination -----------------------------------------------------------------------------
+
+  /// A record of `facts`; `link` is what a scan tells of a link.
+  static std::int32_t Tell(Port* vp, const std::string& name, const Facts& facts,
+                           const std::string& link, ::ExamineData*& told) {
+    const ::HandlerServices& dos = Of(vp).dos;
+    const ::TagItem tags[] = {{QUORLE_ADO_ExamineData_NameSize, name.size() + 1},
+                              {QUORLE_ADO_ExamineData_CommentSize, facts.comment.size() + 1},
+                              {QUORLE_ADO_ExamineData_LinkSize, link.size() + 1},
+                              {QUORLE_TAG_DONE, 0}};
+    auto* const data =
+        static_cast<::ExamineData*>(dos.AllocDosObject(&dos, QUORLE_DOS_EXAMINEDATA, tags));
+    if (data == nullptr) return ERROR_NO_FREE_STORE;
+    data->Type = facts.type;
+    data->FileSize = facts.size;
+    data->RefCount = facts.references;
+    data->ObjectID = facts.id;
+    data->Date = facts.date;
+    data->Protection = facts.protection;
+    data->OwnerUID = facts.owner;
+    data->OwnerGID = facts.group;
+    CopyText(name, data->Name, data->NameSize);
+    CopyText(facts.comment, data->Comment, data->CommentSize);
+    CopyText(link, data->Link, data->LinkSize);
+    told = data;
+    return 0;
+  }
+
+  static std::int32_t Examine(Port* vp, const Ref& ref, ::ExamineData*& data) {
+    Facts facts;
+    const std::int32_t error = VolumeOf(vp).Examine(*ref, facts);
+    return error == 0 ? Tell(vp, ref->name, facts, {}, data) : error;
+  }
+
+  static ::ExamineData* FSExamineObj(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name) {
+    ::ExamineData* data = nullptr;
+    Truth(res2, [&] {
+      Ref ref = nullptr;
+      const std::int32_t error = VolumeOf(vp).Find(RefOf(rel), name, ref);
+      return error == 0 ? Examine(vp, ref, data) : error;
+    });
+    return data;
+  }
+
+  static ::ExamineData* FSExamineLock(Port* vp, std::int32_t* res2, ::Lock* lock) {
+    ::ExamineData* data = nullptr;
+    Truth(res2, [&] { return Examine(vp, RefOrRoot(vp, lock), data); });
+    return data;
+  }
+
+  static ::ExamineData* FSExamineFile(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
+    ::ExamineData* data = nullptr;
+    Truth(res2, [&] { return Examine(vp, FileOf(fh).place, data); });
+    return data;
+  }
+
+  static std::int32_t FSExamineDir(Port* vp, std::int32_t* res2,
+                                   ::PRIVATE_ExamineDirContext* context) {
+    return Truth(res2, [&] {
+      Ref found = nullptr;
+      Facts facts;
+      const std::int32_t error =
+          VolumeOf(vp).Next(RefOrRoot(vp, context->Directory), *context, found, facts);
+      return error == 0 ? Tell(vp, found->name, facts, facts.link, context->Entry) : error;
+    });
+  }
+
+  // ---- The volume ------------------------------------------------------------------------------
+
+  static std::int32_t FSFileSystemAttr(Port* vp, std::int32_t* res2, const ::TagItem* tags) {
+    return Truth(res2, [&] {
+      const Volume& volume = VolumeOf(vp);
+      return AnswerAttributes(volume.settings(), volume.max_name(), tags);
+    });
+  }
+
+  static std::int32_t FillInfo(Port* vp, std::int32_t* res2, ::InfoData* info) {
+    return Truth(res2, [&]() -> std::int32_t {
+      const Volume& volume = VolumeOf(vp);
+      Room room;
+      if (const std::int32_t error = volume.HowMuchRoom(room); error != 0) return error;
+      // A block that is too small to count the room in 32 bits is told as a larger one.
+      while (BlockWord(room.blocks) != room.blocks) {
+        room.blocks /= 2;
+        room.blocks_used /= 2;
+        room.block_size *= 2;
+      }
+      *info = {};
+      info->id_DiskState = DiskState(volume.settings());
+      info->id_NumBlocks = BlockWord(room.blocks);
+      info->id_NumBlocksUsed = BlockWord(room.blocks_used);
+      info->id_BytesPerBlock = static_cast<std::uint32_t>(room.block_size);
+      info->id_DiskType = static_cast<std::int32_t>(volume.settings().dos_type);
+      info->id_InUse = volume.in_use();
+      return 0;
+    });
+  }
+
+  static std::int32_t FSWriteProtect(Port* vp, std::int32_t* res2, std::int32_t state,
+                                     std::uint32_t key) {
+    return Truth(res2, [&] { return VolumeOf(vp).WriteProtect(state != 0, key); });
+  }
+
+  static std::int32_t FSRelabel(Port* vp, std::int32_t* res2, const char* name) {
+    return Truth(res2, [&]() -> std::int32_t {
+      const ::HandlerServices& dos = Of(vp).dos;
+      Volume& volume = VolumeOf(vp);
+      const VolumeSettings& settings = volume.settings();
+      if (const std::int32_t problem = WriteProblem(settings); problem != 0) return problem;
+      if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
+      const std::string old = settings.label;
+      const char* const node = IsNoLabel(settings, name) ? nullptr : name;
+      if (dos.SetVolumeName(&dos, vp, node) == 0) return ERROR_OBJECT_EXISTS;
+      const std::int32_t error = volume.Relabel(name);
+      if (error != 0) dos.SetVolumeName(&dos, vp, old.empty() ? nullptr : old.c_str());
+      return error;
+    });
+  }
+
+  static ::FileSystemVectors Vectors() {
+    ::FileSystemVectors vectors{};
+    vectors.StructSize = sizeof vectors;
+    vectors.Version = QUORLE_FS_VECTORPORT_VERSION;
+    vectors.FSLock = FSLock;
+    vectors.FSUnLock = FSUnLock;
+    vectors.FSDupLock = FSDupLock;
+    vectors.FSCreateDir = FSCreateDir;
+    vectors.FSParentDir = FSParentDir;
+    vectors.FSDupLockFromFH = FSDupLockFromFH;
+    vectors.FSOpenFromLock = FSOpenFromLock;
+    vectors.FSParentOfFH = FSParentOfFH;
+    vectors.FSOpen = FSOpen;
+    vectors.FSClose = FSClose;
+    vectors.FSDelete = FSDelete;
+    vectors.FSRead = FSRead;
+    vectors.FSWrite = FSWrite;
+    vectors.FSFlush = FSFlush;
+    vectors.FSChangeFilePosition = FSChangeFilePosition;
+    vectors.FSChangeFileSize = FSChangeFileSize;
+    vectors.FSGetFilePosition = FSGetFilePosition;
+    vectors.FSGetFileSize = FSGetFileSize;
+    vectors.FSChangeLockMode = FSChangeLockMode;
+    vectors.FSChangeFileMode = FSChangeFileMode;
+    vectors.FSSetDate = FSSetDate;
+    vectors.FSSetProtection = FSSetProtection;
+    vectors.FSSetComment = FSSetComment;
+    vectors.FSSetGroup = FSSetGroup;
+    vectors.FSSetOwner = FSSetOwner;
+    vectors.FSRename = FSRename;
+    vectors.FSCreateSoftLink = FSCreateSoftLink;
+    vectors.FSCreateHardLink = FSCreateHardLink;
+    vectors.FSReadSoftLink = FSReadSoftLink;
+    vectors.FSSameLock = FSSameLock;
+    vectors.FSSameFile = FSSameFile;
+    vectors.FSFileSystemAttr = FSFileSystemAttr;
+    vectors.FSVolumeInfoData = FillInfo;
+    vectors.FSDeviceInfoData = FillInfo;
+    vectors.FSExamineObj = FSExamineObj;
+    vectors.FSExamineLock = FSExamineLock;
+    vectors.FSExamineFile = FSExamineFile;
+    vectors.FSExamineDir = FSExamineDir;
+    vectors.FSInhibit = NotOffered;
+    vectors.FSWriteProtect = FSWriteProtect;
+    vectors.FSFormat = NotOffered;
+    vectors.FSSerialize = NotOffered;
+    vectors.FSRelabel = FSRelabel;
+    vectors.FSAddNotify = NotOffered;
+    vectors.FSRemoveNotify = NotOffered;
+    vectors.FSLockRecord = NotOffered;
+    vectors.FSUnLockRecord = NotOffered;
+    vectors.End_Marker = -1;
+    return vectors;
+  }
+};
+
+}  // namespace quorle::common

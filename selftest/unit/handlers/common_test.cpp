@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "handlers/common/holders.h"
+#include "handlers/common/vectors.h"
+#include "hosted/machine.h"
+#include "platform/constants.h"
+#include "selftest/support/test_bench.h"
+
+// What the built-in filesystems share. What it does for them is looked at in selftest/contract.
+
+namespace quorle::common {
+namespace {
+
+TEST(HoldersTest, SharedOnesStandBesideEachOther) {
+  Holders holders;
+  EXPECT_FALSE(holders.any());
+  EXPECT_EQ(holders.Take(false), 0);
+  EXPECT_EQ(holders.Take(false), 0);
+  EXPECT_EQ(holders.Take(true), ERROR_OBJECT_IN_USE);
+  holders.Release(false);
+  EXPECT_EQ(holders.Take(true), ERROR_OBJECT_IN_USE);
+  holders.Release(false);
+  EXPECT_FALSE(holders.any());
+  EXPECT_EQ(holders.Take(true), 0);
+}
+
+TEST(HoldersTest, AnExclusiveOneStandsAlone) {
+  Holders holders;
+  EXPECT_EQ(holders.Take(true), 0);
+  EXPECT_TRUE(holders.any());
+  EXPECT_EQ(holders.Take(true), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Take(false), ERROR_OBJECT_IN_USE);
+  holders.Release(true);
+  EXPECT_FALSE(holders.any());
+}
+
+TEST(HoldersTest, OneChangesOverWhenItIsAlone) {
+  Holders holders;
+  EXPECT_EQ(holders.Take(false), 0);
+  EXPECT_EQ(holders.Take(false), 0);
+  bool exclusive = false;
+  EXPECT_EQ(holders.Change(exclusive, true), ERROR_OBJECT_IN_USE);
+  EXPECT_FALSE(exclusive);
+  EXPECT_EQ(holders.Change(exclusive, false), 0);
+  holders.Release(false);
+  EXPECT_EQ(holders.Change(exclusive, true), 0);
+  EXPECT_TRUE(exclusive);
+  EXPECT_EQ(holders.Take(false), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Change(exclusive, true), 0);
+  EXPECT_EQ(holders.Change(exclusive, false), 0);
+  EXPECT_FALSE(exclusive);
+  EXPECT_EQ(holders.Take(false), 0);
+}
+
+TEST(FindPositionTest, CountsFromTheStartTheMiddleAndTheEnd) {
+  std::int64_t found = 0;
+  EXPECT_EQ(FindPosition(OFFSET_BEGINNING, 3, 10, 100, found), 0);
+  EXPECT_EQ(found, 3);
+  EXPECT_EQ(FindPosition(OFFSET_CURRENT, -10, 10, 100, found), 0);
+  EXPECT_EQ(found, 0);
+  EXPECT_EQ(FindPosition(OFFSET_END, 1, 10, 100, found), 0);
+  EXPECT_EQ(found, 101) << "what is behind the end is the caller's to judge";
+}
+
+TEST(FindPositionTest, RefusesWhatCannotBe) {
+  constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+  std::int64_t found = 0;
+  EXPECT_EQ(FindPosition(OFFSET_BEGINNING, -1, 10, 100, found), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(OFFSET_CURRENT, -11, 10, 100, found), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(OFFSET_END, -101, 10, 100, found), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(OFFSET_CURRENT, kMost, 1, 100, found), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(2, 0, 10, 100, found), ERROR_BAD_NUMBER);
+  EXPECT_EQ(FindPosition(-2, 0, 10, 100, found), ERROR_BAD_NUMBER);
+}
+
+/// What dos tells of a volume in memory with room for `size` bytes.
+InfoData InfoOf(const std::string& size) {
+  selftest::TestBench bench({"--mount", "DH0=ram,size=" + size, "DH0:"});
+  InfoData info{};
+  EXPECT_TRUE(bench.machine().dos().GetDiskInfo("DH0:", info));
+  return info;
+}
+
+TEST(VolumePortTest, TellsTheRoomInBlocks) {
+  const InfoData info = InfoOf("1048576");
+  EXPECT_EQ(info.id_BytesPerBlock, 4096U);
+  EXPECT_EQ(info.id_NumBlocks, 256U);
+  EXPECT_EQ(info.id_NumBlocksUsed, 1U) << "the root";
+}
+
+TEST(VolumePortTest, TellsRoomThat32BitsCannotCountInLargerBlocks) {
+  // 2^31 blocks of 4 KiB: one more than the platform's number holds.
+  const InfoData info = InfoOf("0x80000000000");
+  EXPECT_EQ(info.id_BytesPerBlock, 8192U);
+  EXPECT_EQ(info.id_NumBlocks, 1U << 30);
+  const InfoData less = InfoOf("0x7FFFFFFF000");
+  EXPECT_EQ(less.id_BytesPerBlock, 4096U);
+  EXPECT_EQ(less.id_NumBlocks, 0x7FFFFFFFU);
+}
+
+}  // namespace
+}  // namespace quorle::common
