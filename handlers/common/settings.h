@@ -20,7 +20,7 @@ struct VolumeSettings {
   bool validated = true;
   bool write_protected = false;
   std::uint32_t key = 0;  ///< what ends the write protection
-  bool nameless = false;  ///< whether it was mounted without a label
+  bool nameless = false;  ///< whether it was mounted without a label; VolumePort::Start() notes it
 };
 
 /// What a handler made of a key of its mount.

@@ -11,40 +11,13 @@
 #include <type_traits>
 #include <utility>
 
+#include "handlers/common/facts.h"
 #include "handlers/common/names.h"
 #include "handlers/common/settings.h"
 #include "handlers/common/vectors.h"
 #include "quorle/handler.h"
 
 namespace quorle::common {
-
-/// What is to be told of an object.
-struct Facts {
-  std::uint32_t type = 0;        ///< FSO_TYPE_..., with FSOF_LINK where it is due
-  std::int64_t size = -1;        ///< bytes; -1 for what is no file
-  std::uint32_t references = 1;  ///< names that it has
-  std::uint64_t id = 0;
-  ::DateStamp date{};
-  std::uint32_t protection = 0;
-  std::uint32_t owner = 0;
-  std::uint32_t group = 0;
-  std::string comment;
-  std::string link;  ///< what a scan tells of a link; empty for anything else
-};
-
-/// How much room a volume has.
-struct Room {
-  std::uint64_t blocks = 0;
-  std::uint64_t blocks_used = 0;
-  std::uint64_t block_size = 0;  ///< bytes
-};
-
-/// The date of today, as dos tells it.
-inline ::DateStamp Today(const ::HandlerServices& dos) {
-  ::DateStamp now{};
-  dos.DateStamp(&dos, &now);
-  return now;
-}
 
 /// A volume behind a vector port: makes lock, handle and examine records of what `Volume` finds, and
 /// truth values of its error codes. `Volume` has the rules; it lends
@@ -118,6 +91,13 @@ class VolumePort {
     const ::HandlerServices& dos;
     Volume volume;
   };
+
+  /// The date of today, as dos tells it.
+  static ::DateStamp Today(const ::HandlerServices& dos) {
+    ::DateStamp now{};
+    dos.DateStamp(&dos, &now);
+    return now;
+  }
 
   static Mounted& Of(Port* vp) { return *static_cast<Mounted*>(vp->FSV.FSPrivate); }
   static Volume& VolumeOf(Port* vp) { return Of(vp).volume; }

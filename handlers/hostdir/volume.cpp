@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "handlers/common/names.h"
+#include "handlers/common/vectors.h"
 #include "handlers/hostdir/host_dates.h"
 #include "handlers/hostdir/host_names.h"
 
@@ -772,8 +773,6 @@ void Volume::EndScans(const ::Lock* lock) {
 // ---- The volume --------------------------------------------------------------------------------
 
 std::int32_t Volume::Relabel(std::string_view name) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
-  if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
   Record record;
   std::int32_t error = records_->Read(root_, record);
   const bool is_no_label = common::IsNoLabel(settings_, name);

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "handlers/common/facts.h"
 #include "handlers/common/settings.h"
-#include "handlers/common/volume_port.h"
 #include "handlers/hostdir/host.h"
 #include "handlers/hostdir/record.h"
 #include "handlers/hostdir/record_store.h"
@@ -114,7 +114,7 @@ class Volume {
   }
   /// Whether a change is possible: 0, 213 or 214.
   std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }
-  /// The name must be free: the caller has asked.
+  /// The caller has asked whether the volume can be changed, and whether `name` is one and free.
   std::int32_t Relabel(std::string_view name);
   std::int32_t Flush();
   std::int32_t HowMuchRoom(common::Room& room) const;

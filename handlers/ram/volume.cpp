@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "handlers/common/vectors.h"
 #include "handlers/ram/names.h"
 
 namespace quorle::ram {
@@ -457,8 +458,6 @@ std::int32_t Volume::Next(const Entry* directory, PRIVATE_ExamineDirContext& con
 // ---- The volume --------------------------------------------------------------------------------
 
 std::int32_t Volume::Relabel(std::string_view name) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
-  if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
   root_.name = name;
   settings_.label = common::IsNoLabel(settings_, name) ? std::string_view() : name;
   root_node_.date = now_();

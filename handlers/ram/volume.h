@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "handlers/common/facts.h"
 #include "handlers/common/holders.h"
 #include "handlers/common/settings.h"
-#include "handlers/common/volume_port.h"
 #include "handlers/ram/content.h"
 #include "handlers/ram/directory.h"
 #include "quorle/handler.h"
@@ -148,7 +148,7 @@ class Volume {
   std::int32_t WriteProtect(bool on, std::uint32_t key) {
     return common::WriteProtect(settings_, on, key);
   }
-  /// The name must be free: the caller has asked.
+  /// The caller has asked whether the volume can be changed, and whether `name` is one and free.
   std::int32_t Relabel(std::string_view name);
   /// Whether a change is possible: 0, 213 or 214.
   std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }

@@ -30,8 +30,6 @@ namespace fs = std::filesystem;
 using deviate::Deviation;
 using deviate::Notice;
 
-constexpr std::int32_t kTests = 47;
-
 std::string ReadFile(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -367,23 +365,23 @@ class ConformingTest : public testing::Test {
 };
 
 /// A sub-test that no filesystem can fail.
-struct Exception {
+struct Exempt {
   std::uint8_t test;
   std::int32_t sub_test;
   Worst worst;
   const char* because;
 };
 
-constexpr Exception kCannotFail[] = {
+constexpr Exempt kCannotFail[] = {
     {42, 5, Worst::kWord, "what the root does with a mask is warned of, and the sub-test passes"},
     {43, 1, Worst::kNothing, "UnLock() gives nothing back: the sub-test always passes"},
 };
 
 /// What is due from a sub-test at the worst, and why when it is no failure.
 std::pair<Worst, const char*> Due(std::uint8_t test, std::int32_t sub_test) {
-  for (const Exception& exception : kCannotFail) {
-    if (exception.test == test && exception.sub_test == sub_test) {
-      return {exception.worst, exception.because};
+  for (const Exempt& exempt : kCannotFail) {
+    if (exempt.test == test && exempt.sub_test == sub_test) {
+      return {exempt.worst, exempt.because};
     }
   }
   return {Worst::kFailure, "it can fail"};
