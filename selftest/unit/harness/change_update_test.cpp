@@ -9,7 +9,6 @@
 namespace quorle {
 namespace {
 
-using selftest::CallText;
 using selftest::TestBench;
 
 constexpr char kFile[] = "DIRECTORY01/DIRECTORY02/FILE03";
