@@ -2,6 +2,7 @@
 
 #include "harness/context.h"
 #include "harness/diagnostics.h"
+#include "harness/run_listener.h"
 #include "harness/target.h"
 
 namespace quorle {
@@ -88,11 +89,16 @@ bool SelectTests(TestContext& ctx) {
 }
 
 /// Runs the selected groups, the first one whatever the last is. Returns the sum of their results.
-std::int32_t RunGroups(TestContext& ctx, const TestEntry* catalogue) {
+std::int32_t RunGroups(TestContext& ctx, const TestEntry* catalogue, RunListener& listener) {
   DosInterface& dos = *ctx.IDOS;
+  const std::int32_t end = ctx.catalogue_size - 1;
+  listener.OnRunStart(ctx.first_index, ctx.last_index < end ? ctx.last_index : end);
   std::int32_t sum = 0;
   for (std::int32_t i = ctx.first_index; catalogue[i].group != nullptr; ++i) {
-    const std::int32_t result = catalogue[i].group(ctx);
+    const TestGroup& group = *catalogue[i].group;
+    listener.OnGroupStart(catalogue[i], i + 1);
+    const std::int32_t result = group.run(ctx, group, listener);
+    listener.OnGroupEnd(catalogue[i], result);
     sum += result;
 
     if (dos.CheckSignal(SIGBREAKF_CTRL_C) != 0) {
@@ -111,7 +117,7 @@ std::int32_t RunGroups(TestContext& ctx, const TestEntry* catalogue) {
 }
 
 /// Runs the tests on the target, whose root is the current directory meanwhile.
-std::int32_t TestTarget(TestContext& ctx, const TestEntry* catalogue) {
+std::int32_t TestTarget(TestContext& ctx, const TestEntry* catalogue, RunListener& listener) {
   DosInterface& dos = *ctx.IDOS;
   std::int32_t result = RETURN_FAIL;
 
@@ -121,7 +127,7 @@ std::int32_t TestTarget(TestContext& ctx, const TestEntry* catalogue) {
     const LockHandle previous_directory = dos.SetCurrentDir(ctx.root_lock);
     void* const previous_window = dos.SetProcWindow(kNoRequesters);
 
-    result = RunGroups(ctx, catalogue) == 0 ? RETURN_OK : RETURN_ERROR;
+    result = RunGroups(ctx, catalogue, listener) == 0 ? RETURN_OK : RETURN_ERROR;
 
     dos.SetProcWindow(previous_window);
     dos.SetCurrentDir(previous_directory);
@@ -133,7 +139,8 @@ std::int32_t TestTarget(TestContext& ctx, const TestEntry* catalogue) {
 }
 
 /// Everything between the allocation of the context and the clean-up.
-std::int32_t RunInContext(ExecInterface& exec, Resources& resources, const TestEntry* catalogue) {
+std::int32_t RunInContext(ExecInterface& exec, Resources& resources, const TestEntry* catalogue,
+                          RunListener& listener) {
   TestContext& ctx = *resources.ctx;
   if (!OpenInterface(exec, "dos.library", ctx.dos_base, ctx.IDOS)) return RETURN_FAIL;
   if (!OpenInterface(exec, "utility.library", ctx.utility_base, ctx.IUtility)) return RETURN_FAIL;
@@ -165,7 +172,7 @@ std::int32_t RunInContext(ExecInterface& exec, Resources& resources, const TestE
 
   if (!SelectTests(ctx)) return RETURN_FAIL;
   if (!IdentifyTarget(ctx, resources.handler)) return RETURN_FAIL;
-  return TestTarget(ctx, catalogue);
+  return TestTarget(ctx, catalogue, listener);
 }
 
 void Release(ExecInterface& exec, const Resources& resources) {
@@ -185,7 +192,7 @@ void Release(ExecInterface& exec, const Resources& resources) {
 
 }  // namespace
 
-std::int32_t Run(ExecInterface& exec, const TestEntry* catalogue) {
+std::int32_t Run(ExecInterface& exec, const TestEntry* catalogue, RunListener& listener) {
   Resources resources;
   std::int32_t result = RETURN_FAIL;
 
@@ -199,7 +206,7 @@ std::int32_t Run(ExecInterface& exec, const TestEntry* catalogue) {
   if (resources.ctx != nullptr) {
     resources.ctx->IExec = &exec;
     resources.ctx->process = process;
-    result = RunInContext(exec, resources, catalogue);
+    result = RunInContext(exec, resources, catalogue, listener);
   }
   Release(exec, resources);
   return result;

@@ -1,75 +1,42 @@
 #include "harness/stubs.h"
 
+#include "harness/context.h"
 #include "harness/diagnostics.h"
 
 namespace quorle {
 namespace {
 
-/// Prints `note`. As it stands: without one, the style is still switched on and off.
-std::int32_t Note(TestContext& ctx, const char* note) {
+/// Prints the group's note. As it stands: without one, the style is still switched on and off.
+std::int32_t PrintNote(TestContext& ctx, const TestGroup& group, RunListener&) {
   if (!ctx.NoInfoMessages()) {
     const Italic italic(ctx);
-    if (note != nullptr) ctx.IDOS->PutStr(note);
+    if (group.note != nullptr) ctx.IDOS->PutStr(group.note);
   }
   return RETURN_OK;
 }
 
+constexpr TestGroup Stub(const char* label, const char* note = nullptr) {
+  return {.label = label, .note = note, .run = PrintNote};
+}
+
 }  // namespace
 
-std::int32_t AddNotifyStub(TestContext& ctx) {
-  return Note(ctx, nullptr);
-}
-
-std::int32_t ExamineDirStub(TestContext& ctx) {
-  return Note(ctx, "-- ExamineDir() test not yet available.\n");
-}
-
-std::int32_t FileSystemAttrStub(TestContext& ctx) {
-  return Note(ctx, "-- FileSystemAttr() test not yet available.\n");
-}
-
-std::int32_t FlushStub(TestContext& ctx) {
-  return Note(ctx, "Flush() test skipped because it is not testable.\n");
-}
-
-std::int32_t FormatStub(TestContext& ctx) {
-  return Note(ctx, "Format() test skipped due to risk of data loss.\n");
-}
-
-std::int32_t GetFilePositionStub(TestContext& ctx) {
-  return Note(ctx, "-- GetFilePosition() test not yet available.\n");
-}
-
-std::int32_t InhibitStub(TestContext& ctx) {
-  return Note(ctx, nullptr);
-}
-
-std::int32_t LockRecordStub(TestContext& ctx) {
-  return Note(ctx, nullptr);
-}
-
-std::int32_t RemoveNotifyStub(TestContext& ctx) {
-  return Note(ctx, nullptr);
-}
-
-std::int32_t SameFileStub(TestContext& ctx) {
-  return Note(ctx, "-- SameFile() test not yet available.\n");
-}
-
-std::int32_t SameLockStub(TestContext& ctx) {
-  return Note(ctx, "-- SameLock() test not yet available.\n");
-}
-
-std::int32_t SerializeStub(TestContext& ctx) {
-  return Note(ctx, "-- Serialize() test not yet available.\n");
-}
-
-std::int32_t UnLockRecordStub(TestContext& ctx) {
-  return Note(ctx, nullptr);
-}
-
-std::int32_t VolumeInfoDataStub(TestContext& ctx) {
-  return Note(ctx, "-- VolumeInfoData() test not yet available.\n");
-}
+const TestGroup kAddNotifyStub = Stub("AddNotify()");
+const TestGroup kExamineDirStub = Stub("ExamineDir()", "-- ExamineDir() test not yet available.\n");
+const TestGroup kFileSystemAttrStub =
+    Stub("FileSystemAttr()", "-- FileSystemAttr() test not yet available.\n");
+const TestGroup kFlushStub = Stub("Flush()", "Flush() test skipped because it is not testable.\n");
+const TestGroup kFormatStub = Stub("Format()", "Format() test skipped due to risk of data loss.\n");
+const TestGroup kGetFilePositionStub =
+    Stub("GetFilePosition()", "-- GetFilePosition() test not yet available.\n");
+const TestGroup kInhibitStub = Stub("Inhibit()");
+const TestGroup kLockRecordStub = Stub("LockRecord()");
+const TestGroup kRemoveNotifyStub = Stub("RemoveNotify()");
+const TestGroup kSameFileStub = Stub("SameFile()", "-- SameFile() test not yet available.\n");
+const TestGroup kSameLockStub = Stub("SameLock()", "-- SameLock() test not yet available.\n");
+const TestGroup kSerializeStub = Stub("Serialize()", "-- Serialize() test not yet available.\n");
+const TestGroup kUnLockRecordStub = Stub("UnLockRecord()");
+const TestGroup kVolumeInfoDataStub =
+    Stub("VolumeInfoData()", "-- VolumeInfoData() test not yet available.\n");
 
 }  // namespace quorle

@@ -1,26 +1,24 @@
 #pragma once
 
-#include <cstdint>
-
-#include "harness/context.h"
+#include "harness/catalogue.h"
 
 /// The catalogue's rows without tests. Each prints its note in italics, unless NoInfoMessages, and
 /// passes.
 namespace quorle {
 
-std::int32_t AddNotifyStub(TestContext& ctx);
-std::int32_t ExamineDirStub(TestContext& ctx);
-std::int32_t FileSystemAttrStub(TestContext& ctx);
-std::int32_t FlushStub(TestContext& ctx);
-std::int32_t FormatStub(TestContext& ctx);
-std::int32_t GetFilePositionStub(TestContext& ctx);
-std::int32_t InhibitStub(TestContext& ctx);
-std::int32_t LockRecordStub(TestContext& ctx);
-std::int32_t RemoveNotifyStub(TestContext& ctx);
-std::int32_t SameFileStub(TestContext& ctx);
-std::int32_t SameLockStub(TestContext& ctx);
-std::int32_t SerializeStub(TestContext& ctx);
-std::int32_t UnLockRecordStub(TestContext& ctx);
-std::int32_t VolumeInfoDataStub(TestContext& ctx);
+extern const TestGroup kAddNotifyStub;
+extern const TestGroup kExamineDirStub;
+extern const TestGroup kFileSystemAttrStub;
+extern const TestGroup kFlushStub;
+extern const TestGroup kFormatStub;
+extern const TestGroup kGetFilePositionStub;
+extern const TestGroup kInhibitStub;
+extern const TestGroup kLockRecordStub;
+extern const TestGroup kRemoveNotifyStub;
+extern const TestGroup kSameFileStub;
+extern const TestGroup kSameLockStub;
+extern const TestGroup kSerializeStub;
+extern const TestGroup kUnLockRecordStub;
+extern const TestGroup kVolumeInfoDataStub;
 
 }  // namespace quorle

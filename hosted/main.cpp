@@ -1,14 +1,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <exception>
 #include <string>
 #include <utility>
 
-#include "harness/context.h"
 #include "harness/entry.h"
+#include "harness/run_listener.h"
 #include "hosted/break_signal.h"
 #include "hosted/built_in_handlers.h"
 #include "hosted/clock.h"
@@ -19,40 +18,33 @@
 #include "hosted/plugin_handler.h"
 #include "hosted/run_watch.h"
 #include "hosted/trace_file.h"
-#include "platform/forwarding.h"
 #include "platform/tracing.h"
 #include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
 
-constexpr std::size_t kRows = kCatalogueRows;
-
-/// What the tester is given, so that its groups lead to the watch: they are plain functions and get
-/// nothing but the context.
-class WatchedExec final : public ForwardingExec {
+/// Leads from the harness to the watch.
+class WatchListener final : public RunListener {
  public:
-  WatchedExec(ExecInterface& inner, RunWatch& watch) : ForwardingExec(inner), watch_(watch) {}
-  RunWatch& watch() { return watch_; }
+  explicit WatchListener(RunWatch& watch) : watch_(watch) {}
+
+  void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
+    watch_.BeginTest(row, entry.group->label);
+  }
+  void OnSubTestStart(const SubTest& sub_test, std::int32_t /*number*/) override {
+    watch_.BeginCheck(sub_test.name);
+  }
+  void OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t /*status*/) override {
+    watch_.EndCheck();
+  }
+  void OnGroupEnd(const TestEntry& /*entry*/, std::int32_t /*result*/) override {
+    watch_.EndTest();
+  }
 
  private:
   RunWatch& watch_;
 };
-
-template <std::size_t row>
-std::int32_t WatchedGroup(TestContext& ctx) {
-  RunWatch& watch = static_cast<WatchedExec*>(ctx.IExec)->watch();
-  watch.BeginTest(row + 1);
-  const std::int32_t result = kCatalogue[row].group(ctx);
-  watch.EndTest();
-  return result;
-}
-
-/// The catalogue, each group under the watch.
-template <std::size_t... rows>
-std::array<TestEntry, kRows + 1> WatchedCatalogue(std::index_sequence<rows...>) {
-  return {TestEntry{WatchedGroup<rows>, kCatalogue[rows].title}..., TestEntry{nullptr, ""}};
-}
 
 std::int32_t RunTester(HostOptions options, Console& console) {
   TraceFile trace(console);
@@ -81,9 +73,8 @@ std::int32_t RunTester(HostOptions options, Console& console) {
 
   Tracer tracer(machine->exec(), machine->dos(), trace);
   ExecInterface& exec = options.trace_file ? tracer.exec() : machine->exec();
-  WatchedExec watched(exec, watch);
-  const std::int32_t result =
-      Run(watched, WatchedCatalogue(std::make_index_sequence<kRows>()).data());
+  WatchListener listener(watch);
+  const std::int32_t result = Run(exec, kCatalogue, listener);
   for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);
   // A handler that did not last did not pass, whatever the tests made of it.
   return watch.reports() == 0 ? result : std::max<std::int32_t>(result, RETURN_ERROR);

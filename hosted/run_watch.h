@@ -2,11 +2,12 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace quorle {
 
-/// Which test is running, for those who must tell where something happened, and where they tell it.
+/// Which test is running, for those who must say where something happened, and where they say it.
 class RunWatch {
  public:
   /// `report` takes one line.
@@ -15,18 +16,32 @@ class RunWatch {
   RunWatch(const RunWatch&) = delete;
   RunWatch& operator=(const RunWatch&) = delete;
 
-  void BeginTest(int number) {
+  /// `number` is the row of the catalogue, `label` its group as messages have it: "Lock()".
+  void BeginTest(int number, std::string_view label) {
     test_ = number;
+    group_ = label.substr(0, label.find('('));
     ++begun_;
   }
-  void EndTest() { test_ = 0; }
+  /// `name` is that of the rule which the check is about.
+  void BeginCheck(std::string_view name) { check_ = name; }
+  void EndCheck() { check_.clear(); }
+  void EndTest() {
+    test_ = 0;
+    group_.clear();
+  }
   void Report(const std::string& line) {
     ++reports_;
     report_(line);
   }
 
-  /// The number of the running test, or 0.
-  int test() const { return test_; }
+  /// The id of the running check, "Lock.ExclusiveOverShared"; between the checks of a group the
+  /// group's name; outside of the tests empty.
+  std::string Check() const { return check_.empty() ? group_ : group_ + "." + check_; }
+  /// The same with the number of the test, for a line that says where something happened:
+  /// "test 24 (Lock.ExclusiveOverShared)".
+  std::string Place() const {
+    return test_ == 0 ? std::string() : "test " + std::to_string(test_) + " (" + Check() + ")";
+  }
   /// How many tests were begun so far.
   int begun() const { return begun_; }
   /// How many lines were reported so far.
@@ -35,6 +50,8 @@ class RunWatch {
  private:
   std::function<void(const std::string& line)> report_;
   int test_ = 0;
+  std::string group_;
+  std::string check_;
   int begun_ = 0;
   int reports_ = 0;
 };

@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include "harness/entry.h"
+#include "harness/run_listener.h"
 #include "native/interfaces.h"
 #include "native/native_exec.h"
 #include "tests/catalogue.h"
@@ -41,7 +42,8 @@ extern "C" [[gnu::used, gnu::section(".text.start")]] std::int32_t _start(const 
   ExecMain& exec = *base->MainInterface;
   exec.Obtain(&exec);
   NativeExec platform(exec);
-  const std::int32_t result = Run(platform, kCatalogue);
+  SilentListener listener;
+  const std::int32_t result = Run(platform, kCatalogue, listener);
   exec.Release(&exec);
   return result;
 }

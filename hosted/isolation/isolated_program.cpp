@@ -185,7 +185,7 @@ void IsolatedProgram::End(const std::string& how, const std::string& where) {
   ended_in_ = watch_.begun();
   std::string line =
       "handler process of " + std::string(mount_.DeviceName) + ": " + how + " in " + where;
-  if (watch_.test() != 0) line += ", test " + std::to_string(watch_.test());
+  if (const std::string place = watch_.Place(); !place.empty()) line += ", " + place;
   if (may_restart_) line += "; started anew for the next test";
   watch_.Report(line);
 }

@@ -12,6 +12,7 @@
 #include "handlers/deviate/layer.h"
 #include "handlers/deviate/original.h"
 #include "harness/entry.h"
+#include "harness/run_listener.h"
 #include "hosted/built_in_handlers.h"
 #include "hosted/console.h"
 #include "hosted/machine.h"
@@ -211,7 +212,8 @@ void RunOver(std::string_view input) {
       options, {.console = console, .input = no_input, .clock = clock, .breaks = no_break},
       problem);
   Require(machine != nullptr);
-  const std::int32_t result = Run(machine->exec(), kCatalogue);
+  SilentListener listener;
+  const std::int32_t result = Run(machine->exec(), kCatalogue, listener);
   Require(result == RETURN_OK || result == RETURN_ERROR || result == RETURN_FAIL);
   OpenObjects open = machine->dos().CountOpen();
   open.examine_records = 0;  // some sub-tests are meant to leave them

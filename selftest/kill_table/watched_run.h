@@ -33,9 +33,7 @@ struct WatchedRun {
   const WatchedPart* Find(std::uint8_t test, std::int32_t sub_test) const;
 };
 
-/// Runs the catalogue on `bench` and notes who printed what. A program that links quorle_watched_run
-/// must leave it the runner of groups, which is watched through the linker (--wrap): a run of the
-/// catalogue without this function is not possible in it.
+/// Runs the catalogue on `bench` and notes who printed what.
 WatchedRun RunWatched(TestBench& bench);
 
 }  // namespace quorle::selftest

@@ -122,7 +122,8 @@ class DeathTest : public testing::TestWithParam<Death> {};
 TEST_P(DeathTest, EndsTheHandlerAndNotTheRun) {
   const ProgramRun run =
       RunOver(std::string("plugin:rogue_plugin.so,limit=1,in=FSRename,how=") + GetParam().how);
-  EXPECT_EQ(run.errors, Told(std::string(GetParam().told) + " in FSRename(), test 34"));
+  EXPECT_EQ(run.errors,
+            Told(std::string(GetParam().told) + " in FSRename(), test 34 (Rename.RenamedFile)"));
   EXPECT_EQ(run.status, 10);
   // What came before is as it always is, and the run goes on to its last group.
   EXPECT_NE(run.output.find("Read() tests passed."), std::string::npos);
@@ -144,7 +145,8 @@ INSTANTIATE_TEST_SUITE_P(Ways, DeathTest,
 
 TEST(PluginRunTest, ACrashInAPacketIsToldByTheNameOfThePacket) {
   const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=Packet,how=signal");
-  EXPECT_EQ(run.errors, Told("ended by signal 11 in ACTION_RENAME_OBJECT, test 34"));
+  EXPECT_EQ(run.errors,
+            Told("ended by signal 11 in ACTION_RENAME_OBJECT, test 34 (Rename.RenamedFile)"));
   EXPECT_EQ(run.status, 10);
 }
 
@@ -194,8 +196,10 @@ TEST(PluginRunTest, WhatTheHandlerPrintsIsNoPartOfTheOutput) {
 TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {
   const ProgramRun good = RunOver("ram");
   const ProgramRun run = RunOver("plugin:rogue_plugin.so,restart=yes,in=FSRename,how=signal");
-  EXPECT_EQ(run.errors,
-            Told("ended by signal 11 in FSRename(), test 34; started anew for the next test"));
+  EXPECT_EQ(
+      run.errors,
+      Told(
+          "ended by signal 11 in FSRename(), test 34 (Rename.RenamedFile); started anew for the next test"));
   EXPECT_EQ(run.status, 10);
   // Every group but the one says what it always says.
   const auto from = [](const std::string& text, const char* mark) { return text.find(mark); };

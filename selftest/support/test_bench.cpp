@@ -193,7 +193,12 @@ TestBench::~TestBench() {
 }
 
 std::int32_t TestBench::Run(const TestEntry* catalogue) {
-  return quorle::Run(Begin(), catalogue);
+  SilentListener listener;
+  return Run(catalogue, listener);
+}
+
+std::int32_t TestBench::Run(const TestEntry* catalogue, RunListener& listener) {
+  return quorle::Run(Begin(), catalogue, listener);
 }
 
 ExecInterface& TestBench::Begin() {

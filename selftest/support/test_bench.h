@@ -8,6 +8,7 @@
 
 #include "harness/catalogue.h"
 #include "harness/context.h"
+#include "harness/run_listener.h"
 #include "tests/catalogue.h"
 
 namespace quorle {
@@ -29,6 +30,8 @@ class TestBench {
 
   /// One run of the tester; returns the process result. Rules start anew with every run.
   std::int32_t Run(const TestEntry* catalogue = kCatalogue);
+  /// The same; `listener` hears of each group and sub-test.
+  std::int32_t Run(const TestEntry* catalogue, RunListener& listener);
   /// The same for a tester that is not in this program: the platform as it is at the start of a run.
   ExecInterface& Begin();
 

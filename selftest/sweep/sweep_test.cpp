@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "harness/entry.h"
-#include "harness/stubs.h"
 #include "hosted/machine.h"
 #include "platform/tracing.h"
 #include "selftest/support/test_bench.h"
@@ -207,15 +206,14 @@ class SharedBench {
     HostedDos& real = bench_->machine().dos();
     OneFaultDos dos(real, one);
     OneFaultExec exec(bench_->machine().exec(), dos, one);
-    CurrentSubTest().clear();
-    TraceBalance balance(CurrentSubTest());
+    TraceBalance balance(watch_.current());
     Tracer tracer(exec, dos, balance);
-    const std::size_t started = StartedSubTests();
+    const std::size_t started = watch_.started();
 
     Outcome outcome;
     real.SetIoErr(0);  // as a process starts
-    outcome.result = quorle::Run(tracer.exec(), catalogue);
-    outcome.ran_tests = StartedSubTests() != started;
+    outcome.result = quorle::Run(tracer.exec(), catalogue, watch_);
+    outcome.ran_tests = watch_.started() != started;
     outcome.output = bench_->TakeOutput();
     outcome.directory_restored = !real.SetCurrentDir({});
     outcome.requesters_restored = real.SetProcWindow(nullptr) == nullptr;
@@ -234,10 +232,13 @@ class SharedBench {
     return outcome;
   }
 
+  const SubTestWatch& watch() const { return watch_; }
+
  private:
   std::vector<std::string> words_;
   std::unique_ptr<TestBench> bench_;
   std::string volumes_;
+  SubTestWatch watch_;
 };
 
 /// Whether the output tells that the object stayed.
@@ -419,7 +420,7 @@ class SweepTest : public testing::Test {
   void Sweep(const std::vector<std::string>& words) {
     SharedBench bench(words);
     OneFault one;
-    one.Record(CurrentSubTest());
+    one.Record(bench.watch().current());
     const Outcome conforming = bench.Run(one, catalogue_.data());
     const std::vector<CallSite> sites = one.TakeSites();
     ASSERT_FALSE(sites.empty());
@@ -479,14 +480,6 @@ class SweepTest : public testing::Test {
   std::size_t failures_ = 0;
 };
 
-bool IsStub(TestGroup group) {
-  constexpr TestGroup kStubs[] = {
-      AddNotifyStub, ExamineDirStub, FileSystemAttrStub, FlushStub,         FormatStub,
-      InhibitStub,   LockRecordStub, RemoveNotifyStub,   SameFileStub,      GetFilePositionStub,
-      SameLockStub,  SerializeStub,  UnLockRecordStub,   VolumeInfoDataStub};
-  return std::find(std::begin(kStubs), std::end(kStubs), group) != std::end(kStubs);
-}
-
 void Register(const std::string& name, const std::vector<TestEntry>& catalogue,
               const std::vector<std::string>& host_words) {
   std::string test_name = name;
@@ -499,7 +492,7 @@ void RegisterAll() {
   const TestEntry last = {nullptr, ""};
   std::vector<TestEntry> stubs;
   for (const TestEntry* entry = kCatalogue; entry->group != nullptr; ++entry) {
-    if (IsStub(entry->group)) {
+    if (entry->group->sub_tests == nullptr) {
       stubs.push_back(*entry);
       continue;
     }

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "tests/groups.h"
 
 namespace quorle {
@@ -68,15 +67,13 @@ std::int32_t StateProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    StateUnprotected,  // 1
-    StateProtected,    // 2
-    nullptr,
+    {"StateUnprotected", StateUnprotected},  // 1
+    {"StateProtected", StateProtected},      // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t DeviceInfoDataGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kDeviceInfoDataGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

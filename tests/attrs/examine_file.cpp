@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/attrs/examine.h"
 #include "tests/groups.h"
@@ -45,14 +44,12 @@ std::int32_t OpenFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    OpenFile,  // 1
-    nullptr,
+    {"OpenFile", OpenFile},  // 1
+    {},
 };
 
 }  // namespace
 
-std::int32_t ExamineFileGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kExamineFileGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/attrs/examine.h"
 #include "tests/groups.h"
@@ -72,15 +71,13 @@ std::int32_t FileLockFromHandle(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    RootDirectory,       // 1
-    FileLockFromHandle,  // 2
-    nullptr,
+    {"RootDirectory", RootDirectory},            // 1
+    {"FileLockFromHandle", FileLockFromHandle},  // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t ExamineLockGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kExamineLockGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/attrs/examine.h"
 #include "tests/groups.h"
@@ -65,15 +64,13 @@ std::int32_t SoftLink(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    File,      // 1
-    SoftLink,  // 2
-    nullptr,
+    {"File", File},          // 1
+    {"SoftLink", SoftLink},  // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t ExamineObjGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kExamineObjGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

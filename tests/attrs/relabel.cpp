@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "tests/groups.h"
 
 namespace quorle {
@@ -74,14 +73,12 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    NewNameReadBack,  // 1
-    WriteProtected,   // 2
-    nullptr,
+    {"NewNameReadBack", NewNameReadBack},  // 1
+    {"WriteProtected", WriteProtected},    // 2
+    {},
 };
 
-}  // namespace
-
-std::int32_t RelabelGroup(TestContext& ctx) {
+std::int32_t RunOnNamedVolume(TestContext& ctx, const TestGroup& group, RunListener& listener) {
   if (ctx.volume_name[0] == '\0') {
     if (ctx.NoInfoMessages()) return RETURN_OK;
     const Italic italic(ctx);
@@ -89,7 +86,11 @@ std::int32_t RelabelGroup(TestContext& ctx) {
                      ctx.device_name);
     return RETURN_OK;
   }
-  return RunTestGroup(ctx, kSubTests, kLabel);
+  return RunTestGroup(ctx, group, listener);
 }
+
+}  // namespace
+
+const TestGroup kRelabelGroup = {.label = kLabel, .sub_tests = kSubTests, .run = RunOnNamedVolume};
 
 }  // namespace quorle

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/attrs/relative_lock.h"
 #include "tests/groups.h"
@@ -271,19 +270,17 @@ std::int32_t EmptyNameRelativeToFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    NewFileHasNone,           // 1
-    NewDirectoryHasNone,      // 2
-    SharedLockAllows,         // 3
-    CommentIsStored,          // 4
-    RootDirectory,            // 5
-    EmptyNameRelativeToFile,  // 6
-    nullptr,
+    {"NewFileHasNone", NewFileHasNone},                    // 1
+    {"NewDirectoryHasNone", NewDirectoryHasNone},          // 2
+    {"SharedLockAllows", SharedLockAllows},                // 3
+    {"CommentIsStored", CommentIsStored},                  // 4
+    {"RootDirectory", RootDirectory},                      // 5
+    {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},  // 6
+    {},
 };
 
 }  // namespace
 
-std::int32_t SetCommentGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kSetCommentGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/attrs/relative_lock.h"
 #include "tests/groups.h"
@@ -291,18 +290,16 @@ std::int32_t EmptyNameRelativeToFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    SharedLockAllows,         // 1
-    DatesOfFile,              // 2
-    DatesOfDirectory,         // 3
-    RootDirectory,            // 4
-    EmptyNameRelativeToFile,  // 5
-    nullptr,
+    {"SharedLockAllows", SharedLockAllows},                // 1
+    {"DatesOfFile", DatesOfFile},                          // 2
+    {"DatesOfDirectory", DatesOfDirectory},                // 3
+    {"RootDirectory", RootDirectory},                      // 4
+    {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},  // 5
+    {},
 };
 
 }  // namespace
 
-std::int32_t SetDateGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kSetDateGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

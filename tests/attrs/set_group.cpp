@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -240,17 +239,15 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    NewObjectsHaveNone,  // 1
-    SharedLockAllows,    // 2
-    GroupIsStored,       // 3
-    RootDirectory,       // 4
-    nullptr,
+    {"NewObjectsHaveNone", NewObjectsHaveNone},  // 1
+    {"SharedLockAllows", SharedLockAllows},      // 2
+    {"GroupIsStored", GroupIsStored},            // 3
+    {"RootDirectory", RootDirectory},            // 4
+    {},
 };
 
 }  // namespace
 
-std::int32_t SetGroupGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kSetGroupGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -241,17 +240,15 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    NewObjectsHaveNone,  // 1
-    SharedLockAllows,    // 2
-    OwnerIsStored,       // 3
-    RootDirectory,       // 4
-    nullptr,
+    {"NewObjectsHaveNone", NewObjectsHaveNone},  // 1
+    {"SharedLockAllows", SharedLockAllows},      // 2
+    {"OwnerIsStored", OwnerIsStored},            // 3
+    {"RootDirectory", RootDirectory},            // 4
+    {},
 };
 
 }  // namespace
 
-std::int32_t SetOwnerGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kSetOwnerGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

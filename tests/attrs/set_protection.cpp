@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/attrs/relative_lock.h"
 #include "tests/groups.h"
@@ -288,19 +287,17 @@ std::int32_t EmptyNameRelativeToFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    NewFileDeniesNothing,       // 1
-    NewDirectoryDeniesNothing,  // 2
-    SharedLockAllows,           // 3
-    MaskIsStored,               // 4
-    RootDirectory,              // 5
-    EmptyNameRelativeToFile,    // 6
-    nullptr,
+    {"NewFileDeniesNothing", NewFileDeniesNothing},            // 1
+    {"NewDirectoryDeniesNothing", NewDirectoryDeniesNothing},  // 2
+    {"SharedLockAllows", SharedLockAllows},                    // 3
+    {"MaskIsStored", MaskIsStored},                            // 4
+    {"RootDirectory", RootDirectory},                          // 5
+    {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},      // 6
+    {},
 };
 
 }  // namespace
 
-std::int32_t SetProtectionGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kSetProtectionGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

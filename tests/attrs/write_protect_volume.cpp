@@ -2,7 +2,6 @@
 
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "tests/groups.h"
 
 namespace quorle {
@@ -25,14 +24,12 @@ std::int32_t OnAndOff(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    OnAndOff,  // 1
-    nullptr,
+    {"OnAndOff", OnAndOff},  // 1
+    {},
 };
 
 }  // namespace
 
-std::int32_t WriteProtectVolumeGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kWriteProtectVolumeGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -212,15 +211,13 @@ std::int32_t PositionFollows(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    OutsideRefused,   // 1
-    PositionFollows,  // 2
-    nullptr,
+    {"OutsideRefused", OutsideRefused},    // 1
+    {"PositionFollows", PositionFollows},  // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t ChangeFilePositionGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kChangeFilePositionGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

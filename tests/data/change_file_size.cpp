@@ -5,7 +5,6 @@
 #include "harness/context.h"
 #include "harness/diagnostics.h"
 #include "harness/memory.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -262,19 +261,17 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    SizesFromEachPoint,    // 1
-    ChangeShows,           // 2
-    GrowingKeepsPosition,  // 3
-    ShrinkToHalf,          // 4
-    ShrinkToNothing,       // 5
-    WriteProtected,        // 6
-    nullptr,
+    {"SizesFromEachPoint", SizesFromEachPoint},      // 1
+    {"ChangeShows", ChangeShows},                    // 2
+    {"GrowingKeepsPosition", GrowingKeepsPosition},  // 3
+    {"ShrinkToHalf", ShrinkToHalf},                  // 4
+    {"ShrinkToNothing", ShrinkToNothing},            // 5
+    {"WriteProtected", WriteProtected},              // 6
+    {},
 };
 
 }  // namespace
 
-std::int32_t ChangeFileSizeGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kChangeFileSizeGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

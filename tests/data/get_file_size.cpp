@@ -4,7 +4,6 @@
 #include "harness/context.h"
 #include "harness/diagnostics.h"
 #include "harness/memory.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -105,15 +104,13 @@ std::int32_t SizeAfterAppending(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    SizeAfterWrite,      // 1
-    SizeAfterAppending,  // 2
-    nullptr,
+    {"SizeAfterWrite", SizeAfterWrite},          // 1
+    {"SizeAfterAppending", SizeAfterAppending},  // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t GetFileSizeGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kGetFileSizeGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -5,7 +5,6 @@
 #include "harness/context.h"
 #include "harness/diagnostics.h"
 #include "harness/memory.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -640,26 +639,24 @@ std::int32_t NewFileEmptiesFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    MissingFile,                    // 1
-    DirectoryRefused,               // 2
-    OldFileBesideReadWrite,         // 3
-    NewFileBesideReadWrite,         // 4
-    NewFileOverClosedFile,          // 5
-    NewFileOverDeleteProtected,     // 6
-    ProtectionDoesNotHinder,        // 7
-    NewFileOnWriteProtectedVolume,  // 8
-    ChangeShows,                    // 9
-    NewFileOverDirectoryLink,       // 10
-    NewFileThroughFileLink,         // 11
-    EmptyNameRelativeToFile,        // 12
-    NewFileEmptiesFile,             // 13
-    nullptr,
+    {"MissingFile", MissingFile},                                      // 1
+    {"DirectoryRefused", DirectoryRefused},                            // 2
+    {"OldFileBesideReadWrite", OldFileBesideReadWrite},                // 3
+    {"NewFileBesideReadWrite", NewFileBesideReadWrite},                // 4
+    {"NewFileOverClosedFile", NewFileOverClosedFile},                  // 5
+    {"NewFileOverDeleteProtected", NewFileOverDeleteProtected},        // 6
+    {"ProtectionDoesNotHinder", ProtectionDoesNotHinder},              // 7
+    {"NewFileOnWriteProtectedVolume", NewFileOnWriteProtectedVolume},  // 8
+    {"ChangeShows", ChangeShows},                                      // 9
+    {"NewFileOverDirectoryLink", NewFileOverDirectoryLink},            // 10
+    {"NewFileThroughFileLink", NewFileThroughFileLink},                // 11
+    {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},              // 12
+    {"NewFileEmptiesFile", NewFileEmptiesFile},                        // 13
+    {},
 };
 
 }  // namespace
 
-std::int32_t OpenGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kOpenGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

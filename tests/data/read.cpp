@@ -4,7 +4,6 @@
 #include "harness/context.h"
 #include "harness/diagnostics.h"
 #include "harness/memory.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -126,15 +125,13 @@ std::int32_t ReadProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    ReadBack,       // 1
-    ReadProtected,  // 2
-    nullptr,
+    {"ReadBack", ReadBack},            // 1
+    {"ReadProtected", ReadProtected},  // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t ReadGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kReadGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

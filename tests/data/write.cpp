@@ -5,7 +5,6 @@
 #include "harness/context.h"
 #include "harness/diagnostics.h"
 #include "harness/memory.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -284,17 +283,15 @@ std::int32_t OverwriteStart(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    WriteAndReadBack,  // 1
-    WriteProtected,    // 2
-    ChangeShows,       // 3
-    OverwriteStart,    // 4
-    nullptr,
+    {"WriteAndReadBack", WriteAndReadBack},  // 1
+    {"WriteProtected", WriteProtected},      // 2
+    {"ChangeShows", ChangeShows},            // 3
+    {"OverwriteStart", OverwriteStart},      // 4
+    {},
 };
 
 }  // namespace
 
-std::int32_t WriteGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kWriteGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

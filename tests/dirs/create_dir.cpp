@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "harness/vector_port.h"
 #include "tests/groups.h"
@@ -174,16 +173,14 @@ std::int32_t TakenName(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    NewDirectory,  // 1
-    LockIsShared,  // 2
-    TakenName,     // 3
-    nullptr,
+    {"NewDirectory", NewDirectory},  // 1
+    {"LockIsShared", LockIsShared},  // 2
+    {"TakenName", TakenName},        // 3
+    {},
 };
 
 }  // namespace
 
-std::int32_t CreateDirGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kCreateDirGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

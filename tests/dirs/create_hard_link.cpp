@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -167,16 +166,14 @@ std::int32_t OtherVolume(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    DirectoryLoop,  // 1
-    LinkToFile,     // 2
-    OtherVolume,    // 3
-    nullptr,
+    {"DirectoryLoop", DirectoryLoop},  // 1
+    {"LinkToFile", LinkToFile},        // 2
+    {"OtherVolume", OtherVolume},      // 3
+    {},
 };
 
 }  // namespace
 
-std::int32_t CreateHardLinkGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kCreateHardLinkGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -73,15 +72,13 @@ std::int32_t LinkToFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    LinkToDirectory,  // 1
-    LinkToFile,       // 2
-    nullptr,
+    {"LinkToDirectory", LinkToDirectory},  // 1
+    {"LinkToFile", LinkToFile},            // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t CreateSoftLinkGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kCreateSoftLinkGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

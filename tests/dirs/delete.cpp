@@ -4,7 +4,6 @@
 #include "harness/change_update.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -264,20 +263,18 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    OpenFile,            // 1
-    ProtectedFile,       // 2
-    ProtectedDirectory,  // 3
-    MissingObject,       // 4
-    DirectoryNotEmpty,   // 5
-    ChangeShows,         // 6
-    RootDirectory,       // 7
-    nullptr,
+    {"OpenFile", OpenFile},                      // 1
+    {"ProtectedFile", ProtectedFile},            // 2
+    {"ProtectedDirectory", ProtectedDirectory},  // 3
+    {"MissingObject", MissingObject},            // 4
+    {"DirectoryNotEmpty", DirectoryNotEmpty},    // 5
+    {"ChangeShows", ChangeShows},                // 6
+    {"RootDirectory", RootDirectory},            // 7
+    {},
 };
 
 }  // namespace
 
-std::int32_t DeleteGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kDeleteGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

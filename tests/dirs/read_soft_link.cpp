@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -220,17 +219,15 @@ std::int32_t HardLink(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    ReadableLink,    // 1
-    BufferTooSmall,  // 2
-    PlainFile,       // 3
-    HardLink,        // 4
-    nullptr,
+    {"ReadableLink", ReadableLink},      // 1
+    {"BufferTooSmall", BufferTooSmall},  // 2
+    {"PlainFile", PlainFile},            // 3
+    {"HardLink", HardLink},              // 4
+    {},
 };
 
 }  // namespace
 
-std::int32_t ReadSoftLinkGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kReadSoftLinkGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

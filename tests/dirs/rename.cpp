@@ -3,7 +3,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "harness/vector_port.h"
 #include "tests/groups.h"
@@ -316,19 +315,17 @@ std::int32_t RenamedSoftLink(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    RenamedFile,           // 1
-    RenamedDirectory,      // 2
-    WriteProtectedVolume,  // 3
-    DirectoryLoop,         // 4
-    TakenName,             // 5
-    RenamedSoftLink,       // 6
-    nullptr,
+    {"RenamedFile", RenamedFile},                    // 1
+    {"RenamedDirectory", RenamedDirectory},          // 2
+    {"WriteProtectedVolume", WriteProtectedVolume},  // 3
+    {"DirectoryLoop", DirectoryLoop},                // 4
+    {"TakenName", TakenName},                        // 5
+    {"RenamedSoftLink", RenamedSoftLink},            // 6
+    {},
 };
 
 }  // namespace
 
-std::int32_t RenameGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kRenameGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

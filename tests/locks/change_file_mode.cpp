@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -121,14 +120,12 @@ std::int32_t ExclusiveOnlyWhenAlone(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    ExclusiveOnlyWhenAlone,  // 1
-    nullptr,
+    {"ExclusiveOnlyWhenAlone", ExclusiveOnlyWhenAlone},  // 1
+    {},
 };
 
 }  // namespace
 
-std::int32_t ChangeFileModeGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kChangeFileModeGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

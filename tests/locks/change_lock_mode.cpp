@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -117,14 +116,12 @@ std::int32_t ExclusiveOnlyWhenAlone(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    ExclusiveOnlyWhenAlone,  // 1
-    nullptr,
+    {"ExclusiveOnlyWhenAlone", ExclusiveOnlyWhenAlone},  // 1
+    {},
 };
 
 }  // namespace
 
-std::int32_t ChangeLockModeGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kChangeLockModeGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -44,11 +43,13 @@ std::int32_t HandleThenNothing(TestContext& ctx, std::int32_t) {
   return kPassed;
 }
 
+constexpr SubTestTable kSubTests = {
+    {"HandleThenNothing", HandleThenNothing},  // 1
+    {},
+};
+
 }  // namespace
 
-std::int32_t CloseGroup(TestContext& ctx) {
-  const SubTest sub_tests[2] = {HandleThenNothing, nullptr};
-  return RunTestGroup(ctx, sub_tests, kLabel);
-}
+const TestGroup kCloseGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -88,15 +87,13 @@ std::int32_t SharedIsGranted(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    ExclusiveIsRefused,  // 1
-    SharedIsGranted,     // 2
-    nullptr,
+    {"ExclusiveIsRefused", ExclusiveIsRefused},  // 1
+    {"SharedIsGranted", SharedIsGranted},        // 2
+    {},
 };
 
 }  // namespace
 
-std::int32_t DupLockFromFHGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kDupLockFromFHGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "harness/vector_port.h"
 #include "tests/groups.h"
@@ -194,17 +193,15 @@ std::int32_t EmptyNameRelativeToFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    MissingObject,            // 1
-    ExclusiveOverShared,      // 2
-    SharedOnlyOnDirectory,    // 3
-    EmptyNameRelativeToFile,  // 4
-    nullptr,
+    {"MissingObject", MissingObject},                      // 1
+    {"ExclusiveOverShared", ExclusiveOverShared},          // 2
+    {"SharedOnlyOnDirectory", SharedOnlyOnDirectory},      // 3
+    {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},  // 4
+    {},
 };
 
 }  // namespace
 
-std::int32_t LockGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kLockGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

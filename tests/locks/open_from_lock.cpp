@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -143,16 +142,14 @@ std::int32_t DirectoryIsRefused(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    SharedLockOpens,     // 1
-    ExclusiveLockOpens,  // 2
-    DirectoryIsRefused,  // 3
-    nullptr,
+    {"SharedLockOpens", SharedLockOpens},        // 1
+    {"ExclusiveLockOpens", ExclusiveLockOpens},  // 2
+    {"DirectoryIsRefused", DirectoryIsRefused},  // 3
+    {},
 };
 
 }  // namespace
 
-std::int32_t OpenFromLockGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kOpenFromLockGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

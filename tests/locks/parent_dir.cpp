@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -118,16 +117,14 @@ std::int32_t FileHasOne(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    RootHasNone,      // 1
-    DirectoryHasOne,  // 2
-    FileHasOne,       // 3
-    nullptr,
+    {"RootHasNone", RootHasNone},          // 1
+    {"DirectoryHasOne", DirectoryHasOne},  // 2
+    {"FileHasOne", FileHasOne},            // 3
+    {},
 };
 
 }  // namespace
 
-std::int32_t ParentDirGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kParentDirGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

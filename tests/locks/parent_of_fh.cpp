@@ -1,7 +1,6 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/runner.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
 
@@ -42,14 +41,12 @@ std::int32_t ExclusiveFileHasOne(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    ExclusiveFileHasOne,  // 1
-    nullptr,
+    {"ExclusiveFileHasOne", ExclusiveFileHasOne},  // 1
+    {},
 };
 
 }  // namespace
 
-std::int32_t ParentOfFHGroup(TestContext& ctx) {
-  return RunTestGroup(ctx, kSubTests, kLabel);
-}
+const TestGroup kParentOfFHGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -1,5 +1,4 @@
 #include "harness/context.h"
-#include "harness/runner.h"
 #include "tests/groups.h"
 
 namespace quorle {
@@ -13,11 +12,13 @@ std::int32_t Placeholder(TestContext&, std::int32_t) {
   return kPassed;
 }
 
+constexpr SubTestTable kSubTests = {
+    {"Placeholder", Placeholder},  // 1
+    {},
+};
+
 }  // namespace
 
-std::int32_t UnLockGroup(TestContext& ctx) {
-  const SubTest sub_tests[2] = {Placeholder, nullptr};
-  return RunTestGroup(ctx, sub_tests, kLabel);
-}
+const TestGroup kUnLockGroup = {kLabel, kSubTests};
 
 }  // namespace quorle

@@ -22,16 +22,19 @@ std::string& Log() {
   return log;
 }
 
-template <char kLetter, std::int32_t kResult = 0>
-std::int32_t Group(TestContext&) {
+template <char kLetter, std::int32_t kResult>
+std::int32_t LogAndReturn(TestContext&, const TestGroup&, RunListener&) {
   Log() += kLetter;
   return kResult;
 }
 
+template <char kLetter, std::int32_t kResult = 0>
+constexpr TestGroup kGroup = {.label = "Some()", .run = LogAndReturn<kLetter, kResult>};
+
 constexpr TestEntry kThreeRows[] = {
-    {Group<'a'>, "First"}, {Group<'b', 10>, "Second"}, {Group<'c'>, "Third"}, {nullptr, ""}};
+    {&kGroup<'a'>, "First"}, {&kGroup<'b', 10>, "Second"}, {&kGroup<'c'>, "Third"}, {nullptr, ""}};
 constexpr TestEntry kPassingRows[] = {
-    {Group<'a'>, "First"}, {Group<'b'>, nullptr}, {Group<'c'>, "Third"}, {nullptr, ""}};
+    {&kGroup<'a'>, "First"}, {&kGroup<'b'>, nullptr}, {&kGroup<'c'>, "Third"}, {nullptr, ""}};
 
 std::string Header() {
   return std::string(kClear) + kClear +
@@ -91,6 +94,54 @@ TEST_F(EntryTest, WholeRunCallsAndReleasesInOrder) {
   EXPECT_TRUE(has("SetProcWindow(\"previous\")=null #0"));
   EXPECT_TRUE(has("UnLock(\"lock:5\")=null #0"));
   EXPECT_TRUE(output_.ends_with("\n\n\033[0m\n")) << "the identity, then the closing line break";
+}
+
+// ---- Listeners ---------------------------------------------------------------------------------
+
+std::int32_t Passes(TestContext&, std::int32_t) {
+  return kPassed;
+}
+
+constexpr SubTest kPassingTable[] = {{"Passes", Passes}, {}};
+constexpr TestGroup kPassingGroup = {"Some()", kPassingTable};
+constexpr TestEntry kRowsWithSubTests[] = {{&kPassingGroup, "First"},
+                                           {&kGroup<'b', 10>, "Second"},
+                                           {&kPassingGroup, "Third"},
+                                           {nullptr, ""}};
+
+/// Writes down what it hears.
+class LoggingListener final : public RunListener {
+ public:
+  void OnRunStart(std::int32_t first, std::int32_t last) override {
+    Log() += std::to_string(first) + "-" + std::to_string(last);
+  }
+  void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
+    Log().append(" ").append(entry.title).append(std::to_string(row)).append("(");
+  }
+  void OnGroupEnd(const TestEntry&, std::int32_t result) override {
+    Log() += ")" + std::to_string(result);
+  }
+};
+
+TEST_F(EntryTest, AListenerHearsOfEachGroupThatRuns) {
+  const auto heard = [](const std::vector<std::string>& words) {
+    Log().clear();
+    TestBench bench(words);
+    LoggingListener listener;
+    bench.Run(kRowsWithSubTests, listener);
+    return Log();
+  };
+  EXPECT_EQ(heard({"RAM:"}), "0-2 First1()0 Second2(b)10 Third3()0");
+  EXPECT_EQ(heard({"RAM:", "FTN=2"}), "1-2 Second2(b)10 Third3()0");
+  EXPECT_EQ(heard({"RAM:", "TN=2"}), "1-1 Second2(b)10");
+  EXPECT_EQ(heard({"RAM:", "AOE"}), "0-2 First1()0 Second2(b)10");
+  EXPECT_EQ(heard({"Nowhere:"}), "") << "refused before the tests";
+}
+
+TEST_F(EntryTest, AListenerIsNotNeeded) {
+  EXPECT_EQ(Run({"RAM:"}, "", kRowsWithSubTests), RETURN_ERROR);
+  EXPECT_EQ(Log(), "b");
+  EXPECT_NE(output_.find("Some() tests passed.\nSome() tests passed.\n"), std::string::npos);
 }
 
 // ---- Refusals ----------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "harness/catalogue.h"
+#include "harness/run_listener.h"
 #include "selftest/support/test_bench.h"
 
 namespace quorle {
@@ -12,7 +13,7 @@ namespace {
 
 struct StubCase {
   const char* name;
-  TestGroup group;
+  const TestGroup& group;
   std::string note;
 };
 
@@ -21,32 +22,34 @@ class StubTest : public testing::TestWithParam<StubCase> {};
 TEST_P(StubTest, PrintsItsNoteInItalicsAndPasses) {
   selftest::TestBench bench({"RAM:"});
   TestContext& ctx = bench.Context();
-  EXPECT_EQ(GetParam().group(ctx), 0);
+  const TestGroup& group = GetParam().group;
+  SilentListener listener;
+  EXPECT_EQ(group.run(ctx, group, listener), 0);
   EXPECT_EQ(bench.TakeOutput(), "\033[3m" + GetParam().note + "\033[0m");
 
   ctx.args[kNoInfoMessagesArgument].flag = 1;
-  EXPECT_EQ(GetParam().group(ctx), 0);
+  EXPECT_EQ(group.run(ctx, group, listener), 0);
   EXPECT_EQ(bench.TakeOutput(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Stubs, StubTest,
     testing::Values(
-        StubCase{"AddNotify", AddNotifyStub, ""},
-        StubCase{"ExamineDir", ExamineDirStub, "-- ExamineDir() test not yet available.\n"},
-        StubCase{"FileSystemAttr", FileSystemAttrStub,
+        StubCase{"AddNotify", kAddNotifyStub, ""},
+        StubCase{"ExamineDir", kExamineDirStub, "-- ExamineDir() test not yet available.\n"},
+        StubCase{"FileSystemAttr", kFileSystemAttrStub,
                  "-- FileSystemAttr() test not yet available.\n"},
-        StubCase{"Flush", FlushStub, "Flush() test skipped because it is not testable.\n"},
-        StubCase{"Format", FormatStub, "Format() test skipped due to risk of data loss.\n"},
-        StubCase{"GetFilePosition", GetFilePositionStub,
+        StubCase{"Flush", kFlushStub, "Flush() test skipped because it is not testable.\n"},
+        StubCase{"Format", kFormatStub, "Format() test skipped due to risk of data loss.\n"},
+        StubCase{"GetFilePosition", kGetFilePositionStub,
                  "-- GetFilePosition() test not yet available.\n"},
-        StubCase{"Inhibit", InhibitStub, ""}, StubCase{"LockRecord", LockRecordStub, ""},
-        StubCase{"RemoveNotify", RemoveNotifyStub, ""},
-        StubCase{"SameFile", SameFileStub, "-- SameFile() test not yet available.\n"},
-        StubCase{"SameLock", SameLockStub, "-- SameLock() test not yet available.\n"},
-        StubCase{"Serialize", SerializeStub, "-- Serialize() test not yet available.\n"},
-        StubCase{"UnLockRecord", UnLockRecordStub, ""},
-        StubCase{"VolumeInfoData", VolumeInfoDataStub,
+        StubCase{"Inhibit", kInhibitStub, ""}, StubCase{"LockRecord", kLockRecordStub, ""},
+        StubCase{"RemoveNotify", kRemoveNotifyStub, ""},
+        StubCase{"SameFile", kSameFileStub, "-- SameFile() test not yet available.\n"},
+        StubCase{"SameLock", kSameLockStub, "-- SameLock() test not yet available.\n"},
+        StubCase{"Serialize", kSerializeStub, "-- Serialize() test not yet available.\n"},
+        StubCase{"UnLockRecord", kUnLockRecordStub, ""},
+        StubCase{"VolumeInfoData", kVolumeInfoDataStub,
                  "-- VolumeInfoData() test not yet available.\n"}),
     [](const testing::TestParamInfo<StubCase>& stub) { return std::string(stub.param.name); });
 

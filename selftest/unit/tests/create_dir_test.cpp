@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "harness/run_listener.h"
 #include "selftest/support/test_bench.h"
 #include "tests/groups.h"
 
@@ -15,7 +16,8 @@ int DirectoriesAskedFor(const char* dos_version) {
   TestContext& ctx = bench.Context();
   const LockHandle root = ctx.root_lock;
   ctx.root_lock = {};
-  EXPECT_EQ(CreateDirGroup(ctx), RETURN_ERROR);
+  SilentListener listener;
+  EXPECT_EQ(RunTestGroup(ctx, kCreateDirGroup, listener), RETURN_ERROR);
   ctx.root_lock = root;
   int asked = 0;
   for (const nlohmann::json& call : bench.TakeTrace()) {

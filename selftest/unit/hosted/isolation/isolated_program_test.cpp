@@ -507,12 +507,12 @@ TEST_P(WayToEndTest, WhenItIsUnmounted) {
 
 TEST_P(WayToEndTest, InATest) {
   MountRogue("FSRename", GetParam().how);
-  watch_.BeginTest(34);
+  watch_.BeginTest(34, "Rename()");
   EXPECT_FALSE(port_->Rename(code_, nullptr, "a", nullptr, "b"));
   watch_.EndTest();
   ASSERT_EQ(lines_.size(), 1U);
-  EXPECT_EQ(lines_[0],
-            std::string("handler process of DH0: ") + GetParam().told + " in FSRename(), test 34");
+  EXPECT_EQ(lines_[0], std::string("handler process of DH0: ") + GetParam().told +
+                           " in FSRename(), test 34 (Rename)");
 }
 
 constexpr const char* kNoShape = "gave a reply without shape";
@@ -691,7 +691,7 @@ TEST_F(IsolatedProgramTest, AnotherProcessIsMadeForTheNextTest) {
   ASSERT_TRUE(port_->Open(code_, file, nullptr, "file", MODE_OLDFILE));
   EXPECT_TRUE(port_->Relabel(code_, "Other"));
 
-  watch_.BeginTest(34);
+  watch_.BeginTest(34, "Rename()");
   EXPECT_FALSE(port_->Rename(code_, root, "file", root, "other"));
   EXPECT_EQ(Lock(""), nullptr) << "not before the next test";
   EXPECT_EQ(code_, ERROR_DEVICE_NOT_MOUNTED);
@@ -699,7 +699,7 @@ TEST_F(IsolatedProgramTest, AnotherProcessIsMadeForTheNextTest) {
   EXPECT_EQ(Lock(""), nullptr);
   EXPECT_TRUE(Children().empty());
 
-  watch_.BeginTest(35);
+  watch_.BeginTest(35, "Some()");
   // The locks on the root work, on an empty volume with its first name; nothing else does.
   EXPECT_EQ(NameOf(root), NameOf(second));
   EXPECT_NE(port_->volume_name(), "Other");
@@ -716,9 +716,10 @@ TEST_F(IsolatedProgramTest, AnotherProcessIsMadeForTheNextTest) {
   EXPECT_TRUE(port_->UnLock(code_, second));
   watch_.EndTest();
   EXPECT_TRUE(port_->Unmount().empty());
-  EXPECT_EQ(lines_, std::vector<std::string>{
-                        "handler process of DH0: exited with status 3 in FSRename(), test 34; "
-                        "started anew for the next test"});
+  EXPECT_EQ(lines_,
+            std::vector<std::string>{
+                "handler process of DH0: exited with status 3 in FSRename(), test 34 (Rename); "
+                "started anew for the next test"});
 }
 
 TEST_F(IsolatedProgramTest, ARootLockByPacketsIsTakenAgainToo) {
@@ -726,7 +727,7 @@ TEST_F(IsolatedProgramTest, ARootLockByPacketsIsTakenAgainToo) {
   ASSERT_NE(port_, nullptr) << problem_;
   ::Lock* const root = Lock("");
   EXPECT_FALSE(port_->Rename(code_, root, "a", root, "b"));
-  watch_.BeginTest(1);
+  watch_.BeginTest(1, "Some()");
   ::Lock* const directory = port_->CreateDir(code_, root, "dir");
   EXPECT_NE(directory, nullptr) << code_;
   EXPECT_TRUE(port_->UnLock(code_, directory));
@@ -740,7 +741,7 @@ TEST_F(IsolatedProgramTest, WhatCannotBeStartedAnewStaysAway) {
   ASSERT_NE(port_, nullptr) << problem_;
   EXPECT_FALSE(port_->Rename(code_, nullptr, "a", nullptr, "b"));
   for (const int test : {2, 3}) {
-    watch_.BeginTest(test);
+    watch_.BeginTest(test, "Some()");
     EXPECT_EQ(Lock(""), nullptr);
     EXPECT_EQ(code_, ERROR_DEVICE_NOT_MOUNTED);
     watch_.EndTest();
@@ -798,7 +799,7 @@ TEST_F(IsolatedProgramTest, AHundredRestartsCostNoMemoryAndNoDescriptors) {
   ::Lock* const root = Lock("");
   const auto restarts = [&](int count) {
     for (int i = 0; i < count; ++i) {
-      watch_.BeginTest(i + 1);
+      watch_.BeginTest(i + 1, "Some()");
       ::Lock* const lock = port_->DupLock(code_, root);
       ASSERT_NE(lock, nullptr) << code_;
       EXPECT_TRUE(port_->UnLock(code_, lock));
