@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
 #include "handlers/deviate/deviation.h"
+#include "selftest/support/transcripts.h"
 
 namespace quorle::selftest {
 namespace {
@@ -14,16 +13,12 @@ namespace {
 /// Deviations that tell the length of a text without storing it.
 constexpr std::string_view kWithoutText[] = {"read-link-of-file", "read-link-of-hard-link"};
 
-std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 /// Whether a rule makes a read return what was not read.
 bool TellsOfData(const std::string& rules) {
   std::istringstream lines(rules);
   for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("Read") && line.find(" return ") != std::string::npos) return true;
+    const std::string_view call = std::string_view(line).substr(line.find('/') + 1);
+    if (call.starts_with("Read") && line.find(" return ") != std::string::npos) return true;
   }
   return false;
 }
@@ -43,24 +38,20 @@ std::string WithoutData(const std::string& line) {
 
 }  // namespace
 
-std::vector<Case> ReadCases(const std::string& folder) {
-  if (folder == kDeviations) return DeviationCases();
+std::vector<Case> ReadCases(const std::string& file) {
+  if (file == kDeviations) return DeviationCases();
   std::vector<Case> cases;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-    if (entry.path().filename() != "args") continue;
-    const std::filesystem::path place = entry.path().parent_path();
-    std::istringstream words(ReadFile(entry.path()));
-    const std::string rules = ReadFile(place / "rules");
-    cases.push_back(
-        {.name = place.parent_path().filename().string() + "/" + place.filename().string(),
-         .words = {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()},
-         .rules = rules,
-         .output = ReadFile(place / "expect.out"),
-         .result = ReadFile(place / "expect.rc"),
-         .tells_of_data = TellsOfData(rules)});
+  const Starts starts(file);
+  const TranscriptFile transcripts = ReadTranscripts(file);
+  for (const Transcript& test : transcripts.transcripts()) {
+    const std::string rules = RulesText(test.rules);
+    cases.push_back({.name = std::filesystem::path(file).stem().string() + "/" + test.name,
+                     .words = WordsOf(test.args),
+                     .rules = rules,
+                     .output = starts.Of(test) + test.prints.value_or(""),
+                     .result = test.result + "\n",
+                     .tells_of_data = TellsOfData(rules)});
   }
-  std::sort(cases.begin(), cases.end(),
-            [](const Case& a, const Case& b) { return a.name < b.name; });
   return cases;
 }
 

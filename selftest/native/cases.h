@@ -20,12 +20,11 @@ struct Case {
   bool tells_of_data = false;
 };
 
-/// The word that stands for a folder with the cases of DeviationCases().
+/// The word that stands for a file with the cases of DeviationCases().
 inline constexpr std::string_view kDeviations = "deviations";
 
-/// The cases in and below `folder` of the transcripts, by name; for kDeviations those of
-/// DeviationCases().
-std::vector<Case> ReadCases(const std::string& folder);
+/// The cases of a file of transcripts; for kDeviations those of DeviationCases().
+std::vector<Case> ReadCases(const std::string& file);
 
 /// The whole catalogue against a volume that misbehaves, once for each known way and kind of port.
 /// What it prints is kept elsewhere.

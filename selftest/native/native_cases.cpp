@@ -7,8 +7,8 @@
 #include "selftest/native/native_program.h"
 #include "selftest/support/test_bench.h"
 
-// native_cases PROGRAM FOLDER RECORD: runs the platform's executable through every case of the
-// transcripts in FOLDER, or against every deviation when FOLDER is "deviations", and compares
+// native_cases PROGRAM FILE RECORD: runs the platform's executable through every case of the
+// transcripts in FILE, or against every deviation when FILE is "deviations", and compares
 // - what it prints and returns with what the case expects,
 // - every call that it makes with those of the tester compiled into this program.
 // What each run did is written to RECORD, for the comparison with another processor.
@@ -33,6 +33,7 @@ class Cases {
                                           reference_bench.TakeTraceLines());
 
     TestBench bench(test.words, test.rules);
+    bench.TakeRulesFrom(reference_bench);
     const NativeResult result = program_.Run(bench.Begin());
     const std::string output = bench.TakeOutput();
     const std::string run = RunText(test, result.code, output, bench.TakeTraceLines());
@@ -90,9 +91,9 @@ class Cases {
   std::uint32_t most_stack_ = 0;
 };
 
-int Main(const char* program, const char* folder, const char* record) {
+int Main(const char* program, const char* file, const char* record) {
   Cases cases(program, record);
-  for (const Case& test : ReadCases(folder)) cases.Run(test);
+  for (const Case& test : ReadCases(file)) cases.Run(test);
   return cases.Report();
 }
 
@@ -101,7 +102,7 @@ int Main(const char* program, const char* folder, const char* record) {
 
 int main(int argc, char** argv) {
   if (argc != 4) {
-    std::fprintf(stderr, "usage: native_cases PROGRAM FOLDER RECORD\n");
+    std::fprintf(stderr, "usage: native_cases PROGRAM FILE RECORD\n");
     return 2;
   }
   try {

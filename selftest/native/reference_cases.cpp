@@ -5,15 +5,15 @@
 #include "selftest/native/cases.h"
 #include "selftest/support/test_bench.h"
 
-// reference_cases FOLDER RECORD: runs the tester of this processor through every case of the
-// transcripts in FOLDER and writes to RECORD what each run did.
+// reference_cases FILE RECORD: runs the tester of this processor through every case of the
+// transcripts in FILE and writes to RECORD what each run did.
 
 namespace quorle::selftest {
 namespace {
 
-int Main(const char* folder, const char* record) {
+int Main(const char* file, const char* record) {
   std::ofstream out(record, std::ios::binary);
-  for (const Case& test : ReadCases(folder)) {
+  for (const Case& test : ReadCases(file)) {
     TestBench bench(test.words, test.rules);
     const std::int32_t result = bench.Run();
     const std::string output = bench.TakeOutput();
@@ -29,7 +29,7 @@ int Main(const char* folder, const char* record) {
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fprintf(stderr, "usage: reference_cases FOLDER RECORD\n");
+    std::fprintf(stderr, "usage: reference_cases FILE RECORD\n");
     return 2;
   }
   try {

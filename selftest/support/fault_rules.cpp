@@ -1,5 +1,6 @@
 #include "selftest/support/fault_rules.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -17,6 +18,19 @@ bool ParseNumber(std::string_view text, Number& number) {
   return error == std::errc() && end == text.data() + text.size();
 }
 
+/// An argument as calls have it: modes by their numbers.
+std::string Argument(std::string_view text) {
+  constexpr std::pair<std::string_view, std::string_view> kModes[] = {{"SHARED", "-2"},
+                                                                      {"EXCLUSIVE", "-1"},
+                                                                      {"OLDFILE", "1005"},
+                                                                      {"READWRITE", "1004"},
+                                                                      {"NEWFILE", "1006"}};
+  for (const auto& [name, number] : kModes) {
+    if (text == name) return std::string(number);
+  }
+  return std::string(text);
+}
+
 /// Cuts the next blank-separated word off `rest`.
 std::string_view NextWord(std::string_view& rest) {
   while (rest.starts_with(' ')) rest.remove_prefix(1);
@@ -25,8 +39,25 @@ std::string_view NextWord(std::string_view& rest) {
   return word;
 }
 
-/// OP[(ARG,ARG...)][#N[+]]
+bool ParsePlace(std::string_view text, RunPlace& place) {
+  if (const std::size_t dot = text.find('.'); dot != std::string_view::npos) {
+    if (!ParseNumber(text.substr(0, dot), place.row) || place.row <= 0) return false;
+    text.remove_prefix(dot + 1);
+  } else if (text == "start" || text == "end") {
+    place.kind = text == "start" ? RunPlace::Kind::kStart : RunPlace::Kind::kEnd;
+    return true;
+  }
+  place.kind = text == "group" ? RunPlace::Kind::kGroup : RunPlace::Kind::kSubTest;
+  return text == "group" || (ParseNumber(text, place.sub_test) && place.sub_test > 0);
+}
+
+/// [PLACE/]OP[(ARG,ARG...)][#N[+]]
 bool ParseCall(std::string_view call, FaultRule& rule) {
+  if (const std::size_t slash = call.find('/'); slash < call.find('(')) {
+    rule.in_place = false;
+    if (!ParsePlace(call.substr(0, slash), rule.place.emplace())) return false;
+    call.remove_prefix(slash + 1);
+  }
   if (const std::size_t hash = call.rfind('#');
       hash != std::string_view::npos && call.find(')', hash) == std::string_view::npos) {
     std::string_view number = call.substr(hash + 1);
@@ -42,7 +73,7 @@ bool ParseCall(std::string_view call, FaultRule& rule) {
     std::string_view args = call.substr(open + 1, call.size() - open - 2);
     while (true) {
       const std::size_t comma = args.find(',');
-      rule.args.emplace_back(args.substr(0, comma));
+      rule.args.push_back(Argument(args.substr(0, comma)));
       if (comma == std::string_view::npos) break;
       args.remove_prefix(comma + 1);
     }
@@ -99,6 +130,11 @@ bool ParseAction(std::string_view rest, FaultRule& rule) {
   return false;
 }
 
+bool IsIn(const RunPlace& wanted, const RunPlace& place) {
+  return wanted.kind == place.kind && (wanted.row == 0 || wanted.row == place.row) &&
+         wanted.sub_test == place.sub_test;
+}
+
 bool Fits(const FaultRule& rule, std::string_view op, std::initializer_list<std::string> args) {
   if (rule.op != op || rule.args.size() > args.size()) return false;
   auto arg = args.begin();
@@ -107,6 +143,16 @@ bool Fits(const FaultRule& rule, std::string_view op, std::initializer_list<std:
     ++arg;
   }
   return true;
+}
+
+/// Whether the call that was just counted is one at which the rule fires.
+bool IsDue(const FaultRule& rule) {
+  if (rule.bound_to) {
+    return std::find(rule.bound_to->begin(), rule.bound_to->end(), rule.seen_in_run) !=
+           rule.bound_to->end();
+  }
+  if (!rule.in_place) return false;
+  return rule.nth == 0 || rule.seen == rule.nth || (rule.and_later && rule.seen > rule.nth);
 }
 
 }  // namespace
@@ -133,15 +179,41 @@ std::optional<FaultRules> FaultRules::Parse(std::string_view text, std::string& 
   return result;
 }
 
+FaultRules FaultRules::BoundToCalls() const {
+  FaultRules result = *this;
+  for (FaultRule& rule : result.rules_) rule.bound_to = rule.fired;
+  result.Begin();
+  return result;
+}
+
+void FaultRules::Begin() {
+  for (FaultRule& rule : rules_) {
+    rule.seen = 0;
+    rule.seen_in_run = 0;
+    rule.fired.clear();
+  }
+  Enter({});
+}
+
+void FaultRules::Enter(const RunPlace& place) {
+  for (FaultRule& rule : rules_) {
+    if (!rule.place) continue;
+    // A rule for all later calls goes on once its place was reached.
+    const bool goes_on = rule.and_later && rule.in_place && rule.seen >= rule.nth;
+    if (goes_on) continue;
+    rule.in_place = IsIn(*rule.place, place);
+    rule.seen = 0;
+  }
+}
+
 const FaultRule* FaultRules::Match(std::string_view op, std::initializer_list<std::string> args) {
   const FaultRule* match = nullptr;
   for (FaultRule& rule : rules_) {
     if (!Fits(rule, op, args)) continue;
-    ++rule.seen;
-    const bool due =
-        rule.nth == 0 || rule.seen == rule.nth || (rule.and_later && rule.seen > rule.nth);
-    if (!due || match != nullptr) continue;
-    ++rule.fired;
+    ++rule.seen_in_run;
+    if (rule.in_place) ++rule.seen;
+    if (match != nullptr || !IsDue(rule)) continue;
+    rule.fired.push_back(rule.seen_in_run);
     match = &rule;
   }
   return match;
@@ -149,7 +221,7 @@ const FaultRule* FaultRules::Match(std::string_view op, std::initializer_list<st
 
 const FaultRule* FaultRules::Unused() const {
   for (const FaultRule& rule : rules_) {
-    if (rule.fired == 0) return &rule;
+    if (rule.fired.empty()) return &rule;
   }
   return nullptr;
 }

@@ -10,13 +10,30 @@
 
 namespace quorle::selftest {
 
+/// A part of a run.
+struct RunPlace {
+  enum class Kind { kStart, kGroup, kSubTest, kEnd };
+
+  Kind kind = Kind::kStart;
+  std::int32_t row = 0;       ///< of the catalogue, from 1; of a rule 0 is any
+  std::int32_t sub_test = 0;  ///< from 1; 0 unless `kind` is kSubTest
+};
+
 /// One platform call that misbehaves in one way. A rule is a line of text:
 ///
-///   OP[(ARG,ARG...)][#N] ACTION
+///   [PLACE/]OP[(ARG,ARG...)][#N] ACTION
 ///
+/// PLACE restricts the rule to a part of the run:
+///   start             what comes before the first group
+///   3                 sub-test 3 of each group
+///   24.3              sub-test 3 of row 24
+///   group, 24.group   what a group does beside its sub-tests
+///   end               what comes after a group, until the next one begins
 /// OP is the operation's name. ARG restricts the rule to calls with these leading arguments, texts
-/// as they stand and numbers in decimal; "*" is any. Handles cannot be named: they are "*". #N picks
-/// the N-th call that matches, from 1; #N+ that call and all later ones; without it every call misbehaves.
+/// as they stand and numbers in decimal; SHARED, EXCLUSIVE, OLDFILE, READWRITE and NEWFILE are modes;
+/// "*" is any. Handles cannot be named: they are "*". #N picks the N-th call that matches, from 1,
+/// counted from the beginning of the place, or of the run without a place; #N+ that call and all
+/// later ones of the run; without it every call there misbehaves.
 ///
 /// ACTION:
 ///   fail CODE         the call is not made; it fails with this error code
@@ -32,6 +49,7 @@ namespace quorle::selftest {
 struct FaultRule {
   enum class Action { kFail, kCode, kDoneFail, kSucceed, kReturn, kSet, kScribble };
 
+  std::optional<RunPlace> place;
   std::string op;
   std::vector<std::string> args;
   std::uint32_t nth = 0;  ///< 0: every call
@@ -41,8 +59,11 @@ struct FaultRule {
   std::int64_t value = 0;
   std::map<std::string, std::string> fields;
 
-  std::uint32_t seen = 0;   ///< matching calls so far
-  std::uint32_t fired = 0;  ///< calls that misbehaved
+  bool in_place = true;                   ///< whether calls count now
+  std::uint32_t seen = 0;                 ///< matching calls since the place began
+  std::uint32_t seen_in_run = 0;          ///< matching calls in all places
+  std::vector<std::uint32_t> fired = {};  ///< the calls that misbehaved, by seen_in_run
+  std::optional<std::vector<std::uint32_t>> bound_to;  ///< these misbehave, whatever the place is
 };
 
 /// The rules of one run.
@@ -50,6 +71,15 @@ class FaultRules {
  public:
   /// Parses a text of rules. A line that is none gives null and says why in `problem`.
   static std::optional<FaultRules> Parse(std::string_view text, std::string& problem);
+
+  /// The rules of a run that was, each bound to the calls at which it fired there, for a run that
+  /// makes the same calls and cannot say where it is.
+  FaultRules BoundToCalls() const;
+
+  /// The run begins.
+  void Begin();
+  /// The run is in `place` from now on.
+  void Enter(const RunPlace& place);
 
   /// The rule that the call of `op` with `args` falls under now, or null. Counts the call.
   const FaultRule* Match(std::string_view op, std::initializer_list<std::string> args = {});

@@ -139,6 +139,42 @@ class VolumeWalk {
   std::string text_;
 };
 
+/// Lets the rules know where the run is.
+class PlaceListener final : public RunListener {
+ public:
+  PlaceListener(FaultRules& rules, RunListener& inner) : rules_(rules), inner_(inner) {}
+
+  void OnRunStart(std::int32_t first, std::int32_t last) override {
+    inner_.OnRunStart(first, last);
+  }
+  void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
+    row_ = row;
+    Enter(RunPlace::Kind::kGroup);
+    inner_.OnGroupStart(entry, row);
+  }
+  void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {
+    Enter(RunPlace::Kind::kSubTest, number);
+    inner_.OnSubTestStart(sub_test, number);
+  }
+  void OnSubTestEnd(const SubTest& sub_test, std::int32_t status) override {
+    Enter(RunPlace::Kind::kGroup);
+    inner_.OnSubTestEnd(sub_test, status);
+  }
+  void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
+    Enter(RunPlace::Kind::kEnd);
+    inner_.OnGroupEnd(entry, result);
+  }
+
+ private:
+  void Enter(RunPlace::Kind kind, std::int32_t sub_test = 0) {
+    rules_.Enter({.kind = kind, .row = row_, .sub_test = sub_test});
+  }
+
+  FaultRules& rules_;
+  RunListener& inner_;
+  std::int32_t row_ = 0;
+};
+
 }  // namespace
 
 struct TestBench::Parts {
@@ -148,7 +184,6 @@ struct TestBench::Parts {
   NoInput input;
   TestClock clock;
   NoBreak breaks;
-  std::string rules_text;
   FaultRules rules;
   KeptTrace trace;
   std::unique_ptr<Machine> machine;
@@ -198,11 +233,17 @@ std::int32_t TestBench::Run(const TestEntry* catalogue) {
 }
 
 std::int32_t TestBench::Run(const TestEntry* catalogue, RunListener& listener) {
-  return quorle::Run(Begin(), catalogue, listener);
+  ExecInterface& exec = Begin();
+  PlaceListener places(parts_->rules, listener);
+  return quorle::Run(exec, catalogue, places);
+}
+
+void TestBench::TakeRulesFrom(const TestBench& other) {
+  parts_->rules = other.parts_->rules.BoundToCalls();
 }
 
 ExecInterface& TestBench::Begin() {
-  SetRules(parts_->rules_text);
+  parts_->rules.Begin();
   parts_->machine->dos().SetIoErr(0);  // as a process starts
   return parts_->tracer->exec();
 }
@@ -227,7 +268,7 @@ TestContext& TestBench::Context() {
   p.ctx = &ctx;
   TakeOutput();
   TakeTrace();
-  SetRules(p.rules_text);
+  p.rules.Begin();
   return ctx;
 }
 
@@ -253,7 +294,6 @@ std::vector<std::string> TestBench::TakeTraceLines() {
 
 void TestBench::SetRules(const std::string& rules) {
   parts_->rules = ParseRules(rules);
-  parts_->rules_text = rules;
 }
 
 std::string TestBench::UnusedRule() const {

@@ -34,6 +34,9 @@ class TestBench {
   std::int32_t Run(const TestEntry* catalogue, RunListener& listener);
   /// The same for a tester that is not in this program: the platform as it is at the start of a run.
   ExecInterface& Begin();
+  /// From now on rules misbehave at the calls at which they did in the last run of `other`: a tester
+  /// that is not in this program does not say in which sub-test it is.
+  void TakeRulesFrom(const TestBench& other);
 
   /// A context as the tests get it, with the target's root as current directory, for calling a
   /// helper of the harness by itself. What the opening printed and traced is forgotten.

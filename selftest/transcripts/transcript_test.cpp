@@ -4,49 +4,35 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "selftest/kill_table/watched_run.h"
 #include "selftest/support/test_bench.h"
+#include "selftest/support/transcripts.h"
 
-// Whole runs of the tester, compared byte by byte. A case is a folder GROUP/CASE with the files
-// `args`, `rules` (optional), `expect.out`, `expect.rc` and `expect.calls` (optional). What each of its
-// sub-tests returned stands in GROUP/statuses, a line a case. Each is run twice on the same volume:
-// what the first run leaves behind would show in the second.
+// Whole runs of the tester, compared byte by byte: the cases of one group file
+// (selftest/support/transcript_file.h). Each is run twice on the same volume: what the first run leaves
+// behind would show in the second.
 //
-// With QUORLE_APPROVE=GROUP/CASE,... in the environment (or "all") the expected texts of these cases
-// are written instead of compared; scripts/approve sets it. `expect.calls` is written where it is
-// there already, be it empty.
+// With QUORLE_APPROVE=GROUP/CASE,... in the environment (GROUP/CASE+SETTING, or "all") what these runs
+// printed is written into the file instead of compared; scripts/approve sets it. Calls are written
+// where they are compared already, be they none.
 
 namespace quorle {
 namespace {
 
 namespace fs = std::filesystem;
+using selftest::Starts;
 using selftest::TestBench;
+using selftest::Transcript;
+using selftest::TranscriptFile;
 using selftest::WatchedPart;
 using selftest::WatchedRun;
-
-std::string ReadFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-void WriteFile(const fs::path& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary);
-  file << text;
-}
-
-std::vector<std::string> Words(const std::string& line) {
-  std::istringstream in(line);
-  return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
-}
 
 bool IsToBeApproved(const std::string& name) {
   const char* const names = std::getenv("QUORLE_APPROVE");
@@ -118,119 +104,112 @@ std::string SecondRelease(const std::vector<std::string>& trace) {
 std::string StatusesOf(const WatchedRun& run) {
   std::string text;
   for (const WatchedPart& part : run.parts) {
-    if (part.sub_test != 0) text += " " + std::to_string(part.status);
+    if (part.sub_test == 0) continue;
+    if (!text.empty()) text += ' ';
+    text += std::to_string(part.status);
   }
   return text;
 }
 
-/// The lines "CASE: what its sub-tests returned" of one group.
-class Statuses {
+/// How `actual` differs from `expected`, as a unified diff; empty when it does not.
+std::string Diff(const std::string& expected, const std::string& actual) {
+  if (expected == actual) return {};
+  return testing::internal::edit_distance::CreateUnifiedDiff(selftest::EscapedLines(expected),
+                                                             selftest::EscapedLines(actual));
+}
+
+/// One file of cases, in which approved texts are written.
+class Group {
  public:
-  /// Those of a group; read once.
-  static Statuses& Of(const fs::path& group) {
-    static std::map<fs::path, Statuses> groups;
-    return groups.try_emplace(group, group).first->second;
-  }
+  explicit Group(const fs::path& path)
+      : path_(path), file_(selftest::ReadTranscripts(path)), starts_(path) {}
 
-  explicit Statuses(const fs::path& group) : file_(group / "statuses") {
-    std::istringstream in(ReadFile(file_));
-    for (std::string line; std::getline(in, line);) {
-      const std::size_t colon = line.find(':');
-      lines_[line.substr(0, colon)] = line.substr(std::min(colon + 1, line.size()));
-      if (!fs::exists(group / line.substr(0, colon))) stale_ = line;
-    }
-  }
+  std::string name() const { return path_.stem().string(); }
+  const Starts& starts() const { return starts_; }
+  std::vector<Transcript>& cases() { return file_.transcripts(); }
 
-  /// A line that belongs to no case any more; empty when there is none.
-  const std::string& stale() const { return stale_; }
-
-  /// Empty when the case has none.
-  std::string OfCase(const std::string& name) const {
-    const auto found = lines_.find(name);
-    return found == lines_.end() ? std::string() : found->second;
-  }
-
-  void Approve(const std::string& name, const std::string& statuses) {
-    lines_[name] = statuses;
-    std::string text;
-    for (const auto& [line_name, line] : lines_) {
-      if (!line.empty()) text.append(line_name).append(":").append(line).append("\n");
-    }
-    WriteFile(file_, text);
-  }
+  void Write() const { std::ofstream(path_, std::ios::binary) << file_.Text(); }
+  /// Whether the file stands as it would be written.
+  bool IsInOrder() const { return selftest::ReadFile(path_) == file_.Text(); }
 
  private:
-  fs::path file_;
-  std::map<std::string, std::string> lines_;
-  std::string stale_;
+  fs::path path_;
+  TranscriptFile file_;
+  Starts starts_;
 };
 
 class TranscriptTest : public testing::Test {
  public:
-  explicit TranscriptTest(fs::path folder, std::string name)
-      : folder_(std::move(folder)), name_(std::move(name)) {}
+  TranscriptTest(Group& group, Transcript& test) : group_(group), test_(test) {}
 
   void TestBody() override {
-    const std::string rules = ReadFile(folder_ / "rules");
-    TestBench bench(Words(ReadFile(folder_ / "args")), rules);
+    const std::string full_name = group_.name() + "/" + test_.name;
+    TestBench bench(selftest::WordsOf(test_.args), selftest::RulesText(test_.rules));
     const std::string volumes = bench.Volumes();
 
     const WatchedRun run = selftest::RunWatched(bench);
-    const std::int32_t result = run.result;
-    const std::string& output = run.output;
     const std::string statuses = StatusesOf(run);
-    const std::string case_name = folder_.filename().string();
-    Statuses& expected_statuses = Statuses::Of(folder_.parent_path());
     const std::vector<std::string> trace = bench.TakeTraceLines();
-    const bool compares_calls = fs::exists(folder_ / "expect.calls");
     EXPECT_EQ(bench.UnusedRule(), "") << "a rule that never fires tests nothing";
     EXPECT_EQ(bench.StillOpen(false), "");
     EXPECT_EQ(SecondRelease(trace), "") << "was released already";
-    if (!LeavesObjectsBehind(output)) {
+    if (!LeavesObjectsBehind(run.output)) {
       EXPECT_EQ(bench.Volumes(), volumes) << "the volume is not what it was";
       const WatchedRun second = selftest::RunWatched(bench);
-      EXPECT_EQ(second.result, result) << "the second run";
-      EXPECT_EQ(second.output, output) << "the second run";
+      EXPECT_EQ(second.result, run.result) << "the second run";
+      EXPECT_EQ(Diff(run.output, second.output), "") << "the second run";
       EXPECT_EQ(StatusesOf(second), statuses) << "the second run";
     }
 
-    if (IsToBeApproved(name_)) {
-      WriteFile(folder_ / "expect.out", output);
-      WriteFile(folder_ / "expect.rc", std::to_string(result) + "\n");
-      expected_statuses.Approve(case_name, statuses);
-      if (compares_calls) WriteFile(folder_ / "expect.calls", CallsOfTests(trace));
+    const std::string start = group_.starts().Of(test_);
+    if (IsToBeApproved(full_name)) {
+      const bool has_start = run.output.starts_with(start);
+      if (!has_start) test_.start = selftest::kNoStart;
+      test_.prints = run.output.substr(has_start ? start.size() : 0);
+      test_.result = std::to_string(run.result);
+      test_.returns = statuses;
+      if (test_.calls) test_.calls = CallsOfTests(trace);
+      group_.Write();
       return;
     }
-    ASSERT_TRUE(fs::exists(folder_ / "expect.out"))
-        << "not approved yet: scripts/approve " << name_;
-    EXPECT_EQ(output, ReadFile(folder_ / "expect.out"));
-    EXPECT_EQ(std::to_string(result) + "\n", ReadFile(folder_ / "expect.rc"));
-    EXPECT_EQ(statuses, expected_statuses.OfCase(case_name));
-    EXPECT_EQ(expected_statuses.stale(), "") << "a line of a case that is not there";
-    if (compares_calls) {
-      EXPECT_EQ(CallsOfTests(trace), ReadFile(folder_ / "expect.calls"));
+    ASSERT_TRUE(test_.prints) << "not approved yet: scripts/approve " << full_name;
+    EXPECT_EQ(Diff(start + *test_.prints, run.output), "");
+    EXPECT_EQ(std::to_string(run.result), test_.result);
+    EXPECT_EQ(statuses, test_.returns);
+    if (test_.calls) {
+      EXPECT_EQ(Diff(*test_.calls, CallsOfTests(trace)), "");
     }
   }
 
  private:
-  fs::path folder_;
-  std::string name_;
+  Group& group_;
+  Transcript& test_;
 };
 
-void RegisterCases(const fs::path& root) {
-  std::vector<fs::path> folders;
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root)) {
-    if (entry.path().filename() == "args") folders.push_back(entry.path().parent_path());
+/// That the file is as scripts/approve would write it: each setting with its differences alone.
+class FileTest : public testing::Test {
+ public:
+  explicit FileTest(const Group& group) : group_(group) {}
+  void TestBody() override {
+    EXPECT_TRUE(group_.IsInOrder()) << "scripts/approve of any of its cases brings it in order";
   }
-  std::sort(folders.begin(), folders.end());
-  for (const fs::path& folder : folders) {
-    const std::string name = fs::relative(folder, root).generic_string();
-    std::string test_name = folder.filename().string();
-    std::replace(test_name.begin(), test_name.end(), '-', '_');
-    testing::RegisterTest(
-        folder.parent_path().filename().string().c_str(), test_name.c_str(), nullptr, nullptr,
-        __FILE__, __LINE__,
-        [folder, name]() -> TranscriptTest* { return new TranscriptTest(folder, name); });
+
+ private:
+  const Group& group_;
+};
+
+void RegisterCases(Group& group) {
+  const auto add = [&group](std::string name, const auto& make) {
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return c == '-' || c == '+'; }, '_');
+    testing::RegisterTest(group.name().c_str(), name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                          [make]() -> testing::Test* { return make(); });
+  };
+  for (Transcript& test : group.cases()) {
+    add(test.name, [&group, &test] { return new TranscriptTest(group, test); });
+  }
+  if (std::getenv("QUORLE_APPROVE") == nullptr) {
+    add("file in order", [&group] { return new FileTest(group); });
   }
 }
 
@@ -239,10 +218,19 @@ void RegisterCases(const fs::path& root) {
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: transcript_tests FOLDER\n");
+  if (argc < 2) {
+    std::fprintf(stderr, "usage: transcript_tests FILE...\n");
     return 2;
   }
-  quorle::RegisterCases(argv[1]);
+  std::vector<std::unique_ptr<quorle::Group>> groups;
+  for (int i = 1; i < argc; ++i) {
+    try {
+      groups.push_back(std::make_unique<quorle::Group>(argv[i]));
+    } catch (const std::exception& error) {
+      std::fprintf(stderr, "transcript_tests: %s\n", error.what());
+      return 2;
+    }
+    quorle::RegisterCases(*groups.back());
+  }
   return RUN_ALL_TESTS();
 }
