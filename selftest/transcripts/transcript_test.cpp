@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "selftest/kill_table/watched_run.h"
+#include "selftest/support/diff.h"
 #include "selftest/support/test_bench.h"
 #include "selftest/support/transcripts.h"
 
@@ -27,6 +28,7 @@ namespace quorle {
 namespace {
 
 namespace fs = std::filesystem;
+using selftest::Diff;
 using selftest::Starts;
 using selftest::TestBench;
 using selftest::Transcript;
@@ -109,13 +111,6 @@ std::string StatusesOf(const WatchedRun& run) {
     text += std::to_string(part.status);
   }
   return text;
-}
-
-/// How `actual` differs from `expected`, as a unified diff; empty when it does not.
-std::string Diff(const std::string& expected, const std::string& actual) {
-  if (expected == actual) return {};
-  return testing::internal::edit_distance::CreateUnifiedDiff(selftest::EscapedLines(expected),
-                                                             selftest::EscapedLines(actual));
 }
 
 /// One file of cases, in which approved texts are written.
