@@ -14,20 +14,19 @@ function(quorle_native_options target)
     -fno-asynchronous-unwind-tables -fno-unwind-tables
     # Its symbols would mark the file as one for GNU systems.
     -fno-gnu-unique
-    # Small. An address in the code costs two relocations of twelve bytes each: with anchors a
-    # function has one for all its messages, which the linker then must not merge with others.
-    -Os -fsection-anchors -fno-merge-constants -ffunction-sections -fno-ipa-sra -msvr4-struct-return
-    # The same bytes wherever the sources lie, and no debug data.
-    -g0 -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+    # Small structures are returned in registers, as all code of the platform returns them.
+    -msvr4-struct-return
+    # The same bytes wherever the sources lie and whatever the build type is, and no debug data.
+    -O2 -g0 -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endfunction()
 
 # quorle_native_link(TARGET): links the executable TARGET with the script of native/, relocations
-# kept.
+# kept and segments aligned as the platform's executables have them.
 function(quorle_native_link target)
   set(script ${PROJECT_SOURCE_DIR}/native/quorle.ld)
   target_link_options(${target} PRIVATE
     -nostdlib -static -no-pie -Wl,-T,${script} -Wl,--emit-relocs -Wl,--build-id=none
-    -Wl,--gc-sections -Wl,-z,max-page-size=16 -Wl,--orphan-handling=error)
-  target_link_libraries(${target} PRIVATE gcc)  # how a function saves its registers, no more
+    -Wl,-z,max-page-size=0x10000 -Wl,--orphan-handling=error)
+  target_link_libraries(${target} PRIVATE gcc)  # division of 64-bit numbers
   set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
 endfunction()

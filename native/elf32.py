@@ -10,8 +10,7 @@ STB_LOCAL, STB_GLOBAL = 0, 1
 STT_NOTYPE, STT_FUNC, STT_SECTION = 0, 2, 3
 
 R_PPC_ADDR32, R_PPC_ADDR16_LO, R_PPC_ADDR16_HA = 1, 4, 6
-R_PPC_REL24, R_PPC_REL14, R_PPC_REL32 = 10, 11, 26
-RELATIVE = {R_PPC_REL24, R_PPC_REL14, R_PPC_REL32}
+R_PPC_REL24 = 10
 
 HEADER = ">16sHHIIIIIHHHHHH"
 PROGRAM_HEADER = ">8I"
@@ -36,7 +35,7 @@ class Section:
 
     @property
     def loaded(self):
-        return bool(self.flags & SHF_ALLOC)
+        return bool(self.flags & SHF_ALLOC) and self.size > 0
 
 
 def _text(table, at):

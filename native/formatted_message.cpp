@@ -5,23 +5,12 @@
 namespace quorle::native {
 namespace {
 
-/// Writes the digits of `value` to the places before `end` and returns the first one. In steps of
-/// 16 bits: the processor divides 32 bits at the most.
+/// Writes the digits of `value` to the places before `end` and returns the first one.
 char* WriteDigits(std::uint64_t value, std::uint32_t base, char* end) {
-  bool more = true;
-  while (more) {
-    more = false;
-    std::uint32_t rest = 0;
-    std::uint64_t quotient = 0;
-    for (std::int32_t shift = 48; shift >= 0; shift -= 16) {
-      const std::uint32_t part = rest << 16 | static_cast<std::uint16_t>(value >> shift);
-      quotient = quotient << 16 | part / base;
-      rest = part % base;
-    }
-    value = quotient;
-    more = value != 0;
-    *--end = "0123456789abcdef"[rest];
-  }
+  do {
+    *--end = "0123456789abcdef"[value % base];
+    value /= base;
+  } while (value != 0);
   return end;
 }
 

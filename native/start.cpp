@@ -11,11 +11,11 @@ namespace {
 
 /// The platform looks for this text in the loaded file and gives the program that much stack. The
 /// program itself needs a few KiB; a vector-port filesystem, and dos, run on its stack as well.
-[[gnu::used, gnu::section(".rodata.cookie")]] constexpr char kStackCookie[] = "$STACK: 131072";
+[[gnu::used]] constexpr char kStackCookie[] = "$STACK: 131072";
 
 /// The file always has data, so that its sections are the same whatever the compiler finds
 /// constant.
-[[gnu::used, gnu::section(".data.anchor")]] std::uint32_t data_anchor = 1;
+[[gnu::used]] std::uint32_t data_anchor = 1;
 
 using Constructor = void (*)();
 

@@ -10,8 +10,8 @@
 namespace quorle::native {
 namespace {
 
-[[gnu::used, gnu::section(".rodata.cookie")]] constexpr char kStackCookie[] = "$STACK: 65536";
-[[gnu::used, gnu::section(".data.anchor")]] std::uint32_t data_anchor = 1;
+[[gnu::used]] constexpr char kStackCookie[] = "$STACK: 65536";
+[[gnu::used]] std::uint32_t data_anchor = 1;
 
 /// Writes to where nothing may be written.
 void WriteTo(const void* place) {

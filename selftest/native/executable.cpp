@@ -151,6 +151,16 @@ void Executable::Image::Relocate(const Executable& file) {
         case R_PPC_ADDR16_HA:
           std::memcpy(field, &high, sizeof high);
           break;
+        case R_PPC_REL24: {
+          // A branch: to anywhere in 32 MiB around itself.
+          const std::uint32_t distance = value - AddressOf(field);
+          if (distance + 0x2000000 >= 0x4000000) Refuse("branches too far");
+          std::uint32_t branch = 0;
+          std::memcpy(&branch, field, sizeof branch);
+          branch = (branch & 0xFC000003) | (distance & 0x03FFFFFC);
+          std::memcpy(field, &branch, sizeof branch);
+          break;
+        }
         default:
           Refuse("has a relocation of kind " + std::to_string(ELF32_R_TYPE(relocation.r_info)));
       }
