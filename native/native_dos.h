@@ -106,8 +106,9 @@ class NativeDos final : public DosInterface {
     ExamineData data;
     ExamineDataRecord* record;  ///< null: the place is free
   };
-  /// Records that may be held at a time. A run keeps eight, which SetDate() never gives back, and
-  /// at most three more.
+  /// Records that may be held at a time. A run keeps twelve, which it never gives back (eight of
+  /// SetDate(), two of ExamineObj(), one each of ExamineFile() and ExamineLock()), and at most two
+  /// more.
   static constexpr std::size_t kMostExamined = 32;
 
   const ExamineData* Examine(std::uint32_t tag, std::uint32_t object);

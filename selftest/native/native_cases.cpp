@@ -20,6 +20,10 @@ namespace {
 /// the rest of what it asks for.
 constexpr std::uint32_t kLeastStackLeft = 96 * 1024;
 
+/// Examine records that a run holds at a time, at most: the twelve that it never gives back and two
+/// more. The program has room for 32.
+constexpr std::size_t kMostExamined = 14;
+
 class Cases {
  public:
   Cases(const char* program, const char* record)
@@ -47,6 +51,7 @@ class Cases {
     const std::string open = bench.StillOpen(false);
     Expect(open.empty(), test, "leaves open: " + open);
     most_stack_ = std::max(most_stack_, result.stack_used);
+    most_examined_ = std::max(most_examined_, result.most_examined);
     record_ << run;
   }
 
@@ -55,14 +60,19 @@ class Cases {
       ++wrong_;
       std::printf("too little of the stack is left\n");
     }
+    if (most_examined_ > kMostExamined) {
+      ++wrong_;
+      std::printf("more examine records are held than %zu\n", kMostExamined);
+    }
     record_.flush();
     if (!record_ || count_ == 0) {
       ++wrong_;
       std::printf(count_ == 0 ? "no case was run\n" : "the record cannot be written\n");
     }
-    std::printf("%zu cases, %zu wrong; at most %lu of %lu bytes of stack used\n", count_, wrong_,
-                static_cast<unsigned long>(most_stack_),
-                static_cast<unsigned long>(program_.stack_bytes()));
+    std::printf(
+        "%zu cases, %zu wrong; at most %lu of %lu bytes of stack used, %zu examine records held\n",
+        count_, wrong_, static_cast<unsigned long>(most_stack_),
+        static_cast<unsigned long>(program_.stack_bytes()), most_examined_);
     return wrong_ == 0 ? 0 : 1;
   }
 
@@ -89,6 +99,7 @@ class Cases {
   std::size_t count_ = 0;
   std::size_t wrong_ = 0;
   std::uint32_t most_stack_ = 0;
+  std::size_t most_examined_ = 0;
 };
 
 int Main(const char* program, const char* file, const char* record) {

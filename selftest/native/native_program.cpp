@@ -69,7 +69,8 @@ NativeResult NativeProgram::Run(ExecInterface& exec) const {
                                          tables.exec_base(), stack.top());
   std::string problem = RegisterProblem(tables.gate(), stack.top());
   if (problem.empty()) problem = tables.Imbalance();
-  return {code, static_cast<std::uint32_t>(stack.Used()), std::move(problem)};
+  return {code, static_cast<std::uint32_t>(stack.Used()), tables.most_examined(),
+          std::move(problem)};
 }
 
 }  // namespace quorle::selftest

@@ -10,9 +10,10 @@ namespace quorle::selftest {
 
 /// What a run of the program came to.
 struct NativeResult {
-  std::int32_t code;         ///< the shell's return code
-  std::uint32_t stack_used;  ///< bytes of its own stack, without what the platform would use
-  std::string problem;       ///< what it did not leave as it must; empty when there is nothing
+  std::int32_t code;          ///< the shell's return code
+  std::uint32_t stack_used;   ///< bytes of its own stack, without what the platform would use
+  std::size_t most_examined;  ///< examine records that it held at a time
+  std::string problem;        ///< what it did not leave as it must; empty when there is nothing
 };
 
 /// The platform's executable on a platform of ours.

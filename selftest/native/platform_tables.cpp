@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <initializer_list>
@@ -609,6 +610,7 @@ void* PlatformTables::ToProgram(const ExamineData* data) {
   Store(record, 92, data->OwnerUID);
   Store(record, 96, data->OwnerGID);
   examined_[AddressOf(record.data())] = data;
+  most_examined_ = std::max(most_examined_, examined_.size());
   return record.data();
 }
 

@@ -39,6 +39,9 @@ class PlatformTables {
   /// What is out of balance after the program has returned, as a text; empty when nothing is.
   std::string Imbalance() const;
 
+  /// How many examine records the program held at a time, at most.
+  std::size_t most_examined() const { return most_examined_; }
+
  private:
   struct Calls;
   struct Table;
@@ -85,6 +88,7 @@ class PlatformTables {
   std::map<std::uint32_t, PortHandle> ports_;
   std::map<std::uintptr_t, Record*> port_records_;
   std::map<std::uint32_t, const ExamineData*> examined_;
+  std::size_t most_examined_ = 0;
   std::map<std::uint32_t, const DevProc*> devprocs_;
   struct OpenLibrary {
     const Library* library;
