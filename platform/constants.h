@@ -62,7 +62,7 @@ inline constexpr std::uint32_t DOS_EXAMINEDATA = 11;
 inline constexpr std::uint32_t EX_StringNameInput = 0x80001965;  ///< by name, through a lock
 inline constexpr std::uint32_t EX_FileHandleInput = 0x80001966;
 inline constexpr std::uint32_t EX_LockInput = 0x80001967;
-/// By name, the object itself: a soft link is examined, not followed. (The name of this tag is ours.)
+/// By name, the object itself: a soft link is examined, not followed. Known since dos.library 54.54.
 inline constexpr std::uint32_t EX_ObjectNameInput = 0x80001968;
 
 inline constexpr std::uint32_t OI_StringNameInput = 0x80001839;
