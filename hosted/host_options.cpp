@@ -17,7 +17,8 @@ constexpr const char* kUsage =
     "Usage: quorle [host options] DEVICE [NI] [NW] [NR] [AOE] [FTN n] [LTN n] [TN n]\n";
 constexpr const char* kFooter =
     "What follows the host options is the tester's own command line; without a device it lists its "
-    "tests.\nAlways mounted: RAM:, ENV:, NIL:. Exit status: 0 all passed, 10 some failed, 20 not "
+    "tests.\nTests are selected by the numbers 1 to 46: TN 47 is refused, FTN 46 runs the last two.\n"
+    "Always mounted: RAM:, ENV:, NIL:. Exit status: 0 all passed, 10 some failed, 20 not "
     "run.";
 
 constexpr const char* kTraceOption = "--trace";
