@@ -20,7 +20,10 @@ bool IsControl(char c) {
 }
 
 std::string Quoted(std::string_view text) {
-  return "\"" + OneLine(std::string(text)) + "\"";
+  std::string quoted = "\"";
+  quoted += OneLine(std::string(text));
+  quoted += '"';
+  return quoted;
 }
 
 // Cuts `text` at the first `separator`; returns what stands before it and leaves the rest. Without

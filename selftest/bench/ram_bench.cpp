@@ -46,7 +46,11 @@ class FilledDirectory {
   explicit FilledDirectory(std::int64_t entries) {
     std::string problem;
     machine_ = Machine::Build(
-        {.handlers = BuiltInHandlers(), .mounts = StandardMounts(), .exec = {}, .dos = {}},
+        {.handlers = BuiltInHandlers(),
+         .layers = {},
+         .mounts = StandardMounts(),
+         .exec = {},
+         .dos = {}},
         {.console = console_, .input = input_, .clock = clock_, .breaks = breaks_}, problem);
     if (machine_ == nullptr) throw std::runtime_error(problem);
     const LockHandle directory = dos().CreateDir("RAM:D");
