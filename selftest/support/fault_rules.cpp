@@ -181,7 +181,9 @@ std::optional<FaultRules> FaultRules::Parse(std::string_view text, std::string& 
 
 FaultRules FaultRules::BoundToCalls() const {
   FaultRules result = *this;
-  for (FaultRule& rule : result.rules_) rule.bound_to = rule.fired;
+  for (FaultRule& rule : result.rules_) {
+    if (rule.place) rule.bound_to = rule.fired;
+  }
   result.Begin();
   return result;
 }

@@ -72,8 +72,9 @@ class FaultRules {
   /// Parses a text of rules. A line that is none gives null and says why in `problem`.
   static std::optional<FaultRules> Parse(std::string_view text, std::string& problem);
 
-  /// The rules of a run that was, each bound to the calls at which it fired there, for a run that
-  /// makes the same calls and cannot say where it is.
+  /// The rules of a run that was, for a run that makes the same calls and cannot say where it is:
+  /// a rule with a place is bound to the calls at which it fired. One without stays as it is: records
+  /// in place are looked at without a call, which then cannot be counted.
   FaultRules BoundToCalls() const;
 
   /// The run begins.

@@ -88,6 +88,13 @@ TEST_F(FaultRulesTest, RulesBoundToCallsNeedNoPlace) {
   EXPECT_EQ(Calls({}, 6, bound), "....x.");
 }
 
+TEST_F(FaultRulesTest, RulesWithoutAPlaceAreNotBoundToCalls) {
+  Parse("Lock fail 202");
+  Calls({}, 2);
+  FaultRules bound = rules_.BoundToCalls();
+  EXPECT_EQ(Calls({}, 4, bound), "xxxx");
+}
+
 TEST_F(FaultRulesTest, APathIsNoPlace) {
   Parse("Lock(FILE01/FILE02)#1 fail 202");
   rules_.Enter(kSecondSubTest);
