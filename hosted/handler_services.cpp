@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "hosted/handler_program.h"
 #include "hosted/packet_adapter.h"
 
 namespace quorle {
@@ -83,8 +84,8 @@ void CopyVectors(const ::FileSystemVectors& from, ::FileSystemVectors& to) {
 
 }  // namespace
 
-HostServices::HostServices(Clock& clock, VolumeNameCheck may_be_named)
-    : clock_(clock), may_be_named_(std::move(may_be_named)) {
+HostServices::HostServices(Clock& clock, VolumeNameCheck may_be_named, ReportLine report)
+    : clock_(clock), may_be_named_(std::move(may_be_named)), report_(std::move(report)) {
   table_.StructSize = sizeof table_;
   table_.Version = QUORLE_HANDLER_VERSION;
   table_.Private = this;
@@ -108,6 +109,9 @@ HostServices::HostServices(Clock& clock, VolumeNameCheck may_be_named)
   table_.SetVolumeName = [](const ::HandlerServices* dos, ::FileSystemVectorPort* port,
                             const char* name) -> std::int32_t {
     return ServicesOf(dos).SetVolumeName(port, name) ? 1 : 0;
+  };
+  table_.Report = [](const ::HandlerServices* dos, const char* line) {
+    ServicesOf(dos).Report(line);
   };
 }
 
@@ -153,6 +157,10 @@ bool HostServices::SetVolumeName(const ::FileSystemVectorPort* port, const char*
   if (may_be_named_ && !may_be_named_(port->MP, name)) return false;
   volume_name_ = name;
   return true;
+}
+
+void HostServices::Report(const char* line) const {
+  if (report_ && line != nullptr) report_(OneLine(line));
 }
 
 bool HostServices::OwnsPort(const ::FileSystemVectorPort* port) const {

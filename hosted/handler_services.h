@@ -17,14 +17,18 @@ namespace quorle {
 /// volume, a device or an assign has that name.
 using VolumeNameCheck = std::function<bool(const ::MsgPort& port, const std::string& name)>;
 
+/// Shows one line about a mount, without a line break, to whoever runs the program.
+using ReportLine = std::function<void(const std::string& line)>;
+
 /// What dos does for one mounted handler: the functions behind struct HandlerServices.
 ///
 /// Everything that is handed out is remembered until it comes back. A release of something that is
 /// not the handler's, or no longer, is noted and otherwise ignored.
 class HostServices {
  public:
-  /// `clock` must outlive this. A null `may_be_named` allows every name.
-  HostServices(Clock& clock, VolumeNameCheck may_be_named);
+  /// `clock` must outlive this. A null `may_be_named` allows every name; a null `report` shows
+  /// nothing.
+  HostServices(Clock& clock, VolumeNameCheck may_be_named, ReportLine report = nullptr);
   /// Frees everything.
   ~HostServices();
   HostServices(const HostServices&) = delete;
@@ -41,6 +45,7 @@ class HostServices {
   void FreeVec(void* memory);
   /// A name must be 1 to 255 bytes long, without ':' and '/' and control bytes.
   bool SetVolumeName(const ::FileSystemVectorPort* port, const char* name);
+  void Report(const char* line) const;
 
   // ---- The host's side -----------------------------------------------------------------------
 
@@ -70,6 +75,7 @@ class HostServices {
 
   Clock& clock_;
   VolumeNameCheck may_be_named_;
+  ReportLine report_;
   ::HandlerServices table_{};
   std::unordered_map<void*, std::uint32_t> kinds_;
   std::optional<std::string> volume_name_;

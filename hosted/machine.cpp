@@ -64,14 +64,14 @@ std::unique_ptr<Machine> Machine::Build(const MachineOptions& options, const Mac
                                         std::string& problem) {
   std::unique_ptr<Machine> machine(new Machine(options, parts));
   for (const MountSpec& spec : options.mounts) {
-    if (machine->Mount(spec, options, parts.clock, problem)) continue;
+    if (machine->Mount(spec, options, parts, problem)) continue;
     problem.insert(0, "cannot mount " + spec.name + ": ");
     return nullptr;
   }
   return machine;
 }
 
-bool Machine::Mount(MountSpec spec, const MachineOptions& options, Clock& clock,
+bool Machine::Mount(MountSpec spec, const MachineOptions& options, const MachineParts& parts,
                     std::string& problem) {
   const std::vector<NamedHandler>& handlers = options.handlers;
   if (list_.IsTaken(spec.name)) {
@@ -99,8 +99,12 @@ bool Machine::Mount(MountSpec spec, const MachineOptions& options, Clock& clock,
   const auto may_be_named = [this](const ::MsgPort& port, const std::string& name) {
     return !list_.IsTaken(name, &port);
   };
-  std::unique_ptr<HandlerPort> port = MountHandler(std::move(program), spec.name, AskedFor(spec),
-                                                   keys, clock, may_be_named, problem);
+  const auto report = [&console = parts.console, device = spec.name](const std::string& line) {
+    console.Report(device + ": " + line);
+  };
+  std::unique_ptr<HandlerPort> port =
+      MountHandler(std::move(program), spec.name, AskedFor(spec), keys, parts.clock, may_be_named,
+                   problem, report);
   if (port == nullptr) return false;
   for (const auto& [layer, value] : layers) {
     if (!port->Cover(layer, value, problem)) return false;

@@ -69,7 +69,8 @@ class Machine {
 
  private:
   Machine(const MachineOptions& options, const MachineParts& parts);
-  bool Mount(MountSpec spec, const MachineOptions& options, Clock& clock, std::string& problem);
+  bool Mount(MountSpec spec, const MachineOptions& options, const MachineParts& parts,
+             std::string& problem);
 
   HandleNumbers numbers_;
   DosList list_;

@@ -118,11 +118,12 @@ bool ParseMountSpec(std::string_view text, MountSpec& spec, std::string& problem
 }
 
 MountedHandler::MountedHandler(std::unique_ptr<HandlerProgram> program, std::string device_name,
-                               MountKeys keys, Clock& clock, VolumeNameCheck may_be_named)
+                               MountKeys keys, Clock& clock, VolumeNameCheck may_be_named,
+                               ReportLine report)
     : program_(std::move(program)),
       device_name_(std::move(device_name)),
       keys_(std::move(keys)),
-      services_(clock, std::move(may_be_named)) {
+      services_(clock, std::move(may_be_named), std::move(report)) {
   key_table_.reserve(keys_.size());
   for (const auto& [key, value] : keys_) key_table_.push_back({key.c_str(), value.c_str()});
   request_.StructSize = sizeof request_;
@@ -181,10 +182,10 @@ std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> progra
                                           const std::string& device_name,
                                           std::optional<PortType> type, const MountKeys& keys,
                                           Clock& clock, VolumeNameCheck may_be_named,
-                                          std::string& problem) {
+                                          std::string& problem, ReportLine report) {
   problem.clear();
   auto mounted = std::make_unique<MountedHandler>(std::move(program), device_name, keys, clock,
-                                                  std::move(may_be_named));
+                                                  std::move(may_be_named), std::move(report));
   if (!mounted->Start(problem)) return nullptr;
   if (mounted->TakesPacketsAlone()) {
     if (type == PortType::kVector) {

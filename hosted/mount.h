@@ -38,7 +38,7 @@ bool ParseMountSpec(std::string_view text, MountSpec& spec, std::string& problem
 class MountedHandler {
  public:
   MountedHandler(std::unique_ptr<HandlerProgram> program, std::string device_name, MountKeys keys,
-                 Clock& clock, VolumeNameCheck may_be_named);
+                 Clock& clock, VolumeNameCheck may_be_named, ReportLine report);
   /// Stops the handler.
   ~MountedHandler();
   MountedHandler(const MountedHandler&) = delete;
@@ -76,13 +76,13 @@ class MountedHandler {
 /// Mounts `program` as `device_name` (without its colon) behind a port of the given type, kVector
 /// or kPacket; without one a handler of packets alone gets a packet port, any other a vector port.
 /// Null, with one line in `problem`, when the handler refuses or does not fit. `clock` must outlive
-/// the port; `may_be_named` is asked whenever the handler names its volume, which may be before
-/// this returns.
+/// the port; `may_be_named` is asked whenever the handler names its volume, and `report` gets what
+/// the handler has to say, which may be before this returns.
 std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> program,
                                           const std::string& device_name,
                                           std::optional<PortType> type, const MountKeys& keys,
                                           Clock& clock, VolumeNameCheck may_be_named,
-                                          std::string& problem);
+                                          std::string& problem, ReportLine report = nullptr);
 /// The same for a handler in this process, which must outlive the port.
 std::unique_ptr<HandlerPort> MountHandler(const ::Handler& handler, const std::string& device_name,
                                           PortType type, const MountKeys& keys, Clock& clock,

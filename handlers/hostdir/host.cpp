@@ -2,6 +2,8 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -43,6 +45,26 @@ int Look(int directory, const char* name, int flags, HostStat& stat) {
   stat.born.reset();
   if ((found.stx_mask & STATX_BTIME) != 0) stat.born = TimeOf(found.stx_btime);
   return 0;
+}
+
+/// Gives `name` the name `aside`, does `change(stat)` to it there when it is the one that is `meant`,
+/// and gives it its name back when it is not or when the change fails with an error of the host.
+template <class Change>
+Outcome ChangeAside(int directory, const std::string& name, const Identity& meant,
+                    const std::string& aside, const Change& change) {
+  HostStat stat;
+  const auto look = [&](const std::string& at) {
+    const int error = StatAt(directory, at, stat);
+    return error == 0 && stat.identity() != meant ? ESTALE : error;
+  };
+  // What plainly is another object is not even renamed.
+  int error = look(name);
+  if (error == 0) error = RenameAt(directory, name, directory, aside);
+  if (error != 0) return {.error = error};
+  error = look(aside);
+  if (error == 0) error = change(stat);
+  if (error == 0) return {};
+  return {.error = error, .is_aside = RenameAt(directory, aside, directory, name) != 0};
 }
 
 struct CloseStream {
@@ -160,9 +182,40 @@ std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content)
   content.fd =
       Descriptor(::openat(directory, name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
   if (!content.fd) return CodeFor(errno, ERROR_WRITE_PROTECTED);
-  const int error = StatOf(content.fd.get(), content.stat);
-  if (error != 0) ::unlinkat(directory, name.c_str(), 0);
-  return CodeFor(error, ERROR_WRITE_PROTECTED);
+  // What cannot be looked at cannot be removed either: nothing says that it still has the name.
+  return CodeFor(StatOf(content.fd.get(), content.stat), ERROR_WRITE_PROTECTED);
+}
+
+std::int32_t MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
+                             Opened& made) {
+  if (::mkdirat(directory, name.c_str(), 0777) != 0) return CodeFor(errno, ERROR_WRITE_PROTECTED);
+  const std::int32_t code = OpenAt(directory, name, device, made);
+  if (code != 0) ::unlinkat(directory, name.c_str(), AT_REMOVEDIR);
+  return code;
+}
+
+int LinkAt(const Opened& file, int directory, const std::string& name) {
+  const int fd = file.fd.get();
+  if (::linkat(fd, "", directory, name.c_str(), AT_EMPTY_PATH) == 0) return 0;
+  // Not every kernel lets every user do that; then the way over /proc does.
+  if (errno != ENOENT && errno != EPERM) return errno;
+  const std::string path = "/proc/self/fd/" + std::to_string(fd);
+  return ::linkat(AT_FDCWD, path.c_str(), directory, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0
+                                                                                           : errno;
+}
+
+Outcome RemoveAt(int directory, const std::string& name, const Identity& meant,
+                 const std::string& aside) {
+  return ChangeAside(directory, name, meant, aside, [&](const HostStat& stat) {
+    const int flags = stat.IsDirectory() ? AT_REMOVEDIR : 0;
+    return ::unlinkat(directory, aside.c_str(), flags) == 0 ? 0 : errno;
+  });
+}
+
+Outcome MoveAt(int directory, const std::string& name, const Identity& meant,
+               const std::string& aside, int to_directory, const std::string& to) {
+  return ChangeAside(directory, name, meant, aside,
+                     [&](const HostStat&) { return RenameAt(directory, aside, to_directory, to); });
 }
 
 std::int32_t OpenAgain(const Opened& opened, Opened& again) {
@@ -191,13 +244,9 @@ std::int32_t ListNames(int directory, std::vector<std::string>& names) {
   return 0;
 }
 
-int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to,
-             bool to_is_itself) {
+int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to) {
   if (::renameat2(from_directory, from.c_str(), to_directory, to.c_str(), RENAME_NOREPLACE) == 0) {
     return 0;
-  }
-  if (errno == EEXIST && to_is_itself) {
-    return ::renameat(from_directory, from.c_str(), to_directory, to.c_str()) == 0 ? 0 : errno;
   }
   // EINVAL is also what a directory on its way into itself gets; then the second call says so
   // again.

@@ -14,17 +14,18 @@
 
 namespace quorle::hostdir {
 
-/// What tells an object of one host filesystem from all others. The number alone does not: the host
-/// gives that of a removed object to the next one. Where it knows no births, the number has to do.
+/// What tells an object of the host from all others. The number alone does not: the host gives that
+/// of a removed object to the next one. Where it knows no births, the number has to do.
 struct Identity {
+  std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::int64_t born_seconds = 0;
   std::int64_t born_nanoseconds = 0;
 
   bool operator==(const Identity&) const = default;
   bool operator<(const Identity& other) const {
-    return std::tie(inode, born_seconds, born_nanoseconds) <
-           std::tie(other.inode, other.born_seconds, other.born_nanoseconds);
+    return std::tie(device, inode, born_seconds, born_nanoseconds) <
+           std::tie(other.device, other.inode, other.born_seconds, other.born_nanoseconds);
   }
 };
 
@@ -44,7 +45,8 @@ struct HostStat {
   bool IsFile() const { return S_ISREG(mode); }
   bool IsDirectory() const { return S_ISDIR(mode); }
   Identity identity() const {
-    return born ? Identity{inode, born->tv_sec, born->tv_nsec} : Identity{inode, 0, 0};
+    return born ? Identity{device, inode, born->tv_sec, born->tv_nsec}
+                : Identity{device, inode, 0, 0};
   }
 };
 
@@ -80,14 +82,33 @@ std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t
                            const Identity& meant, Opened& content, std::int32_t& write_refusal);
 /// Makes an empty file and opens its content.
 std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content);
+/// Makes a directory and opens it. `name` must be one that nobody else uses: no host does both at
+/// once, and what is opened must be what was made.
+std::int32_t MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
+                             Opened& made);
+/// Gives the open file `file` the further name `name` in `directory`. What is linked is that file,
+/// whatever has its names by now. Returns an error of the host.
+int LinkAt(const Opened& file, int directory, const std::string& name);
+/// What became of an object that was to be removed or renamed.
+struct Outcome {
+  int error = 0;          ///< of the host; ESTALE: another object has the name
+  bool is_aside = false;  ///< an object has lost its name to yet another, and stays as `aside`
+};
+/// Removes the file or the empty directory `name`, or renames it, when it is the one that is
+/// `meant`. No host does either by identity. So the object first gets the name `aside` in its
+/// directory, which nobody else uses, is looked at there, and then removed or given its new name;
+/// another one gets its own name back. So what another process puts in the place of an object has
+/// another time of status at worst. Nothing is ever replaced, as far as RenameAt() can promise it.
+Outcome RemoveAt(int directory, const std::string& name, const Identity& meant,
+                 const std::string& aside);
+Outcome MoveAt(int directory, const std::string& name, const Identity& meant,
+               const std::string& aside, int to_directory, const std::string& to);
 /// Another descriptor for what is open, and what the host tells of it now.
 std::int32_t OpenAgain(const Opened& opened, Opened& again);
 /// The names in a directory, in byte order, without "." and "..".
 std::int32_t ListNames(int directory, std::vector<std::string>& names);
 /// Renames without ever replacing anything, as far as the host can promise it: where it cannot,
-/// what appears between a look and the renaming is replaced. `to_is_itself`: a host that ignores
-/// case may find the object under its new name already. Returns an error of the host.
-int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to,
-             bool to_is_itself);
+/// what appears between a look and the renaming is replaced. Returns an error of the host.
+int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to);
 
 }  // namespace quorle::hostdir

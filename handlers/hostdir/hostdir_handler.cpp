@@ -33,6 +33,7 @@ struct MountRequest {
   std::string path;
   bool has_label = false;
   bool has_side_file = false;
+  Scratch scratch = Scratch::kOwn;
 };
 
 KeyAnswer ReadKey(std::string_view key, const char* value, MountRequest& request) {
@@ -44,6 +45,11 @@ KeyAnswer ReadKey(std::string_view key, const char* value, MountRequest& request
     const std::string_view where = value;
     request.has_side_file = where == "file";
     return common::Taken(where == "xattr" || where == "file");
+  }
+  if (key == "scratch") {
+    const std::string_view own = value;
+    request.scratch = own == "no" ? Scratch::kAll : Scratch::kOwn;
+    return common::Taken(own == "yes" || own == "no");
   }
   if (key == "volume") request.has_label = true;
   return KeyAnswer::kUnknown;
@@ -81,7 +87,7 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
   settings.device = mount.DeviceName;
   settings.version = "hostdir-handler 53.1 (21.11.2026)";
   const bool is_read = common::ReadKeys(
-      mount, settings, "dir", ", metadata",
+      mount, settings, "dir", ", metadata, scratch",
       [&request](std::string_view key, const char* value) { return ReadKey(key, value, request); });
   if (!is_read) return nullptr;
   Opened root;
@@ -104,7 +110,15 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
     if (records->Read(root, record) == 0 && record.label) settings.label = *record.label;
     if (!common::IsName(settings.label)) settings.label = settings.device + " Disk";
   }
-  return VolumePort::Start(mount, std::move(settings), std::move(root), std::move(records));
+  const ::HandlerServices* const dos = mount.Dos;
+  const auto report = [dos](const std::string& line) { dos->Report(dos, line.c_str()); };
+  if (!root.stat.born) {
+    report(
+        "the host does not know when objects were made: after the end of a run their numbers "
+        "alone do not prove that they were the run's");
+  }
+  return VolumePort::Start(mount, std::move(settings), std::move(root), std::move(records),
+                           request.scratch, report);
 }
 
 constexpr ::Handler kHandler = {sizeof(::Handler),   QUORLE_HANDLER_VERSION,

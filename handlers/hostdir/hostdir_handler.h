@@ -18,6 +18,9 @@ extern "C" {
  *   state=STATE       validated, validating or write-protected
  *   metadata=WHERE    xattr: what the host has no place for is kept in extended attributes; file:
  *                     in the file .quorle-metadata of the directory. xattr unless given
+ *   scratch=YESNO     yes: only what this mount has made, and the root, is changed or deleted, all
+ *                     else is refused with 211. no: everything on the volume is the tester's. yes
+ *                     unless given
  *
  * docs/hostdir.md tells what is kept where, and what a host filesystem cannot do.
  *

@@ -1,6 +1,7 @@
 #include "handlers/hostdir/volume.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -101,13 +102,26 @@ int WriteAt(int fd, std::int64_t position, const char* from, std::size_t bytes) 
   return 0;
 }
 
+/// A name that nobody else uses and that is no part of the volume.
+std::string AsideName() {
+  std::uint64_t number = 0;
+  if (::getrandom(&number, sizeof number, 0) != sizeof number) {
+    number = static_cast<std::uint64_t>(::getpid());
+  }
+  return std::string(kOwnPrefix) + '.' + std::to_string(number);
+}
+
 }  // namespace
 
-Volume::Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records)
+Volume::Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records,
+               Scratch scratch, Report report)
     : settings_(std::move(settings)),
       root_(std::move(root)),
       records_(std::move(records)),
       now_(std::move(now)),
+      own_(scratch, root_.stat.identity()),
+      report_(std::move(report)),
+      aside_(AsideName()),
       tree_(root_.stat.identity()) {
   tree_.root()->name = common::RootName(settings_);
 }
@@ -249,7 +263,10 @@ std::int32_t Volume::MakeFile(const PlaceRef& rel, std::string_view name, PlaceR
   std::int32_t error = FindPlace(rel, name, place, directory);
   const std::string host_name = ToHostName(name);
   if (error == 0) error = MakeFileAt(directory.fd.get(), host_name, content);
-  if (error == 0) error = Furnish(directory, host_name, content, false);
+  if (error == 0) {
+    AddOwn(directory, host_name, content);
+    error = Furnish(directory, host_name, content, false);
+  }
   if (error != 0) return error;
   made = tree_.Anew(place, host_name, name, content.stat.identity(), Kind::kFile);
   made->object->content = std::move(content);
@@ -289,6 +306,7 @@ std::int32_t Volume::Open(const PlaceRef& rel, std::string_view name, std::int32
   bool exclusive = mode == MODE_NEWFILE;
   const bool is_reset = exclusive && !is_new;
   if (is_reset) {
+    if (const std::int32_t foreign = ForeignProblem(object); foreign != 0) return foreign;
     if (object.holders.any()) return ERROR_OBJECT_IN_USE;
     Record record;
     error = RecordOf(*place, record);
@@ -355,6 +373,7 @@ std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes)
   Object& object = *file.place->object;
   if (bytes < 0) return ERROR_BAD_NUMBER;
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if (const std::int32_t foreign = ForeignProblem(object); foreign != 0) return foreign;
   Record record;
   if (const std::int32_t error = records_->Read(object.content, record); error != 0) return error;
   if ((record.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
@@ -408,6 +427,7 @@ std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size
   error = common::FindPosition(mode, size, file.position, old_size, target);
   if (error != 0) return error;
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if (const std::int32_t foreign = ForeignProblem(object); foreign != 0) return foreign;
   Record record;
   error = records_->Read(object.content, record);
   if (error != 0) return error;
@@ -447,7 +467,35 @@ std::int32_t Volume::FindPlace(const PlaceRef& rel, std::string_view name, Place
   std::string host_name;
   const std::int32_t error = Search(directory.fd.get(), name, host_name);
   if (error == 0) return ERROR_OBJECT_EXISTS;
-  return error == ERROR_OBJECT_NOT_FOUND ? 0 : error;
+  return error == ERROR_OBJECT_NOT_FOUND ? ForeignProblem(*place->object) : error;
+}
+
+std::int32_t Volume::ForeignProblem(const Object& object) const {
+  return own_.MayChange(object.identity) ? 0 : ERROR_INVALID_LOCK;
+}
+
+void Volume::AddOwn(const Opened& directory, const std::string& host_name, const Opened& made) {
+  own_.Add(made.stat.identity(), directory.fd.get(), host_name);
+}
+
+std::int32_t Volume::Remove(const Opened& directory, const std::string& host_name,
+                            const Opened& object, std::int32_t denied) {
+  const Identity identity = object.stat.identity();
+  const Outcome outcome = RemoveAt(directory.fd.get(), host_name, identity, aside_);
+  ReportAside(outcome, host_name);
+  if (outcome.error == 0 && (object.IsDirectory() || object.stat.links <= 1)) {
+    records_->Forget(object);
+    own_.Remove(identity);
+  }
+  // Some hosts say "exists" of a directory that is not empty.
+  return outcome.error == EEXIST ? ERROR_DIRECTORY_NOT_EMPTY : CodeFor(outcome.error, denied);
+}
+
+void Volume::ReportAside(const Outcome& outcome, const std::string& host_name) {
+  if (!outcome.is_aside) return;
+  report_("what was called " + host_name + " is called " + aside_ +
+          " now: another process has taken its name");
+  aside_ = AsideName();
 }
 
 std::int32_t Volume::Furnish(const Opened& directory, const std::string& host_name, Opened& made,
@@ -462,9 +510,7 @@ std::int32_t Volume::Furnish(const Opened& directory, const std::string& host_na
     error = Date(made, record, now_());
     if (error == 0) error = records_->Write(made, record);
   }
-  if (error != 0) {
-    ::unlinkat(directory.fd.get(), host_name.c_str(), made.IsDirectory() ? AT_REMOVEDIR : 0);
-  }
+  if (error != 0) Remove(directory, host_name, made, ERROR_DELETE_PROTECTED);
   return error;
 }
 
@@ -474,14 +520,18 @@ std::int32_t Volume::MakeDirectory(const PlaceRef& rel, std::string_view name, P
   Opened directory;
   if (const std::int32_t error = FindPlace(rel, name, place, directory); error != 0) return error;
   const std::string host_name = ToHostName(name);
-  if (::mkdirat(directory.fd.get(), host_name.c_str(), 0777) != 0) {
-    return CodeFor(errno, ERROR_WRITE_PROTECTED);
-  }
   Opened opened;
-  if (const std::int32_t error = OpenAt(directory.fd.get(), host_name, root_.stat.device, opened);
+  if (const std::int32_t error =
+          MakeDirectoryAt(directory.fd.get(), aside_, root_.stat.device, opened);
       error != 0) {
-    ::unlinkat(directory.fd.get(), host_name.c_str(), AT_REMOVEDIR);
     return error;
+  }
+  AddOwn(directory, aside_, opened);
+  if (const int error = RenameAt(directory.fd.get(), aside_, directory.fd.get(), host_name);
+      error != 0) {
+    ::unlinkat(directory.fd.get(), aside_.c_str(), AT_REMOVEDIR);
+    own_.Remove(opened.stat.identity());
+    return CodeFor(error, ERROR_WRITE_PROTECTED);
   }
   if (const std::int32_t error = Furnish(directory, host_name, opened, false); error != 0) {
     return error;
@@ -502,8 +552,9 @@ std::int32_t Volume::MakeSoftLink(const PlaceRef& rel, std::string_view name,
   const std::string host_name = ToHostName(name);
   if (error == 0) error = MakeFileAt(directory.fd.get(), host_name, content);
   if (error != 0) return error;
+  AddOwn(directory, host_name, content);
   if (const int full = WriteAt(content.fd.get(), 0, target.data(), target.size()); full != 0) {
-    ::unlinkat(directory.fd.get(), host_name.c_str(), 0);
+    Remove(directory, host_name, content, ERROR_DELETE_PROTECTED);
     return CodeFor(full, ERROR_WRITE_PROTECTED);
   }
   error = Furnish(directory, host_name, content, true);
@@ -520,30 +571,20 @@ std::int32_t Volume::MakeHardLink(const PlaceRef& rel, std::string_view name, co
     // A loop is refused as such; any other link to a directory is what the host does not have.
     return IsInside(*place, target) ? ERROR_OBJECT_WRONG_TYPE : ERROR_ACTION_NOT_KNOWN;
   }
-  if (!target.named) return ERROR_INVALID_LOCK;
   Opened source;
-  if (const std::int32_t error = Reach(*target.directory, source); error != 0) return error;
-  const std::string host_name = ToHostName(name);
-  if (::linkat(source.fd.get(), target.host_name.c_str(), directory.fd.get(), host_name.c_str(),
-               0) != 0) {
-    switch (errno) {
-      case EPERM:  // how a filesystem without links says so
-        return ERROR_ACTION_NOT_KNOWN;
-      case ENOENT:
-        return ERROR_INVALID_LOCK;
-      default:
-        return CodeFor(errno, ERROR_WRITE_PROTECTED);
-    }
+  if (const std::int32_t error = Reach(target, source); error != 0) return error;
+  if (const std::int32_t foreign = ForeignProblem(*target.object); foreign != 0) return foreign;
+  switch (const int error = LinkAt(source, directory.fd.get(), ToHostName(name)); error) {
+    case 0:
+      Touch(place, true);
+      return 0;
+    case EPERM:  // how a filesystem without links says so
+      return ERROR_ACTION_NOT_KNOWN;
+    case ENOENT:
+      return ERROR_INVALID_LOCK;
+    default:
+      return CodeFor(error, ERROR_WRITE_PROTECTED);
   }
-  HostStat stat;
-  if (StatAt(directory.fd.get(), host_name, stat) == 0 &&
-      stat.identity() != target.object->identity) {
-    // Another object had the name of the target.
-    ::unlinkat(directory.fd.get(), host_name.c_str(), 0);
-    return ERROR_INVALID_LOCK;
-  }
-  Touch(place, true);
-  return 0;
 }
 
 std::int32_t Volume::Delete(const PlaceRef& rel, std::string_view name) {
@@ -551,6 +592,7 @@ std::int32_t Volume::Delete(const PlaceRef& rel, std::string_view name) {
   PlaceRef place;
   if (const std::int32_t error = Find(rel, name, place); error != 0) return error;
   if (place == root() || place->uses > 0) return ERROR_OBJECT_IN_USE;
+  if (const std::int32_t foreign = ForeignProblem(*place->object); foreign != 0) return foreign;
   Opened object;
   if (const std::int32_t error = Reach(*place, object); error != 0) return error;
   Record record;
@@ -562,13 +604,16 @@ std::int32_t Volume::Delete(const PlaceRef& rel, std::string_view name) {
   const PlaceRef directory = place->directory;
   Opened above;
   if (const std::int32_t error = Reach(*directory, above); error != 0) return error;
-  if (::unlinkat(above.fd.get(), place->host_name.c_str(),
-                 object.IsDirectory() ? AT_REMOVEDIR : 0) != 0) {
-    // Some hosts say "exists" of a directory that is not empty.
-    return errno == EEXIST ? ERROR_DIRECTORY_NOT_EMPTY : CodeFor(errno, ERROR_DELETE_PROTECTED);
+  if (object.IsDirectory()) {
+    // Asked first: the directory above keeps its date when nothing is deleted.
+    std::vector<std::string> names;
+    if (ListNames(object.fd.get(), names) == 0 && !names.empty()) return ERROR_DIRECTORY_NOT_EMPTY;
+  }
+  if (const std::int32_t error = Remove(above, place->host_name, object, ERROR_DELETE_PROTECTED);
+      error != 0) {
+    return error;
   }
   place->Detach();
-  if (object.IsDirectory() || object.stat.links <= 1) records_->Forget(object);
   Touch(directory, true);
   return 0;
 }
@@ -595,13 +640,18 @@ std::int32_t Volume::Rename(const PlaceRef& from_rel, std::string_view from, con
   const bool is_itself = found == 0 && source == target && existing == place->host_name;
   if (found == 0 && !is_itself) return ERROR_OBJECT_EXISTS;
   if (IsInside(*target, *place)) return ERROR_OBJECT_IN_USE;
+  for (const Place* const changed : {place.get(), source.get(), target.get()}) {
+    if (const std::int32_t foreign = ForeignProblem(*changed->object); foreign != 0) return foreign;
+  }
 
   const std::string host_name = ToHostName(to);
   if (source != target || host_name != place->host_name) {
-    const int error = RenameAt(from_directory.fd.get(), place->host_name, to_directory.fd.get(),
-                               host_name, is_itself);
-    if (error == EINVAL && place->object->IsDirectory()) return ERROR_OBJECT_IN_USE;
-    if (error != 0) return CodeFor(error, ERROR_WRITE_PROTECTED);
+    const Outcome outcome =
+        MoveAt(from_directory.fd.get(), place->host_name, place->object->identity, aside_,
+               to_directory.fd.get(), host_name);
+    ReportAside(outcome, place->host_name);
+    if (outcome.error == EINVAL && place->object->IsDirectory()) return ERROR_OBJECT_IN_USE;
+    if (outcome.error != 0) return CodeFor(outcome.error, ERROR_WRITE_PROTECTED);
     Tree::Move(place, target, host_name, to);
   }
   Touch(source, true);
@@ -612,10 +662,12 @@ std::int32_t Volume::Rename(const PlaceRef& from_rel, std::string_view from, con
 std::int32_t Volume::SetDate(const PlaceRef& rel, std::string_view name, const ::DateStamp& date) {
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   PlaceRef place;
-  if (const std::int32_t error = FindTarget(rel, name, place); error != 0) return error;
+  std::int32_t error = FindTarget(rel, name, place);
+  if (error == 0) error = ForeignProblem(*place->object);
+  if (error != 0) return error;
   Opened object;
   Record record;
-  std::int32_t error = Reach(*place, object);
+  error = Reach(*place, object);
   if (error == 0) error = records_->Read(object, record);
   if (error == 0) error = Date(object, record, date);
   if (error == 0) error = records_->Write(object, record);
@@ -627,10 +679,12 @@ std::int32_t Volume::SetAttribute(const PlaceRef& rel, std::string_view name,
                                   const std::function<void(Record&)>& change) {
   if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
   PlaceRef place;
-  if (const std::int32_t error = FindTarget(rel, name, place); error != 0) return error;
+  std::int32_t error = FindTarget(rel, name, place);
+  if (error == 0) error = ForeignProblem(*place->object);
+  if (error != 0) return error;
   Opened object;
   Record record;
-  std::int32_t error = Reach(*place, object);
+  error = Reach(*place, object);
   if (error == 0) error = records_->Read(object, record);
   if (error != 0) return error;
   change(record);
@@ -663,7 +717,7 @@ void Volume::Touch(const PlaceRef& directory, bool dated) {
   Opened last;
   Reach(*directory, last, [&](Opened& opened) {
     Record record;
-    if (records_->Read(opened, record) != 0) return;
+    if (!own_.MayChange(opened.stat.identity()) || records_->Read(opened, record) != 0) return;
     const std::string before = ToText(record);
     record.protection &= ~std::uint32_t{EXDF_ARCHIVE};
     if (dated && Date(opened, record, now) != 0) return;

@@ -12,6 +12,7 @@
 #include "handlers/common/facts.h"
 #include "handlers/common/settings.h"
 #include "handlers/hostdir/host.h"
+#include "handlers/hostdir/own_objects.h"
 #include "handlers/hostdir/record.h"
 #include "handlers/hostdir/record_store.h"
 #include "handlers/hostdir/tree.h"
@@ -37,6 +38,10 @@ struct OpenFile {
 /// and compares what it finds with what the lock was taken on. So it acts on the object that was
 /// meant or on none, whatever else happens to the directory, and never outside of it.
 ///
+/// What this mount has not made is somebody's data: it is found, locked and read, but it is not
+/// written to, changed, renamed, linked to or deleted, and nothing is made in it (211), unless the
+/// volume was mounted with Scratch::kAll. The root is never foreign.
+///
 /// Codes that the platform leaves open are chosen so: a name looked up under a file gives 212, as
 /// does the name of a foreign object; an impossible name 210; an unknown mode 115; a change to a
 /// volume that is not validated 213; a lock whose object the host has moved or replaced 211; a hard
@@ -44,10 +49,13 @@ struct OpenFile {
 class Volume {
  public:
   using Now = std::function<::DateStamp()>;
+  /// Has one line for whoever runs the program.
+  using Report = std::function<void(const std::string& line)>;
   using Ref = PlaceRef;
   using OpenFile = hostdir::OpenFile;
 
-  Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records);
+  Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records,
+         Scratch scratch, Report report);
 
   const VolumeSettings& settings() const { return settings_; }
   const PlaceRef& root() const { return tree_.root(); }
@@ -139,6 +147,16 @@ class Volume {
   /// The place of something that is open.
   std::int32_t PlaceOf(const PlaceRef& directory, const std::string& host_name,
                        const Opened& opened, PlaceRef& place);
+  /// 0 for an object that may be changed, else 211.
+  std::int32_t ForeignProblem(const Object& object) const;
+  /// Notes what was just made as `host_name` in `directory`.
+  void AddOwn(const Opened& directory, const std::string& host_name, const Opened& made);
+  /// Removes an object that this volume has the right to remove; `denied` is the code for a
+  /// permission that is missing.
+  std::int32_t Remove(const Opened& directory, const std::string& host_name, const Opened& object,
+                      std::int32_t denied);
+  /// Reports an object that `outcome` says has lost its name.
+  void ReportAside(const Outcome& outcome, const std::string& host_name);
   /// A place for a new object: its directory, and that nothing has the name.
   std::int32_t FindPlace(const PlaceRef& rel, std::string_view name, PlaceRef& place,
                          Opened& directory);
@@ -166,6 +184,9 @@ class Volume {
   Opened root_;
   std::unique_ptr<RecordStore> records_;
   Now now_;
+  OwnObjects own_;
+  Report report_;
+  std::string aside_;  ///< what an object is called while it is removed or renamed
   Tree tree_;
   std::map<std::intptr_t, Scan> scans_;
   std::intptr_t last_scan_ = 0;

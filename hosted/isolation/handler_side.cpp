@@ -1,9 +1,12 @@
 #include "hosted/isolation/handler_side.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <string_view>
 #include <utility>
 
+#include "hosted/console.h"
 #include "hosted/isolation/wire.h"
 #include "hosted/packet_adapter.h"
 
@@ -35,6 +38,12 @@ std::string_view TextIn(const char* text, std::uint32_t size) {
   return {text, strnlen(text, size)};
 }
 
+/// Standard error is the tester's, in this process too.
+void Report(const std::string& device_name, const std::string& line) {
+  DescriptorSink errors(STDERR_FILENO);
+  Console(errors, errors, false).Report(device_name + ": " + line);
+}
+
 void WriteText(MessageWriter& reply, const char* text, std::uint32_t size) {
   reply.Number(text == nullptr ? kNoText : size);
   if (text != nullptr) reply.Bytes(TextIn(text, size));
@@ -47,8 +56,9 @@ HandlerSide::HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& pr
     : block_(block),
       turns_(block.turns(), Side::kHandler),
       program_(program),
-      services_(clock,
-                [this](const ::MsgPort&, const std::string& name) { return AskForName(name); }),
+      services_(
+          clock, [this](const ::MsgPort&, const std::string& name) { return AskForName(name); },
+          [this](const std::string& line) { Report(mount_.DeviceName, line); }),
       mount_(mount) {
   mount_.Dos = &services_.table();
   foreign_lock_.fl_Access = SHARED_LOCK;

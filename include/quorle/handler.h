@@ -426,6 +426,10 @@ struct HandlerServices {
   /* Adds, renames (a text) or removes (null) the volume node of `port`. False when another volume,
    * device or assign has the name. */
   int32_t (*SetVolumeName)(const struct HandlerServices *dos, struct FileSystemVectorPort *port, const char *name);
+  /* Shows `line`, without a line break, to whoever runs the program: on standard error, after the
+   * name of the device. For what no error code can say; from Mount() on, in any call. Newer than the
+   * rest: there when StructSize reaches this far. */
+  void (*Report)(const struct HandlerServices *dos, const char *line);
 };
 
 /* One key=value pair of a mount. */

@@ -231,6 +231,7 @@ TEST_F(HostdirTest, OnlyADirectoryIsMounted) {
 TEST_F(HostdirTest, KeysThatAreNoneAreRefused) {
   EXPECT_NE(Refusal(root(), ",metadata=stone").find("metadata=stone is no value"),
             std::string::npos);
+  EXPECT_NE(Refusal(root(), ",scratch=1").find("scratch=1 is no value"), std::string::npos);
   EXPECT_NE(Refusal(root(), ",size=1").find("knows no key size"), std::string::npos);
   EXPECT_NE(Refusal(root(), ",state=x").find("state=x is no value"), std::string::npos);
   EXPECT_NE(Refusal(root(), ",volume=a/b").find("volume=a/b is no value"), std::string::npos);
@@ -348,7 +349,7 @@ TEST_F(HostdirTest, NamesThatDifferInCaseAloneAreAllReached) {
   Put(root() / "FILE", "first in byte order");
   Put(root() / "File", "second");
   Put(root() / "file", "third");
-  Mount();
+  Mount(",scratch=no");
   EXPECT_EQ(Shown(), (Names{"DH0:FILE", "DH0:File", "DH0:file"}));
   EXPECT_EQ(ReadAll("DH0:FILE"), "first in byte order");
   EXPECT_EQ(ReadAll("DH0:File"), "second");
@@ -363,7 +364,7 @@ TEST_F(HostdirTest, NamesThatDifferInCaseAloneAreAllReached) {
 TEST_F(HostdirTest, NamesOfOneFileThatDifferInCaseAreTwo) {
   Put(root() / "AB", "x");
   fs::create_hard_link(root() / "AB", root() / "ab");
-  Mount();
+  Mount(",scratch=no");
   EXPECT_EQ(Shown(), (Names{"DH0:AB", "DH0:ab"}));
   EXPECT_EQ(Code(dos().Delete("DH0:ab")), 0);
   EXPECT_EQ(HostNames(root()), Names{"AB"});
@@ -373,7 +374,7 @@ TEST_F(HostdirTest, ForeignNamesAreHiddenAndStay) {
   const Names foreign = {"a:b", "new\nline", "\xe2\x82\xac", "\xff\xfe"};
   fs::create_directory(root() / "dir");
   for (const std::string& name : foreign) Put(root() / "dir" / name, "theirs");
-  Mount();
+  Mount(",scratch=no");
   EXPECT_EQ(Shown(), Names{"DH0:dir"});
   EXPECT_EQ(LockCode("DH0:dir/a:b"), ERROR_INVALID_COMPONENT_NAME);
   EXPECT_EQ(Code(dos().Delete("DH0:dir")), ERROR_DIRECTORY_NOT_EMPTY);
@@ -438,6 +439,104 @@ TEST_F(HostdirTest, WhatIsMountedInsideIsForeign) {
   EXPECT_EQ(DirectoryCode("DH0:dir"), ERROR_OBJECT_EXISTS);
   EXPECT_EQ(std::system(("umount " + (root() / "dir").string()).c_str()), 0);
   EXPECT_EQ(Shown(), Names{"DH0:dir"});
+}
+
+// ---- What is somebody's data
+// --------------------------------------------------------------------------------
+
+TEST_F(HostdirTest, WhatWasThereBeforeIsReadButNotChanged) {
+  Put(root() / "theirs", "their data");
+  fs::create_directories(root() / "dir" / "inner");
+  Put(root() / "dir" / "file", "their data");
+  Mount();
+  Make("DH0:mine", "my data");
+  for (const char* const name : {"DH0:theirs", "DH0:dir/file"}) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(ReadAll(name), "their data");
+    for (const std::int32_t mode : {MODE_OLDFILE, MODE_READWRITE}) {
+      const FileHandle file = MustOpen(name, mode);
+      EXPECT_EQ(WriteCode(file, "x"), ERROR_INVALID_LOCK);
+      EXPECT_EQ(Code(dos().ChangeFileSize(file, 0, OFFSET_BEGINNING)), ERROR_INVALID_LOCK);
+      dos().Close(file);
+    }
+    EXPECT_EQ(OpenCode(name, MODE_NEWFILE), ERROR_INVALID_LOCK);
+    const LockHandle lock = MustLock(name);
+    EXPECT_EQ(Code(dos().MakeLink("DH0:hard", lock, LINK_HARD)), ERROR_INVALID_LOCK);
+    dos().UnLock(lock);
+  }
+  for (const char* const name : {"DH0:theirs", "DH0:dir/file", "DH0:dir", "DH0:dir/inner"}) {
+    SCOPED_TRACE(name);
+    EXPECT_TRUE(Look(name).found);
+    EXPECT_EQ(Code(dos().SetComment(name, "x")), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().SetProtection(name, 1)), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().SetOwnerInfo(name, OI_OwnerUID, 1)), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().SetDate(name, {1, 2, 3})), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().Rename(name, "DH0:other")), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().Delete(name)), ERROR_INVALID_LOCK);
+  }
+  EXPECT_EQ(OpenCode("DH0:dir/new", MODE_NEWFILE), ERROR_INVALID_LOCK);
+  EXPECT_EQ(DirectoryCode("DH0:dir/new"), ERROR_INVALID_LOCK);
+  EXPECT_EQ(Code(dos().MakeLink("DH0:dir/new", "x", LINK_SOFT)), ERROR_INVALID_LOCK);
+  EXPECT_EQ(Code(dos().Rename("DH0:mine", "DH0:dir/new")), ERROR_INVALID_LOCK);
+  EXPECT_EQ(Code(dos().SetComment("DH0:", "the root is the tester's too")), 0);
+  EXPECT_EQ(Code(dos().Delete("DH0:mine")), 0);
+  EXPECT_EQ(HostNames(root()), (Names{"dir", "theirs"}));
+  EXPECT_EQ(HostNames(root() / "dir"), (Names{"file", "inner"}));
+  EXPECT_EQ(Content(root() / "theirs"), "their data");
+  EXPECT_EQ(Content(root() / "dir" / "file"), "their data");
+  EXPECT_EQ(Code(dos().SetComment("DH0:", "")), 0);
+
+  Mount(",scratch=no");
+  EXPECT_EQ(OpenCode("DH0:dir/file", MODE_NEWFILE), 0);
+  EXPECT_EQ(Content(root() / "dir" / "file"), "");
+  EXPECT_EQ(Code(dos().Delete("DH0:theirs")), 0);
+  EXPECT_EQ(HostNames(root()), Names{"dir"});
+}
+
+TEST_F(HostdirTest, WhatTakesTheNameOfAScratchObjectIsNotChanged) {
+  Mount();
+  for (const char* const name : {"moved", "linked"}) {
+    SCOPED_TRACE(name);
+    const std::string path = std::string("DH0:") + name;
+    Make(path.c_str(), "mine");
+    EXPECT_EQ(LockCode(path), 0);
+    Put(base_.path() / "spare", "theirs");
+    if (std::string(name) == "linked") {
+      fs::remove(base_.path() / "spare");
+      fs::create_hard_link(outside() / "file", base_.path() / "spare");
+    }
+    fs::rename(base_.path() / "spare", root() / name);
+    EXPECT_EQ(OpenCode(path, MODE_NEWFILE), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().SetComment(path.c_str(), "x")), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().Rename(path.c_str(), "DH0:other")), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().Delete(path.c_str())), ERROR_INVALID_LOCK);
+  }
+  EXPECT_EQ(Content(root() / "moved"), "theirs");
+  EXPECT_EQ(Content(root() / "linked"), "outside");
+}
+
+TEST_F(HostdirTest, AFurtherNameOfAScratchObjectIsTheTestersToo) {
+  Mount();
+  Make("DH0:mine", "x");
+  const LockHandle lock = MustLock("DH0:mine");
+  EXPECT_EQ(Code(dos().MakeLink("DH0:second", lock, LINK_HARD)), 0);
+  dos().UnLock(lock);
+  EXPECT_EQ(Code(dos().Delete("DH0:mine")), 0);
+  EXPECT_EQ(OpenCode("DH0:second", MODE_NEWFILE), 0);
+  EXPECT_EQ(Code(dos().Delete("DH0:second")), 0);
+  EXPECT_EQ(HostNames(root()), Names());
+}
+
+TEST_F(HostdirTest, AHostWithoutBirthsSaysWhatCannotBeProved) {
+  std::string why_not;
+  const auto host = HostFilesystem::Make("ramfs", "", why_not);
+  if (host == nullptr) GTEST_SKIP() << why_not;
+  MountAt(host->path(), ",metadata=file");
+  EXPECT_NE(bench_->TakeErrors().find("quorle: DH0: the host does not know when"),
+            std::string::npos);
+  Make("DH0:mine");
+  EXPECT_EQ(Code(dos().Delete("DH0:mine")), 0);
+  Unmount();
 }
 
 // ---- What the host changes while the volume is mounted
@@ -789,7 +888,7 @@ TEST_F(HostdirTest, TheSideFileIsReadAsFarAsItWasFinished) {
   ASSERT_TRUE(text.ends_with("comment=third\n"));
   text.resize(text.size() - 3);  // the host went down while it was written
   Put(root() / kSideFile, text);
-  Mount(",metadata=file");
+  Mount(",metadata=file,scratch=no");
   EXPECT_EQ(Look("DH0:one").comment, "second");
   EXPECT_EQ(Look("DH0:two").comment, "");
   EXPECT_EQ(Content(root() / kSideFile).find("first"), std::string::npos) << "written anew";
@@ -1011,7 +1110,7 @@ TEST_F(HostdirTest, WhatTheHostForbidsIsProtected) {
   Put(root() / "dir" / "file", "theirs");
   {
     const AsNobody nobody;
-    Mount();
+    Mount(",scratch=no");
     EXPECT_EQ(Shown(), (Names{"DH0:dir", "DH0:fixed", "DH0:hidden", "DH0:dir/file"}));
     EXPECT_EQ(OpenCode("DH0:hidden", MODE_OLDFILE), ERROR_READ_PROTECTED);
     EXPECT_EQ(ReadAll("DH0:fixed"), "theirs");

@@ -29,17 +29,27 @@ class HandlerServicesTest : public testing::Test {
 
   RecordingHandler state;
   std::vector<std::string> asked;
+  std::vector<std::string> reported;
   bool allowed = true;
-  HostServices services{state.clock, [this](const ::MsgPort&, const std::string& name) {
+  HostServices services{state.clock,
+                        [this](const ::MsgPort&, const std::string& name) {
                           asked.push_back(name);
                           return allowed;
-                        }};
+                        },
+                        [this](const std::string& line) { reported.push_back(line); }};
   const ::HandlerServices& dos = services.table();
 };
 
 TEST_F(HandlerServicesTest, TheTableTellsItsSizeAndVersion) {
   EXPECT_EQ(dos.StructSize, sizeof(::HandlerServices));
   EXPECT_EQ(dos.Version, static_cast<std::uint32_t>(QUORLE_HANDLER_VERSION));
+}
+
+TEST_F(HandlerServicesTest, AReportIsOneLine) {
+  dos.Report(&dos, "first\nsecond");
+  dos.Report(&dos, nullptr);
+  EXPECT_EQ(reported, std::vector<std::string>{"first?second"});
+  EXPECT_TRUE(services.complaints().empty()) << "the handler did nothing wrong";
 }
 
 TEST_F(HandlerServicesTest, ALockIsZeroFilled) {

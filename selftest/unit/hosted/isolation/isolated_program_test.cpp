@@ -101,6 +101,24 @@ class IsolatedProgramTest : public testing::Test {
 
 // ---- Calls -------------------------------------------------------------------------------------
 
+TEST_F(IsolatedProgramTest, WhatTheHandlerReportsIsShown) {
+  static const ::Handler kHandler = {sizeof(::Handler),
+                                     QUORLE_HANDLER_VERSION,
+                                     "reporting",
+                                     [](const ::HandlerMount* mount) -> ::FileSystemVectorPort* {
+                                       mount->Dos->Report(mount->Dos, "something to know");
+                                       return nullptr;
+                                     },
+                                     [](::FileSystemVectorPort*) {},
+                                     nullptr};
+  testing::internal::CaptureStderr();
+  std::string problem;
+  port_ = MountHandler(std::make_unique<IsolatedProgram>(std::make_unique<PlainProgram>(kHandler),
+                                                         IsolationSettings{}, watch_),
+                       "DH0", PortType::kVector, {}, clock_, nullptr, problem);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "quorle: DH0: something to know\n");
+}
+
 TEST_F(IsolatedProgramTest, MountsInAProcessOfItsOwn) {
   Mount({{"volume", "Work"}});
   ASSERT_NE(port_, nullptr) << problem_;
