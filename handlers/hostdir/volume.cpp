@@ -124,6 +124,9 @@ Volume::Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<Re
       aside_(AsideName()),
       tree_(root_.stat.identity()) {
   tree_.root()->name = common::RootName(settings_);
+  Record record;
+  if (records_->Read(root_, record) == 0) kept_label_ = record.label;
+  name_at_mount_ = tree_.root()->name;
 }
 
 // ---- Looking up, locking -----------------------------------------------------------------------
@@ -830,8 +833,10 @@ std::int32_t Volume::Relabel(std::string_view name) {
   Record record;
   std::int32_t error = records_->Read(root_, record);
   const bool is_no_label = common::IsNoLabel(settings_, name);
+  // A volume that is called as it was when it was mounted has the record that it had then: the name
+  // may come from the mount alone.
   record.label = std::string(name);
-  if (is_no_label) record.label.reset();
+  if (is_no_label || name == name_at_mount_) record.label = kept_label_;
   if (error == 0) error = Date(root_, record, now_());
   if (error == 0) error = records_->Write(root_, record);
   if (error != 0) return error;

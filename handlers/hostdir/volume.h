@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -186,6 +187,8 @@ class Volume {
   Now now_;
   OwnObjects own_;
   Report report_;
+  std::string name_at_mount_;              ///< of the volume
+  std::optional<std::string> kept_label_;  ///< that of the root's record at the same time
   std::string aside_;  ///< what an object is called while it is removed or renamed
   Tree tree_;
   std::map<std::intptr_t, Scan> scans_;

@@ -28,7 +28,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kNames = 4;  ///< FILE01 to FILE04, and so on
-constexpr int kRunsUnlessGiven = 15;
+constexpr int kRunsUnlessGiven = 10;
 
 /// QUORLE_RACER_RUNS=400 for more than a self-test has time for.
 int Runs() {

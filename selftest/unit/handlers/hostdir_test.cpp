@@ -847,6 +847,37 @@ TEST_P(HostdirMetadataTest, ALabelIsKeptUnlessTheMountGivesOne) {
   EXPECT_EQ(LockCode("Kept 100%:"), 0);
 }
 
+TEST_P(HostdirMetadataTest, ANameThatIsGivenBackLeavesNoLabel) {
+  const std::string metadata = std::string(",metadata=") + GetParam();
+  // Relabels a volume that is mounted with `keys`, gives it its name back, and mounts it again.
+  const auto there_and_back = [this, &metadata](const std::string& keys, const char* name) {
+    Mount(keys + metadata);
+    EXPECT_EQ(Code(dos().Relabel("DH0:", "Other")), 0);
+    EXPECT_EQ(Code(dos().Relabel("DH0:", name)), 0);
+    MountSo();
+  };
+  there_and_back(",volume=Given", "Given");
+  EXPECT_EQ(LockCode("DH0 Disk:"), 0) << "the name of the device";
+  EXPECT_EQ(Code(dos().Relabel("DH0:", "Kept")), 0);
+  there_and_back(",volume=Given", "Given");
+  EXPECT_EQ(LockCode("Kept:"), 0);
+  there_and_back(",volume=", "DH0");
+  EXPECT_EQ(LockCode("Kept:"), 0);
+  there_and_back("", "Kept");
+  EXPECT_EQ(LockCode("Kept:"), 0);
+}
+
+TEST_P(HostdirMetadataTest, ARunLeavesTheDirectoryToEveryDevice) {
+  MountSo();
+  EXPECT_EQ(bench_->Run(), RETURN_ERROR) << "no hard links to directories";
+  Unmount();
+  const fs::path other = outside() / "inner";
+  const std::string metadata = std::string(",metadata=") + GetParam();
+  TestBench both({"--mount", "DH0=dir:" + other.string() + metadata, "--mount",
+                  "DH1=dir:" + root().string() + metadata, "DH1:"});
+  EXPECT_NE(both.Volumes().find("DH1 Disk"), std::string::npos) << both.Volumes();
+}
+
 TEST_P(HostdirMetadataTest, FilesOfTheHostsArePlain) {
   Put(root() / "file", "content");
   fs::create_directory(root() / "dir");
