@@ -39,6 +39,8 @@ int Look(int directory, const char* name, int flags, HostStat& stat) {
   stat.inode = found.stx_ino;
   stat.mode = found.stx_mode;
   stat.is_mount_root = (found.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+  stat.is_append_only = (found.stx_attributes & STATX_ATTR_APPEND) != 0;
+  stat.is_immutable = (found.stx_attributes & STATX_ATTR_IMMUTABLE) != 0;
   stat.links = found.stx_nlink;
   stat.size = static_cast<std::int64_t>(found.stx_size);
   stat.changed = TimeOf(found.stx_mtime);

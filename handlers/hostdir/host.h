@@ -41,6 +41,8 @@ struct HostStat {
 
   /// The root of a mount of the host, which may show what stands elsewhere on the same filesystem.
   bool is_mount_root = false;
+  bool is_append_only = false;  ///< chattr +a: nothing in it is renamed or removed
+  bool is_immutable = false;    ///< chattr +i
 
   bool IsFile() const { return S_ISREG(mode); }
   bool IsDirectory() const { return S_ISDIR(mode); }

@@ -6,6 +6,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
@@ -59,19 +60,37 @@ std::string HostMessage() {
   return std::generic_category().message(errno);
 }
 
+/// Whether this process may read, write and search what it makes itself.
+bool IsUmaskUsable(mode_t& mask) {
+  // There is no way to look at it that does not set it; this value gives away nothing meanwhile.
+  mask = ::umask(0077);
+  ::umask(mask);
+  return (mask & 0700) == 0;
+}
+
 /// Opens the directory. False, with the reason in `problem`, when it is none or cannot be written.
 bool OpenRoot(const std::string& path, Opened& root, std::string& problem) {
   // The path itself is the host's, and found by the host's rules: it may lead over symbolic links.
   root.fd = Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   struct ::statvfs host {};
+  mode_t mask = 0;
   if (!root.fd || ::fstatvfs(root.fd.get(), &host) != 0) {
     problem = "cannot open the directory: " + HostMessage();
   } else if (const int error = StatOf(root.fd.get(), root.stat); error != 0) {
     problem = "cannot look at the directory: " + std::generic_category().message(error);
+  } else if (root.stat.is_append_only) {
+    problem = "the directory is append-only (chattr +a): nothing could be deleted there";
+  } else if (root.stat.is_immutable) {
+    problem = "the directory is immutable (chattr +i)";
   } else if ((host.f_flag & ST_RDONLY) != 0) {
     problem = "the directory's filesystem is mounted read-only";
   } else if (::faccessat(root.fd.get(), ".", R_OK | W_OK | X_OK, AT_EACCESS) != 0) {
     problem = "the directory cannot be written: " + HostMessage();
+  } else if (!IsUmaskUsable(mask)) {
+    std::array<char, 16> octal{};
+    std::snprintf(octal.data(), octal.size(), "%04o", static_cast<unsigned>(mask));
+    problem = std::string("the umask ") + octal.data() +
+              " takes the owner's rights from whatever is made; it must be 0077 or less";
   } else if (::flock(root.fd.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
     // Two tables of locks would know nothing of each other.
     problem = "the directory is mounted already, or locked by another program";

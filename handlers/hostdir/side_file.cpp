@@ -66,9 +66,11 @@ std::string Line(const std::string& key, const std::string& text) {
 
 class SideFile final : public RecordStore {
  public:
-  /// False when the file cannot be read or written; errno tells why.
-  bool Open(const Opened& root) {
-    if (!Load(root.fd.get()) || !WriteAnew(root.fd.get())) return false;
+  /// False when the file cannot be read or written: `problem` says at what, errno why.
+  bool Open(const Opened& root, std::string& problem) {
+    problem = std::string("cannot read ") + kFile;
+    if (!Load(root.fd.get()) || !WriteAnew(root.fd.get(), problem)) return false;
+    problem.clear();
     // The file is none of the volume's business: its root has not changed.
     const std::timespec times[2] = {{0, UTIME_OMIT}, root.stat.changed};
     ::futimens(root.fd.get(), times);
@@ -115,12 +117,14 @@ class SideFile final : public RecordStore {
     return true;
   }
 
-  bool WriteAnew(int root) {
+  bool WriteAnew(int root, std::string& problem) {
     std::string text;
     for (const auto& [key, record] : records_) text += Line(key, record);
     // One that was left behind, or that somebody put there, is not written into: it may have another
     // name outside of the directory.
+    problem = std::string("cannot remove an old ") + kNewFile;
     if (::unlinkat(root, kNewFile, 0) != 0 && errno != ENOENT) return false;
+    problem = std::string("cannot write ") + kFile;
     Descriptor fresh(
         ::openat(root, kNewFile, O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, kMode));
     if (!fresh) return false;
@@ -169,10 +173,8 @@ class SideFile final : public RecordStore {
 
 std::unique_ptr<RecordStore> OpenSideFile(const Opened& root, std::string& problem) {
   auto store = std::make_unique<SideFile>();
-  if (store->Open(root)) return store;
-  const int error = errno;
-  problem =
-      std::string("cannot write ") + kFile + " (" + std::generic_category().message(error) + ")";
+  if (store->Open(root, problem)) return store;
+  problem += " (" + std::generic_category().message(errno) + ")";
   return nullptr;
 }
 

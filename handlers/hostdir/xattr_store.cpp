@@ -48,14 +48,22 @@ class XattrStore final : public RecordStore {
 }  // namespace
 
 std::unique_ptr<RecordStore> OpenXattrStore(const Opened& root, std::string& problem) {
-  if (::fsetxattr(root.fd.get(), kProbe, "", 0, 0) != 0) {
-    const int error = errno;
-    problem = "the directory cannot have extended attributes (" +
-              std::generic_category().message(error) + "); metadata=file does without";
-    return nullptr;
+  if (::fsetxattr(root.fd.get(), kProbe, "", 0, 0) == 0) {
+    ::fremovexattr(root.fd.get(), kProbe);
+    return std::make_unique<XattrStore>();
   }
-  ::fremovexattr(root.fd.get(), kProbe);
-  return std::make_unique<XattrStore>();
+  const int error = errno;
+  const std::string message = " (" + std::generic_category().message(error) + ")";
+  if (error == ENOSPC || error == EDQUOT) {
+    problem = "there is no room for extended attributes of the directory" + message;
+  } else if (error == EOPNOTSUPP) {
+    problem =
+        "the directory cannot have extended attributes" + message + "; metadata=file does without";
+  } else {
+    problem = "extended attributes of the directory cannot be set" + message +
+              "; metadata=file does without";
+  }
+  return nullptr;
 }
 
 }  // namespace quorle::hostdir

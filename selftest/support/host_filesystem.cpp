@@ -25,6 +25,7 @@ struct Image {
 const Image* FindImage(const std::string& kind) {
   static const std::map<std::string, Image> kImages = {
       {"ext4", {"64M", "mkfs.ext4 -q -F", "ext4"}},
+      {"ext2", {"1M", "mkfs.ext2 -q -F -b 1024 -I 128 -m 0", "ext2"}},
       {"xfs", {"320M", "mkfs.xfs -q -f", "xfs"}},
       {"btrfs", {"128M", "mkfs.btrfs -q -f", "btrfs"}},
       // Not the kernel's own: few have it.

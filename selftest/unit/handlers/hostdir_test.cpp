@@ -253,6 +253,86 @@ TEST_F(HostdirTest, ADirectoryThatCannotBeWrittenIsNotMounted) {
   EXPECT_NE(Refusal(root(), ",metadata=file").find("cannot be written"), std::string::npos);
 }
 
+TEST_F(HostdirTest, ADirectoryFromWhichNothingIsDeletedIsNotMounted) {
+  for (const char attribute : {'a', 'i'}) {
+    SCOPED_TRACE(attribute);
+    const std::string command =
+        std::string("chattr ") + "+" + attribute + " " + root().string() + " 2>/dev/null";
+    if (std::system(command.c_str()) != 0) GTEST_SKIP() << "no such attributes here";
+    const std::string xattr = Refusal(root());
+    const std::string file = Refusal(root(), ",metadata=file");
+    EXPECT_EQ(std::system(("chattr -a -i " + root().string()).c_str()), 0);
+    for (const std::string& refusal : {xattr, file}) {
+      EXPECT_NE(refusal.find(std::string("(chattr +") + attribute + ")"), std::string::npos)
+          << refusal;
+    }
+    EXPECT_TRUE(fs::is_empty(root()));
+  }
+}
+
+TEST_F(HostdirTest, AUmaskThatTakesTheOwnersRightsIsRefused) {
+  const mode_t before = ::umask(0777);
+  const std::string xattr = Refusal(root());
+  const std::string file = Refusal(root(), ",metadata=file");
+  EXPECT_EQ(::umask(before), mode_t{0777}) << "it was changed";
+  for (const std::string& refusal : {xattr, file}) {
+    EXPECT_NE(refusal.find("the umask 0777"), std::string::npos) << refusal;
+  }
+  EXPECT_TRUE(fs::is_empty(root()));
+}
+
+TEST_F(HostdirTest, AFullHostSaysSoAtTheMount) {
+  std::string why_not;
+  // So old that no attribute has a place in an inode.
+  const auto host = HostFilesystem::Make("ext2", "", why_not);
+  if (host == nullptr) GTEST_SKIP() << why_not;
+  {
+    std::ofstream filler(host->path().parent_path() / "filler", std::ios::binary);
+    const std::string block(1024, 'x');
+    while (filler << block << std::flush) continue;
+  }
+  const std::string xattr = Refusal(host->path());
+  EXPECT_NE(xattr.find("no room for extended attributes"), std::string::npos) << xattr;
+  EXPECT_EQ(xattr.find("metadata=file"), std::string::npos) << xattr;
+  // A file that has to be written anew finds no room either; the old one stays.
+  EXPECT_EQ(Refusal(host->path(), ",metadata=file"), "") << "an empty one needs none";
+  const std::string record = "1 comment=" + std::string(200, 'c') + "\n";
+  EXPECT_EQ(::truncate((host->path().parent_path() / "filler").c_str(), 0), 0);
+  Put(host->path() / kSideFile, record);
+  {
+    std::ofstream filler(host->path().parent_path() / "filler", std::ios::binary);
+    const std::string block(1024, 'x');
+    while (filler << block << std::flush) continue;
+  }
+  const std::string file = Refusal(host->path(), ",metadata=file");
+  EXPECT_NE(file.find("cannot write .quorle-metadata (No space left"), std::string::npos) << file;
+  EXPECT_EQ(Content(host->path() / kSideFile), record);
+  EXPECT_EQ(HostNames(host->path()), Names());
+}
+
+TEST_F(HostdirTest, AMissingRightIsNamed) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root, to become somebody else";
+  fs::permissions(base_.path(), fs::perms(0755));
+  // As the directory for temporary files is: everybody makes files, and removes nobody else's.
+  fs::permissions(root(), fs::perms(01777));
+  const auto refusal = [this](const char* keys) {
+    const AsNobody nobody;
+    return Refusal(root(), keys);
+  };
+  const std::string attributes = refusal("");
+  EXPECT_NE(attributes.find("cannot be set (Operation not permitted)"), std::string::npos)
+      << attributes;
+  Put(root() / kSideFile, "");
+  const std::string rename = refusal(",metadata=file");
+  EXPECT_NE(rename.find("cannot write .quorle-metadata (Operation not"), std::string::npos)
+      << rename;
+  fs::permissions(root() / kSideFile, fs::perms(0600));
+  const std::string read = refusal(",metadata=file");
+  EXPECT_NE(read.find("cannot read .quorle-metadata (Permission denied)"), std::string::npos)
+      << read;
+  EXPECT_EQ(HostNames(root()), Names());
+}
+
 TEST_F(HostdirTest, NothingIsLeftOpen) {
   const std::size_t before = OpenDescriptors();
   Mount();
@@ -931,13 +1011,13 @@ TEST_F(HostdirTest, TheSideFileIsReadAsFarAsItWasFinished) {
 
 TEST_F(HostdirTest, ASideFileThatIsNoFileIsRefused) {
   fs::create_symlink(outside() / "file", root() / kSideFile);
-  EXPECT_NE(Refusal(root(), ",metadata=file").find("cannot write .quorle-metadata"),
+  EXPECT_NE(Refusal(root(), ",metadata=file").find("cannot read .quorle-metadata"),
             std::string::npos);
 }
 
 TEST_F(HostdirTest, ASideFileThatIsAPipeIsRefused) {
   ASSERT_EQ(::mkfifo((root() / kSideFile).c_str(), 0600), 0);
-  EXPECT_NE(Refusal(root(), ",metadata=file").find("cannot write .quorle-metadata"),
+  EXPECT_NE(Refusal(root(), ",metadata=file").find("cannot read .quorle-metadata"),
             std::string::npos);
 }
 
