@@ -1,6 +1,10 @@
 #include "handlers/hostdir/host_names.h"
 
+#include <sys/random.h>
+
 #include <cstddef>
+#include <cstdint>
+#include <ctime>
 
 #include "handlers/common/names.h"
 
@@ -52,6 +56,21 @@ bool FromHostName(std::string_view host, std::string& name) {
   }
   // Whatever was taken too lightly above does not come out the same again.
   return common::IsName(name) && ToHostName(name) == host;
+}
+
+std::string UniqueSuffix() {
+  std::uint64_t number = 0;
+  if (::getrandom(&number, sizeof number, 0) != sizeof number) {
+    std::timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    number = static_cast<std::uint64_t>(now.tv_sec) * 1000000000 +
+             static_cast<std::uint64_t>(now.tv_nsec);
+  }
+  return std::to_string(number);
+}
+
+std::string AsideName() {
+  return std::string(kOwnPrefix) + '.' + UniqueSuffix();
 }
 
 }  // namespace quorle::hostdir

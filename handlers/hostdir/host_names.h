@@ -13,6 +13,11 @@ inline constexpr std::string_view kOwnPrefix = ".quorle-metadata";
 /// leading dot replaced by U+F02E, a character for private use that no Latin-1 name can stand for.
 std::string ToHostName(std::string_view name);
 
+/// Letters and digits that nobody else uses at the end of a name.
+std::string UniqueSuffix();
+/// A name for the host that nobody else uses and that is never part of the volume.
+std::string AsideName();
+
 /// The name of what the host calls `host`; false when that is nothing that ToHostName() makes of a
 /// name. Such objects are foreign.
 bool FromHostName(std::string_view host, std::string& name);

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -18,6 +19,8 @@
 #include "handlers/common/names.h"
 #include "handlers/common/settings.h"
 #include "handlers/common/volume_port.h"
+#include "handlers/hostdir/journal.h"
+#include "handlers/hostdir/leftovers.h"
 #include "handlers/hostdir/side_file.h"
 #include "handlers/hostdir/volume.h"
 #include "handlers/hostdir/xattr_store.h"
@@ -100,6 +103,13 @@ bool OpenRoot(const std::string& path, Opened& root, std::string& problem) {
   return false;
 }
 
+/// The same path from the top and without symbolic links.
+std::string WholePath(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path whole = std::filesystem::canonical(path, error);
+  return error ? path : whole.string();
+}
+
 VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
   MountRequest request;
   VolumeSettings& settings = request.settings;
@@ -129,6 +139,7 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
     if (records->Read(root, record) == 0 && record.label) settings.label = *record.label;
     if (!common::IsName(settings.label)) settings.label = settings.device + " Disk";
   }
+  const std::string path = WholePath(request.path);
   const ::HandlerServices* const dos = mount.Dos;
   const auto report = [dos](const std::string& line) { dos->Report(dos, line.c_str()); };
   if (!root.stat.born) {
@@ -136,8 +147,15 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
         "the host does not know when objects were made: after the end of a run their numbers "
         "alone do not prove that they were the run's");
   }
+  Descriptor folder = OpenStateFolder(root, problem);
+  if (folder) {
+    RemoveLeftovers(folder.get(), root, path, *records, report);
+  } else {
+    report("no journal is kept, and what a killed run has left is not looked for: " + problem);
+  }
+  Journal journal = folder ? Journal(std::move(folder), root, path, report) : Journal();
   return VolumePort::Start(mount, std::move(settings), std::move(root), std::move(records),
-                           request.scratch, report);
+                           request.scratch, std::move(journal), report);
 }
 
 constexpr ::Handler kHandler = {sizeof(::Handler),   QUORLE_HANDLER_VERSION,

@@ -1,59 +1,12 @@
 #include "handlers/hostdir/record.h"
 
-#include <charconv>
-#include <cstddef>
-#include <system_error>
+#include "handlers/common/settings.h"
+#include "handlers/hostdir/words.h"
 
 namespace quorle::hostdir {
 namespace {
 
-constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-
-/// Blanks, "%" and what is not printable ASCII become %XX.
-std::string Escaped(std::string_view text) {
-  std::string result;
-  for (const char c : text) {
-    const auto code = static_cast<unsigned char>(c);
-    if (code > 0x20 && code < 0x7F && c != '%') {
-      result += c;
-    } else {
-      result += '%';
-      result += kHexDigits[code >> 4];
-      result += kHexDigits[code & 15];
-    }
-  }
-  return result;
-}
-
-std::string Unescaped(std::string_view text) {
-  std::string result;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    unsigned code = 0;
-    if (text[i] == '%' && i + 2 < text.size() &&
-        std::from_chars(text.data() + i + 1, text.data() + i + 3, code, 16).ptr ==
-            text.data() + i + 3) {
-      result += static_cast<char>(code);
-      i += 2;
-    } else {
-      result += text[i];
-    }
-  }
-  return result;
-}
-
-/// Cuts `text` at the first `separator`; returns what stands before it and leaves the rest.
-std::string_view CutAt(char separator, std::string_view& text) {
-  const std::size_t at = text.find(separator);
-  const std::string_view before = text.substr(0, at);
-  text = at == std::string_view::npos ? std::string_view() : text.substr(at + 1);
-  return before;
-}
-
-template <class Number>
-bool ReadNumber(std::string_view text, Number& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size();
-}
+using common::ReadNumber;
 
 /// DAYS:MINUTE:TICK@SECONDS.NANOSECONDS
 bool ReadDate(std::string_view text, KeptDate& kept) {

@@ -1,7 +1,6 @@
 #include "handlers/hostdir/volume.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -102,27 +101,29 @@ int WriteAt(int fd, std::int64_t position, const char* from, std::size_t bytes) 
   return 0;
 }
 
-/// A name that nobody else uses and that is no part of the volume.
-std::string AsideName() {
-  std::uint64_t number = 0;
-  if (::getrandom(&number, sizeof number, 0) != sizeof number) {
-    number = static_cast<std::uint64_t>(::getpid());
+/// What the journal calls `host_name` in `directory`.
+std::string PathOf(const Place& directory, const std::string& host_name) {
+  std::string path = host_name;
+  for (const Place* at = &directory; at->directory != nullptr; at = at->directory.get()) {
+    path.insert(0, at->host_name + '/');
   }
-  return std::string(kOwnPrefix) + '.' + std::to_string(number);
+  return path;
 }
 
 }  // namespace
 
 Volume::Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records,
-               Scratch scratch, Report report)
+               Scratch scratch, Journal journal, Report report)
     : settings_(std::move(settings)),
       root_(std::move(root)),
       records_(std::move(records)),
       now_(std::move(now)),
       own_(scratch, root_.stat.identity()),
+      journal_(std::move(journal)),
       report_(std::move(report)),
       aside_(AsideName()),
       tree_(root_.stat.identity()) {
+  journal_.Aside(aside_);
   tree_.root()->name = common::RootName(settings_);
   Record record;
   if (records_->Read(root_, record) == 0) kept_label_ = record.label;
@@ -265,10 +266,9 @@ std::int32_t Volume::MakeFile(const PlaceRef& rel, std::string_view name, PlaceR
   Opened content;
   std::int32_t error = FindPlace(rel, name, place, directory);
   const std::string host_name = ToHostName(name);
-  if (error == 0) error = MakeFileAt(directory.fd.get(), host_name, content);
+  if (error == 0) error = MakeOwnFile(*place, directory, host_name, content);
   if (error == 0) {
-    AddOwn(directory, host_name, content);
-    error = Furnish(directory, host_name, content, false);
+    error = Furnish(PathOf(*place, host_name), directory, host_name, content, false);
   }
   if (error != 0) return error;
   made = tree_.Anew(place, host_name, name, content.stat.identity(), Kind::kFile);
@@ -477,15 +477,32 @@ std::int32_t Volume::ForeignProblem(const Object& object) const {
   return own_.MayChange(object.identity) ? 0 : ERROR_INVALID_LOCK;
 }
 
-void Volume::AddOwn(const Opened& directory, const std::string& host_name, const Opened& made) {
+void Volume::AddOwn(const std::string& path, const Opened& directory, const std::string& host_name,
+                    const Opened& made) {
+  journal_.Made(made.stat.identity(), path);
   own_.Add(made.stat.identity(), directory.fd.get(), host_name);
 }
 
-std::int32_t Volume::Remove(const Opened& directory, const std::string& host_name,
-                            const Opened& object, std::int32_t denied) {
+std::int32_t Volume::MakeOwnFile(const Place& place, const Opened& directory,
+                                 const std::string& host_name, Opened& made) {
+  const std::string path = PathOf(place, host_name);
+  journal_.Making(path);
+  const std::int32_t error = MakeFileAt(directory.fd.get(), host_name, made);
+  if (error == 0) {
+    AddOwn(path, directory, host_name, made);
+  } else {
+    journal_.Gone(path);
+  }
+  return error;
+}
+
+std::int32_t Volume::Remove(const std::string& path, const Opened& directory,
+                            const std::string& host_name, const Opened& object,
+                            std::int32_t denied) {
   const Identity identity = object.stat.identity();
   const Outcome outcome = RemoveAt(directory.fd.get(), host_name, identity, aside_);
   ReportAside(outcome, host_name);
+  if (outcome.error == 0) journal_.Gone(path);
   if (outcome.error == 0 && (object.IsDirectory() || object.stat.links <= 1)) {
     records_->Forget(object);
     own_.Remove(identity);
@@ -499,10 +516,11 @@ void Volume::ReportAside(const Outcome& outcome, const std::string& host_name) {
   report_("what was called " + host_name + " is called " + aside_ +
           " now: another process has taken its name");
   aside_ = AsideName();
+  journal_.Aside(aside_);
 }
 
-std::int32_t Volume::Furnish(const Opened& directory, const std::string& host_name, Opened& made,
-                             bool soft_link) {
+std::int32_t Volume::Furnish(const std::string& path, const Opened& directory,
+                             const std::string& host_name, Opened& made, bool soft_link) {
   Record above;
   std::int32_t error = records_->Read(directory, above);
   if (error == 0) {
@@ -513,7 +531,7 @@ std::int32_t Volume::Furnish(const Opened& directory, const std::string& host_na
     error = Date(made, record, now_());
     if (error == 0) error = records_->Write(made, record);
   }
-  if (error != 0) Remove(directory, host_name, made, ERROR_DELETE_PROTECTED);
+  if (error != 0) Remove(path, directory, host_name, made, ERROR_DELETE_PROTECTED);
   return error;
 }
 
@@ -523,22 +541,25 @@ std::int32_t Volume::MakeDirectory(const PlaceRef& rel, std::string_view name, P
   Opened directory;
   if (const std::int32_t error = FindPlace(rel, name, place, directory); error != 0) return error;
   const std::string host_name = ToHostName(name);
+  const std::string path = PathOf(*place, host_name);
   Opened opened;
-  if (const std::int32_t error =
-          MakeDirectoryAt(directory.fd.get(), aside_, root_.stat.device, opened);
-      error != 0) {
+  journal_.Making(path);
+  std::int32_t error = MakeDirectoryAt(directory.fd.get(), aside_, root_.stat.device, opened);
+  if (error == 0) {
+    AddOwn(path, directory, aside_, opened);
+    const int refusal = RenameAt(directory.fd.get(), aside_, directory.fd.get(), host_name);
+    error = CodeFor(refusal, ERROR_WRITE_PROTECTED);
+    if (error != 0) {
+      ::unlinkat(directory.fd.get(), aside_.c_str(), AT_REMOVEDIR);
+      own_.Remove(opened.stat.identity());
+    }
+  }
+  if (error != 0) {
+    journal_.Gone(path);
     return error;
   }
-  AddOwn(directory, aside_, opened);
-  if (const int error = RenameAt(directory.fd.get(), aside_, directory.fd.get(), host_name);
-      error != 0) {
-    ::unlinkat(directory.fd.get(), aside_.c_str(), AT_REMOVEDIR);
-    own_.Remove(opened.stat.identity());
-    return CodeFor(error, ERROR_WRITE_PROTECTED);
-  }
-  if (const std::int32_t error = Furnish(directory, host_name, opened, false); error != 0) {
-    return error;
-  }
+  error = Furnish(path, directory, host_name, opened, false);
+  if (error != 0) return error;
   made = tree_.Anew(place, host_name, name, opened.stat.identity(), Kind::kDirectory);
   Touch(place, true);
   return 0;
@@ -553,14 +574,14 @@ std::int32_t Volume::MakeSoftLink(const PlaceRef& rel, std::string_view name,
   Opened content;
   std::int32_t error = FindPlace(rel, name, place, directory);
   const std::string host_name = ToHostName(name);
-  if (error == 0) error = MakeFileAt(directory.fd.get(), host_name, content);
+  if (error == 0) error = MakeOwnFile(*place, directory, host_name, content);
   if (error != 0) return error;
-  AddOwn(directory, host_name, content);
+  const std::string path = PathOf(*place, host_name);
   if (const int full = WriteAt(content.fd.get(), 0, target.data(), target.size()); full != 0) {
-    Remove(directory, host_name, content, ERROR_DELETE_PROTECTED);
+    Remove(path, directory, host_name, content, ERROR_DELETE_PROTECTED);
     return CodeFor(full, ERROR_WRITE_PROTECTED);
   }
-  error = Furnish(directory, host_name, content, true);
+  error = Furnish(path, directory, host_name, content, true);
   if (error == 0) Touch(place, true);
   return error;
 }
@@ -577,8 +598,14 @@ std::int32_t Volume::MakeHardLink(const PlaceRef& rel, std::string_view name, co
   Opened source;
   if (const std::int32_t error = Reach(target, source); error != 0) return error;
   if (const std::int32_t foreign = ForeignProblem(*target.object); foreign != 0) return foreign;
-  switch (const int error = LinkAt(source, directory.fd.get(), ToHostName(name)); error) {
+  const std::string host_name = ToHostName(name);
+  const std::string path = PathOf(*place, host_name);
+  journal_.Making(path);
+  const int error = LinkAt(source, directory.fd.get(), host_name);
+  if (error != 0) journal_.Gone(path);
+  switch (error) {
     case 0:
+      journal_.Made(target.object->identity, path);
       Touch(place, true);
       return 0;
     case EPERM:  // how a filesystem without links says so
@@ -612,7 +639,8 @@ std::int32_t Volume::Delete(const PlaceRef& rel, std::string_view name) {
     std::vector<std::string> names;
     if (ListNames(object.fd.get(), names) == 0 && !names.empty()) return ERROR_DIRECTORY_NOT_EMPTY;
   }
-  if (const std::int32_t error = Remove(above, place->host_name, object, ERROR_DELETE_PROTECTED);
+  if (const std::int32_t error = Remove(PathOf(*directory, place->host_name), above,
+                                        place->host_name, object, ERROR_DELETE_PROTECTED);
       error != 0) {
     return error;
   }
@@ -649,10 +677,14 @@ std::int32_t Volume::Rename(const PlaceRef& from_rel, std::string_view from, con
 
   const std::string host_name = ToHostName(to);
   if (source != target || host_name != place->host_name) {
+    const std::string path = PathOf(*source, place->host_name);
+    const std::string new_path = PathOf(*target, host_name);
+    journal_.Moving(path, new_path);
     const Outcome outcome =
         MoveAt(from_directory.fd.get(), place->host_name, place->object->identity, aside_,
                to_directory.fd.get(), host_name);
     ReportAside(outcome, place->host_name);
+    if (outcome.error != 0) journal_.Moving(new_path, path);
     if (outcome.error == EINVAL && place->object->IsDirectory()) return ERROR_OBJECT_IN_USE;
     if (outcome.error != 0) return CodeFor(outcome.error, ERROR_WRITE_PROTECTED);
     Tree::Move(place, target, host_name, to);

@@ -13,6 +13,7 @@
 #include "handlers/common/facts.h"
 #include "handlers/common/settings.h"
 #include "handlers/hostdir/host.h"
+#include "handlers/hostdir/journal.h"
 #include "handlers/hostdir/own_objects.h"
 #include "handlers/hostdir/record.h"
 #include "handlers/hostdir/record_store.h"
@@ -56,7 +57,7 @@ class Volume {
   using OpenFile = hostdir::OpenFile;
 
   Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records,
-         Scratch scratch, Report report);
+         Scratch scratch, Journal journal, Report report);
 
   const VolumeSettings& settings() const { return settings_; }
   const PlaceRef& root() const { return tree_.root(); }
@@ -150,12 +151,16 @@ class Volume {
                        const Opened& opened, PlaceRef& place);
   /// 0 for an object that may be changed, else 211.
   std::int32_t ForeignProblem(const Object& object) const;
-  /// Notes what was just made as `host_name` in `directory`.
-  void AddOwn(const Opened& directory, const std::string& host_name, const Opened& made);
-  /// Removes an object that this volume has the right to remove; `denied` is the code for a
+  /// Notes what was just made as `path` and is `host_name` in `directory` now.
+  void AddOwn(const std::string& path, const Opened& directory, const std::string& host_name,
+              const Opened& made);
+  /// Makes an empty file that is noted so, and opens it.
+  std::int32_t MakeOwnFile(const Place& place, const Opened& directory,
+                           const std::string& host_name, Opened& made);
+  /// Removes `path`, which is `object`, the `host_name` in `directory`. `denied` is the code for a
   /// permission that is missing.
-  std::int32_t Remove(const Opened& directory, const std::string& host_name, const Opened& object,
-                      std::int32_t denied);
+  std::int32_t Remove(const std::string& path, const Opened& directory,
+                      const std::string& host_name, const Opened& object, std::int32_t denied);
   /// Reports an object that `outcome` says has lost its name.
   void ReportAside(const Outcome& outcome, const std::string& host_name);
   /// A place for a new object: its directory, and that nothing has the name.
@@ -163,8 +168,8 @@ class Volume {
                          Opened& directory);
   /// Makes an object new: owner and group of its directory, today's date. When that fails it is
   /// removed again.
-  std::int32_t Furnish(const Opened& directory, const std::string& host_name, Opened& made,
-                       bool soft_link);
+  std::int32_t Furnish(const std::string& path, const Opened& directory,
+                       const std::string& host_name, Opened& made, bool soft_link);
   std::int32_t MakeFile(const PlaceRef& rel, std::string_view name, PlaceRef& made);
   std::int32_t OpenContent(const Place& place);
   void Hold(OpenFile& file, const PlaceRef& place, bool exclusive);
@@ -186,6 +191,7 @@ class Volume {
   std::unique_ptr<RecordStore> records_;
   Now now_;
   OwnObjects own_;
+  Journal journal_;
   Report report_;
   std::string name_at_mount_;              ///< of the volume
   std::optional<std::string> kept_label_;  ///< that of the root's record at the same time

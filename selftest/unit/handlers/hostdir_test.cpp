@@ -1,12 +1,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <stdexcept>
@@ -79,6 +82,7 @@ using Names = std::vector<std::string>;
 class HostdirTest : public ::testing::Test {
  protected:
   HostdirTest() {
+    ::setenv("XDG_STATE_HOME", (state_.path() / "state").c_str(), 1);
     Put(outside() / "file", "outside");
     fs::create_directories(outside() / "inner");
     fs::create_directory(root());
@@ -89,6 +93,14 @@ class HostdirTest : public ::testing::Test {
     EXPECT_EQ(HostNames(outside()), (Names{"file", "inner"}));
     EXPECT_EQ(HostNames(outside() / "inner"), Names());
     EXPECT_EQ(Content(outside() / "file"), "outside");
+    EXPECT_EQ(Journals(), 0) << "a mount that ended leaves none";
+  }
+
+  /// How many journals there are.
+  std::ptrdiff_t Journals() const {
+    std::error_code none;
+    const fs::directory_iterator all(state_.path() / "state" / "quorle", none);
+    return none ? 0 : std::distance(begin(all), end(all));
   }
 
   fs::path root() const { return base_.path() / "volume"; }
@@ -208,7 +220,24 @@ class HostdirTest : public ::testing::Test {
     return facts;
   }
 
+  /// Mounts in a process of its own, has it do `work`, and ends it at once, as a signal would.
+  /// Returns the process.
+  pid_t DieAfter(const std::string& keys, const std::function<void()>& work) {
+    Unmount();
+    const pid_t process = ::fork();
+    if (process == 0) {
+      Mount(keys);
+      work();
+      ::_exit(::testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(process, &status, 0), process);
+    EXPECT_EQ(status, 0);
+    return process;
+  }
+
   TemporaryDirectory base_;
+  TemporaryDirectory state_;
   std::unique_ptr<TestBench> bench_;
 };
 
@@ -619,6 +648,110 @@ TEST_F(HostdirTest, AHostWithoutBirthsSaysWhatCannotBeProved) {
   Unmount();
 }
 
+// ---- What a run that was killed has left
+// --------------------------------------------------------------------------------
+
+TEST_F(HostdirTest, WhatIsNotProvedToBeAKilledRunsStays) {
+  DieAfter("", [this] {
+    Make("DH0:FILE01", "mine");
+    Make("DH0:FILE02", "mine");
+    Make("DH0:FILE03", "mine");
+    EXPECT_EQ(DirectoryCode("DH0:DIRECTORY01"), 0);
+  });
+  Put(base_.path() / "spare", "theirs");
+  fs::rename(base_.path() / "spare", root() / "FILE01");
+  fs::remove(root() / "FILE02");
+  fs::create_hard_link(outside() / "file", root() / "FILE02");
+  fs::remove(root() / "FILE03");
+  Put(root() / "DIRECTORY01" / "theirs", "theirs");
+  Mount();
+  std::string said = bench_->TakeErrors();
+  EXPECT_NE(said.find("left FILE01, FILE02: not removed, as nothing proves"), std::string::npos)
+      << said;
+  EXPECT_NE(said.find("left DIRECTORY01: cannot be removed (Directory not empty)"),
+            std::string::npos)
+      << said;
+  EXPECT_EQ(said.find("FILE03"), std::string::npos) << said;
+  EXPECT_EQ(HostNames(root()), (Names{"DIRECTORY01", "FILE01", "FILE02"}));
+  EXPECT_EQ(Content(root() / "FILE01"), "theirs");
+  EXPECT_EQ(Content(root() / "DIRECTORY01" / "theirs"), "theirs");
+  // What could not be removed is tried again.
+  fs::remove(root() / "DIRECTORY01" / "theirs");
+  Mount();
+  said = bench_->TakeErrors();
+  EXPECT_NE(said.find("left DIRECTORY01: removed"), std::string::npos) << said;
+  EXPECT_EQ(HostNames(root()), (Names{"FILE01", "FILE02"}));
+}
+
+TEST_F(HostdirTest, WithoutBirthsAKilledRunsObjectsAreOnlyNamed) {
+  std::string why_not;
+  const auto host = HostFilesystem::Make("ramfs", "", why_not);
+  if (host == nullptr) GTEST_SKIP() << why_not;
+  const pid_t process = ::fork();
+  if (process == 0) {
+    MountAt(host->path(), ",metadata=file");
+    Make("DH0:FILE01", "x");
+    ::_exit(0);
+  }
+  EXPECT_EQ(::waitpid(process, nullptr, 0), process);
+  MountAt(host->path(), ",metadata=file");
+  const std::string said = bench_->TakeErrors();
+  EXPECT_NE(said.find("left FILE01: not removed, as nothing proves"), std::string::npos) << said;
+  EXPECT_EQ(Content(host->path() / "FILE01"), "x");
+  Unmount();
+}
+
+TEST_F(HostdirTest, WithoutAPlaceForAJournalAMountGoesOn) {
+  const auto said = [this] {
+    Mount();
+    Make("DH0:file", "x");
+    EXPECT_EQ(Code(dos().Delete("DH0:file")), 0);
+    std::string lines = bench_->TakeErrors();
+    EXPECT_EQ(lines.find('\n'), lines.size() - 1) << "one line: " << lines;
+    return lines;
+  };
+  const std::string no_journal = "quorle: DH0: no journal is kept";
+  EXPECT_EQ(::unsetenv("XDG_STATE_HOME"), 0);
+  const char* const home = std::getenv("HOME");
+  const std::string kept_home = home == nullptr ? "" : home;
+  EXPECT_EQ(::unsetenv("HOME"), 0);
+  EXPECT_EQ(said().find(no_journal), 0U);
+  if (home != nullptr) ::setenv("HOME", kept_home.c_str(), 1);
+  // A path that is none, and one through a file.
+  ::setenv("XDG_STATE_HOME", (outside() / "file").c_str(), 1);
+  EXPECT_EQ(said().find(no_journal), 0U);
+  // Never in the directory itself, and nothing is made there for it.
+  ::setenv("XDG_STATE_HOME", (root() / "state").c_str(), 1);
+  EXPECT_NE(said().find("lies in the directory itself"), std::string::npos);
+  EXPECT_EQ(HostNames(root()), Names());
+  fs::create_directories(root() / "state" / "quorle");
+  EXPECT_NE(said().find("lies in the directory itself"), std::string::npos);
+  EXPECT_TRUE(fs::is_empty(root() / "state" / "quorle"));
+}
+
+TEST_F(HostdirTest, AJournalThatFindsNoRoomAnyMoreIsGivenUp) {
+  std::string why_not;
+  const auto host = HostFilesystem::Make("tmpfs", "size=64k", why_not);
+  if (host == nullptr) GTEST_SKIP() << why_not;
+  ::setenv("XDG_STATE_HOME", host->path().c_str(), 1);
+  Mount();
+  {
+    std::ofstream filler(host->path() / "filler", std::ios::binary);
+    const std::string block(4096, 'x');
+    while (filler << block << std::flush) continue;
+  }
+  std::string said;
+  for (int i = 0; i < 100 && said.empty(); ++i) {
+    Make(("DH0:" + std::string(200, 'n') + std::to_string(i)).c_str());
+    said = bench_->TakeErrors();
+  }
+  EXPECT_EQ(said, "quorle: DH0: no journal is kept any more: No space left on device\n");
+  Make("DH0:more");
+  EXPECT_EQ(bench_->TakeErrors(), "");
+  Unmount();
+  EXPECT_TRUE(fs::is_empty(host->path() / "quorle"));
+}
+
 // ---- What the host changes while the volume is mounted
 // --------------------------------------------
 
@@ -970,6 +1103,39 @@ TEST_P(HostdirMetadataTest, FilesOfTheHostsArePlain) {
   EXPECT_EQ(file.owner, 0U);
   EXPECT_EQ(ReadAll("DH0:file"), "content");
   EXPECT_EQ(Look("DH0:dir").type, static_cast<std::uint32_t>(FSO_TYPE_DIRECTORY));
+}
+
+TEST_P(HostdirMetadataTest, WhatAKilledRunLeftIsNamedAndRemoved) {
+  Put(root() / "theirs", "their data");
+  const std::string keys = std::string(",metadata=") + GetParam();
+  const pid_t process = DieAfter(keys, [this] {
+    Make("DH0:FILE01", "x");
+    Make("DH0:gone", "x");
+    EXPECT_EQ(Code(dos().Delete("DH0:gone")), 0);
+    EXPECT_EQ(DirectoryCode("DH0:DIRECTORY01"), 0);
+    Make("DH0:DIRECTORY01/inner", "x");
+    EXPECT_EQ(Code(dos().SetProtection("DH0:FILE01", EXDF_NO_DELETE)), 0);
+    EXPECT_EQ(Code(dos().MakeLink("DH0:LINK01", "target", LINK_SOFT)), 0);
+    const LockHandle lock = MustLock("DH0:FILE01");
+    EXPECT_EQ(Code(dos().MakeLink("DH0:second", lock, LINK_HARD)), 0);
+    EXPECT_EQ(Code(dos().Rename("DH0:DIRECTORY01", "DH0:moved")), 0);
+  });
+  EXPECT_EQ(Journals(), 1);
+  EXPECT_EQ(HostNames(root()), (Names{"FILE01", "LINK01", "moved", "second", "theirs"}));
+  MountSo();
+  EXPECT_EQ(HostNames(root()), Names{"theirs"});
+  EXPECT_EQ(Journals(), 1) << "its own";
+  const std::string said = bench_->TakeErrors();
+  EXPECT_NE(said.find("quorle: DH0: the run of 20"), std::string::npos) << said;
+  EXPECT_NE(said.find("(process " + std::to_string(process) +
+                      "), which was killed, left moved/inner, FILE01, LINK01, second, moved: "
+                      "removed\n"),
+            std::string::npos)
+      << said;
+  EXPECT_EQ(said.find('\n'), said.size() - 1) << said;
+  MountSo();
+  EXPECT_EQ(bench_->TakeErrors(), "") << "once";
+  EXPECT_EQ(Content(root() / "theirs"), "their data");
 }
 
 INSTANTIATE_TEST_SUITE_P(Metadata, HostdirMetadataTest, ::testing::Values("xattr", "file"),

@@ -1,0 +1,269 @@
+#include "handlers/hostdir/journal.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "handlers/common/settings.h"
+#include "handlers/hostdir/host_names.h"
+#include "handlers/hostdir/words.h"
+
+namespace quorle::hostdir {
+namespace {
+
+using common::ReadNumber;
+
+constexpr std::string_view kFirstLine = "quorle directory journal 1\n";
+constexpr std::string_view kFilePrefix = "directory-";
+
+std::string MessageOf(int host_error) {
+  return std::generic_category().message(host_error);
+}
+
+std::string TextOf(const Identity& identity) {
+  return std::to_string(identity.device) + ' ' + std::to_string(identity.inode) + ' ' +
+         std::to_string(identity.born_seconds) + ' ' + std::to_string(identity.born_nanoseconds);
+}
+
+bool ReadIdentity(std::string_view& words, Identity& identity) {
+  return ReadNumber(CutAt(' ', words), identity.device) &&
+         ReadNumber(CutAt(' ', words), identity.inode) &&
+         ReadNumber(CutAt(' ', words), identity.born_seconds) &&
+         ReadNumber(CutAt(' ', words), identity.born_nanoseconds);
+}
+
+/// Whether `path` is `above` or stands below it.
+bool IsBelow(const std::string& path, const std::string& above) {
+  return path == above || path.starts_with(above + '/');
+}
+
+/// Reads one line into `text`. What is not understood is passed over.
+void ReadLine(std::string_view line, JournalText& text) {
+  const std::string_view word = CutAt(' ', line);
+  Identity identity;
+  if (word == "run") {
+    ReadNumber(CutAt(' ', line), text.process);
+    ReadNumber(line, text.started);
+  } else if (word == "root" && ReadIdentity(line, identity)) {
+    text.root = identity;
+    text.root_path = Unescaped(line);
+  } else if (word == "aside") {
+    text.aside_names.push_back(Unescaped(line));
+  } else if (word == "making") {
+    text.entries.Making(Unescaped(line));
+  } else if (word == "made" && ReadIdentity(line, identity)) {
+    text.entries.Made(identity, Unescaped(line));
+  } else if (word == "moving") {
+    const std::string from = Unescaped(CutAt(' ', line));
+    text.entries.Moving(from, Unescaped(line));
+  } else if (word == "gone") {
+    text.entries.Gone(Unescaped(line));
+  }
+}
+
+/// Reads a journal that nobody keeps. False when it is none, or somebody's still.
+bool ReadJournal(int folder, const std::string& name, JournalText& text) {
+  const Descriptor file(
+      ::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file || ::flock(file.get(), LOCK_SH | LOCK_NB) != 0) return false;
+  std::string all;
+  char buffer[1 << 12];
+  for (ssize_t count = 0; (count = ::read(file.get(), buffer, sizeof buffer)) > 0;) {
+    all.append(buffer, static_cast<std::size_t>(count));
+  }
+  if (!all.starts_with(kFirstLine)) return false;
+  std::string_view rest(all);
+  // A last line without its end was never finished.
+  while (rest.find('\n') != std::string_view::npos) ReadLine(CutAt('\n', rest), text);
+  return true;
+}
+
+/// Whether a directory is the one of a journal. Devices may get other numbers when the host starts
+/// again; without births, a FUSE filesystem gives out other numbers each time.
+bool IsSameRoot(const JournalText& text, const Opened& root, const std::string& path) {
+  if (!root.stat.born) return text.root_path == path;
+  Identity identity = root.stat.identity();
+  if (text.root_path == path) identity.device = text.root.device;
+  return text.root == identity;
+}
+
+/// Whether the directory `fd` is `root` or lies in it.
+bool LiesIn(int fd, const Opened& root) {
+  Descriptor at(::openat(fd, ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  HostStat last;
+  for (HostStat stat; at && StatOf(at.get(), stat) == 0; last = stat) {
+    if (stat.identity() == root.stat.identity()) return true;
+    if (stat.identity() == last.identity()) break;  // the top
+    at = Descriptor(::openat(at.get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  }
+  return false;
+}
+
+/// The path of the state folder; empty when there is none.
+std::filesystem::path StatePath() {
+  const auto absolute = [](const char* name) {
+    const char* const value = std::getenv(name);
+    return value != nullptr && *value == '/' ? value : "";
+  };
+  if (const std::string state = absolute("XDG_STATE_HOME"); !state.empty()) return state;
+  const std::string home = absolute("HOME");
+  return home.empty() ? std::filesystem::path() : std::filesystem::path(home) / ".local" / "state";
+}
+
+}  // namespace
+
+// ---- Entries -----------------------------------------------------------------------------------
+
+void JournalEntries::Making(const std::string& path) {
+  Gone(path);
+  entries_.push_back({.path = path, .former = {}, .identity = std::nullopt});
+}
+
+void JournalEntries::Made(const Identity& identity, const std::string& path) {
+  for (JournalEntry& entry : entries_) {
+    if (entry.path == path) entry.identity = identity;
+  }
+}
+
+void JournalEntries::Moving(const std::string& from, const std::string& to) {
+  for (JournalEntry& entry : entries_) {
+    if (!IsBelow(entry.path, from)) continue;
+    entry.former = std::exchange(entry.path, to + entry.path.substr(from.size()));
+  }
+}
+
+void JournalEntries::Gone(const std::string& path) {
+  std::erase_if(entries_, [&path](const JournalEntry& entry) { return entry.path == path; });
+}
+
+// ---- The folder --------------------------------------------------------------------------------
+
+Descriptor OpenStateFolder(const Opened& root, std::string& problem) {
+  std::filesystem::path path = StatePath();
+  if (path.empty()) {
+    problem = "neither XDG_STATE_HOME nor HOME names a directory";
+    return {};
+  }
+  path /= "quorle";
+  Descriptor at(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  for (const std::filesystem::path& part : path.relative_path()) {
+    const char* const name = part.c_str();
+    if (*name == '\0') continue;
+    const auto enter = [&] {
+      return Descriptor(::openat(at.get(), name, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    };
+    Descriptor next = enter();
+    int error = next ? 0 : errno;
+    if (error == ENOENT) {
+      // Nothing is made in the directory itself.
+      if (LiesIn(at.get(), root)) break;
+      error = ::mkdirat(at.get(), name, 0700) == 0 ? 0 : errno;
+      if (error == 0 || error == EEXIST) {
+        next = enter();
+        error = next ? 0 : errno;
+      }
+    }
+    if (error != 0) {
+      problem = "cannot open " + path.string() + ": " + MessageOf(error);
+      return {};
+    }
+    at = std::move(next);
+  }
+  if (LiesIn(at.get(), root)) {
+    problem = path.string() + " lies in the directory itself";
+    return {};
+  }
+  at = Descriptor(::openat(at.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!at) problem = "cannot open " + path.string() + ": " + MessageOf(errno);
+  return at;
+}
+
+std::vector<OldJournal> FindOldJournals(int folder, const Opened& root, const std::string& path) {
+  std::vector<OldJournal> found;
+  std::vector<std::string> names;
+  ListNames(folder, names);
+  for (const std::string& name : names) {
+    OldJournal journal{.file = name, .text = {}};
+    if (!name.starts_with(kFilePrefix) || !ReadJournal(folder, name, journal.text)) continue;
+    if (IsSameRoot(journal.text, root, path)) found.push_back(std::move(journal));
+  }
+  return found;
+}
+
+// ---- Keeping one -------------------------------------------------------------------------------
+
+Journal::Journal(Descriptor folder, const Opened& root, const std::string& path, Report report)
+    : report_(std::move(report)),
+      folder_(std::move(folder)),
+      name_(std::string(kFilePrefix) + UniqueSuffix()) {
+  file_ = Descriptor(::openat(folder_.get(), name_.c_str(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600));
+  if (!file_) {
+    report_("no journal is kept: " + MessageOf(errno));
+    return;
+  }
+  ::flock(file_.get(), LOCK_EX | LOCK_NB);
+  head_ = kFirstLine;
+  head_ += "run " + std::to_string(::getpid()) + ' ' + std::to_string(std::time(nullptr)) + '\n';
+  head_ += "root " + TextOf(root.stat.identity()) + ' ' + Escaped(path) + '\n';
+  Write(head_);
+}
+
+Journal::~Journal() {
+  if (file_) ::unlinkat(folder_.get(), name_.c_str(), 0);
+}
+
+void Journal::Aside(const std::string& name) {
+  const std::string line = "aside " + Escaped(name) + '\n';
+  head_ += line;
+  Write(line);
+}
+
+void Journal::Making(const std::string& path) {
+  entries_.Making(path);
+  Write("making " + Escaped(path) + '\n');
+}
+
+void Journal::Made(const Identity& identity, const std::string& path) {
+  entries_.Made(identity, path);
+  Write("made " + TextOf(identity) + ' ' + Escaped(path) + '\n');
+}
+
+void Journal::Moving(const std::string& from, const std::string& to) {
+  entries_.Moving(from, to);
+  Write("moving " + Escaped(from) + ' ' + Escaped(to) + '\n');
+}
+
+void Journal::Gone(const std::string& path) {
+  entries_.Gone(path);
+  Write("gone " + Escaped(path) + '\n');
+  // Nothing is there any more: the file starts again, and does not grow with the run.
+  if (file_ && entries_.all().empty() && ::ftruncate(file_.get(), 0) == 0) Write(head_);
+}
+
+void Journal::Write(std::string_view line) {
+  if (!file_) return;
+  while (!line.empty()) {
+    const ssize_t count = ::write(file_.get(), line.data(), line.size());
+    if (count > 0) {
+      line.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      report_("no journal is kept any more: " + MessageOf(count == 0 ? ENOSPC : errno));
+      ::unlinkat(folder_.get(), name_.c_str(), 0);
+      file_.Close();
+      return;
+    }
+  }
+}
+
+}  // namespace quorle::hostdir

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "handlers/hostdir/descriptor.h"
+#include "handlers/hostdir/host.h"
+
+namespace quorle::hostdir {
+
+/// A name of an object that a mount has made, by the host's names from the root on, "a/b".
+struct JournalEntry {
+  std::string path;
+  std::string former;                ///< where it was before it was moved; empty: never moved
+  std::optional<Identity> identity;  ///< none: it was about to be made
+};
+
+/// What a mount has made and not removed, as its journal tells it.
+class JournalEntries {
+ public:
+  const std::vector<JournalEntry>& all() const { return entries_; }
+  void Making(const std::string& path);
+  void Made(const Identity& identity, const std::string& path);
+  /// With everything below it.
+  void Moving(const std::string& from, const std::string& to);
+  void Gone(const std::string& path);
+
+ private:
+  std::vector<JournalEntry> entries_;
+};
+
+/// What is known of a mount, from its journal.
+struct JournalText {
+  pid_t process = 0;
+  std::int64_t started = 0;  ///< seconds since 1970
+  Identity root;
+  std::string root_path;                 ///< where the directory was
+  std::vector<std::string> aside_names;  ///< what its objects may have been called for a moment
+  JournalEntries entries;
+};
+
+/// The folder of the user in which programs keep their state, `quorle` in it:
+/// $XDG_STATE_HOME/quorle or ~/.local/state/quorle. It is made when it is not there. None, with the
+/// reason in `problem`, when it cannot be, or when it would lie in the directory `root`.
+Descriptor OpenStateFolder(const Opened& root, std::string& problem);
+
+/// A journal of an earlier mount that nobody keeps any more.
+struct OldJournal {
+  std::string file;  ///< its name in the state folder
+  JournalText text;
+};
+/// Those of mounts of the directory `root`, which was found at `path`: each is of a run that was
+/// killed.
+std::vector<OldJournal> FindOldJournals(int folder, const Opened& root, const std::string& path);
+
+/// A file that says what a mount has made and not removed, for the next one to find when this one is
+/// killed. It stands outside of the directory and is gone at the end. What is written is safe from
+/// the end of the process, not from that of the host.
+class Journal {
+ public:
+  using Report = std::function<void(const std::string& line)>;
+
+  /// Keeps nothing.
+  Journal() = default;
+  /// Begins a file in `folder`. When it cannot be written, now or later, one line is reported, and
+  /// nothing is kept any more.
+  Journal(Descriptor folder, const Opened& root, const std::string& path, Report report);
+  Journal(Journal&& other) noexcept = default;
+  Journal& operator=(Journal&&) = delete;
+  /// Removes the file.
+  ~Journal();
+
+  // ---- What is about to happen, or has happened; paths as in JournalEntry --------------------
+
+  void Aside(const std::string& name);
+  void Making(const std::string& path);
+  void Made(const Identity& identity, const std::string& path);
+  void Moving(const std::string& from, const std::string& to);
+  void Gone(const std::string& path);
+
+ private:
+  void Write(std::string_view line);
+
+  Report report_;
+  Descriptor folder_;
+  Descriptor file_;
+  std::string name_;
+  std::string head_;  ///< the lines that hold as long as the mount
+  JournalEntries entries_;
+};
+
+}  // namespace quorle::hostdir
