@@ -13,6 +13,7 @@
 #include "hosted/clock.h"
 #include "hosted/console.h"
 #include "hosted/host_options.h"
+#include "hosted/left_behind.h"
 #include "hosted/line_input.h"
 #include "hosted/machine.h"
 #include "hosted/plugin_handler.h"
@@ -24,10 +25,11 @@
 namespace quorle {
 namespace {
 
-/// Leads from the harness to the watch.
+/// Leads from the harness to the watch, and shows what a sub-test may have left behind.
 class WatchListener final : public RunListener {
  public:
-  explicit WatchListener(RunWatch& watch) : watch_(watch) {}
+  WatchListener(RunWatch& watch, LeftBehind& left_behind, Console& console)
+      : watch_(watch), left_behind_(left_behind), console_(console) {}
 
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
     watch_.BeginTest(row, entry.group->label);
@@ -36,6 +38,9 @@ class WatchListener final : public RunListener {
     watch_.BeginCheck(sub_test.name);
   }
   void OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t /*status*/) override {
+    for (const std::string& line : left_behind_.TakeLines()) {
+      console_.Report(watch_.Place() + ": " + line);
+    }
     watch_.EndCheck();
   }
   void OnGroupEnd(const TestEntry& /*entry*/, std::int32_t /*result*/) override {
@@ -44,6 +49,8 @@ class WatchListener final : public RunListener {
 
  private:
   RunWatch& watch_;
+  LeftBehind& left_behind_;
+  Console& console_;
 };
 
 std::int32_t RunTester(HostOptions options, Console& console) {
@@ -71,9 +78,10 @@ std::int32_t RunTester(HostOptions options, Console& console) {
     return RETURN_FAIL;
   }
 
-  Tracer tracer(machine->exec(), machine->dos(), trace);
-  ExecInterface& exec = options.trace_file ? tracer.exec() : machine->exec();
-  WatchListener listener(watch);
+  LeftBehind left_behind(machine->exec(), machine->dos());
+  Tracer tracer(left_behind.exec(), left_behind.dos(), trace);
+  ExecInterface& exec = options.trace_file ? tracer.exec() : left_behind.exec();
+  WatchListener listener(watch, left_behind, console);
   const std::int32_t result = Run(exec, kCatalogue, listener);
   for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);
   // A handler that did not last did not pass, whatever the tests made of it.

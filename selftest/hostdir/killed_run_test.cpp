@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,7 +15,8 @@
 
 #include "selftest/support/temporary_directory.h"
 
-// Runs of the program that are killed at some moment, and what the next one makes of what they left.
+// Runs of the program that are killed or lose their descriptors at some moment, and what becomes of
+// their scratch objects.
 
 namespace quorle::selftest {
 namespace {
@@ -46,6 +48,7 @@ class KilledRunTest : public ::testing::TestWithParam<const char*> {
 
   fs::path volume() const { return base_.path() / "volume"; }
   fs::path errors() const { return base_.path() / "errors"; }
+  fs::path output() const { return base_.path() / "output"; }
 
   /// Starts the program; `test` is "TN=6" or empty for all.
   pid_t Start(const char* test) const {
@@ -54,11 +57,27 @@ class KilledRunTest : public ::testing::TestWithParam<const char*> {
     ::setenv("XDG_STATE_HOME", (base_.path() / "state").c_str(), 1);
     const std::string mount =
         "DH0=dir:" + volume().string() + ",metadata=" + static_cast<const char*>(GetParam());
-    ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
+    ::dup2(::open(output().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
     ::dup2(::open(errors().c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
     ::execl(QUORLE_PROGRAM, QUORLE_PROGRAM, "--no-delay", "--mount", mount.c_str(),
             "DH0:", *test == '\0' ? nullptr : test, nullptr);
     ::_exit(127);
+  }
+
+  /// Starts all tests and stops them after so many microseconds, when something of theirs is there.
+  /// 0 when they ended before.
+  pid_t StopARun(int microseconds) const {
+    const pid_t process = Start("");
+    EXPECT_GT(process, 0);
+    ::usleep(static_cast<useconds_t>(microseconds));
+    for (;;) {
+      int status = 0;
+      ::kill(process, SIGSTOP);
+      EXPECT_EQ(::waitpid(process, &status, WUNTRACED), process);
+      if (!WIFSTOPPED(status)) return 0;
+      if (!Left(true).empty()) return process;
+      ::kill(process, SIGCONT);
+    }
   }
 
   /// What is in the directory beside what was there first and the file of the records. The handler's
@@ -82,18 +101,9 @@ TEST_P(KilledRunTest, TheNextMountNamesAndRemovesWhatIsLeft) {
   int unproved = 0;
   for (int kill = 0; kill < Kills(); ++kill) {
     SCOPED_TRACE(kill);
-    const pid_t process = Start("");
-    ASSERT_GT(process, 0);
-    ::usleep(static_cast<useconds_t>(2000 + kill * 7919 % 60000));
-    // Stopped and looked at until something is there; a run that has ended by then is none.
+    const pid_t process = StopARun(2000 + kill * 7919 % 60000);
+    if (process == 0) continue;
     int status = 0;
-    for (;;) {
-      ::kill(process, SIGSTOP);
-      ASSERT_EQ(::waitpid(process, &status, WUNTRACED), process);
-      if (!WIFSTOPPED(status) || !Left(true).empty()) break;
-      ::kill(process, SIGCONT);
-    }
-    if (!WIFSTOPPED(status)) continue;
     ::kill(process, SIGKILL);
     ASSERT_EQ(::waitpid(process, &status, 0), process);
     const std::vector<std::string> left = Left(true);
@@ -120,6 +130,31 @@ TEST_P(KilledRunTest, TheNextMountNamesAndRemovesWhatIsLeft) {
   EXPECT_LE(2 * unproved, with_leftovers + 1) << "that is no matter of the moment";
   std::printf("%d killed runs left something, %d of them something that was not proved theirs\n",
               with_leftovers, unproved);
+}
+
+TEST_P(KilledRunTest, WhatStaysWithoutDescriptorsIsNamed) {
+  int with_leftovers = 0;
+  for (int run = 0; run < Kills(); ++run) {
+    SCOPED_TRACE(run);
+    const pid_t process = StopARun(2000 + run * 7919 % 60000);
+    if (process == 0) continue;
+    // From here on it can open nothing any more.
+    const struct ::rlimit none {};
+    ASSERT_EQ(::prlimit(process, RLIMIT_NOFILE, &none, nullptr), 0);
+    ::kill(process, SIGCONT);
+    int status = 0;
+    ASSERT_EQ(::waitpid(process, &status, 0), process);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 10);
+    const std::string said = Content(output()) + Content(errors());
+    if (!Left(true).empty()) ++with_leftovers;
+    for (const std::string& name : Left(true)) {
+      EXPECT_NE(said.find('"' + name + '"'), std::string::npos) << name << " is there\n" << said;
+    }
+    for (const std::string& name : Left(false)) fs::remove_all(volume() / name);
+  }
+  EXPECT_GT(with_leftovers, 0) << "that was no test";
+  std::printf("%d runs left something\n", with_leftovers);
 }
 
 INSTANTIATE_TEST_SUITE_P(Metadata, KilledRunTest, ::testing::Values("xattr", "file"),
