@@ -1,9 +1,8 @@
 #include "hosted/console.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstring>
+
+#include "hosted/descriptors.h"
 
 namespace quorle {
 namespace {
@@ -27,16 +26,7 @@ std::string ForTerminal(std::string_view text) {
 }  // namespace
 
 bool DescriptorSink::Write(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      errno_ = errno;
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
+  return WriteAll(descriptor_, bytes, errno_) == bytes.size();
 }
 
 std::string DescriptorSink::Problem() const {

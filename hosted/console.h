@@ -18,7 +18,7 @@ class ByteSink {
   ~ByteSink() = default;
 };
 
-/// A file descriptor, which it does not close.
+/// A file descriptor, which it does not close. A non-blocking one is waited for.
 class DescriptorSink final : public ByteSink {
  public:
   explicit DescriptorSink(int descriptor) : descriptor_(descriptor) {}

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <utility>
@@ -12,6 +13,7 @@
 #include "hosted/built_in_handlers.h"
 #include "hosted/clock.h"
 #include "hosted/console.h"
+#include "hosted/descriptors.h"
 #include "hosted/host_options.h"
 #include "hosted/left_behind.h"
 #include "hosted/line_input.h"
@@ -54,9 +56,6 @@ class WatchListener final : public RunListener {
 };
 
 std::int32_t RunTester(HostOptions options, Console& console) {
-  TraceFile trace(console);
-  if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
-
   StandardInput input;
   SystemClock clock;
   BreakSignal breaks;
@@ -77,6 +76,9 @@ std::int32_t RunTester(HostOptions options, Console& console) {
     console.Report(problem);
     return RETURN_FAIL;
   }
+  // An older trace is emptied now that there is something to put in its place.
+  TraceFile trace(console);
+  if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
 
   LeftBehind left_behind(machine->exec(), machine->dos());
   Tracer tracer(left_behind.exec(), left_behind.dos(), trace);
@@ -84,8 +86,10 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   WatchListener listener(watch, left_behind, console);
   const std::int32_t result = Run(exec, kCatalogue, listener);
   for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);
-  // A handler that did not last did not pass, whatever the tests made of it.
-  return watch.reports() == 0 ? result : std::max<std::int32_t>(result, RETURN_ERROR);
+  // A handler that did not last did not pass, whatever the tests made of it. Nor did a run that lost
+  // a part of what was asked for.
+  const bool whole = watch.reports() == 0 && !trace.failed();
+  return whole ? result : std::max<std::int32_t>(result, RETURN_ERROR);
 }
 
 std::int32_t Obey(HostCommand command, Console& console) {
@@ -112,14 +116,20 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   // Nor is a file that would get larger than the host allows.
   std::signal(SIGXFSZ, SIG_IGN);
+  const int closed = quorle::OpenStandardDescriptors();
   quorle::DescriptorSink output(STDOUT_FILENO);
   quorle::DescriptorSink errors(STDERR_FILENO);
   quorle::Console console(output, errors, isatty(STDOUT_FILENO) == 1);
+  if (closed != 0) {
+    console.Report(std::string("cannot open /dev/null for a standard descriptor that is closed: ") +
+                   std::strerror(closed));
+    return quorle::RETURN_FAIL;
+  }
   try {
     const std::span<const char* const> words(argv, static_cast<std::size_t>(argc));
     const std::int32_t result =
         quorle::Obey(quorle::ReadHostCommand(words.empty() ? words : words.subspan(1)), console);
-    return console.failed() ? quorle::RETURN_FAIL : result;
+    return console.failed() ? std::max<std::int32_t>(result, quorle::RETURN_ERROR) : result;
   } catch (const std::exception& error) {
     // Nothing above throws but a bug, or a host without memory.
     console.Report(std::string("internal error: ") + error.what());

@@ -1,11 +1,14 @@
 #include "hosted/trace_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <string>
+
+#include "hosted/descriptors.h"
 
 namespace quorle {
 
@@ -15,12 +18,6 @@ TraceFile::~TraceFile() {
 
 bool TraceFile::Open(const char* path) {
   descriptor_ = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
-  // With standard output closed the file would take its place and get what is printed.
-  if (descriptor_ >= 0 && descriptor_ <= STDERR_FILENO) {
-    const int low = descriptor_;
-    descriptor_ = ::fcntl(low, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    ::close(low);
-  }
   if (descriptor_ >= 0) return true;
   console_.Report(std::string("cannot open the trace file ") + path + ": " + std::strerror(errno));
   return false;
@@ -28,21 +25,25 @@ bool TraceFile::Open(const char* path) {
 
 bool TraceFile::Write(const char* line, std::size_t bytes) {
   if (descriptor_ < 0) return false;
-  ssize_t written = 0;
-  do {
-    written = ::write(descriptor_, line, bytes);
-  } while (written < 0 && errno == EINTR);
-  if (written == static_cast<ssize_t>(bytes)) return true;
-  // A short write is a full disk that had room for a part of the line.
-  Stop(written < 0 ? errno : ENOSPC);
+  int error = 0;
+  const std::size_t written = WriteAll(descriptor_, {line, bytes}, error);
+  if (written == bytes) return true;
+  std::string problem = std::strerror(error);
+  if (written > 0 && !TakeBack(written)) problem += "; its last line is not whole";
+  console_.Report("the trace ends here, its file cannot be written: " + problem);
+  ::close(descriptor_);
+  descriptor_ = -1;
+  failed_ = true;
   return false;
 }
 
-void TraceFile::Stop(int error) {
-  console_.Report(std::string("the trace ends here, its file cannot be written: ") +
-                  std::strerror(error));
-  ::close(descriptor_);
-  descriptor_ = -1;
+bool TraceFile::TakeBack(std::size_t bytes) {
+  // A write leaves the position behind it. Where another run has added lines since, the half line
+  // is not the last one any more.
+  const off_t position = ::lseek(descriptor_, 0, SEEK_CUR);
+  struct stat file {};
+  return ::fstat(descriptor_, &file) == 0 && S_ISREG(file.st_mode) && file.st_size == position &&
+         ::ftruncate(descriptor_, position - static_cast<off_t>(bytes)) == 0;
 }
 
 }  // namespace quorle

@@ -1,14 +1,16 @@
 #include "hosted/trace_file.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "memory_sink.h"
 
@@ -78,21 +80,33 @@ TEST_F(TraceFileTest, AFailedWriteIsReportedOnceAndEndsTheTrace) {
   EXPECT_FALSE(Write(trace, "two\n"));
   EXPECT_EQ(errors_.text,
             "quorle: the trace ends here, its file cannot be written: No space left on device\n");
+  EXPECT_TRUE(trace.failed());
   EXPECT_FALSE(console_.failed());
 }
 
-TEST_F(TraceFileTest, ItNeverTakesThePlaceOfStandardOutput) {
-  const int kept = dup(STDOUT_FILENO);
-  close(STDOUT_FILENO);
-  {
-    TraceFile trace(console_);
-    EXPECT_TRUE(trace.Open(path_.c_str()));
-    EXPECT_EQ(write(STDOUT_FILENO, "x", 1), -1);
-    EXPECT_TRUE(Write(trace, "one\n"));
-  }
-  dup2(kept, STDOUT_FILENO);
-  close(kept);
-  EXPECT_EQ(Content(), "one\n");
+TEST_F(TraceFileTest, HalfALineIsTakenBackOnlyWhereItIsTheLast) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const std::string pipe_path = "/dev/fd/" + std::to_string(ends[1]);
+  const auto before = std::signal(SIGPIPE, SIG_IGN);  // as main() does
+  TraceFile trace(console_);
+  ASSERT_TRUE(trace.Open(pipe_path.c_str()));
+  close(ends[1]);
+  // More than the pipe holds: a part is written, then the reader goes away.
+  const std::string line(std::size_t{1} << 20, 'x');
+  std::thread reader([end = ends[0]] {
+    char byte = 0;
+    EXPECT_EQ(read(end, &byte, 1), 1);
+    close(end);
+  });
+  EXPECT_FALSE(Write(trace, line));
+  reader.join();
+  std::signal(SIGPIPE, before);
+  EXPECT_TRUE(trace.failed());
+  EXPECT_EQ(
+      errors_.text,
+      "quorle: the trace ends here, its file cannot be written: Broken pipe; its last line is "
+      "not whole\n");
 }
 
 }  // namespace

@@ -1,0 +1,177 @@
+#!/usr/bin/env python3
+"""streams_test.py QUORLE PLUGINS [TEST...]: runs of the program whose input, output, errors or trace are not
+what they usually are. PLUGINS is the folder of the plugins of the self-tests; a TEST is a unittest name."""
+import fcntl
+import json
+import os
+import resource
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+QUORLE = PLUGINS = None
+
+RUN_OVER_RAM = ["--no-delay", "RAM:"]
+
+
+def run(*arguments, **how):
+    """The run that ended: returncode, stdout and stderr as bytes."""
+    how.setdefault("stdin", subprocess.DEVNULL)
+    how.setdefault("stdout", subprocess.PIPE)
+    how.setdefault("stderr", subprocess.PIPE)
+    return subprocess.run([QUORLE, *arguments], timeout=100, check=False, **how)
+
+
+def shell(script, *arguments, **how):
+    """The same by a shell, where "$@" is the program and its arguments."""
+    return subprocess.run(["sh", "-c", script, "sh", QUORLE, *arguments], timeout=100, check=False,
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **how)
+
+
+class StreamsTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def content(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+
+class ClosedDescriptors(StreamsTest):
+    """No file that the program opens takes the place of a standard descriptor."""
+
+    def test_output_does_not_go_into_the_files_of_a_volume(self):
+        os.mkdir(self.path("volume"))
+        said = shell('exec "$@" <&- >&-', "--no-delay", "--mount",
+                     f"DH0=dir:{self.path('volume')},metadata=file", "DH0:", "TN=24")
+        self.assertEqual(said.stderr, b"quorle: cannot write the output: Bad file descriptor\n")
+        self.assertEqual(said.returncode, 10)
+        for name in os.listdir(self.path("volume")):
+            self.assertNotIn(b"Starting tests", self.content(f"volume/{name}"), name)
+
+    def test_neither_output_nor_errors_go_into_the_trace(self):
+        usual = self.path("usual")
+        run("--trace", usual, *RUN_OVER_RAM, "TN=24")
+        for closed in ("<&-", ">&-", "2>&-", "<&- >&- 2>&-"):
+            with self.subTest(closed=closed):
+                shell(f'exec "$@" {closed}', "--trace", self.path("trace"), *RUN_OVER_RAM, "TN=24")
+                self.assertEqual(len(self.content("trace").splitlines()),
+                                 len(self.content("usual").splitlines()))
+                for line in self.content("trace").splitlines():
+                    json.loads(line)
+
+    def test_a_run_with_closed_input_and_errors_is_as_any_other(self):
+        usual = run(*RUN_OVER_RAM)
+        said = shell('exec "$@" <&- 2>&-', *RUN_OVER_RAM)
+        self.assertEqual(said.stdout, usual.stdout)
+        self.assertEqual(said.returncode, 0)
+
+
+class LostOutput(StreamsTest):
+    """A run that lost a part of its output or its trace says so in one line and did not pass."""
+
+    def test_a_full_disk_and_a_reader_that_went_away(self):
+        with open("/dev/full", "wb") as full:
+            said = run(*RUN_OVER_RAM, stdout=full)
+        self.assertEqual(said.stderr, b"quorle: cannot write the output: No space left on device\n")
+        self.assertEqual(said.returncode, 10)
+        reader, writer = os.pipe()
+        os.close(reader)
+        said = run(*RUN_OVER_RAM, stdout=writer)
+        os.close(writer)
+        self.assertEqual(said.stderr, b"quorle: cannot write the output: Broken pipe\n")
+        self.assertEqual(said.returncode, 10)
+
+    def test_a_run_that_was_refused_stays_refused(self):
+        with open("/dev/full", "wb") as full:
+            said = run("--no-delay", "NONE:", stdout=full)
+        self.assertEqual(said.stderr, b"quorle: cannot write the output: No space left on device\n")
+        self.assertEqual(said.returncode, 20)
+
+    def test_a_pipe_that_does_not_block_is_waited_for(self):
+        usual = run("--list-deviations")
+        reader, writer = os.pipe()
+        # The smallest pipe there is; the output is several times as large.
+        room = fcntl.fcntl(writer, fcntl.F_SETPIPE_SZ, 4096)
+        self.assertGreater(len(usual.stdout), 2 * room)
+        os.set_blocking(writer, False)
+        with subprocess.Popen([QUORLE, "--list-deviations"], stdin=subprocess.DEVNULL, stdout=writer,
+                              stderr=subprocess.PIPE) as process:
+            os.close(writer)
+            # Read only once the program had to wait, or ended for it.
+            while process.poll() is None and not sleeps(process.pid):
+                time.sleep(0.01)
+            with open(reader, "rb") as pipe:
+                output = pipe.read()
+            errors = process.stderr.read()
+        self.assertEqual(errors, b"")
+        self.assertEqual(process.returncode, 0)
+        self.assertEqual(output, usual.stdout)
+
+    def test_a_trace_that_cannot_be_written_fails_the_run(self):
+        usual = run(*RUN_OVER_RAM)
+        said = run("--trace", "/dev/full", *RUN_OVER_RAM)
+        self.assertEqual(said.stderr,
+                         b"quorle: the trace ends here, its file cannot be written: No space left on device\n")
+        self.assertEqual(said.returncode, 10)
+        self.assertEqual(said.stdout, usual.stdout)
+
+    def test_half_a_line_does_not_stay_in_the_trace(self):
+        run("--trace", self.path("whole"), *RUN_OVER_RAM, "TN=24")
+        whole = self.content("whole")
+        lines = whole.splitlines(keepends=True)
+        limit = len(b"".join(lines[:20])) + 5  # in the 21st line
+        # Counts of executed lines go aside: they are files as well.
+        aside = {**os.environ, "GCOV_PREFIX": self.folder, "GCOV_ERROR_FILE": os.devnull}
+        said = run("--trace", self.path("trace"), *RUN_OVER_RAM, "TN=24", env=aside,
+                   preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
+        self.assertEqual(said.stderr,
+                         b"quorle: the trace ends here, its file cannot be written: File too large\n")
+        self.assertEqual(said.returncode, 10)
+        self.assertEqual(self.content("trace").splitlines(), whole.splitlines()[:20])
+        self.assertTrue(self.content("trace").endswith(b"\n"))
+
+
+class OldTrace(StreamsTest):
+    """The trace of another run is there until there is something to put in its place."""
+
+    def test_it_outlives_a_mount_that_fails(self):
+        with open(self.path("trace"), "wb") as file:
+            file.write(b"of another run\n")
+        said = run("--trace", self.path("trace"), "--mount", "DH0=dir:/nowhere/at/all", "DH0:")
+        self.assertEqual(said.returncode, 20)
+        self.assertEqual(len(said.stderr.splitlines()), 1)
+        self.assertEqual(self.content("trace"), b"of another run\n")
+        run("--trace", self.path("trace"), *RUN_OVER_RAM, "TN=24")
+        self.assertNotIn(b"of another run", self.content("trace"))
+
+    def test_a_trace_that_cannot_be_opened_is_refused_before_the_tests(self):
+        said = run("--trace", self.path("no/trace"), *RUN_OVER_RAM)
+        self.assertEqual(said.returncode, 20)
+        self.assertEqual(said.stdout, b"")
+        self.assertEqual(
+            said.stderr.decode(),
+            f"quorle: cannot open the trace file {self.path('no/trace')}: No such file or directory\n")
+
+
+def sleeps(process):
+    """Whether the process waits for something."""
+    try:
+        with open(f"/proc/{process}/stat", encoding="latin-1") as file:
+            return file.read().rpartition(")")[2].split()[0] == "S"
+    except FileNotFoundError:
+        return False
+
+
+if __name__ == "__main__":
+    QUORLE, PLUGINS = sys.argv[1:3]
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
