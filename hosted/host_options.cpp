@@ -23,6 +23,9 @@ constexpr const char* kFooter =
 
 constexpr const char* kTraceOption = "--trace";
 constexpr const char* kDosVersionOption = "--dos-version";
+/// What the tester asks for when it opens dos.library. With an older one it ends without a word, as
+/// programs do that have no console yet.
+constexpr std::uint16_t kOldestDosVersion = 50;
 
 /// The options as text, before their values are looked at.
 struct OptionTexts {
@@ -145,6 +148,11 @@ HostCommand ReadValues(const OptionTexts& texts, bool has_trace, bool has_versio
   if (has_version && !ReadVersion(texts.dos_version, options)) {
     return Refused("--dos-version: \"" + texts.dos_version +
                    "\" is not a version and a revision, such as 53.113");
+  }
+  if (options.dos_version < kOldestDosVersion) {
+    return Refused("--dos-version: " + texts.dos_version +
+                   " is too old, the tester opens no dos.library below version " +
+                   std::to_string(kOldestDosVersion));
   }
   options.delays = !texts.no_delay;
   options.workbench = texts.workbench;

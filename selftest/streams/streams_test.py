@@ -163,6 +163,20 @@ class OldTrace(StreamsTest):
             f"quorle: cannot open the trace file {self.path('no/trace')}: No such file or directory\n")
 
 
+class Refusals(StreamsTest):
+    """A run that is refused says why, on the console or in a line of standard error."""
+
+    def test_every_version_of_dos_library_that_is_too_old(self):
+        for version in ("0.0", "49.9", "50.0", "53.89"):
+            with self.subTest(version=version):
+                said = run("--dos-version", version, *RUN_OVER_RAM)
+                self.assertEqual(said.returncode, 20)
+                self.assertNotEqual((said.stdout + said.stderr).strip(), b"")
+        self.assertEqual(
+            run("--dos-version", "0.0", *RUN_OVER_RAM).stderr,
+            b"quorle: --dos-version: 0.0 is too old, the tester opens no dos.library below version 50\n")
+
+
 def sleeps(process):
     """Whether the process waits for something."""
     try:

@@ -102,6 +102,14 @@ TEST(HostOptionsTest, ValuesAreTakenAsTheyAre) {
   EXPECT_EQ(Read({"--trace", "", "x"}).options.trace_file, "");
 }
 
+TEST(HostOptionsTest, ADosLibraryThatNobodyOpensIsRefused) {
+  EXPECT_EQ(Refusal({"--dos-version", "0.0", "RAM:"}),
+            "--dos-version: 0.0 is too old, the tester opens no dos.library below version 50");
+  EXPECT_EQ(Refusal({"--dos-version=49.65535", "RAM:"}),
+            "--dos-version: 49.65535 is too old, the tester opens no dos.library below version 50");
+  EXPECT_EQ(Read({"--dos-version", "50.0", "RAM:"}).options.dos_version, 50);
+}
+
 TEST(HostOptionsTest, WrongOptionsAreRefused) {
   EXPECT_EQ(Refusal({"--bogus", "RAM:"}), "--bogus is not an option; --help lists them");
   EXPECT_EQ(Refusal({"--bogus=1", "--trace"}), "--bogus is not an option; --help lists them");
