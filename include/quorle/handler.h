@@ -357,7 +357,8 @@ struct FileSystemVectors {
   /* Copies what the link holds into `buffer`, zero-ended. The length; -1 on failure; -2 with 120 when
    * `size` bytes are too few. [READ_SOFT_LINK] */
   int32_t (*FSReadSoftLink)(struct FileSystemVectorPort *vp, int32_t *res2, struct Lock *rel, const char *name, char *buffer, int32_t size);
-  /* Whether two locks refer to one object. [SAME_LOCK] */
+  /* Whether two locks refer to one object. Without it dos knows that only of a lock and itself; any two
+   * locks are then LOCK_SAME_VOLUME with 209. [SAME_LOCK] */
   int32_t (*FSSameLock)(struct FileSystemVectorPort *vp, int32_t *res2, struct Lock *a, struct Lock *b);
   /* Whether two handles refer to one file. [SAME_FH] */
   int32_t (*FSSameFile)(struct FileSystemVectorPort *vp, int32_t *res2, struct FileHandle *a, struct FileHandle *b);

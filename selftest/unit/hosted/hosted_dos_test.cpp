@@ -822,9 +822,10 @@ TEST_F(RecordedDosTest, AnObjectExaminedItselfIsNeverFollowed) {
 
 TEST_F(RecordedDosTest, AComparisonThatFailsLeavesItsCode) {
   HostedDos dos(Parts(), {});
-  ::Lock lock{};
-  handler_.result = reinterpret_cast<std::intptr_t>(&lock);
+  ::Lock locks[2] = {};
+  handler_.result = reinterpret_cast<std::intptr_t>(&locks[0]);
   const LockHandle a = dos.Lock("a", SHARED_LOCK);
+  handler_.result = reinterpret_cast<std::intptr_t>(&locks[1]);
   const LockHandle b = dos.Lock("b", SHARED_LOCK);
   handler_.result = 0;
   handler_.res2 = ERROR_ACTION_NOT_KNOWN;
@@ -834,6 +835,29 @@ TEST_F(RecordedDosTest, AComparisonThatFailsLeavesItsCode) {
   handler_.res2 = 0;
   EXPECT_EQ(dos.SameLock(a, b), LOCK_SAME_VOLUME);
   EXPECT_EQ(dos.IoErr(), kUntouched);
+}
+
+TEST_F(RecordedDosTest, WithoutAHandlerThatComparesALockIsStillTheSameAsItself) {
+  HostedDos dos(Parts(), {});
+  ::Lock locks[2] = {};
+  handler_.result = reinterpret_cast<std::intptr_t>(&locks[0]);
+  const LockHandle a = dos.Lock("a", SHARED_LOCK);
+  handler_.result = reinterpret_cast<std::intptr_t>(&locks[1]);
+  const LockHandle b = dos.Lock("a", SHARED_LOCK);
+  handler_.result = 0;
+  handler_.res2 = ERROR_ACTION_NOT_KNOWN;
+  dos.SetIoErr(kUntouched);
+  EXPECT_EQ(dos.SameLock(a, a), LOCK_SAME);
+  EXPECT_EQ(dos.IoErr(), kUntouched);
+  // Two locks on one object: nobody knows but the handler.
+  EXPECT_EQ(dos.SameLock(a, b), LOCK_SAME_VOLUME);
+  EXPECT_EQ(dos.IoErr(), ERROR_ACTION_NOT_KNOWN);
+  // It was asked, and its no counts, whatever it looks like.
+  handler_.res2 = 0;
+  EXPECT_EQ(dos.SameLock(a, a), LOCK_SAME_VOLUME);
+  handler_.res2 = ERROR_DEVICE_NOT_MOUNTED;
+  EXPECT_EQ(dos.SameLock(a, a), LOCK_SAME_VOLUME);
+  EXPECT_EQ(dos.IoErr(), ERROR_DEVICE_NOT_MOUNTED);
 }
 
 TEST_F(RecordedDosTest, AFileThatDoesNotCloseIsGoneAllTheSame) {
