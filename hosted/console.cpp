@@ -1,26 +1,23 @@
 #include "hosted/console.h"
 
+#include <sys/ioctl.h>
+
 #include <cstring>
 
+#include "hosted/control_characters.h"
 #include "hosted/descriptors.h"
 
 namespace quorle {
 namespace {
 
 constexpr char kFormFeed = '\f';
-/// Cursor home, clear the screen, clear what scrolled off it.
-constexpr std::string_view kClearTerminal = "\x1b[H\x1b[2J\x1b[3J";
 
-std::string ForTerminal(std::string_view text) {
-  std::string result;
-  for (const char c : text) {
-    if (c == kFormFeed) {
-      result += kClearTerminal;
-    } else {
-      result += c;
-    }
-  }
-  return result;
+/// A fresh screen of `lines` lines. The sequences that clear a screen lose what stands there on many
+/// terminals, and one of them what scrolled off before. As many line feeds as there are lines move
+/// everything above the cursor off the top, wherever the cursor is; then cursor home, and clear what
+/// stood below it.
+std::string FreshScreen(std::size_t lines) {
+  return lines == 0 ? std::string() : std::string(lines, '\n') + "\x1b[H\x1b[J";
 }
 
 }  // namespace
@@ -31,6 +28,11 @@ bool DescriptorSink::Write(std::string_view bytes) {
 
 std::string DescriptorSink::Problem() const {
   return std::strerror(errno_);
+}
+
+std::size_t DescriptorSink::ScreenLines() const {
+  winsize size{};
+  return ::ioctl(descriptor_, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
 }
 
 Console::Console(ByteSink& output, ByteSink& errors, bool terminal)
@@ -44,8 +46,20 @@ void Console::Print(std::string_view text) {
   Report("cannot write the output: " + output_.Problem());
 }
 
+std::string Console::ForTerminal(std::string_view text) const {
+  std::string result;
+  for (const char c : text) {
+    if (c == kFormFeed) {
+      result += FreshScreen(output_.ScreenLines());
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
 void Console::Report(std::string_view line) {
-  PrintError("quorle: " + std::string(line) + "\n");
+  PrintError("quorle: " + ShowControlsOfLine(line) + "\n");
 }
 
 void Console::PrintError(std::string_view text) {

@@ -13,6 +13,8 @@ class ByteSink {
   virtual bool Write(std::string_view bytes) = 0;
   /// Why the last Write() failed, in the host's words.
   virtual std::string Problem() const = 0;
+  /// How many lines the screen at its end shows at the moment; 0 when there is none or nobody knows.
+  virtual std::size_t ScreenLines() const { return 0; }
 
  protected:
   ~ByteSink() = default;
@@ -24,6 +26,7 @@ class DescriptorSink final : public ByteSink {
   explicit DescriptorSink(int descriptor) : descriptor_(descriptor) {}
   bool Write(std::string_view bytes) override;
   std::string Problem() const override;
+  std::size_t ScreenLines() const override;
 
  private:
   int descriptor_;
@@ -35,22 +38,28 @@ class DescriptorSink final : public ByteSink {
 /// a killed run shows everything that it printed.
 class Console {
  public:
-  /// The sinks stay the caller's. On a `terminal` the form feed, which clears the platform's
-  /// console, becomes the terminal's own clear sequence; elsewhere bytes go out as they are.
+  /// The sinks stay the caller's. On a `terminal` the form feed, which clears the platform's console,
+  /// becomes a fresh screen: what was there is scrolled off, line by line, and stays to be read.
+  /// Where nobody knows how large the screen is, there is none. Elsewhere bytes go out as they are.
   Console(ByteSink& output, ByteSink& errors, bool terminal);
 
   /// Prints `text`. The first failure is reported on standard error, what is printed after it is
   /// dropped: the run goes on, and its exit status tells (see failed()).
   void Print(std::string_view text);
-  /// One line about the host program on standard error; the line break is added.
+  /// One line about the host program on standard error; the line break is added. Control characters
+  /// of what it names are shown (control_characters.h).
   void Report(std::string_view line);
   /// `text` on standard error, as it stands.
   void PrintError(std::string_view text);
 
+  /// Whether the output is read on a terminal, which obeys control characters.
+  bool terminal() const { return terminal_; }
   /// Whether a part of the output was lost.
   bool failed() const { return failed_; }
 
  private:
+  std::string ForTerminal(std::string_view text) const;
+
   ByteSink& output_;
   ByteSink& errors_;
   bool terminal_;

@@ -38,7 +38,7 @@ bool HandlerFits(const ::Handler& handler, std::string& problem) {
 
   said.back() = '\0';
   if (port == nullptr) {
-    problem = said.front() != '\0' ? OneLine(said.data())
+    problem = said.front() != '\0' ? said.data()
                                    : "the handler refused to be mounted and did not say why";
     return nullptr;
   }
@@ -71,17 +71,6 @@ bool HasFunctions(const ::FileSystemVectors& vectors) {
   return std::any_of(bytes + offsetof(::FileSystemVectors, FSLock),
                      bytes + offsetof(::FileSystemVectors, End_Marker),
                      [](std::byte byte) { return byte != std::byte{0}; });
-}
-
-std::string OneLine(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(),
-      [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7F;
-      },
-      '?');
-  return text;
 }
 
 }  // namespace quorle

@@ -51,7 +51,4 @@ class PlainProgram final : public HandlerProgram {
 /// Whether the table has any function of its own.
 bool HasFunctions(const ::FileSystemVectors& vectors);
 
-/// `text` as part of a one-line message.
-std::string OneLine(std::string text);
-
 }  // namespace quorle

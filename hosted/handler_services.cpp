@@ -160,7 +160,7 @@ bool HostServices::SetVolumeName(const ::FileSystemVectorPort* port, const char*
 }
 
 void HostServices::Report(const char* line) const {
-  if (report_ && line != nullptr) report_(OneLine(line));
+  if (report_ && line != nullptr) report_(line);
 }
 
 bool HostServices::OwnsPort(const ::FileSystemVectorPort* port) const {

@@ -117,17 +117,9 @@ bool ReadVersion(std::string_view text, HostOptions& options) {
          ReadNumber(text.substr(point + 1), options.dos_revision);
 }
 
-/// One line, whatever was typed.
-std::string OneLine(std::string text) {
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  std::replace_if(
-      text.begin(), text.end(),
-      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, '?');
-  return text;
-}
-
 HostCommand Refused(std::string text) {
-  return {.kind = HostCommand::Kind::kRefused, .options = {}, .text = OneLine(std::move(text))};
+  while (text.ends_with('\n')) text.pop_back();
+  return {.kind = HostCommand::Kind::kRefused, .options = {}, .text = std::move(text)};
 }
 
 HostCommand Answer(std::string text) {

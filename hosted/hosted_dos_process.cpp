@@ -1,6 +1,7 @@
 #include <string>
 #include <string_view>
 
+#include "hosted/control_characters.h"
 #include "hosted/date_text.h"
 #include "hosted/hosted_dos.h"
 #include "platform/format_text.h"
@@ -8,13 +9,29 @@
 namespace quorle {
 namespace {
 
-/// Keeps a whole text.
-class StringSink final : public TextSink {
+/// Keeps a whole text for a console.
+class ConsoleText final : public TextSink {
  public:
+  explicit ConsoleText(const Console& console) : terminal_(console.terminal()) {}
+
   void Put(char c) override { text_ += c; }
+  void PutArgument(const char* text, std::size_t length) override {
+    const std::string_view argument(text, length);
+    if (!terminal_) {
+      text_ += argument;
+      return;
+    }
+    // The tester's version line is an argument too and brings its line end with it.
+    const std::size_t line_end = argument.ends_with(kLineEnd) ? kLineEnd.size() : 0;
+    text_ += ShowControls(argument.substr(0, length - line_end));
+    text_ += argument.substr(length - line_end);
+  }
   const std::string& text() const { return text_; }
 
  private:
+  static constexpr std::string_view kLineEnd = "\r\n";
+
+  bool terminal_;
   std::string text_;
 };
 
@@ -56,7 +73,7 @@ void HostedDos::FreeArgs(RdArgsHandle rdargs) {
 }
 
 void HostedDos::VPrintf(const char* format, const FormatArgument* args, std::size_t count) {
-  StringSink sink;
+  ConsoleText sink(parts_.console);
   FormatText(format, args, count, {.code = error_, .expand = true}, sink);
   parts_.console.Print(sink.text());
 }

@@ -21,7 +21,7 @@ bool IsControl(char c) {
 
 std::string Quoted(std::string_view text) {
   std::string quoted = "\"";
-  quoted += OneLine(std::string(text));
+  quoted += text;
   quoted += '"';
   return quoted;
 }
@@ -77,7 +77,7 @@ bool ParseKey(std::string_view text, MountSpec& spec, std::string& problem) {
   }
   spec.port_given = true;
   if (value != "vector" && value != "packet") {
-    problem = "port=" + OneLine(std::string(value)) + ": the port is either vector or packet";
+    problem = "port=" + std::string(value) + ": the port is either vector or packet";
     return false;
   }
   spec.port = value == "packet" ? PortType::kPacket : PortType::kVector;

@@ -26,10 +26,7 @@ class PluginProgram final : public HandlerProgram {
   ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                 std::string& problem) override {
     plugin_ = plugin::Plugin::Load(path_, problem);
-    if (plugin_ == nullptr) {
-      problem = OneLine(problem);
-      return nullptr;
-    }
+    if (plugin_ == nullptr) return nullptr;
     handler_.emplace(plugin_->handler());
     ::FileSystemVectorPort* const port = handler_->Mount(mount, services, problem);
     if (port == nullptr) return nullptr;
@@ -68,7 +65,7 @@ bool ReadFlag(const std::optional<std::string>& value, const char* key, bool& fl
   if (!value) return true;
   flag = *value == "yes";
   if (flag || *value == "no") return true;
-  problem = std::string(key) + "=" + OneLine(*value) + ": it is either yes or no";
+  problem = std::string(key) + "=" + *value + ": it is either yes or no";
   return false;
 }
 
@@ -80,8 +77,8 @@ bool ReadLimit(const std::optional<std::string>& value, std::chrono::seconds& li
   const auto [stop, error] = std::from_chars(value->data(), end, seconds);
   limit = std::chrono::seconds(seconds);
   if (error == std::errc() && stop == end && seconds >= 1 && seconds <= kLongestLimit) return true;
-  problem = "limit=" + OneLine(*value) + ": it is a number of seconds, 1 to " +
-            std::to_string(kLongestLimit);
+  problem =
+      "limit=" + *value + ": it is a number of seconds, 1 to " + std::to_string(kLongestLimit);
   return false;
 }
 

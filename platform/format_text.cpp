@@ -115,7 +115,8 @@ class Formatter {
   void Padded(const Conversion& conversion, const char* text, std::size_t length) {
     const std::size_t blanks = length < conversion.width ? conversion.width - length : 0;
     if (!conversion.left) Blanks(blanks);
-    for (std::size_t i = 0; i < length; ++i) Put(text[i]);
+    sink_.PutArgument(text, length);
+    count_ += length;
     if (conversion.left) Blanks(blanks);
   }
 

@@ -11,6 +11,11 @@ namespace quorle {
 class TextSink {
  public:
   virtual void Put(char c) = 0;
+  /// `length` characters that come from an argument or an error code, not from the format itself:
+  /// they may be anything that a handler made up.
+  virtual void PutArgument(const char* text, std::size_t length) {
+    for (std::size_t i = 0; i < length; ++i) Put(text[i]);
+  }
 
  protected:
   ~TextSink() = default;

@@ -89,7 +89,7 @@ bool IsolatedProgram::TakeMountAnswer(std::string& problem) {
     return false;
   }
   if (!mounted) {
-    problem = OneLine(said);
+    problem = said;
     return false;
   }
   // What stands over the port knows it as it was.
@@ -124,7 +124,7 @@ void IsolatedProgram::TakeUnmountAnswer() {
   MessageReader answer(link_->reply());
   const std::int64_t count = std::clamp<std::int64_t>(answer.Number(), 0, kMostComplaints);
   for (std::int64_t i = 0; i < count && answer.ok(); ++i) {
-    complaints_.push_back(OneLine(answer.Text()));
+    complaints_.push_back(answer.Text());
   }
   if (!answer.ReadAll()) {
     complaints_.clear();

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "hosted/control_characters.h"
 #include "hosted/host_options.h"
 #include "hosted/mount.h"
 #include "hosted/read_args.h"
@@ -64,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const quorle::HostCommand command = quorle::ReadHostCommand(pointers);
   switch (command.kind) {
     case quorle::HostCommand::Kind::kRefused:
-      Require(IsOneLine(command.text));
+      Require(IsOneLine(quorle::ShowControlsOfLine(command.text)));
       break;
     case quorle::HostCommand::Kind::kAnswer:
       Require(command.text.ends_with('\n'));

@@ -4,10 +4,13 @@ what they usually are. PLUGINS is the folder of the plugins of the self-tests; a
 import fcntl
 import json
 import os
+import re
 import resource
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 import unittest
 
@@ -161,6 +164,128 @@ class OldTrace(StreamsTest):
         self.assertEqual(
             said.stderr.decode(),
             f"quorle: cannot open the trace file {self.path('no/trace')}: No such file or directory\n")
+
+
+class Screen:
+    """A terminal with `lines` lines and what scrolled off it, for the few sequences that the program may use."""
+
+    def __init__(self, lines):
+        self.scrolled = []
+        self.screen = [""] * lines
+        self.row = self.column = 0
+
+    def feed(self, output):
+        at = 0
+        while at < len(output):
+            match = re.compile(r"\x1b\[([0-9;?]*)([A-Za-z])").match(output, at)
+            if match:
+                self.obey(match[1] + match[2])
+                at = match.end()
+                continue
+            self.put(output[at])
+            at += 1
+
+    def obey(self, sequence):
+        if sequence == "H":
+            self.row = self.column = 0
+        elif sequence == "J":
+            self.screen[self.row] = self.screen[self.row][:self.column]
+            self.screen[self.row + 1:] = [""] * (len(self.screen) - self.row - 1)
+        elif sequence not in ("0m", "1m", "3m"):
+            raise AssertionError(f"the program sends ESC[{sequence}")
+
+    def put(self, character):
+        if character == "\n":
+            if self.row + 1 < len(self.screen):
+                self.row += 1
+            else:
+                self.scrolled.append(self.screen.pop(0))
+                self.screen.append("")
+        elif character == "\r":
+            self.column = 0
+        elif not character.isprintable():
+            raise AssertionError(f"the program sends {character!r}")
+        else:
+            line = self.screen[self.row].ljust(self.column)
+            self.screen[self.row] = line[:self.column] + character + line[self.column + 1:]
+            self.column += 1
+
+    def text(self):
+        return "\n".join(self.scrolled + self.screen)
+
+
+class Terminal(StreamsTest):
+    """On a terminal nothing that stood there is lost, and nothing that a handler says is obeyed."""
+
+    def run_on_terminal(self, *arguments, lines=10):
+        """What the program sent to a terminal, line ends as the terminal gets them; standard error; status."""
+        primary, secondary = os.openpty()
+        fcntl.ioctl(secondary, termios.TIOCSWINSZ, struct.pack("HHHH", lines, 80, 0, 0))
+        with subprocess.Popen([QUORLE, *arguments], stdin=subprocess.DEVNULL, stdout=secondary,
+                              stderr=subprocess.PIPE) as process:
+            os.close(secondary)
+            output = b""
+            while True:
+                try:
+                    output += os.read(primary, 65536)
+                except OSError:  # nobody has it open any more
+                    break
+            errors = process.stderr.read()
+        os.close(primary)
+        return output.decode("latin-1"), errors, process.returncode
+
+    def test_what_stood_on_the_screen_can_be_scrolled_back_to(self):
+        for before in (1, 3, 9, 10, 40):
+            for lines in (5, 10, 200):
+                with self.subTest(before=before, lines=lines):
+                    output, errors, status = self.run_on_terminal(*RUN_OVER_RAM, "TN=6", lines=lines)
+                    self.assertEqual((errors, status), (b"", 0))
+                    screen = Screen(lines)
+                    warnings = [f"myfs.c:{n}: warning: you will want to read this" for n in range(before)]
+                    screen.feed("\r\n".join(warnings) + "\r\n$ quorle\r\n")
+                    screen.feed(output)
+                    self.assertEqual([line for line in screen.scrolled if "warning" in line], warnings)
+                    self.assertIn("Starting tests for Device Name= RAM:", screen.text())
+                    self.assertIn("Close() tests passed.", screen.text())
+                    if lines == 200:  # the whole run is on the fresh screen
+                        self.assertEqual(screen.screen[1].split("=")[0], "Starting tests for Device Name")
+
+    def test_without_a_size_there_is_no_fresh_screen(self):
+        output, _, status = self.run_on_terminal(*RUN_OVER_RAM, "TN=6", lines=0)
+        usual = run(*RUN_OVER_RAM, "TN=6").stdout.decode("latin-1")
+        self.assertEqual(output, usual.replace("\f", "").replace("\n", "\r\n"))
+        self.assertEqual(status, 0)
+
+    def test_the_styles_and_line_ends_of_the_tester_stay(self):
+        for arguments in (RUN_OVER_RAM, [], ["--no-delay", "RAM:", "TN=99"]):
+            with self.subTest(arguments=arguments):
+                output, _, _ = self.run_on_terminal(*arguments, lines=0)
+                usual = run(*arguments).stdout.decode("latin-1")
+                self.assertEqual(output, usual.replace("\f", "").replace("\n", "\r\n"))
+
+    def test_control_characters_of_a_handler_are_shown(self):
+        hostile = ["--no-delay", "--mount", "DH0=ram,dostype=0x1b5b9b7f,version=v\x1b[3J\x07\udc9b1m\r\x7f", "DH0:", "TN=6"]
+        output, errors, status = self.run_on_terminal(*hostile)
+        self.assertEqual((errors, status), (b"", 0))
+        self.assertIn("\x1b[1mHost Filesystem = v\\x1b[3J\\x07\\x9b1m\\x0d\\x7f   "
+                      "DOSType:0x1b5b9b7f [\\x1b[\\x9b\\x7f]\r\n", output)
+        Screen(10).feed(output)
+        # Into a pipe or a file the bytes go as they are.
+        self.assertIn(b"\x1b[1mHost Filesystem = v\x1b[3J\x07\x9b1m\r\x7f   DOSType:0x1b5b9b7f [\x1b[\x9b\x7f]\n",
+                      run(*hostile).stdout)
+
+    def test_control_characters_are_shown_in_every_line_of_standard_error(self):
+        for arguments, line in (
+                (["--\x1b]0;x\x07"], "--\\x1b]0;x\\x07 is not an option; --help lists them"),
+                (["--mount", "DH0=\x1b[2J\nquorle all good", "DH0:"],
+                 'cannot mount DH0: no handler is called "\\x1b[2J\\x0aquorle all good"; there are: '),
+                (["--trace", "/no\u00c4\x1b/t", "RAM:"],
+                 "cannot open the trace file /no\u00c4\\x1b/t: No such file or directory")):
+            with self.subTest(arguments=arguments):
+                said = run(*arguments)
+                self.assertEqual(said.returncode, 20)
+                self.assertTrue(said.stderr.decode().startswith("quorle: " + line), said.stderr)
+                self.assertEqual(said.stderr.count(b"\n"), 1)
 
 
 class Refusals(StreamsTest):

@@ -23,12 +23,21 @@ TEST(ConsoleTest, BytesGoOutAsTheyAre) {
   EXPECT_FALSE(console.failed());
 }
 
-TEST(ConsoleTest, OnATerminalTheFormFeedClearsTheScreen) {
+TEST(ConsoleTest, OnATerminalTheFormFeedScrollsToAFreshScreen) {
+  MemorySink output;
+  MemorySink errors;
+  Console console(output, errors, true);
+  output.screen_lines = 3;
+  console.Print("\n\f\nnext");
+  EXPECT_EQ(output.text, "\n\n\n\n\x1b[H\x1b[J\nnext");
+}
+
+TEST(ConsoleTest, WithoutAKnownSizeThereIsNoFreshScreen) {
   MemorySink output;
   MemorySink errors;
   Console console(output, errors, true);
   console.Print("\n\f\nnext");
-  EXPECT_EQ(output.text, "\n\x1b[H\x1b[2J\x1b[3J\nnext");
+  EXPECT_EQ(output.text, "\n\nnext");
 }
 
 TEST(ConsoleTest, EveryPrintIsDeliveredBeforeItReturns) {
@@ -65,6 +74,14 @@ TEST(ConsoleTest, ReportsAreLinesOnStandardError) {
   console.PrintError("second");
   EXPECT_EQ(errors.text, "quorle: first\nsecond");
   EXPECT_EQ(output.text, "");
+}
+
+TEST(ConsoleTest, ReportsShowControlCharacters) {
+  MemorySink output;
+  MemorySink errors;
+  Console console(output, errors, false);
+  console.Report("a\x1b[2Jb\nc\x7f\x9b");
+  EXPECT_EQ(errors.text, "quorle: a\\x1b[2Jb\\x0ac\\x7f\\x9b\n");
 }
 
 TEST(ConsoleTest, ALostReportIsNoLostOutput) {

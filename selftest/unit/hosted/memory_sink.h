@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -17,10 +18,12 @@ class MemorySink final : public ByteSink {
     return true;
   }
   std::string Problem() const override { return "the pen is dry"; }
+  std::size_t ScreenLines() const override { return screen_lines; }
 
   std::string text;
   int writes = 0;
   bool fails = false;
+  std::size_t screen_lines = 0;
 };
 
 }  // namespace quorle
