@@ -11,6 +11,7 @@
 #include "harness/run_listener.h"
 #include "hosted/break_signal.h"
 #include "hosted/built_in_handlers.h"
+#include "hosted/call_watch.h"
 #include "hosted/clock.h"
 #include "hosted/console.h"
 #include "hosted/descriptors.h"
@@ -19,6 +20,7 @@
 #include "hosted/line_input.h"
 #include "hosted/machine.h"
 #include "hosted/plugin_handler.h"
+#include "hosted/run_reporter.h"
 #include "hosted/run_watch.h"
 #include "hosted/trace_file.h"
 #include "platform/tracing.h"
@@ -27,32 +29,43 @@
 namespace quorle {
 namespace {
 
-/// Leads from the harness to the watch, and shows what a sub-test may have left behind.
-class WatchListener final : public RunListener {
+/// Leads from the harness to the watch and to the reporter, and shows what a sub-test may have left
+/// behind.
+class HostListener final : public RunListener {
  public:
-  WatchListener(RunWatch& watch, LeftBehind& left_behind, Console& console)
-      : watch_(watch), left_behind_(left_behind), console_(console) {}
+  HostListener(RunWatch& watch, RunReporter& reporter, LeftBehind& left_behind, Console& console)
+      : watch_(watch), reporter_(reporter), left_behind_(left_behind), console_(console) {}
 
+  void OnRunStart(std::int32_t first, std::int32_t last) override {
+    // The first row runs whatever the last one is.
+    reporter_.BeginRun(std::max<std::int32_t>(last - first, 0) + 1);
+  }
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
-    watch_.BeginTest(row, entry.group->label);
+    label_ = entry.group->label;
+    watch_.BeginTest(row, label_);
   }
   void OnSubTestStart(const SubTest& sub_test, std::int32_t /*number*/) override {
     watch_.BeginCheck(sub_test.name);
+    reporter_.BeginCheck();
   }
-  void OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t /*status*/) override {
+  void OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t status) override {
     for (const std::string& line : left_behind_.TakeLines()) {
       console_.Report(watch_.Place() + ": " + line);
     }
+    reporter_.EndCheck(label_, status >= kFatal);
     watch_.EndCheck();
   }
   void OnGroupEnd(const TestEntry& /*entry*/, std::int32_t /*result*/) override {
+    reporter_.EndTest();
     watch_.EndTest();
   }
 
  private:
   RunWatch& watch_;
+  RunReporter& reporter_;
   LeftBehind& left_behind_;
   Console& console_;
+  const char* label_ = "";
 };
 
 std::int32_t RunTester(HostOptions options, Console& console) {
@@ -81,14 +94,17 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
 
   LeftBehind left_behind(machine->exec(), machine->dos());
-  Tracer tracer(left_behind.exec(), left_behind.dos(), trace);
-  ExecInterface& exec = options.trace_file ? tracer.exec() : left_behind.exec();
-  WatchListener listener(watch, left_behind, console);
+  CallWatch calls(left_behind.exec(), left_behind.dos());
+  Tracer tracer(calls.exec(), calls.dos(), trace);
+  ExecInterface& exec = options.trace_file ? tracer.exec() : calls.exec();
+  RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
+  HostListener listener(watch, reporter, left_behind, console);
   const std::int32_t result = Run(exec, kCatalogue, listener);
+  const bool finished = reporter.EndRun();
   for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);
   // A handler that did not last did not pass, whatever the tests made of it. Nor did a run that lost
   // a part of what was asked for.
-  const bool whole = watch.reports() == 0 && !trace.failed();
+  const bool whole = finished && watch.reports() == 0 && !trace.failed();
   return whole ? result : std::max<std::int32_t>(result, RETURN_ERROR);
 }
 

@@ -6,6 +6,7 @@ import json
 import os
 import re
 import resource
+import signal
 import struct
 import subprocess
 import sys
@@ -288,6 +289,97 @@ class Terminal(StreamsTest):
                 self.assertEqual(said.stderr.count(b"\n"), 1)
 
 
+class Interrupted(StreamsTest):
+    """A run that ^C cut short did not pass, and says what is missing."""
+
+    def interrupt(self, *arguments):
+        """A run that gets SIGINT before its first group: it stops after that group."""
+        reader, writer = os.pipe()
+        # The pipe is full: the first thing that is printed, before any test, waits for us.
+        os.set_blocking(writer, False)
+        filled = 0
+        try:
+            while True:
+                filled += os.write(writer, b"-" * 4096)
+        except BlockingIOError:
+            os.set_blocking(writer, True)
+        with subprocess.Popen([QUORLE, *arguments], stdin=subprocess.DEVNULL, stdout=writer,
+                              stderr=subprocess.PIPE) as process:
+            os.close(writer)
+            while not catches(process.pid, signal.SIGINT):
+                time.sleep(0.01)
+            process.send_signal(signal.SIGINT)
+            with open(reader, "rb") as pipe:
+                output = pipe.read()[filled:]
+            errors = process.stderr.read()
+        return output, errors.decode(), process.returncode
+
+    def test_a_run_that_passed_so_far(self):
+        output, errors, status = self.interrupt(*RUN_OVER_RAM)
+        self.assertIn(b"\nBREAK ^C - Aborting...\n", output)
+        self.assertEqual(errors, "quorle: interrupted: 46 of 47 test groups were not run\n")
+        self.assertEqual(status, 10)
+
+    def test_only_what_was_selected_is_missing(self):
+        _, errors, status = self.interrupt(*RUN_OVER_RAM, "FTN=6", "LTN=8")
+        self.assertEqual(errors, "quorle: interrupted: 2 of 3 test groups were not run\n")
+        self.assertEqual(status, 10)
+        _, errors, status = self.interrupt(*RUN_OVER_RAM, "FTN=45")
+        self.assertEqual(errors, "quorle: interrupted: 2 of 3 test groups were not run\n")
+
+    def test_nothing_is_missing_after_the_last_group(self):
+        for selection in (["TN=6"], ["FTN=10", "LTN=5"]):
+            with self.subTest(selection=selection):
+                output, errors, status = self.interrupt(*RUN_OVER_RAM, *selection)
+                self.assertIn(b"\nBREAK ^C - Aborting...\n", output)
+                self.assertEqual((errors, status), ("", 0))
+
+    def test_abort_on_error_is_no_interruption(self):
+        said = run("--no-delay", "--mount", "DH0=ram,deviate=delete-open-file", "DH0:", "AOE")
+        self.assertIn(b"\nError - Aborting...\n", said.stdout)
+        self.assertEqual((said.stderr, said.returncode), (b"", 10))
+
+
+class NotImplemented(StreamsTest):
+    """A group that is skipped for want of another call than its own says which one it was."""
+
+    def lines(self, without, how=""):
+        said = run("--no-delay", "--mount", f"DH0=plugin:{PLUGINS}/lacking_plugin.so,without={without}{how}", "DH0:")
+        skipped = re.findall(rb"m(\w+)\(\) test skipped because it is not implemented", said.stdout)
+        return skipped, [line for line in said.stderr.decode().splitlines() if "answered 209" in line]
+
+    def test_read_soft_link_without_soft_links(self):
+        for how in ("", ",port=packet", ",isolate=no"):
+            with self.subTest(how=how):
+                skipped, lines = self.lines(27, how)
+                self.assertEqual(skipped, [b"CreateSoftLink", b"ReadSoftLink"])
+                self.assertEqual(lines, ["quorle: MakeLink() answered 209 (not implemented), "
+                                         "test 31 (ReadSoftLink.ReadableLink)"])
+
+    def test_a_call_that_is_missing_in_the_clean_up_is_not_to_blame(self):
+        skipped, lines = self.lines("27+11")
+        self.assertEqual(skipped, [b"CreateSoftLink", b"Delete", b"ReadSoftLink"])
+        self.assertEqual(lines, ["quorle: MakeLink() answered 209 (not implemented), "
+                                 "test 31 (ReadSoftLink.ReadableLink)"])
+
+    def test_a_group_without_its_own_call_needs_no_line(self):
+        groups = {b"CreateSoftLink"}
+        for without in range(1, 50):
+            if without == 27:
+                continue
+            with self.subTest(without=without):
+                skipped, lines = self.lines(without)
+                self.assertEqual(lines, [])
+                groups.update(skipped)
+        # All that ask were skipped once but two: without FSLock() there is no run, and dos examines objects
+        # by other ways without FSExamineObj().
+        self.assertEqual(groups, {
+            b"ChangeFilePosition", b"ChangeFileSize", b"ChangeLockMode", b"CreateDir", b"CreateHardLink",
+            b"CreateSoftLink", b"Delete", b"DupLock", b"DupLockFromFH", b"ExamineFile", b"ExamineLock", b"GetFileSize",
+            b"Open", b"OpenFromLock", b"Read", b"ReadSoftLink", b"Relabel", b"Rename", b"SetComment", b"SetDate",
+            b"SetGroup", b"SetOwner", b"SetProtection", b"Write", b"WriteProtectVolume"})
+
+
 class Refusals(StreamsTest):
     """A run that is refused says why, on the console or in a line of standard error."""
 
@@ -300,6 +392,13 @@ class Refusals(StreamsTest):
         self.assertEqual(
             run("--dos-version", "0.0", *RUN_OVER_RAM).stderr,
             b"quorle: --dos-version: 0.0 is too old, the tester opens no dos.library below version 50\n")
+
+
+def catches(process, number):
+    """Whether the process has a handler for a signal."""
+    with open(f"/proc/{process}/status", encoding="latin-1") as file:
+        caught = re.search(r"^SigCgt:\s*([0-9a-f]+)$", file.read(), re.M)
+    return bool(int(caught[1], 16) & 1 << (number - 1))
 
 
 def sleeps(process):
