@@ -273,7 +273,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "the handler has no Mount() or no Unmount()"},
         Refusal{"NothingAtAll", "plugin:refused_plugin_6.so",
                 "the handler has neither functions nor Packet()"},
-        Refusal{"SaysNo", "plugin:refused_plugin_7.so", "no room?for DH0"},
+        Refusal{"SaysNo", "plugin:refused_plugin_7.so", "no room\\x0afor DH0"},
         Refusal{"OldTable", "plugin:refused_plugin_8.so",
                 "the handler's table of functions has version 50, at least 53 is needed"},
         Refusal{"KeyOfItsOwn", "plugin:ram_plugin.so,colour=red",
