@@ -10,7 +10,7 @@ is_installed() {
   else
     # Another system: the command or the header that the package brings is what counts.
     case $1 in
-      g++ | cmake | ccache | clang-format | clang-tidy | pkg-config) command -v "$1" >/dev/null 2>&1 ;;
+      g++ | cmake | ccache | clang-format-* | clang-tidy-* | pkg-config) command -v "$1" >/dev/null 2>&1 ;;
       ninja-build) command -v ninja >/dev/null 2>&1 ;;
       python3) command -v python3 >/dev/null 2>&1 ;;
       libcli11-dev) printf '#include <CLI/CLI.hpp>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
@@ -50,6 +50,20 @@ need() {
       return 1
     }
   fi
+}
+
+# need_if_offered PACKAGE...: the same for what can be done without. What this machine's archives do not
+# have is not asked for: that would cost a look at all archives, and perhaps a password, each time.
+need_if_offered() {
+  if find /var/lib/apt/lists -name '*_Packages*' 2>/dev/null | grep -q .; then
+    for package in "$@"; do
+      apt-cache show "$package" >/dev/null 2>&1 || {
+        say "not to be had here: $package"
+        return 1
+      }
+    done
+  fi
+  need "$@"
 }
 
 # configure PRESET [ARGUMENT...]: with ccache where it is present.

@@ -1,0 +1,81 @@
+# Sourced by ./check after scripts/packages.sh: what counts as passed, as failed and as skipped.
+
+passed=0
+failed=0
+skipped=
+SECONDS=0
+
+# said NAME: the heading of a check, with the minutes and seconds since the start.
+said() { printf '\n== %s (%d:%02d)\n' "$1" $((SECONDS / 60)) $((SECONDS % 60)); }
+
+# skip NAME [REASON]: a check that cannot be made here.
+skip() {
+  printf 'SKIPPED: %s\n' "$1${2:+: $2}"
+  skipped="$skipped${skipped:+; }$1"
+}
+
+# step NAME COMMAND...: one check. A command that ends with 77 could not make it and says why.
+step() {
+  local name=$1 status
+  shift
+  said "$name"
+  "$@"
+  status=$?
+  case $status in
+    0) passed=$((passed + 1)) ;;
+    77) skip "$name" ;;
+    *)
+      failed=$((failed + 1))
+      printf 'FAILED: %s\n' "$name"
+      ;;
+  esac
+}
+
+# built PRESET: configures and builds, and shows the end of what was said when that fails.
+built() {
+  local log status=0
+  log=$(mktemp) || return 1
+  if ! { configure "$1" && cmake --build --preset "$1"; } >"$log" 2>&1; then
+    tail -n 60 "$log"
+    status=1
+  fi
+  rm -f -- "$log"
+  return "$status"
+}
+
+# suite NAME PRESET: builds a preset and counts each test of it.
+suite() {
+  local name=$1 preset=$2 log count bad unable
+  said "$name"
+  if ! built "$preset"; then
+    printf 'FAILED: %s does not build\n' "$name"
+    failed=$((failed + 1))
+    return
+  fi
+  log=$(mktemp)
+  ctest --preset "$preset" -j "$(nproc)" >"$log" 2>&1
+  # "98% tests passed, 2 tests failed out of 100"
+  count=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
+  bad=$(sed -n 's/.*passed, \([0-9]*\) tests failed out of.*/\1/p' "$log")
+  unable=$(grep -c '\*\*\*Skipped' "$log")
+  if [ "${count:-0}" -eq "$unable" ]; then
+    tail -n 60 "$log"
+    printf 'FAILED: %s ran no test\n' "$name"
+    failed=$((failed + 1))
+  else
+    [ "$bad" -eq 0 ] || grep -vE ' Passed |^ *Start ' "$log" | tail -n 200
+    printf '%s of %s tests passed\n' "$((count - bad - unable))" "$count"
+    [ "$unable" -eq 0 ] || printf '%s tests were skipped here:\n%s\n' "$unable" "$(sed -n 's/^[[:space:]]*[0-9]* - \([^ ]*\).*(Skipped)$/  \1/p' "$log")"
+    passed=$((passed + count - bad - unable))
+    failed=$((failed + bad))
+  fi
+  rm -f -- "$log"
+}
+
+# summary: the last line of all. Fails when a check failed, and when none was made.
+summary() {
+  printf '\n'
+  [ -z "$skipped" ] || printf 'Skipped here: %s\n' "$skipped"
+  printf '%s passed, %s failed\n' "$passed" "$failed"
+  [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
+}
