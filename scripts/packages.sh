@@ -42,14 +42,20 @@ need() {
     as_root=sudo
   fi
   say "installing:$missing"
-  # shellcheck disable=SC2086  # a list of words
-  if ! $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >/dev/null 2>&1 </dev/null; then
-    $as_root apt-get update -qq >&2 </dev/null || true
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing >&2 </dev/null || {
+  # A machine may have no lists of packages yet, or old ones.
+  if ! install_missing >/dev/null 2>&1; then
+    said=$({ $as_root apt-get update -qq </dev/null; install_missing; } 2>&1) || {
+      printf '%s\n' "$said" | tail -n 30 >&2
       say "could not install:$missing"
       return 1
     }
   fi
+}
+
+# install_missing: what need() found missing, as the user that it found.
+install_missing() {
+  # shellcheck disable=SC2086  # a list of words
+  $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq $missing </dev/null
 }
 
 # need_if_offered PACKAGE...: the same for what can be done without. What this machine's archives do not
