@@ -58,7 +58,7 @@ suite() {
   count=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
   bad=$(sed -n 's/.*passed, \([0-9]*\) tests failed out of.*/\1/p' "$log")
   unable=$(grep -c '\*\*\*Skipped' "$log")
-  if [ "${count:-0}" -eq "$unable" ]; then
+  if [ -z "$count" ] || [ "$count" -eq "$unable" ]; then
     tail -n 60 "$log"
     printf 'FAILED: %s ran no test\n' "$name"
     failed=$((failed + 1))
