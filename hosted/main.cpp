@@ -19,6 +19,7 @@
 #include "hosted/left_behind.h"
 #include "hosted/line_input.h"
 #include "hosted/machine.h"
+#include "hosted/orphans.h"
 #include "hosted/plugin_handler.h"
 #include "hosted/run_reporter.h"
 #include "hosted/run_watch.h"
@@ -69,6 +70,7 @@ class HostListener final : public RunListener {
 };
 
 std::int32_t RunTester(HostOptions options, Console& console) {
+  const Orphans orphans;
   StandardInput input;
   SystemClock clock;
   BreakSignal breaks;
@@ -132,6 +134,8 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   // Nor is a file that would get larger than the host allows.
   std::signal(SIGXFSZ, SIG_IGN);
+  // Whoever started the program may ignore the ends of his children; here they are reaped.
+  std::signal(SIGCHLD, SIG_DFL);
   const int closed = quorle::OpenStandardDescriptors();
   quorle::DescriptorSink output(STDOUT_FILENO);
   quorle::DescriptorSink errors(STDERR_FILENO);

@@ -1,6 +1,7 @@
 #include "hosted/isolation/handler_process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -29,11 +30,54 @@ void CloseTheRest() {
   for (int descriptor = kFirstOwnDescriptor; descriptor < kMany; ++descriptor) close(descriptor);
 }
 
+/// What can be waited for until the process has ended; -1 without.
+int OpenProcess(pid_t id) {
+#ifdef SYS_pidfd_open
+  return static_cast<int>(syscall(SYS_pidfd_open, id, 0));
+#else
+  static_cast<void>(id);
+  return -1;
+#endif
+}
+
+/// Waits until the process behind `descriptor` has ended, at most for `timeout`; without one a
+/// moment.
+void AwaitEnd(int descriptor, std::chrono::nanoseconds timeout) {
+  constexpr std::chrono::microseconds kMoment{200};
+  if (descriptor < 0) {
+    std::this_thread::sleep_for(kMoment);
+    return;
+  }
+  pollfd wanted{descriptor, POLLIN, 0};
+  poll(&wanted, 1, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(timeout).count()));
+}
+
+/// Whether our child `id` is no more, reaped or not. It stays as it is.
+bool HasEnded(pid_t id) {
+  siginfo_t info{};
+  if (waitid(P_PID, static_cast<id_t>(id), &info, WEXITED | WNOHANG | WNOWAIT) != 0) {
+    return errno == ECHILD;
+  }
+  return info.si_pid == id;
+}
+
+/// Waits for the end of a child, as waitpid() names it, and returns how it ended; none without one.
+std::optional<int> Reap(pid_t id) {
+  int status = 0;
+  pid_t ended = 0;
+  while ((ended = waitpid(id, &status, 0)) < 0 && errno == EINTR) {
+  }
+  if (ended < 0) return std::nullopt;
+  return status;
+}
+
 /// The tester's input and output are not the handler's. What it prints is seen all the same.
 void LeaveTheParent(pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(0);
+  setsid();
   std::signal(SIGINT, SIG_IGN);
+  for (const int signal : {SIGTERM, SIGHUP}) std::signal(signal, SIG_DFL);
   const int nothing = open("/dev/null", O_RDWR);
   if (nothing >= 0) dup2(nothing, STDIN_FILENO);
   dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -65,30 +109,43 @@ std::unique_ptr<HandlerProcess> HandlerProcess::Start(const std::function<void()
   return std::unique_ptr<HandlerProcess>(new HandlerProcess(id));
 }
 
+HandlerProcess::HandlerProcess(pid_t id) : id_(id), descriptor_(OpenProcess(id)) {}
+
 HandlerProcess::~HandlerProcess() {
   Kill();
+  if (descriptor_ >= 0) close(descriptor_);
 }
 
 std::optional<int> HandlerProcess::Status() {
-  int status = 0;
-  if (!status_ && waitpid(id_, &status, WNOHANG) == id_) status_ = status;
+  if (!status_ && HasEnded(id_)) EndSession();
   return status_;
 }
 
 std::optional<int> HandlerProcess::WaitForEnd(std::chrono::nanoseconds timeout) {
-  constexpr std::chrono::microseconds kPause{200};
   const auto end = std::chrono::steady_clock::now() + timeout;
-  while (!Status() && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(kPause);
+  while (!Status()) {
+    const auto left = end - std::chrono::steady_clock::now();
+    if (left <= left.zero()) break;
+    AwaitEnd(descriptor_, left);
+  }
   return status_;
 }
 
 void HandlerProcess::Kill() {
   if (Status()) return;
   kill(id_, SIGKILL);
-  int status = 0;
-  while (waitpid(id_, &status, 0) < 0 && errno == EINTR) {
+  EndSession();
+}
+
+/// Kills what is left of the session of a process that has ended or was killed, and reaps the
+/// process and then what came to us of its session. As long as it is not reaped its number is
+/// nobody else's.
+void HandlerProcess::EndSession() {
+  kill(-id_, SIGKILL);
+  // Without a report of its end, which somebody else took, it counts as ended well.
+  status_ = Reap(id_).value_or(0);
+  while (Reap(-id_)) {
   }
-  status_ = status;
 }
 
 std::string DescribeEnd(int status) {

@@ -11,8 +11,9 @@
 namespace quorle::isolation {
 
 /// A process of a handler. It has nothing of its parent's but its memory as it was and standard
-/// error, to which its standard output goes too; ^C in the terminal does not reach it; it does not
-/// outlive its parent.
+/// error, to which its standard output goes too. It leads a session of its own: ^C in the terminal
+/// does not reach it, and printing to the terminal does not stop it. It does not outlive its
+/// parent, and no process of its session outlives it.
 class HandlerProcess {
  public:
   /// Makes one that does `body` and ends with status 0. Null, with `problem`, when the host cannot.
@@ -23,16 +24,18 @@ class HandlerProcess {
   HandlerProcess(const HandlerProcess&) = delete;
   HandlerProcess& operator=(const HandlerProcess&) = delete;
 
-  /// How it ended, as waitpid() tells; none while it runs.
+  /// How it ended, as waitpid() reports it; none while it runs. Once it has ended its session has.
   std::optional<int> Status();
   /// Waits for its end, at most for `timeout`.
   std::optional<int> WaitForEnd(std::chrono::nanoseconds timeout);
   void Kill();
 
  private:
-  explicit HandlerProcess(pid_t id) : id_(id) {}
+  explicit HandlerProcess(pid_t id);
+  void EndSession();
 
   pid_t id_;
+  int descriptor_;  ///< readable when it has ended; -1 on a host that has none such
   std::optional<int> status_;
 };
 

@@ -191,6 +191,70 @@ TEST(PluginRunTest, WhatTheHandlerPrintsIsNoPartOfTheOutput) {
   EXPECT_EQ(run.errors.substr(0, run.errors.find('\n')), "printed by the handler");
 }
 
+// ---- Signals and processes ---------------------------------------------------------------------
+
+/// The same as RunOver(), started with the signal `name` ignored.
+ProgramRun RunIgnoring(const std::string& name, const std::string& mount,
+                       const std::vector<std::string>& rest = {"DH0:"}) {
+  std::vector<std::string> arguments = {"--ignore-signal=" + name, QUORLE_PROGRAM, "--no-delay",
+                                        "--mount", "DH0=" + mount};
+  arguments.insert(arguments.end(), rest.begin(), rest.end());
+  return RunProgram("/usr/bin/env", arguments, QUORLE_PLUGINS);
+}
+
+/// How many processes have `text` in their command line, as all have that a handler makes.
+int ProcessesNaming(const std::string& text) {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    std::ifstream file(entry.path() / "cmdline");
+    const std::string line((std::istreambuf_iterator<char>(file)), {});
+    if (line.find(text) != std::string::npos) ++count;
+  }
+  return count;
+}
+
+TEST(PluginRunTest, NothingThatTheHandlerMakesOutlivesTheRun) {
+  const std::string mark = "ours-" + std::to_string(getpid());
+  for (const char* const how : {"children", "daemons"}) {
+    for (const char* const isolate : {"yes", "no"}) {
+      SCOPED_TRACE(std::string(how) + ",isolate=" + isolate);
+      const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=FSRename,volume=" + mark +
+                                         ",how=" + how + ",isolate=" + isolate,
+                                     {"DH0:", "TN", "34"});
+      EXPECT_NE(run.output.find("Rename() tests passed."), std::string::npos);
+      EXPECT_EQ(run.errors, "");
+      EXPECT_EQ(ProcessesNaming(mark), 0);
+    }
+  }
+}
+
+TEST(PluginRunTest, IgnoredEndsOfChildrenDoNotMatter) {
+  const ProgramRun good = RunIgnoring("CHLD", "plugin:rogue_plugin.so,limit=3");
+  EXPECT_EQ(good.errors, "");
+  EXPECT_EQ(good.status, 0);
+  const ProgramRun bad = RunIgnoring("CHLD", "plugin:rogue_plugin.so,limit=3,in=FSRename,how=exit");
+  EXPECT_EQ(bad.errors, Told("exited with status 3 in FSRename(), test 34 (Rename.RenamedFile)"));
+}
+
+TEST(PluginRunTest, ARequestToEndFinishesTheGroup) {
+  for (const char* const how : {"int", "term", "hup"}) {
+    SCOPED_TRACE(how);
+    const ProgramRun run =
+        RunOver(std::string("plugin:rogue_plugin.so,in=FSOpen,how=") + how + ",at=5,volume=Work");
+    const std::string aborting = "BREAK ^C - Aborting...\n";
+    EXPECT_EQ(Count(run.output, aborting), 1);
+    // The fifth file is opened by the second group, of which there are 33.
+    EXPECT_EQ(Count(run.output, " tests passed.\n"), 2) << run.output;
+    EXPECT_NE(run.status, -1);
+  }
+}
+
+TEST(PluginRunTest, AnInterruptThatIsIgnoredStaysSo) {
+  const ProgramRun run = RunIgnoring("INT", "plugin:rogue_plugin.so,in=FSOpen,how=int");
+  EXPECT_EQ(run.output.find("BREAK"), std::string::npos);
+  EXPECT_EQ(run.status, 0);
+}
+
 // ---- Another process for the next test ---------------------------------------------------------
 
 TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {

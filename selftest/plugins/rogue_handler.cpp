@@ -1,6 +1,7 @@
 #include "selftest/plugins/rogue_handler.h"
 
 #include <dirent.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -68,6 +69,24 @@ constexpr std::int64_t kAnswerKind = 0x516E7377;
   while (true) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
+/// Makes a process that does nothing for a minute.
+void MakeIdler() {
+  if (fork() != 0) return;
+  std::this_thread::sleep_for(std::chrono::minutes(1));
+  _exit(0);
+}
+
+/// Makes one in a session of its own, whose parent is gone.
+void MakeDaemon() {
+  const pid_t parent = fork();
+  if (parent == 0) {
+    setsid();
+    MakeIdler();
+    _exit(0);
+  }
+  waitpid(parent, nullptr, 0);
+}
+
 /// Gives the turn to the host, which finds what stands in the block.
 [[noreturn]] void HandOver(const Shared& shared) {
   reinterpret_cast<std::atomic<std::uint32_t>*>(shared.start)->store(0);
@@ -95,6 +114,13 @@ void Misbehave(const Rogue& rogue) {
     throw std::runtime_error("thrown by the handler");
   } else if (how == "ask") {
     while (true) rogue.dos->SetVolumeName(rogue.dos, rogue.port, "Work");
+  } else if (how == "int" || how == "term" || how == "hup") {
+    if (rogue.calls == rogue.at)
+      kill(getppid(), how == "int" ? SIGINT : how == "term" ? SIGTERM : SIGHUP);
+  } else if (how == "children") {
+    for (int i = 0; i < 200; ++i) MakeIdler();
+  } else if (how == "daemons") {
+    for (int i = 0; i < 3; ++i) MakeDaemon();
   } else if (how == "turn") {
     reinterpret_cast<std::atomic<std::uint32_t>*>(FindShared().start)->store(0xDEADBEEF);
     Hang();

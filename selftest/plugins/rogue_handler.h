@@ -14,6 +14,10 @@
 ///     hang      does not come back
 ///     throw     throws
 ///     ask       asks for a name of the volume without end
+///     children  makes 200 processes, which stay
+///     daemons   makes three processes in sessions of their own
+///     int, term, hup
+///               sends its parent the signal of that name, at its Nth call alone
 ///     turn      writes over the word that says whose turn it is
 ///     garbage   writes over the place of the reply and hands it over
 ///     zeroes    the same with zeroes everywhere
