@@ -8,25 +8,44 @@ namespace {
 /// The program's only variable outside an object: a signal handler is given no object to write to.
 volatile std::sig_atomic_t break_pending = 0;
 
-void OnInterrupt(int) {
+constexpr int kBreakSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+void OnBreak(int signal);
+
+/// Gives `signal` its default action when OnBreak() is what it leads to.
+void LetGo(int signal) {
+  struct sigaction now = {};
+  sigaction(signal, nullptr, &now);
+  if (now.sa_handler != OnBreak) return;
+  now = {};
+  now.sa_handler = SIG_DFL;
+  sigaction(signal, &now, nullptr);
+}
+
+void OnBreak(int /*signal*/) {
   break_pending = 1;
+  for (const int signal : kBreakSignals) LetGo(signal);
 }
 
 }  // namespace
 
 BreakSignal::BreakSignal() {
   break_pending = 0;
-  struct sigaction action = {};
-  action.sa_handler = OnInterrupt;
-  sigemptyset(&action.sa_mask);
-  // SA_RESETHAND: the default action is back for the second signal. SA_RESTART: no read or write of
-  // a handler is cut short.
-  action.sa_flags = static_cast<int>(SA_RESETHAND) | SA_RESTART;
-  sigaction(SIGINT, &action, nullptr);
+  for (const int signal : kBreakSignals) {
+    struct sigaction action = {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;
+    action = {};
+    action.sa_handler = OnBreak;
+    for (const int other : kBreakSignals) sigaddset(&action.sa_mask, other);
+    // No read or write of a handler is cut short.
+    action.sa_flags = SA_RESTART;
+    sigaction(signal, &action, nullptr);
+  }
 }
 
 BreakSignal::~BreakSignal() {
-  std::signal(SIGINT, SIG_DFL);
+  for (const int signal : kBreakSignals) LetGo(signal);
 }
 
 bool BreakSignal::TakeBreak() {
