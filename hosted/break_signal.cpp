@@ -54,4 +54,9 @@ bool BreakSignal::TakeBreak() {
   return true;
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): it takes one that is there
+bool BreakSignal::IsPending() const {
+  return break_pending != 0;
+}
+
 }  // namespace quorle

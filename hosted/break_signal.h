@@ -24,6 +24,8 @@ class BreakSignal final : public BreakSource {
   BreakSignal& operator=(const BreakSignal&) = delete;
 
   bool TakeBreak() override;
+  /// Whether the next TakeBreak() gives true.
+  bool IsPending() const;
 };
 
 }  // namespace quorle

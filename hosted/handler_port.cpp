@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "hosted/isolation/call_shape.h"
 #include "hosted/mount.h"
 #include "hosted/packet_adapter.h"
 #include "platform/constants.h"
@@ -28,6 +29,23 @@ std::intptr_t Address(Object* object) {
 
 bool IsNotKnown(std::int64_t result, std::int32_t res2) {
   return result == 0 && res2 == ERROR_ACTION_NOT_KNOWN;
+}
+
+CallGate::Purpose PurposeOf(std::int32_t action) {
+  return action == QUORLE_ACTION_FREE_LOCK || action == QUORLE_ACTION_END
+             ? CallGate::Purpose::kRelease
+             : CallGate::Purpose::kAnything;
+}
+
+// The answer to a packet that may not be sent.
+void Refuse(::DosPacket& packet) {
+  const std::int64_t failure = isolation::FailureOf(isolation::ShapeOfPacket(packet));
+  if (IsWidePacket(packet.dp_Type)) {
+    packet.dp_Res64 = failure;
+  } else {
+    packet.dp_Res1 = static_cast<std::intptr_t>(failure);
+  }
+  packet.dp_Res2 = ERROR_DEVICE_NOT_MOUNTED;
 }
 
 // Whether `text` can travel in a packet; sets `code` when it is too long.
@@ -93,9 +111,16 @@ void HandlerPort::FreeExamineData(::ExamineData* data) {
   if (mounted_) mounted_->services().FreeDosObject(QUORLE_DOS_EXAMINEDATA, data);
 }
 
+void HandlerPort::Report(const std::string& what) {
+  if (gate_ != nullptr) gate_->Report(device_name_ + ": " + what);
+}
+
 std::vector<std::string> HandlerPort::Unmount() {
   if (!mounted_) return {};
-  mounted_->Stop();
+  {
+    const CallGate::Passage passage = Pass();
+    mounted_->Stop();
+  }
   std::vector<std::string> complaints = mounted_->services().complaints();
   type_ = PortType::kNone;
   port_ = &own_port_;
@@ -106,15 +131,47 @@ std::vector<std::string> HandlerPort::Unmount() {
 
 // ---- Ways to the handler -----------------------------------------------------------------------
 
-// The function of the table to call; null when a packet must be sent.
+bool HandlerPort::Admits(CallGate::Purpose purpose) const {
+  return gate_ == nullptr || !mounted_ || gate_->Admits(purpose);
+}
+
+CallGate::Passage HandlerPort::Pass() const {
+  return {gate_, mounted_->IsElsewhere() ? CallGate::Process::kAnother : CallGate::Process::kOurs,
+          device_name_.c_str()};
+}
+
 template <class Function>
-Function HandlerPort::Vector(Function(::FileSystemVectors::*member)) const {
-  return type_ == PortType::kVector ? vector_port_->FSV.*member : nullptr;
+struct HandlerPort::Vectored {
+  const HandlerPort& port;
+  Function function;
+
+  explicit operator bool() const { return function != nullptr; }
+  template <class... Args>
+  auto operator()(Args... args) const {
+    const CallGate::Passage passage = port.Pass();
+    return function(args...);
+  }
+};
+
+template <class Function>
+HandlerPort::Vectored<Function> HandlerPort::Vector(Function(::FileSystemVectors::*member),
+                                                    CallGate::Purpose purpose) const {
+  const bool by_vector = type_ == PortType::kVector && Admits(purpose);
+  return {*this, by_vector ? vector_port_->FSV.*member : nullptr};
 }
 
 bool HandlerPort::Deliver(::DosPacket& packet) {
-  const bool by_vector = vector_port_ != nullptr && AnswerByVector(*vector_port_, packet);
-  if (!by_vector && !(mounted_ && mounted_->HandlerPacket(packet))) AnswerNotKnown(packet);
+  if (!Admits(PurposeOf(packet.dp_Type))) {
+    Refuse(packet);
+    return false;
+  }
+  if (!mounted_) {
+    AnswerNotKnown(packet);
+    return false;
+  }
+  const CallGate::Passage passage = Pass();
+  const bool by_vector = AnswerByVector(*vector_port_, packet);
+  if (!by_vector && !mounted_->HandlerPacket(packet)) AnswerNotKnown(packet);
   if (GivesLock(packet.dp_Type)) Filled(PointedTo<::Lock>(packet.dp_Res1));
   return by_vector;
 }
@@ -171,7 +228,7 @@ std::int64_t HandlerPort::NumberFrom(std::int32_t& res2, ::DosPacket packet) {
 
 bool HandlerPort::UnLock(std::int32_t& res2, ::Lock* lock) {
   res2 = 0;
-  if (const auto function = Vector(&::FileSystemVectors::FSUnLock)) {
+  if (const auto function = Vector(&::FileSystemVectors::FSUnLock, CallGate::Purpose::kRelease)) {
     return function(vector_port_, &res2, lock) != 0;
   }
   return TruthFrom(res2, PacketFor(QUORLE_ACTION_FREE_LOCK, Address(lock)));
@@ -267,7 +324,7 @@ bool HandlerPort::OpenFromLock(std::int32_t& res2, ::FileHandle& file, ::Lock* l
 
 bool HandlerPort::Close(std::int32_t& res2, ::FileHandle& file) {
   res2 = 0;
-  if (const auto function = Vector(&::FileSystemVectors::FSClose)) {
+  if (const auto function = Vector(&::FileSystemVectors::FSClose, CallGate::Purpose::kRelease)) {
     return function(vector_port_, &res2, &file) != 0;
   }
   return TruthFrom(res2, PacketFor(QUORLE_ACTION_END, file.fh_Arg1, Address(&file)));

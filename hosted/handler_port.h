@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "hosted/call_gate.h"
 #include "platform/records.h"
 #include "quorle/handler.h"
 
@@ -49,6 +50,11 @@ class HandlerPort {
   HandlerPort(const HandlerPort&) = delete;
   HandlerPort& operator=(const HandlerPort&) = delete;
 
+  /// Lets every call go through `gate`, which must outlive this. A call that it does not admit fails
+  /// with ERROR_DEVICE_NOT_MOUNTED. Null: no gate.
+  void SetGate(CallGate* gate) { gate_ = gate; }
+  /// Reports something that the handler did wrong: `what` behind its device's name.
+  void Report(const std::string& what);
   /// Puts a layer over the handler; false, with one line in `problem`, when there is none such.
   bool Cover(const NamedLayer& layer, std::string_view value, std::string& problem);
 
@@ -152,8 +158,14 @@ class HandlerPort {
   bool RemoveNotify(std::int32_t& res2, ::NotifyRequest* request);
 
  private:
+  /// A function of the table that is called through the gate; false when a packet must be sent.
   template <class Function>
-  Function Vector(Function(::FileSystemVectors::*member)) const;
+  struct Vectored;
+  template <class Function>
+  Vectored<Function> Vector(Function(::FileSystemVectors::*member),
+                            CallGate::Purpose purpose = CallGate::Purpose::kAnything) const;
+  bool Admits(CallGate::Purpose purpose) const;
+  CallGate::Passage Pass() const;
   /// Sends `packet`. True when a function of the vector table answered it.
   bool Deliver(::DosPacket& packet);
   ::Lock* Filled(::Lock* lock) const;
@@ -170,6 +182,7 @@ class HandlerPort {
 
   PortType type_;
   std::string device_name_;
+  CallGate* gate_ = nullptr;
   std::unique_ptr<MountedHandler> mounted_;        ///< none without a filesystem
   ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without a filesystem
   ::MsgPort own_port_{QUORLE_NT_MSGPORT};          ///< stands in where there is none of a handler

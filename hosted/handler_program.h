@@ -27,6 +27,8 @@ class HandlerProgram {
   virtual bool TakesPackets() const = 0;
   /// Hands `packet` to that function. False when there is none.
   virtual bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) = 0;
+  /// Whether it is in another process, where a call that does not return has an end all the same.
+  virtual bool IsElsewhere() const { return false; }
   /// Wrong or forgotten releases that were seen elsewhere than by the services, after Unmount().
   virtual std::vector<std::string> Complaints() const { return {}; }
 };

@@ -26,12 +26,15 @@ constexpr const char* kDosVersionOption = "--dos-version";
 /// What the tester asks for when it opens dos.library. With an older one it ends without a word, as
 /// programs do that have no console yet.
 constexpr std::uint16_t kOldestDosVersion = 50;
+constexpr const char* kLimitOption = "--limit";
+constexpr std::uint32_t kLongestLimit = 24 * 60 * 60;
 
 /// The options as text, before their values are looked at.
 struct OptionTexts {
   std::vector<std::string> mounts;
   std::string trace_file;
   std::string dos_version;
+  std::string limit;
   bool no_delay = false;
   bool workbench = false;
   bool list_deviations = false;
@@ -64,6 +67,10 @@ void Declare(CLI::App& app, OptionTexts& texts) {
   app.add_option(kDosVersionOption, texts.dos_version,
                  "What dos.library reports itself as; 53.113 unless given.")
       ->type_name("V.R")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  app.add_option(kLimitOption, texts.limit,
+                 "How long the handlers may take for one test group, 1 to 86400; 60 unless given.")
+      ->type_name("SECONDS")
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.add_flag("--list-deviations", texts.list_deviations,
                "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.");
@@ -104,7 +111,8 @@ bool TakeHostWords(const CLI::App& app, std::span<const char* const>& words,
   return true;
 }
 
-bool ReadNumber(std::string_view text, std::uint16_t& number) {
+template <class Number>
+bool ReadNumber(std::string_view text, Number& number) {
   const char* const end = text.data() + text.size();
   const auto [stop, problem] = std::from_chars(text.data(), end, number);
   return problem == std::errc() && stop == end;
@@ -117,6 +125,13 @@ bool ReadVersion(std::string_view text, HostOptions& options) {
          ReadNumber(text.substr(point + 1), options.dos_revision);
 }
 
+bool ReadLimit(std::string_view text, HostOptions& options) {
+  std::uint32_t seconds = 0;
+  if (!ReadNumber(text, seconds) || seconds == 0 || seconds > kLongestLimit) return false;
+  options.limit = std::chrono::seconds(seconds);
+  return true;
+}
+
 HostCommand Refused(std::string text) {
   while (text.ends_with('\n')) text.pop_back();
   return {.kind = HostCommand::Kind::kRefused, .options = {}, .text = std::move(text)};
@@ -127,7 +142,8 @@ HostCommand Answer(std::string text) {
   return {.kind = HostCommand::Kind::kAnswer, .options = {}, .text = std::move(text)};
 }
 
-HostCommand ReadValues(const OptionTexts& texts, bool has_trace, bool has_version) {
+HostCommand ReadValues(const OptionTexts& texts, const CLI::App& app) {
+  const auto given = [&app](const char* option) { return app.count(option) > 0; };
   HostCommand command;
   HostOptions& options = command.options;
   for (const std::string& text : texts.mounts) {
@@ -136,8 +152,8 @@ HostCommand ReadValues(const OptionTexts& texts, bool has_trace, bool has_versio
     if (!ParseMountSpec(text, spec, problem)) return Refused("--mount: " + problem);
     options.mounts.push_back(std::move(spec));
   }
-  if (has_trace) options.trace_file = texts.trace_file;
-  if (has_version && !ReadVersion(texts.dos_version, options)) {
+  if (given(kTraceOption)) options.trace_file = texts.trace_file;
+  if (given(kDosVersionOption) && !ReadVersion(texts.dos_version, options)) {
     return Refused("--dos-version: \"" + texts.dos_version +
                    "\" is not a version and a revision, such as 53.113");
   }
@@ -145,6 +161,10 @@ HostCommand ReadValues(const OptionTexts& texts, bool has_trace, bool has_versio
     return Refused("--dos-version: " + texts.dos_version +
                    " is too old, the tester opens no dos.library below version " +
                    std::to_string(kOldestDosVersion));
+  }
+  if (given(kLimitOption) && !ReadLimit(texts.limit, options)) {
+    return Refused("--limit: \"" + texts.limit + "\" is not a number of seconds, 1 to " +
+                   std::to_string(kLongestLimit));
   }
   options.delays = !texts.no_delay;
   options.workbench = texts.workbench;
@@ -210,14 +230,13 @@ HostCommand ReadHostCommand(std::span<const char* const> words) {
   } catch (const CLI::ParseError& error) {
     return Refused(error.what());
   }
-  for (const char* const name : {kTraceOption, kDosVersionOption}) {
+  for (const char* const name : {kTraceOption, kDosVersionOption, kLimitOption}) {
     if (app.count(name) > 1) return Refused(std::string(name) + " is given twice");
   }
   if (texts.list_deviations) {
     return {.kind = HostCommand::Kind::kListDeviations, .options = {}, .text = {}};
   }
-  HostCommand command =
-      ReadValues(texts, app.count(kTraceOption) > 0, app.count(kDosVersionOption) > 0);
+  HostCommand command = ReadValues(texts, app);
   if (command.kind == HostCommand::Kind::kRun) command.options.arguments = JoinArguments(words);
   return command;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -18,7 +19,8 @@ struct HostOptions {
   std::uint16_t dos_version = 53;
   std::uint16_t dos_revision = 113;
   bool workbench = false;
-  std::string arguments;  ///< the tester's own command line
+  std::chrono::seconds limit{60};  ///< what the handlers may take for one group
+  std::string arguments;           ///< the tester's own command line
 };
 
 /// What the words of a command line came to.

@@ -1,3 +1,7 @@
+#include <cstdint>
+#include <optional>
+#include <string>
+
 #include "hosted/hosted_dos.h"
 #include "hosted/latin1.h"
 
@@ -7,6 +11,34 @@ namespace {
 const char* TextOr(const char* text, const char* otherwise) {
   return text == nullptr ? otherwise : text;
 }
+
+/// Notices that a scan does not get on: what it gives is an entry that it gave before, over and
+/// over. Of all entries it keeps one, and another one each time that the scan has become twice as
+/// long, so that it finds a circle of any length and needs no more memory for it.
+class ScanWatch {
+ public:
+  /// Whether `entry`, the next one, is one too many. Two objects of one name are a fault of another
+  /// kind: only what comes often is.
+  bool IsRepeated(const ::ExamineData& entry) {
+    constexpr int kOften = 16;
+    const char* const name = TextOr(entry.Name, "");
+    if (name_ == name && id_ == entry.ObjectID && ++repeats_ >= kOften) return true;
+    if (++count_ == next_) {
+      next_ *= 2;
+      name_ = name;
+      id_ = entry.ObjectID;
+      repeats_ = 0;
+    }
+    return false;
+  }
+
+ private:
+  std::uint64_t count_ = 0;
+  std::uint64_t next_ = 1;
+  int repeats_ = 0;
+  std::optional<std::string> name_;
+  std::uint64_t id_ = 0;
+};
 
 }  // namespace
 
@@ -101,13 +133,21 @@ void HostedDos::FreeDosObject(std::uint32_t type, const ExamineData* data) {
   scan.Directory = directory == nullptr ? root : directory;
   if (scan.Directory == nullptr) return nullptr;
   ::ExamineData* found = nullptr;
-  while (found == nullptr && port.ExamineDir(res2, scan)) {
+  ScanWatch watch;
+  bool repeated = false;
+  while (found == nullptr && !repeated && port.ExamineDir(res2, scan)) {
     ::ExamineData* const entry = std::exchange(scan.Entry, nullptr);
     if (entry != nullptr && CompareLatin1(TextOr(entry->Name, ""), leaf) == 0) {
       found = entry;
-    } else {
-      port.FreeExamineData(entry);
+      break;
     }
+    // What says that there is an entry, and gives none, does not get on either.
+    repeated = watch.IsRepeated(entry == nullptr ? ::ExamineData{} : *entry);
+    port.FreeExamineData(entry);
+  }
+  if (repeated) {
+    port.Report("FSExamineDir() gives the same entry again and again");
+    res2 = ERROR_NO_MORE_ENTRIES;
   }
   port.FreeExamineData(scan.Entry);  // of a call that failed all the same
   if (found == nullptr && res2 == ERROR_NO_MORE_ENTRIES) res2 = ERROR_OBJECT_NOT_FOUND;

@@ -102,10 +102,16 @@ bool Machine::Mount(MountSpec spec, const MachineOptions& options, const Machine
   const auto report = [&console = parts.console, device = spec.name](const std::string& line) {
     console.Report(device + ": " + line);
   };
-  std::unique_ptr<HandlerPort> port =
-      MountHandler(std::move(program), spec.name, AskedFor(spec), keys, parts.clock, may_be_named,
-                   problem, report);
+  const auto process =
+      program->IsElsewhere() ? CallGate::Process::kAnother : CallGate::Process::kOurs;
+  std::unique_ptr<HandlerPort> port;
+  {
+    const CallGate::Passage passage(parts.gate, process, spec.name.c_str());
+    port = MountHandler(std::move(program), spec.name, AskedFor(spec), keys, parts.clock,
+                        may_be_named, problem, report);
+  }
   if (port == nullptr) return false;
+  port->SetGate(parts.gate);
   for (const auto& [layer, value] : layers) {
     if (!port->Cover(layer, value, problem)) return false;
   }

@@ -44,6 +44,7 @@ struct MachineParts {
   LineInput& input;
   Clock& clock;
   BreakSource& breaks;
+  CallGate* gate = nullptr;  ///< what the calls to the handlers go through; none when null
 };
 
 /// The platform with its devices: exec, dos and utility for one program, the mounts of the options,

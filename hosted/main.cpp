@@ -11,6 +11,7 @@
 #include "harness/run_listener.h"
 #include "hosted/break_signal.h"
 #include "hosted/built_in_handlers.h"
+#include "hosted/call_gate.h"
 #include "hosted/call_watch.h"
 #include "hosted/clock.h"
 #include "hosted/console.h"
@@ -30,12 +31,17 @@
 namespace quorle {
 namespace {
 
-/// Leads from the harness to the watch and to the reporter, and shows what a sub-test may have left
-/// behind.
+/// Leads from the harness to the watch, and from there to the gate and to the reporter; shows what a
+/// sub-test may have left behind.
 class HostListener final : public RunListener {
  public:
-  HostListener(RunWatch& watch, RunReporter& reporter, LeftBehind& left_behind, Console& console)
-      : watch_(watch), reporter_(reporter), left_behind_(left_behind), console_(console) {}
+  HostListener(RunWatch& watch, CallGate& gate, RunReporter& reporter, LeftBehind& left_behind,
+               Console& console)
+      : watch_(watch),
+        gate_(gate),
+        reporter_(reporter),
+        left_behind_(left_behind),
+        console_(console) {}
 
   void OnRunStart(std::int32_t first, std::int32_t last) override {
     // The first row runs whatever the last one is.
@@ -44,9 +50,11 @@ class HostListener final : public RunListener {
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
     label_ = entry.group->label;
     watch_.BeginTest(row, label_);
+    gate_.BeginGroup();
   }
   void OnSubTestStart(const SubTest& sub_test, std::int32_t /*number*/) override {
     watch_.BeginCheck(sub_test.name);
+    gate_.FollowWatch();
     reporter_.BeginCheck();
   }
   void OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t status) override {
@@ -55,14 +63,17 @@ class HostListener final : public RunListener {
     }
     reporter_.EndCheck(label_, status >= kFatal);
     watch_.EndCheck();
+    gate_.FollowWatch();
   }
   void OnGroupEnd(const TestEntry& /*entry*/, std::int32_t /*result*/) override {
     reporter_.EndTest();
     watch_.EndTest();
+    gate_.BeginGroup();
   }
 
  private:
   RunWatch& watch_;
+  CallGate& gate_;
   RunReporter& reporter_;
   LeftBehind& left_behind_;
   Console& console_;
@@ -75,17 +86,26 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   SystemClock clock;
   BreakSignal breaks;
   RunWatch watch([&console](const std::string& line) { console.Report(line); });
+  CallGate gate({.limit = options.limit,
+                 .was_interrupted = [&breaks] { return breaks.IsPending(); },
+                 .give_up =
+                     [&console](const std::string& line) {
+                       console.Report(line);
+                       _exit(RETURN_FAIL);
+                     }},
+                watch);
   MachineOptions machine_options{
       .handlers = BuiltInHandlers(),
       .layers = BuiltInLayers(),
       .mounts = StandardMounts(),
       .exec = {options.dos_version, options.dos_revision, options.workbench},
       .dos = {std::move(options.arguments), options.delays}};
-  machine_options.handlers.push_back(PluginHandler(watch));
+  machine_options.handlers.push_back(PluginHandler(watch, &gate));
   for (MountSpec& spec : options.mounts) machine_options.mounts.push_back(std::move(spec));
   std::string problem;
   const std::unique_ptr<Machine> machine = Machine::Build(
-      machine_options, {.console = console, .input = input, .clock = clock, .breaks = breaks},
+      machine_options,
+      {.console = console, .input = input, .clock = clock, .breaks = breaks, .gate = &gate},
       problem);
   if (machine == nullptr) {
     console.Report(problem);
@@ -100,7 +120,7 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   Tracer tracer(calls.exec(), calls.dos(), trace);
   ExecInterface& exec = options.trace_file ? tracer.exec() : calls.exec();
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
-  HostListener listener(watch, reporter, left_behind, console);
+  HostListener listener(watch, gate, reporter, left_behind, console);
   const std::int32_t result = Run(exec, kCatalogue, listener);
   const bool finished = reporter.EndRun();
   for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);

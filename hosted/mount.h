@@ -52,6 +52,7 @@ class MountedHandler {
   /// when `value` asks for none that there is.
   bool Cover(const NamedLayer& layer, std::string_view value, std::string& problem);
 
+  bool IsElsewhere() const { return program_->IsElsewhere(); }
   /// Null before Start() and after Stop().
   ::FileSystemVectorPort* port() const { return port_; }
   const std::string& device_name() const { return device_name_; }

@@ -82,7 +82,7 @@ bool ReadLimit(const std::optional<std::string>& value, std::chrono::seconds& li
   return false;
 }
 
-std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch,
+std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch, CallGate* gate,
                                             std::string& problem) {
   if (spec.argument.empty()) {
     problem = "plugin needs a file: " + spec.name + "=plugin:./my.so";
@@ -92,7 +92,7 @@ std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch,
   const std::optional<std::string> limit = TakeKey(spec.keys, "limit");
   const std::optional<std::string> restart = TakeKey(spec.keys, "restart");
   bool isolated = true;
-  isolation::IsolationSettings settings;
+  isolation::IsolationSettings settings{.gate = gate};
   if (!ReadFlag(isolate, "isolate", isolated, problem) ||
       !ReadLimit(limit, settings.limit, problem) ||
       !ReadFlag(restart, "restart", settings.restart, problem)) {
@@ -111,9 +111,9 @@ std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch,
 
 }  // namespace
 
-NamedHandler PluginHandler(RunWatch& watch) {
-  return {"plugin", nullptr, [&watch](MountSpec& spec, std::string& problem) {
-            return MakeProgram(spec, watch, problem);
+NamedHandler PluginHandler(RunWatch& watch, CallGate* gate) {
+  return {"plugin", nullptr, [&watch, gate](MountSpec& spec, std::string& problem) {
+            return MakeProgram(spec, watch, gate, problem);
           }};
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "hosted/call_gate.h"
 #include "hosted/machine.h"
 #include "hosted/run_watch.h"
 
@@ -13,7 +14,8 @@ namespace quorle {
 ///   restart=yes|no   whether the next test gets another process after one has ended; no unless
 ///                    given
 ///
-/// `watch` is told how processes ended, and must outlive the mounts.
-NamedHandler PluginHandler(RunWatch& watch);
+/// `watch` is told how processes ended, `gate`, which may be null, for how long they were stopped;
+/// both must outlive the mounts.
+NamedHandler PluginHandler(RunWatch& watch, CallGate* gate = nullptr);
 
 }  // namespace quorle

@@ -1,5 +1,6 @@
 #include "hosted/isolation/handler_link.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "hosted/isolation/wire.h"
@@ -9,6 +10,8 @@ namespace {
 
 /// How long the end of a process may go unnoticed while it should be working.
 constexpr std::chrono::milliseconds kGlance{5};
+/// A glance that took longer took so long because this process was stopped, or got no processor.
+constexpr std::chrono::milliseconds kLongGlance{100};
 
 std::string InSeconds(std::chrono::seconds limit) {
   const auto count = limit.count();
@@ -17,19 +20,30 @@ std::string InSeconds(std::chrono::seconds limit) {
 
 }  // namespace
 
-std::unique_ptr<HandlerLink> HandlerLink::Create(std::chrono::seconds limit,
+void Patience::Count(const HandlerProcess& process, CallGate* gate) {
+  const auto now = std::chrono::steady_clock::now();
+  const std::chrono::nanoseconds gone = now - std::exchange(last_, now);
+  if (process.IsStopped()) {
+    if (gate != nullptr) gate->Excuse(gone);
+    return;
+  }
+  spent_ += std::min<std::chrono::nanoseconds>(gone, kLongGlance);
+}
+
+std::unique_ptr<HandlerLink> HandlerLink::Create(std::chrono::seconds limit, CallGate* gate,
                                                  NameQuestion may_be_named) {
   std::unique_ptr<SharedBlock> block = SharedBlock::Create();
   if (block == nullptr) return nullptr;
   return std::unique_ptr<HandlerLink>(
-      new HandlerLink(std::move(block), limit, std::move(may_be_named)));
+      new HandlerLink(std::move(block), limit, gate, std::move(may_be_named)));
 }
 
 HandlerLink::HandlerLink(std::unique_ptr<SharedBlock> block, std::chrono::seconds limit,
-                         NameQuestion may_be_named)
+                         CallGate* gate, NameQuestion may_be_named)
     : block_(std::move(block)),
       turns_(block_->turns(), Side::kHost),
       limit_(limit),
+      gate_(gate),
       may_be_named_(std::move(may_be_named)) {}
 
 bool HandlerLink::Start(const std::function<void(SharedBlock& block)>& body, std::string& problem) {
@@ -48,7 +62,7 @@ MessageWriter HandlerLink::BeginCall(std::int64_t kind, std::int64_t number) {
 }
 
 std::optional<std::string> HandlerLink::Exchange() {
-  const auto end = std::chrono::steady_clock::now() + limit_;
+  Patience patience;
   MessageWriter(block_->reply()).Number(kNothingYet);
   turns_.HandOver();
   while (true) {
@@ -57,26 +71,37 @@ std::optional<std::string> HandlerLink::Exchange() {
       const std::optional<int> status = process_->Status();
       // It may have answered before it ended.
       if (status && turns_.AwaitFor({}) == Awaited::kTimeout) return Ended(DescribeEnd(*status));
-      if (std::chrono::steady_clock::now() < end) continue;
-      return Ended("did not answer within " + InSeconds(limit_));
+      patience.Count(*process_, gate_);
+      if (const auto late = IsTooLate(patience, "answer")) return Ended(*late);
+      continue;
     }
     std::int64_t kind = kNothingYet;
     if (seen == Awaited::kGarbage || !Receive(kind)) return Ended(kWithoutShape);
     if (kind == kAnswer) return std::nullopt;
-    if (std::chrono::steady_clock::now() >= end) {
-      return Ended("did not answer within " + InSeconds(limit_));
-    }
+    patience.Count(*process_, gate_);
+    if (const auto late = IsTooLate(patience, "answer")) return Ended(*late);
     AnswerQuestion();
     turns_.HandOver();
   }
 }
 
 std::optional<std::string> HandlerLink::Finish() {
-  const std::optional<int> status = process_->WaitForEnd(limit_);
-  if (!status) return Ended("did not end within " + InSeconds(limit_));
+  Patience patience;
+  std::optional<int> status;
+  while (!(status = process_->WaitForEnd(kGlance))) {
+    patience.Count(*process_, gate_);
+    if (const auto late = IsTooLate(patience, "end")) return Ended(*late);
+  }
   if (*status != 0) return Ended(DescribeEnd(*status));
   process_.reset();
   return std::nullopt;
+}
+
+std::optional<std::string> HandlerLink::IsTooLate(const Patience& patience,
+                                                  const char* what) const {
+  const bool hurries = gate_ != nullptr && gate_->GivesUp();
+  if (!hurries && patience.spent() < limit_) return std::nullopt;
+  return std::string("did not ") + what + " within " + InSeconds(hurries ? gate_->limit() : limit_);
 }
 
 std::string HandlerLink::Ended(std::string how) {

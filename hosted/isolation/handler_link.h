@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "hosted/call_gate.h"
 #include "hosted/isolation/handler_process.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/shared_block.h"
@@ -17,14 +18,33 @@
 
 namespace quorle::isolation {
 
+/// The time that a process has had for something: the wall-clock time of the wait, but not that in
+/// which it was stopped, by whatever stops a process, or in which this one was.
+class Patience {
+ public:
+  /// A wait begins.
+  Patience() : last_(std::chrono::steady_clock::now()) {}
+  /// To be called every few milliseconds of the wait: counts the time since the last call. `gate`,
+  /// which may be null, is told of what does not count.
+  void Count(const HandlerProcess& process, CallGate* gate);
+  std::chrono::nanoseconds spent() const { return spent_; }
+
+ private:
+  std::chrono::steady_clock::time_point last_;
+  std::chrono::nanoseconds spent_{0};
+};
+
 /// A handler process and the conversation with it.
 class HandlerLink {
  public:
   /// Answers whether the volume may have a name.
   using NameQuestion = std::function<bool(const std::string& name)>;
 
-  /// Null without memory. `limit` bounds each answer.
-  static std::unique_ptr<HandlerLink> Create(std::chrono::seconds limit, NameQuestion may_be_named);
+  /// Null without memory. `limit` bounds each answer; the time in which this process or the
+  /// handler's was stopped does not count. `gate`, which may be null and must outlive this, is told
+  /// of that time, and may say that an answer is waited for no longer.
+  static std::unique_ptr<HandlerLink> Create(std::chrono::seconds limit, CallGate* gate,
+                                             NameQuestion may_be_named);
 
   /// Makes a process that does `body` with its side of the block. False, with `problem`, when the
   /// host cannot. None may be running.
@@ -45,15 +65,18 @@ class HandlerLink {
   std::optional<std::string> Finish();
 
  private:
-  HandlerLink(std::unique_ptr<SharedBlock> block, std::chrono::seconds limit,
+  HandlerLink(std::unique_ptr<SharedBlock> block, std::chrono::seconds limit, CallGate* gate,
               NameQuestion may_be_named);
   std::string Ended(std::string how);
+  /// Whether the process has had its time, and how to say it.
+  std::optional<std::string> IsTooLate(const Patience& patience, const char* what) const;
   bool Receive(std::int64_t& kind);
   void AnswerQuestion();
 
   std::unique_ptr<SharedBlock> block_;
   Turns turns_;
   std::chrono::seconds limit_;
+  CallGate* gate_;
   NameQuestion may_be_named_;
   std::unique_ptr<HandlerProcess> process_;
   std::vector<std::byte> received_;

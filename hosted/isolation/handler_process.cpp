@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <limits>
 #include <thread>
 
@@ -119,6 +120,16 @@ HandlerProcess::~HandlerProcess() {
 std::optional<int> HandlerProcess::Status() {
   if (!status_ && HasEnded(id_)) EndSession();
   return status_;
+}
+
+bool HandlerProcess::IsStopped() const {
+  // "1234 (the name) T ...": nothing in a name is safe from being taken for its end but the last.
+  std::ifstream file("/proc/" + std::to_string(id_) + "/stat");
+  std::string line;
+  std::getline(file, line);
+  const std::size_t state = line.rfind(") ");
+  if (state == std::string::npos || state + 2 >= line.size()) return false;
+  return line[state + 2] == 'T' || line[state + 2] == 't';
 }
 
 std::optional<int> HandlerProcess::WaitForEnd(std::chrono::nanoseconds timeout) {

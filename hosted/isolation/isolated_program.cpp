@@ -37,7 +37,7 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
   mount_ = mount;
   services_ = &services;
   calls_ = std::make_unique<HostCalls>(services);
-  link_ = HandlerLink::Create(settings_.limit, [this](const std::string& name) {
+  link_ = HandlerLink::Create(settings_.limit, settings_.gate, [this](const std::string& name) {
     return services_->SetVolumeName(port_, name.c_str());
   });
   const ::FileSystemVectors table = RemoteTable(*this);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "hosted/call_gate.h"
 #include "hosted/handler_program.h"
 #include "hosted/isolation/handler_link.h"
 #include "hosted/isolation/host_calls.h"
@@ -20,6 +21,7 @@ namespace quorle::isolation {
 struct IsolationSettings {
   std::chrono::seconds limit{10};  ///< of one call
   bool restart = false;            ///< whether another process is made for the next test
+  CallGate* gate = nullptr;        ///< what the calls come through; may be null
 };
 
 /// A handler in a process of its own. A crash, an exit, a call without an end or a reply that
@@ -39,6 +41,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                 std::string& problem) override;
   void Unmount(::FileSystemVectorPort& port) override;
+  bool IsElsewhere() const override { return true; }
   bool TakesPackets() const override { return takes_packets_; }
   bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) override;
   std::vector<std::string> Complaints() const override { return complaints_; }

@@ -255,6 +255,109 @@ TEST(PluginRunTest, AnInterruptThatIsIgnoredStaysSo) {
   EXPECT_EQ(run.status, 0);
 }
 
+// ---- Limits ------------------------------------------------------------------------------------
+
+/// The number of a group as the command line and messages have it.
+std::string NumberOf(const std::string& group) {
+  const ProgramRun list = RunProgram(QUORLE_PROGRAM, {});
+  const std::size_t title = list.output.find(":   " + group);
+  EXPECT_NE(title, std::string::npos) << group;
+  return list.output.substr(title - 2, 2);
+}
+
+TEST(PluginRunTest, AScanThatDoesNotGetOnIsEnded) {
+  const std::string number = NumberOf("FSExamineObj()");
+  for (const char* const how : {"", ",isolate=no", ",port=packet"}) {
+    const ProgramRun run =
+        RunOver(std::string("plugin:rogue_plugin.so,in=FSExamineDir,how=again") + how,
+                {"DH0:", "TN", number});
+    EXPECT_EQ(run.errors,
+              "quorle: DH0: FSExamineDir() gives the same entry again and again, test " + number +
+                  " (ExamineObj.SoftLink)\n");
+    EXPECT_NE(run.output.find("ERROR: ExamineObj()(\"LINK01\") failed."), std::string::npos)
+        << run.output;
+    EXPECT_EQ(run.status, 10);
+  }
+}
+
+TEST(PluginRunTest, AScanWithoutAnEndIsEndedWithItsGroup) {
+  const std::string number = NumberOf("FSExamineObj()");
+  for (const char* const how : {"", ",isolate=no"}) {
+    const ProgramRun run = RunProgram(
+        QUORLE_PROGRAM,
+        {"--no-delay", "--limit", "1", "--mount",
+         std::string("DH0=plugin:./rogue_plugin.so,in=FSExamineDir,how=fresh") + how, "DH0:"},
+        QUORLE_PLUGINS);
+    EXPECT_EQ(run.errors, "quorle: test " + number +
+                              " (ExamineObj.SoftLink): the handler took more than 1 second "
+                              "(--limit); the calls that are left fail\n");
+    EXPECT_NE(run.output.find("ERROR: ExamineObj()(\"LINK01\") failed."), std::string::npos)
+        << run.output;
+    // The next one goes on, and finds nothing locked.
+    EXPECT_NE(run.output.find("WriteProtectVolume() tests passed."), std::string::npos);
+    EXPECT_EQ(run.status, 10);
+  }
+}
+
+TEST(PluginRunTest, AGroupThatTakesTooLongFails) {
+  const std::string number = NumberOf("FSSetProtection()");
+  for (const char* const how : {"", ",port=packet", ",isolate=no"}) {
+    SCOPED_TRACE(how);
+    const ProgramRun good = RunOver("ram", {"DH0:", "FTN", number});
+    const ProgramRun run =
+        RunOver(std::string("plugin:rogue_plugin.so,in=FSSetProtection,how=slow") + how,
+                {"--limit", "1", "DH0:", "FTN", number});
+    EXPECT_EQ(run.status, 10);
+    EXPECT_EQ(run.errors.rfind("quorle: test " + number + " (SetProtection", 0), 0U) << run.errors;
+    EXPECT_NE(
+        run.errors.find("): the handler took more than 1 second (--limit); the calls that are "
+                        "left fail\n"),
+        std::string::npos)
+        << run.errors;
+    EXPECT_NE(run.output.find("#218"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("WriteProtectVolume() tests passed."), std::string::npos);
+  }
+}
+
+TEST(PluginRunTest, AHangInTheProgramItselfEndsIt) {
+  const ProgramRun run =
+      RunOver("plugin:rogue_plugin.so,in=FSRename,how=hang,isolate=no", {"--limit", "1", "DH0:"});
+  EXPECT_EQ(
+      run.errors,
+      "quorle: DH0: the handler did not return within 1 second, test 34 (Rename.RenamedFile); "
+      "it is in the tester's own process, which ends\n");
+  EXPECT_NE(run.output.find("Read() tests passed."), std::string::npos);
+  EXPECT_EQ(run.status, 20);
+}
+
+TEST(PluginRunTest, AHangAtTheMountEndsItToo) {
+  const ProgramRun run =
+      RunOver("plugin:rogue_plugin.so,in=Mount,how=hang,isolate=no", {"--limit", "1", "DH0:"});
+  EXPECT_EQ(run.errors,
+            "quorle: DH0: the handler did not return within 1 second; it is in the tester's own "
+            "process, which ends\n");
+  EXPECT_EQ(run.status, 20);
+}
+
+TEST(PluginRunTest, TheTimeInWhichAProcessIsStoppedDoesNotCount) {
+  for (const char* const how : {"stopped", "stop"}) {
+    SCOPED_TRACE(how);
+    const ProgramRun run =
+        RunOver(std::string("plugin:rogue_plugin.so,limit=1,in=FSRename,how=") + how,
+                {"--limit", "2", "DH0:", "TN", "34"});
+    EXPECT_EQ(run.errors, "");
+    EXPECT_EQ(run.status, 0);
+  }
+}
+
+TEST(PluginRunTest, AnInterruptEndsACallThatIsOverTheLimit) {
+  const ProgramRun run =
+      RunOver("plugin:rogue_plugin.so,limit=60,in=FSRename,how=int_hang", {"--limit", "1", "DH0:"});
+  EXPECT_EQ(Count(run.errors, "did not answer within 1 second in FSRename(), test 34 (Rename."), 1)
+      << run.errors;
+  EXPECT_NE(run.output.find("BREAK ^C - Aborting..."), std::string::npos);
+}
+
 // ---- Another process for the next test ---------------------------------------------------------
 
 TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {

@@ -76,6 +76,18 @@ void MakeIdler() {
   _exit(0);
 }
 
+/// Stops `process` for three seconds.
+void StandStill(pid_t process) {
+  const pid_t waker = fork();
+  if (waker == 0) {
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    kill(process, SIGCONT);
+    _exit(0);
+  }
+  kill(process, SIGSTOP);
+  waitpid(waker, nullptr, 0);
+}
+
 /// Makes one in a session of its own, whose parent is gone.
 void MakeDaemon() {
   const pid_t parent = fork();
@@ -117,6 +129,15 @@ void Misbehave(const Rogue& rogue) {
   } else if (how == "int" || how == "term" || how == "hup") {
     if (rogue.calls == rogue.at)
       kill(getppid(), how == "int" ? SIGINT : how == "term" ? SIGTERM : SIGHUP);
+  } else if (how == "int_hang") {
+    kill(getppid(), SIGINT);
+    Hang();
+  } else if (how == "slow") {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  } else if (how == "stopped") {
+    if (rogue.calls == rogue.at) StandStill(getpid());
+  } else if (how == "stop") {
+    if (rogue.calls == rogue.at) StandStill(getppid());
   } else if (how == "children") {
     for (int i = 0; i < 200; ++i) MakeIdler();
   } else if (how == "daemons") {
@@ -213,6 +234,10 @@ void Spoil(Rogue& rogue, ::ExamineData*& data) {
     std::memset(data->Name, 'x', data->NameSize);
   } else if (rogue.how == "nameless") {
     data->Name = data->Comment = data->Link = nullptr;
+  } else if (rogue.how == "again") {
+    std::snprintf(data->Name, data->NameSize, "same");
+  } else if (rogue.how == "fresh") {
+    std::snprintf(data->Name, data->NameSize, "%d", rogue.calls);
   } else if (rogue.how == "large") {
     constexpr std::uint32_t kLarge = 1U << 20;
     const ::TagItem tags[] = {{QUORLE_ADO_ExamineData_NameSize, kLarge}, {QUORLE_TAG_DONE, 0}};
@@ -234,6 +259,9 @@ void Spoil(Rogue& rogue, ::ExamineData*& data) {
 
 std::int32_t ExamineDirWrongly(Port* vp, std::int32_t* res2, ::PRIVATE_ExamineDirContext* scan) {
   Rogue& rogue = Of(vp);
+  if (rogue.in == "FSExamineDir" && (rogue.how == "again" || rogue.how == "fresh")) {
+    for (std::intptr_t& word : scan->FSPrivate) word = 0;
+  }
   const std::int32_t result = rogue.original.FSExamineDir(vp, res2, scan);
   if (IsTime(rogue, "FSExamineDir")) Spoil(rogue, scan->Entry);
   return result;
@@ -302,6 +330,9 @@ Port* Mount(const ::HandlerMount* mount) {
   Wrapped<&::FileSystemVectors::FSClose>::Into(port, "FSClose");
   Wrapped<&::FileSystemVectors::FSRename>::Into(port, "FSRename");
   Wrapped<&::FileSystemVectors::FSRelabel>::Into(port, "FSRelabel");
+  Wrapped<&::FileSystemVectors::FSSetProtection>::Into(port, "FSSetProtection");
+  // Without the function a soft link is looked for in its directory.
+  if (Of(port).in == "FSExamineDir") port->FSV.FSExamineObj = nullptr;
   // Without the function it is packets that ask to rename.
   if (Of(port).in == "Packet") port->FSV.FSRename = nullptr;
   return port;

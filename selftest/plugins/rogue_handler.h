@@ -5,7 +5,8 @@
 /// The filesystem in memory, but for one function. Mount keys beside those of the filesystem:
 ///
 ///   in=NAME     which one: FSLock, FSUnLock, FSOpen, FSClose, FSRead, FSRename, FSExamineLock,
-///               FSExamineDir, FSGetFileSize, FSRelabel, Packet, Mount, Unmount
+///               FSExamineDir (FSExamineObj is missing then), FSGetFileSize, FSSetProtection,
+///               FSRelabel, Packet, Mount, Unmount
 ///   at=N        at its Nth call, and every one after it; 1 unless given
 ///   once=FILE   refuses to be mounted when FILE is there, and makes it
 ///   how=WAY     what it does then:
@@ -18,6 +19,12 @@
 ///     daemons   makes three processes in sessions of their own
 ///     int, term, hup
 ///               sends its parent the signal of that name, at its Nth call alone
+///     int_hang  sends its parent SIGINT and does not come back
+///     slow      takes a tenth of a second
+///     stopped   is stopped for three seconds, at its Nth call alone
+///     stop      stops its parent for three seconds, at its Nth call alone, and takes as long
+///     again     FSExamineDir: gives the first entry without end, as "same"
+///     fresh     FSExamineDir: gives the first entry without end, each time under another name
 ///     turn      writes over the word that says whose turn it is
 ///     garbage   writes over the place of the reply and hands it over
 ///     zeroes    the same with zeroes everywhere

@@ -35,6 +35,18 @@ TEST(HostOptionsTest, WithoutOptionsEverythingIsTheTesters) {
   EXPECT_FALSE(command.options.workbench);
   EXPECT_EQ(command.options.dos_version, 53);
   EXPECT_EQ(command.options.dos_revision, 113);
+  EXPECT_EQ(command.options.limit.count(), 60);
+}
+
+TEST(HostOptionsTest, ALimitIsANumberOfSeconds) {
+  EXPECT_EQ(Read({"--limit", "1", "RAM:"}).options.limit.count(), 1);
+  EXPECT_EQ(Read({"--limit=86400", "RAM:"}).options.limit.count(), 86400);
+  for (const char* const text : {"0", "86401", "-1", "1s", "1.5", "99999999999"}) {
+    EXPECT_EQ(Refusal({"--limit", text, "RAM:"}),
+              "--limit: \"" + std::string(text) + "\" is not a number of seconds, 1 to 86400");
+  }
+  EXPECT_EQ(Refusal({"--limit"}), "--limit needs a value");
+  EXPECT_EQ(Refusal({"--limit=1", "--limit=1", "RAM:"}), "--limit is given twice");
 }
 
 TEST(HostOptionsTest, NoWordsAtAllAreAnEmptyCommandLine) {
