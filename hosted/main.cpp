@@ -1,7 +1,9 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <string>
@@ -130,6 +132,16 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   return whole ? result : std::max<std::int32_t>(result, RETURN_ERROR);
 }
 
+/// Returns a descriptor of standard output that is the tester's alone. What a handler in this process
+/// prints goes to standard error, and at once, as it does from a process of its own.
+int KeepStandardOutput() {
+  const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (output < 0) return STDOUT_FILENO;
+  dup2(STDERR_FILENO, STDOUT_FILENO);
+  std::setvbuf(stdout, nullptr, _IONBF, 0);
+  return output;
+}
+
 std::int32_t Obey(HostCommand command, Console& console) {
   switch (command.kind) {
     case HostCommand::Kind::kAnswer:
@@ -157,9 +169,10 @@ int main(int argc, char** argv) {
   // Whoever started the program may ignore the ends of his children; here they are reaped.
   std::signal(SIGCHLD, SIG_DFL);
   const int closed = quorle::OpenStandardDescriptors();
-  quorle::DescriptorSink output(STDOUT_FILENO);
+  const bool terminal = isatty(STDOUT_FILENO) == 1;
+  quorle::DescriptorSink output(quorle::KeepStandardOutput());
   quorle::DescriptorSink errors(STDERR_FILENO);
-  quorle::Console console(output, errors, isatty(STDOUT_FILENO) == 1);
+  quorle::Console console(output, errors, terminal);
   if (closed != 0) {
     console.Report(std::string("cannot open /dev/null for a standard descriptor that is closed: ") +
                    std::strerror(closed));

@@ -16,6 +16,15 @@ std::string LoaderProblem() {
   return said != nullptr ? said : "it cannot be loaded";
 }
 
+/// Whether a sanitizer runs in this process, the program's own or one that was loaded before it.
+bool HasSanitizer() {
+  for (const char* const function :
+       {"__lsan_do_leak_check", "__asan_init", "__tsan_init", "__msan_init"}) {
+    if (dlsym(RTLD_DEFAULT, function) != nullptr) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::unique_ptr<Plugin> Plugin::Load(const std::string& path, std::string& problem) {
@@ -44,7 +53,9 @@ std::unique_ptr<Plugin> Plugin::Load(const std::string& path, std::string& probl
 }
 
 Plugin::~Plugin() {
-  if (object_ != nullptr) dlclose(object_);
+  // A sanitizer names functions when the program ends, and those of the handler only while it is
+  // loaded.
+  if (object_ != nullptr && !HasSanitizer()) dlclose(object_);
 }
 
 }  // namespace quorle::plugin

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "hosted/isolation/crash_trace.h"
 #include "hosted/isolation/wire.h"
 
 namespace quorle::isolation {
@@ -48,6 +49,8 @@ HandlerLink::HandlerLink(std::unique_ptr<SharedBlock> block, std::chrono::second
 
 bool HandlerLink::Start(const std::function<void(SharedBlock& block)>& body, std::string& problem) {
   block_->Clear();
+  ClearTrace(block_->trace());
+  trace_.clear();
   block_->LetShare(true);
   process_ = HandlerProcess::Start([&] { body(*block_); }, problem);
   block_->LetShare(false);
@@ -72,14 +75,14 @@ std::optional<std::string> HandlerLink::Exchange() {
       // It may have answered before it ended.
       if (status && turns_.AwaitFor({}) == Awaited::kTimeout) return Ended(DescribeEnd(*status));
       patience.Count(*process_, gate_);
-      if (const auto late = IsTooLate(patience, "answer")) return Ended(*late);
+      if (const auto late = IsTooLate(patience, "answer")) return Aborted(*late);
       continue;
     }
     std::int64_t kind = kNothingYet;
     if (seen == Awaited::kGarbage || !Receive(kind)) return Ended(kWithoutShape);
     if (kind == kAnswer) return std::nullopt;
     patience.Count(*process_, gate_);
-    if (const auto late = IsTooLate(patience, "answer")) return Ended(*late);
+    if (const auto late = IsTooLate(patience, "answer")) return Aborted(*late);
     AnswerQuestion();
     turns_.HandOver();
   }
@@ -90,7 +93,7 @@ std::optional<std::string> HandlerLink::Finish() {
   std::optional<int> status;
   while (!(status = process_->WaitForEnd(kGlance))) {
     patience.Count(*process_, gate_);
-    if (const auto late = IsTooLate(patience, "end")) return Ended(*late);
+    if (const auto late = IsTooLate(patience, "end")) return Aborted(*late);
   }
   if (*status != 0) return Ended(DescribeEnd(*status));
   process_.reset();
@@ -104,8 +107,18 @@ std::optional<std::string> HandlerLink::IsTooLate(const Patience& patience,
   return std::string("did not ") + what + " within " + InSeconds(hurries ? gate_->limit() : limit_);
 }
 
+std::string HandlerLink::Aborted(std::string how) {
+  // As long as writing a core file may take.
+  constexpr std::chrono::seconds kAborting{3};
+  process_->Abort();
+  process_->WaitForEnd(kAborting);
+  return Ended(std::move(how));
+}
+
 std::string HandlerLink::Ended(std::string how) {
   process_.reset();
+  // What writes over a reply may have written over this as well.
+  if (how != kWithoutShape) trace_ = ReadTrace(block_->trace());
   return how;
 }
 

@@ -58,6 +58,9 @@ class HandlerLink {
   /// Hands the call over and waits for the answer, which is in reply() then. Otherwise the process
   /// is killed and it is told how it ended: "did not answer within 10 seconds".
   std::optional<std::string> Exchange();
+  /// Where in the handler a process was that ended by a signal, or did not answer: lines, the
+  /// innermost function first. Empty when that is not known.
+  const std::vector<std::string>& trace() const { return trace_; }
   /// A copy: what was checked changes no more.
   std::span<const std::byte> reply() const { return received_; }
   /// Waits for the end of a process that has nothing more to do. Tells how it ended otherwise than
@@ -68,6 +71,8 @@ class HandlerLink {
   HandlerLink(std::unique_ptr<SharedBlock> block, std::chrono::seconds limit, CallGate* gate,
               NameQuestion may_be_named);
   std::string Ended(std::string how);
+  /// The same for a process that is late: it is aborted, so that there is a trace and a core file.
+  std::string Aborted(std::string how);
   /// Whether the process has had its time, and how to say it.
   std::optional<std::string> IsTooLate(const Patience& patience, const char* what) const;
   bool Receive(std::int64_t& kind);
@@ -80,6 +85,7 @@ class HandlerLink {
   NameQuestion may_be_named_;
   std::unique_ptr<HandlerProcess> process_;
   std::vector<std::byte> received_;
+  std::vector<std::string> trace_;
 };
 
 /// How a process ended that answered what is no answer.

@@ -142,6 +142,10 @@ std::optional<int> HandlerProcess::WaitForEnd(std::chrono::nanoseconds timeout) 
   return status_;
 }
 
+void HandlerProcess::Abort() {
+  if (!Status()) kill(id_, SIGABRT);
+}
+
 void HandlerProcess::Kill() {
   if (Status()) return;
   kill(id_, SIGKILL);
@@ -160,7 +164,12 @@ void HandlerProcess::EndSession() {
 }
 
 std::string DescribeEnd(int status) {
-  if (WIFSIGNALED(status)) return "ended by signal " + std::to_string(WTERMSIG(status));
+  if (WIFSIGNALED(status)) {
+    const int signal = WTERMSIG(status);
+    const char* const name = sigabbrev_np(signal);
+    return "ended by signal " + std::to_string(signal) +
+           (name != nullptr ? std::string(" (SIG") + name + ")" : "");
+  }
   return "exited with status " + std::to_string(WEXITSTATUS(status));
 }
 

@@ -30,6 +30,8 @@ class HandlerProcess {
   bool IsStopped() const;
   /// Waits for its end, at most for `timeout`.
   std::optional<int> WaitForEnd(std::chrono::nanoseconds timeout);
+  /// Asks it to end by SIGABRT, which leaves a core file where the host keeps them.
+  void Abort();
   void Kill();
 
  private:
@@ -41,7 +43,7 @@ class HandlerProcess {
   std::optional<int> status_;
 };
 
-/// "ended by signal 11", "exited with status 3".
+/// "ended by signal 11 (SIGSEGV)", "exited with status 3".
 std::string DescribeEnd(int status);
 
 }  // namespace quorle::isolation

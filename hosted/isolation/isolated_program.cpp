@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "hosted/isolation/crash_trace.h"
 #include "hosted/isolation/handler_side.h"
 #include "hosted/isolation/wire.h"
 #include "hosted/packet_adapter.h"
@@ -64,11 +65,13 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
 bool IsolatedProgram::Launch(std::string& problem) {
   calls_->objects().BeginProcess();
   const auto body = [this](SharedBlock& block) {
+    LeaveTraces(block.trace());
     HandlerSide(block, program_, mount_, services_->clock()).Run();
   };
   if (!link_->Start(body, problem)) return false;
   if (const auto end = link_->Exchange()) {
     problem = InTheProcess(*end);
+    for (const std::string& frame : link_->trace()) problem += "; " + frame;
     return false;
   }
   if (TakeMountAnswer(problem)) return true;
@@ -188,6 +191,7 @@ void IsolatedProgram::End(const std::string& how, const std::string& where) {
   if (const std::string place = watch_.Place(); !place.empty()) line += ", " + place;
   if (may_restart_) line += "; started anew for the next test";
   watch_.Report(line);
+  for (const std::string& frame : link_->trace()) watch_.Report("  " + frame);
 }
 
 // ---- Calls -------------------------------------------------------------------------------------

@@ -8,8 +8,8 @@ namespace quorle::isolation {
 namespace {
 
 constexpr std::size_t kHeadBytes = 4096;
-constexpr std::size_t kBytes =
-    kHeadBytes + 2 * SharedBlock::kMessageBytes + SharedBlock::kDataBytes;
+constexpr std::size_t kBytes = kHeadBytes + 2 * SharedBlock::kMessageBytes +
+                               SharedBlock::kDataBytes + SharedBlock::kTraceBytes;
 
 static_assert(sizeof(TurnWords) <= kHeadBytes);
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
@@ -55,6 +55,10 @@ std::span<std::byte> SharedBlock::reply() {
 
 std::span<std::byte> SharedBlock::data() {
   return {memory_ + kHeadBytes + 2 * kMessageBytes, kDataBytes};
+}
+
+std::span<std::byte> SharedBlock::trace() {
+  return {memory_ + kHeadBytes + 2 * kMessageBytes + kDataBytes, kTraceBytes};
 }
 
 }  // namespace quorle::isolation

@@ -36,10 +36,12 @@ class SharedBlock {
   std::span<std::byte> call();   ///< what the host asks
   std::span<std::byte> reply();  ///< what the handler answers, or asks in its turn
   std::span<std::byte> data();   ///< what is read and written
+  std::span<std::byte> trace();  ///< where the handler was when it crashed
 
   /// A record with three long texts fits, and a call with as many.
   static constexpr std::size_t kMessageBytes = std::size_t{512} << 10;
   static constexpr std::size_t kDataBytes = std::size_t{16} << 20;
+  static constexpr std::size_t kTraceBytes = std::size_t{16} << 10;
 
  private:
   explicit SharedBlock(std::byte* memory) : memory_(memory) {}

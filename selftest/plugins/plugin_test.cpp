@@ -7,6 +7,7 @@
 #include <fstream>
 #include <istream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,6 +29,16 @@ ProgramRun RunOver(const std::string& mount, const std::vector<std::string>& res
 
 std::string Told(const std::string& what) {
   return "quorle: handler process of DH0: " + what + "\n";
+}
+
+/// The same without the lines that say where in the handler something was.
+std::string WithoutFrames(const std::string& errors) {
+  std::string rest;
+  std::istringstream lines(errors);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with("quorle:   #")) rest += line + "\n";
+  }
+  return rest;
 }
 
 int Count(std::string_view text, std::string_view part) {
@@ -122,7 +133,7 @@ class DeathTest : public testing::TestWithParam<Death> {};
 TEST_P(DeathTest, EndsTheHandlerAndNotTheRun) {
   const ProgramRun run =
       RunOver(std::string("plugin:rogue_plugin.so,limit=1,in=FSRename,how=") + GetParam().how);
-  EXPECT_EQ(run.errors,
+  EXPECT_EQ(WithoutFrames(run.errors),
             Told(std::string(GetParam().told) + " in FSRename(), test 34 (Rename.RenamedFile)"));
   EXPECT_EQ(run.status, 10);
   // What came before is as it always is, and the run goes on to its last group.
@@ -133,7 +144,7 @@ TEST_P(DeathTest, EndsTheHandlerAndNotTheRun) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, DeathTest,
-                         testing::Values(Death{"signal", "ended by signal 11"},
+                         testing::Values(Death{"signal", "ended by signal 11 (SIGSEGV)"},
                                          Death{"exit", "exited with status 3"},
                                          Death{"hang", "did not answer within 1 second"},
                                          Death{"turn", "gave a reply without shape"},
@@ -143,16 +154,45 @@ INSTANTIATE_TEST_SUITE_P(Ways, DeathTest,
                                          Death{"short", "gave a reply without shape"}),
                          [](const auto& row) { return std::string(row.param.how); });
 
+#ifndef __SANITIZE_ADDRESS__  // it takes the crash for itself
+TEST(PluginRunTest, ACrashIsShownInTheSourceOfTheHandler) {
+  struct Case {
+    const char* how;
+    const char* told;
+    const char* function;
+  };
+  for (const Case& row : {Case{"crash", "ended by signal 11 (SIGSEGV)", "Crash"},
+                          Case{"spin", "did not answer within 1 second", "Spin"}}) {
+    SCOPED_TRACE(row.how);
+    const ProgramRun run =
+        RunOver(std::string("plugin:rogue_plugin.so,limit=1,in=FSRename,how=") + row.how,
+                {"DH0:", "TN", "34"});
+    EXPECT_EQ(WithoutFrames(run.errors),
+              Told(std::string(row.told) + " in FSRename(), test 34 (Rename.RenamedFile)"));
+#ifdef QUORLE_HAS_BACKTRACE
+    const std::size_t frame = run.errors.find("quorle:   #0 ");
+    ASSERT_NE(frame, std::string::npos) << run.errors;
+    const std::string line = run.errors.substr(frame, run.errors.find('\n', frame) - frame);
+    EXPECT_NE(line.find(std::string(row.function) + "()"), std::string::npos) << line;
+    EXPECT_NE(line.find("rogue_handler.cpp:"), std::string::npos) << line;
+    // The tester's own functions are nobody's business.
+    EXPECT_EQ(run.errors.find("HandlerSide"), std::string::npos) << run.errors;
+#endif
+  }
+}
+#endif
+
 TEST(PluginRunTest, ACrashInAPacketIsToldByTheNameOfThePacket) {
   const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=Packet,how=signal");
-  EXPECT_EQ(run.errors,
-            Told("ended by signal 11 in ACTION_RENAME_OBJECT, test 34 (Rename.RenamedFile)"));
+  EXPECT_EQ(
+      run.errors,
+      Told("ended by signal 11 (SIGSEGV) in ACTION_RENAME_OBJECT, test 34 (Rename.RenamedFile)"));
   EXPECT_EQ(run.status, 10);
 }
 
 TEST(PluginRunTest, ACrashOutsideOfTheTestsNamesNone) {
   const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=FSLock,how=signal");
-  EXPECT_EQ(run.errors, Told("ended by signal 11 in FSLock()"));
+  EXPECT_EQ(run.errors, Told("ended by signal 11 (SIGSEGV) in FSLock()"));
   EXPECT_EQ(run.status, 20);
 }
 
@@ -167,8 +207,9 @@ TEST(PluginRunTest, AHandlerThatDiesWhenItIsUnmountedDidNotPass) {
 
 TEST(PluginRunTest, AHandlerThatDiesWhenItIsMountedIsNotMounted) {
   const ProgramRun run = RunOver("plugin:rogue_plugin.so,in=Mount,how=signal");
-  EXPECT_EQ(run.errors,
-            "quorle: cannot mount DH0: the handler process ended by signal 11 in Mount()\n");
+  EXPECT_EQ(
+      run.errors,
+      "quorle: cannot mount DH0: the handler process ended by signal 11 (SIGSEGV) in Mount()\n");
   EXPECT_EQ(run.output, "");
   EXPECT_EQ(run.status, 20);
 }
@@ -184,11 +225,14 @@ TEST(PluginRunTest, WhatTheHandlerForgetsIsToldInTheEnd) {
 
 TEST(PluginRunTest, WhatTheHandlerPrintsIsNoPartOfTheOutput) {
   const ProgramRun good = RunOver("ram", {"DH0:", "TN", "30"});
-  const ProgramRun run =
-      RunOver("plugin:rogue_plugin.so,in=FSRead,how=print", {"DH0:", "TN", "30"});
-  EXPECT_EQ(run.output, good.output);
-  EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.errors.substr(0, run.errors.find('\n')), "printed by the handler");
+  for (const char* const isolate : {"yes", "no"}) {
+    const ProgramRun run =
+        RunOver(std::string("plugin:rogue_plugin.so,in=FSRead,how=print,isolate=") + isolate,
+                {"DH0:", "TN", "30"});
+    EXPECT_EQ(run.output, good.output);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors.substr(0, run.errors.find('\n')), "printed by the handler");
+  }
 }
 
 // ---- Signals and processes ---------------------------------------------------------------------
@@ -366,7 +410,7 @@ TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {
   EXPECT_EQ(
       run.errors,
       Told(
-          "ended by signal 11 in FSRename(), test 34 (Rename.RenamedFile); started anew for the next test"));
+          "ended by signal 11 (SIGSEGV) in FSRename(), test 34 (Rename.RenamedFile); started anew for the next test"));
   EXPECT_EQ(run.status, 10);
   // Every group but the one says what it always says.
   const auto from = [](const std::string& text, const char* mark) { return text.find(mark); };

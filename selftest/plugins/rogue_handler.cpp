@@ -69,6 +69,17 @@ constexpr std::int64_t kAnswerKind = 0x516E7377;
   while (true) std::this_thread::sleep_for(std::chrono::hours(1));
 }
 
+[[gnu::noinline]] void Crash() {
+  volatile int* volatile nowhere = nullptr;
+  *nowhere = 1;
+}
+
+[[gnu::noinline]] void Spin() {
+  volatile bool goes_on = true;
+  while (goes_on) {
+  }
+}
+
 /// Makes a process that does nothing for a minute.
 void MakeIdler() {
   if (fork() != 0) return;
@@ -132,6 +143,10 @@ void Misbehave(const Rogue& rogue) {
   } else if (how == "int_hang") {
     kill(getppid(), SIGINT);
     Hang();
+  } else if (how == "crash") {
+    Crash();
+  } else if (how == "spin") {
+    Spin();
   } else if (how == "slow") {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
   } else if (how == "stopped") {

@@ -19,6 +19,8 @@
 ///     daemons   makes three processes in sessions of their own
 ///     int, term, hup
 ///               sends its parent the signal of that name, at its Nth call alone
+///     crash     writes to nowhere in Crash()
+///     spin      does not come back from Spin()
 ///     int_hang  sends its parent SIGINT and does not come back
 ///     slow      takes a tenth of a second
 ///     stopped   is stopped for three seconds, at its Nth call alone
