@@ -5,7 +5,7 @@
 namespace quorle {
 namespace {
 
-/// The program's only variable outside an object: a signal handler is given no object to write to.
+/// Outside an object: a signal handler is given none to write to.
 volatile std::sig_atomic_t break_pending = 0;
 
 constexpr int kBreakSignals[] = {SIGINT, SIGTERM, SIGHUP};

@@ -347,7 +347,6 @@ TEST(PluginRunTest, AGroupThatTakesTooLongFails) {
   const std::string number = NumberOf("FSSetProtection()");
   for (const char* const how : {"", ",port=packet", ",isolate=no"}) {
     SCOPED_TRACE(how);
-    const ProgramRun good = RunOver("ram", {"DH0:", "FTN", number});
     const ProgramRun run =
         RunOver(std::string("plugin:rogue_plugin.so,in=FSSetProtection,how=slow") + how,
                 {"--limit", "1", "DH0:", "FTN", number});
@@ -358,7 +357,8 @@ TEST(PluginRunTest, AGroupThatTakesTooLongFails) {
                         "left fail\n"),
         std::string::npos)
         << run.errors;
-    EXPECT_NE(run.output.find("#218"), std::string::npos) << run.output;
+    // Which call is the first that fails is a matter of time.
+    EXPECT_EQ(run.output.find("SetProtection() tests passed."), std::string::npos) << run.output;
     EXPECT_NE(run.output.find("WriteProtectVolume() tests passed."), std::string::npos);
   }
 }
