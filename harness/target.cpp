@@ -69,6 +69,8 @@ bool IdentifyTarget(TestContext& ctx, const DevProc*& handler) {
 
   // What the filesystem does not tell stays zero.
   dos.FileSystemAttr(port, ctx.version_text, sizeof(ctx.version_text), ctx.dos_type);
+  // A filesystem may fill the buffer to its last byte.
+  ctx.version_text[sizeof(ctx.version_text) - 1] = '\0';
 
   if (!dos.GetDiskInfo(port, ctx.disk_info)) {
     const Bold bold(ctx);

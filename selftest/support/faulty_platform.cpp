@@ -399,6 +399,9 @@ bool FaultyDos::FileSystemAttr(PortHandle port, char* version, std::uint32_t ver
   if (const std::string* const text = Field(*rule, "version")) {
     CopyText(*text, version, version_size);
   }
+  if (const std::string* const byte = Field(*rule, "fill")) {
+    std::memset(version, byte->front(), version_size);
+  }
   Replace(*rule, "dostype", dos_type);
   return result;
 }

@@ -87,8 +87,9 @@ std::int32_t BufferTooSmall(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
 
-  const std::int32_t result =
-      dos.ReadSoftLink(port, ctx.root_lock, link_name, contents, length - 2);
+  // A length that no link in this buffer has must not make the buffer larger than it is.
+  const std::int32_t too_small = length - 2 < kContentsSize ? length - 2 : kContentsSize;
+  const std::int32_t result = dos.ReadSoftLink(port, ctx.root_lock, link_name, contents, too_small);
   if (result >= 0) {
     const Bold bold(ctx);
     dos.SetIoErr(ERROR_LINE_TOO_LONG);

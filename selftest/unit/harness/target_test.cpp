@@ -103,6 +103,12 @@ TEST_F(TargetTest, NoDiskInformation) {
             std::string(kHead) + "\033[1mERROR, IDOS->GetDiskInfo() failed for DH0:.\n\n\033[0m");
 }
 
+TEST_F(TargetTest, AVersionTextWithoutAnEndEndsWithItsBuffer) {
+  EXPECT_EQ(Filesystem(Dh0(",dostype=0x444F5303"), "FileSystemAttr set fill=v"),
+            "\033[1mHost Filesystem = " + std::string(255, 'v') +
+                "   DOSType:0x444f5303 [DOS\\03]\n\n\033[0m");
+}
+
 TEST_F(TargetTest, DosTypeWithAVersionByte) {
   EXPECT_EQ(
       Filesystem(Dh0(",dostype=0x444F5303,version=name 53.4 (12.2.2020)")),
