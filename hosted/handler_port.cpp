@@ -1,8 +1,12 @@
 #include "hosted/handler_port.h"
 
+#include <algorithm>
+#include <cstring>
+#include <limits>
 #include <utility>
 
 #include "hosted/isolation/call_shape.h"
+#include "hosted/isolation/wire.h"
 #include "hosted/mount.h"
 #include "hosted/packet_adapter.h"
 #include "platform/constants.h"
@@ -61,9 +65,10 @@ bool Fits(const PacketText& text, std::int32_t& res2, std::int32_t code = ERROR_
 HandlerPort::HandlerPort(std::string device_name)
     : type_(PortType::kNone), device_name_(std::move(device_name)) {}
 
-HandlerPort::HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted)
+HandlerPort::HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted, RunWatch* watch)
     : type_(type),
       device_name_(mounted->device_name()),
+      watch_(watch),
       mounted_(std::move(mounted)),
       vector_port_(mounted_->port()),
       port_(&vector_port_->MP) {
@@ -100,7 +105,13 @@ bool HandlerPort::IsFileSystem() {
 }
 
 void HandlerPort::Send(::DosPacket& packet) {
+  std::int32_t res2 = 0;
+  Begin(res2, "");
+  if (mounted_) mounted_->services().BeginPacket(packet.dp_Type);
   Deliver(packet);
+  if (!GivesLock(packet.dp_Type)) return;
+  auto* const lock = PointedTo<::Lock>(packet.dp_Res1);
+  if (Given(packet.dp_Res2, lock) == nullptr) packet.dp_Res1 = kDosFalse;
 }
 
 bool HandlerPort::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
@@ -160,6 +171,16 @@ HandlerPort::Vectored<Function> HandlerPort::Vector(Function(::FileSystemVectors
   return {*this, by_vector ? vector_port_->FSV.*member : nullptr};
 }
 
+void HandlerPort::Begin(std::int32_t& res2, const char* function) {
+  res2 = 0;
+  if (!mounted_) return;
+  HostServices& services = mounted_->services();
+  services.BeginCall(function);
+  if (watch_ == nullptr || watch_->moves() == moves_) return;
+  moves_ = watch_->moves();
+  services.SetCheck(watch_->Check());
+}
+
 bool HandlerPort::Deliver(::DosPacket& packet) {
   if (!Admits(PurposeOf(packet.dp_Type))) {
     Refuse(packet);
@@ -170,27 +191,83 @@ bool HandlerPort::Deliver(::DosPacket& packet) {
     return false;
   }
   const CallGate::Passage passage = Pass();
-  const bool by_vector = AnswerByVector(*vector_port_, packet);
-  if (!by_vector && !mounted_->HandlerPacket(packet)) AnswerNotKnown(packet);
-  if (GivesLock(packet.dp_Type)) Filled(PointedTo<::Lock>(packet.dp_Res1));
-  return by_vector;
+  if (AnswerByVector(*vector_port_, packet)) return true;
+  mounted_->services().BeginPacket(packet.dp_Type);
+  if (!mounted_->HandlerPacket(packet)) AnswerNotKnown(packet);
+  return false;
 }
 
-::Lock* HandlerPort::Filled(::Lock* lock) const {
-  if (lock != nullptr) lock->fl_Port = port_;
+// ---- What a handler gives ----------------------------------------------------------------------
+
+bool HandlerPort::Holds(std::int32_t& res2, const ::Lock* lock) {
+  if (lock == nullptr || !mounted_ || mounted_->services().OwnsLock(lock)) return true;
+  Report(Breach::kFreedLock, res2);
+  return false;
+}
+
+::Lock* HandlerPort::Given(std::int32_t& res2, ::Lock* lock) {
+  if (lock == nullptr) return nullptr;
+  if (!mounted_->services().OwnsLock(lock)) {
+    Report(Breach::kForeignLock, res2);
+    return nullptr;
+  }
+  lock->fl_Port = port_;
   return lock;
 }
+
+::ExamineData* HandlerPort::Given(std::int32_t& res2, ::ExamineData* record) {
+  if (record == nullptr) return nullptr;
+  const Breach breach = mounted_->services().Examine(record);
+  if (breach == Breach::kNone) return record;
+  Report(breach, res2);
+  if (breach != Breach::kForeignRecord) FreeExamineData(record);
+  return nullptr;
+}
+
+// A result below zero is a failure, whichever it is.
+std::int32_t HandlerPort::Within(std::int32_t& res2, std::int64_t count, std::int32_t room) {
+  const bool fits = count <= std::max(room, 0) && count >= std::numeric_limits<std::int32_t>::min();
+  if (fits || !mounted_) return static_cast<std::int32_t>(count);
+  Report("gave a count of " + std::to_string(count) + " for " + std::to_string(room) + " bytes",
+         ERROR_BAD_NUMBER, res2);
+  return -1;
+}
+
+// Whether each text that `tags` ask for ends within its buffer. One that does not is made empty.
+bool HandlerPort::EndTexts(const ::TagItem* tags) {
+  bool all_end = true;
+  for (const ::TagItem* tag = tags; tag != nullptr && tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
+    if (tag->ti_Tag != QUORLE_FSA_VersionStringR) continue;
+    const std::size_t room = isolation::RoomBehind(tags, *tag);
+    auto* const text = PointedTo<char>(static_cast<std::intptr_t>(tag->ti_Data));
+    if (room == 0 || std::memchr(text, '\0', room) != nullptr) continue;
+    text[0] = '\0';
+    all_end = false;
+  }
+  return all_end;
+}
+
+void HandlerPort::Report(Breach breach, std::int32_t& res2) {
+  Report(Describe(breach), CodeOf(breach), res2);
+}
+
+void HandlerPort::Report(const std::string& what, std::int32_t code, std::int32_t& res2) {
+  res2 = code;
+  if (watch_ != nullptr) watch_->ReportCall(device_name_, what, mounted_->services().CallName());
+}
+
+// ---- Answers to packets ------------------------------------------------------------------------
 
 ::Lock* HandlerPort::LockFrom(std::int32_t& res2, ::DosPacket packet) {
   Deliver(packet);
   res2 = packet.dp_Res2;
-  return PointedTo<::Lock>(packet.dp_Res1);
+  return Given(res2, PointedTo<::Lock>(packet.dp_Res1));
 }
 
 ::ExamineData* HandlerPort::RecordFrom(std::int32_t& res2, ::DosPacket packet) {
   Deliver(packet);
   res2 = packet.dp_Res2;
-  return PointedTo<::ExamineData>(packet.dp_Res1);
+  return Given(res2, PointedTo<::ExamineData>(packet.dp_Res1));
 }
 
 bool HandlerPort::TruthFrom(std::int32_t& res2, ::DosPacket packet) {
@@ -199,11 +276,11 @@ bool HandlerPort::TruthFrom(std::int32_t& res2, ::DosPacket packet) {
   return IsWidePacket(packet.dp_Type) ? packet.dp_Res64 != kDosFalse : packet.dp_Res1 != kDosFalse;
 }
 
-std::int32_t HandlerPort::CountFrom(std::int32_t& res2, ::DosPacket packet) {
+std::int32_t HandlerPort::CountFrom(std::int32_t& res2, ::DosPacket packet, std::int32_t room) {
   const bool by_vector = Deliver(packet);
   res2 = packet.dp_Res2;
   if (!by_vector && IsNotKnown(packet.dp_Res1, res2)) return -1;
-  return static_cast<std::int32_t>(packet.dp_Res1);
+  return Within(res2, packet.dp_Res1, room);
 }
 
 std::int64_t HandlerPort::NumberFrom(std::int32_t& res2, ::DosPacket packet) {
@@ -216,9 +293,10 @@ std::int64_t HandlerPort::NumberFrom(std::int32_t& res2, ::DosPacket packet) {
 // ---- Locks -------------------------------------------------------------------------------------
 
 ::Lock* HandlerPort::Lock(std::int32_t& res2, ::Lock* rel, const char* name, std::int32_t mode) {
-  res2 = 0;
+  Begin(res2, "FSLock()");
+  if (!Holds(res2, rel)) return nullptr;
   if (const auto function = Vector(&::FileSystemVectors::FSLock)) {
-    return Filled(function(vector_port_, &res2, rel, name, mode));
+    return Given(res2, function(vector_port_, &res2, rel, name, mode));
   }
   const PacketText text(name);
   if (!Fits(text, res2)) return nullptr;
@@ -227,7 +305,8 @@ std::int64_t HandlerPort::NumberFrom(std::int32_t& res2, ::DosPacket packet) {
 }
 
 bool HandlerPort::UnLock(std::int32_t& res2, ::Lock* lock) {
-  res2 = 0;
+  Begin(res2, "FSUnLock()");
+  if (!Holds(res2, lock)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSUnLock, CallGate::Purpose::kRelease)) {
     return function(vector_port_, &res2, lock) != 0;
   }
@@ -235,17 +314,19 @@ bool HandlerPort::UnLock(std::int32_t& res2, ::Lock* lock) {
 }
 
 ::Lock* HandlerPort::DupLock(std::int32_t& res2, ::Lock* lock) {
-  res2 = 0;
+  Begin(res2, "FSDupLock()");
+  if (!Holds(res2, lock)) return nullptr;
   if (const auto function = Vector(&::FileSystemVectors::FSDupLock)) {
-    return Filled(function(vector_port_, &res2, lock));
+    return Given(res2, function(vector_port_, &res2, lock));
   }
   return LockFrom(res2, PacketFor(QUORLE_ACTION_COPY_LOCK, Address(lock)));
 }
 
 ::Lock* HandlerPort::CreateDir(std::int32_t& res2, ::Lock* rel, const char* name) {
-  res2 = 0;
+  Begin(res2, "FSCreateDir()");
+  if (!Holds(res2, rel)) return nullptr;
   if (const auto function = Vector(&::FileSystemVectors::FSCreateDir)) {
-    return Filled(function(vector_port_, &res2, rel, name));
+    return Given(res2, function(vector_port_, &res2, rel, name));
   }
   const PacketText text(name);
   if (!Fits(text, res2)) return nullptr;
@@ -254,31 +335,33 @@ bool HandlerPort::UnLock(std::int32_t& res2, ::Lock* lock) {
 }
 
 ::Lock* HandlerPort::ParentDir(std::int32_t& res2, ::Lock* lock) {
-  res2 = 0;
+  Begin(res2, "FSParentDir()");
+  if (!Holds(res2, lock)) return nullptr;
   if (const auto function = Vector(&::FileSystemVectors::FSParentDir)) {
-    return Filled(function(vector_port_, &res2, lock));
+    return Given(res2, function(vector_port_, &res2, lock));
   }
   return LockFrom(res2, PacketFor(QUORLE_ACTION_PARENT, Address(lock)));
 }
 
 ::Lock* HandlerPort::DupLockFromFH(std::int32_t& res2, ::FileHandle& file) {
-  res2 = 0;
+  Begin(res2, "FSDupLockFromFH()");
   if (const auto function = Vector(&::FileSystemVectors::FSDupLockFromFH)) {
-    return Filled(function(vector_port_, &res2, &file));
+    return Given(res2, function(vector_port_, &res2, &file));
   }
   return LockFrom(res2, PacketFor(QUORLE_ACTION_COPY_LOCK_FH, file.fh_Arg1, Address(&file)));
 }
 
 ::Lock* HandlerPort::ParentOfFH(std::int32_t& res2, ::FileHandle& file) {
-  res2 = 0;
+  Begin(res2, "FSParentOfFH()");
   if (const auto function = Vector(&::FileSystemVectors::FSParentOfFH)) {
-    return Filled(function(vector_port_, &res2, &file));
+    return Given(res2, function(vector_port_, &res2, &file));
   }
   return LockFrom(res2, PacketFor(QUORLE_ACTION_PARENT_FH, file.fh_Arg1, Address(&file)));
 }
 
 bool HandlerPort::ChangeLockMode(std::int32_t& res2, ::Lock* lock, std::int32_t mode) {
-  res2 = 0;
+  Begin(res2, "FSChangeLockMode()");
+  if (!Holds(res2, lock)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSChangeLockMode)) {
     return function(vector_port_, &res2, lock, mode) != 0;
   }
@@ -286,7 +369,8 @@ bool HandlerPort::ChangeLockMode(std::int32_t& res2, ::Lock* lock, std::int32_t 
 }
 
 bool HandlerPort::SameLock(std::int32_t& res2, ::Lock* a, ::Lock* b) {
-  res2 = 0;
+  Begin(res2, "FSSameLock()");
+  if (!Holds(res2, a) || !Holds(res2, b)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSSameLock)) {
     return function(vector_port_, &res2, a, b) != 0;
   }
@@ -297,7 +381,8 @@ bool HandlerPort::SameLock(std::int32_t& res2, ::Lock* a, ::Lock* b) {
 
 bool HandlerPort::Open(std::int32_t& res2, ::FileHandle& file, ::Lock* rel, const char* name,
                        std::int32_t mode) {
-  res2 = 0;
+  Begin(res2, "FSOpen()");
+  if (!Holds(res2, rel)) return false;
   file.fh_MsgPort = port_;
   if (const auto function = Vector(&::FileSystemVectors::FSOpen)) {
     return function(vector_port_, &res2, &file, rel, name, mode) != 0;
@@ -314,7 +399,8 @@ bool HandlerPort::Open(std::int32_t& res2, ::FileHandle& file, ::Lock* rel, cons
 }
 
 bool HandlerPort::OpenFromLock(std::int32_t& res2, ::FileHandle& file, ::Lock* lock) {
-  res2 = 0;
+  Begin(res2, "FSOpenFromLock()");
+  if (!Holds(res2, lock)) return false;
   file.fh_MsgPort = port_;
   if (const auto function = Vector(&::FileSystemVectors::FSOpenFromLock)) {
     return function(vector_port_, &res2, &file, lock) != 0;
@@ -323,7 +409,7 @@ bool HandlerPort::OpenFromLock(std::int32_t& res2, ::FileHandle& file, ::Lock* l
 }
 
 bool HandlerPort::Close(std::int32_t& res2, ::FileHandle& file) {
-  res2 = 0;
+  Begin(res2, "FSClose()");
   if (const auto function = Vector(&::FileSystemVectors::FSClose, CallGate::Purpose::kRelease)) {
     return function(vector_port_, &res2, &file) != 0;
   }
@@ -332,26 +418,28 @@ bool HandlerPort::Close(std::int32_t& res2, ::FileHandle& file) {
 
 std::int32_t HandlerPort::Read(std::int32_t& res2, ::FileHandle& file, void* buffer,
                                std::int32_t bytes) {
-  res2 = 0;
+  Begin(res2, "FSRead()");
   if (const auto function = Vector(&::FileSystemVectors::FSRead)) {
-    return function(vector_port_, &res2, &file, buffer, bytes);
+    return Within(res2, function(vector_port_, &res2, &file, buffer, bytes), bytes);
   }
   return CountFrom(
-      res2, PacketFor(QUORLE_ACTION_READ, file.fh_Arg1, Address(buffer), bytes, Address(&file)));
+      res2, PacketFor(QUORLE_ACTION_READ, file.fh_Arg1, Address(buffer), bytes, Address(&file)),
+      bytes);
 }
 
 std::int32_t HandlerPort::Write(std::int32_t& res2, ::FileHandle& file, const void* data,
                                 std::int32_t bytes) {
-  res2 = 0;
+  Begin(res2, "FSWrite()");
   if (const auto function = Vector(&::FileSystemVectors::FSWrite)) {
-    return function(vector_port_, &res2, &file, data, bytes);
+    return Within(res2, function(vector_port_, &res2, &file, data, bytes), bytes);
   }
   return CountFrom(
-      res2, PacketFor(QUORLE_ACTION_WRITE, file.fh_Arg1, Address(data), bytes, Address(&file)));
+      res2, PacketFor(QUORLE_ACTION_WRITE, file.fh_Arg1, Address(data), bytes, Address(&file)),
+      bytes);
 }
 
 bool HandlerPort::Flush(std::int32_t& res2) {
-  res2 = 0;
+  Begin(res2, "FSFlush()");
   if (const auto function = Vector(&::FileSystemVectors::FSFlush)) {
     return function(vector_port_, &res2) != 0;
   }
@@ -360,7 +448,7 @@ bool HandlerPort::Flush(std::int32_t& res2) {
 
 bool HandlerPort::ChangeFilePosition(std::int32_t& res2, ::FileHandle& file, std::int32_t mode,
                                      std::int64_t position) {
-  res2 = 0;
+  Begin(res2, "FSChangeFilePosition()");
   if (const auto function = Vector(&::FileSystemVectors::FSChangeFilePosition)) {
     return function(vector_port_, &res2, &file, mode, position) != 0;
   }
@@ -372,7 +460,7 @@ bool HandlerPort::ChangeFilePosition(std::int32_t& res2, ::FileHandle& file, std
 
 bool HandlerPort::ChangeFileSize(std::int32_t& res2, ::FileHandle& file, std::int32_t mode,
                                  std::int64_t size) {
-  res2 = 0;
+  Begin(res2, "FSChangeFileSize()");
   if (const auto function = Vector(&::FileSystemVectors::FSChangeFileSize)) {
     return function(vector_port_, &res2, &file, mode, size) != 0;
   }
@@ -383,7 +471,7 @@ bool HandlerPort::ChangeFileSize(std::int32_t& res2, ::FileHandle& file, std::in
 }
 
 std::int64_t HandlerPort::GetFilePosition(std::int32_t& res2, ::FileHandle& file) {
-  res2 = 0;
+  Begin(res2, "FSGetFilePosition()");
   if (const auto function = Vector(&::FileSystemVectors::FSGetFilePosition)) {
     return function(vector_port_, &res2, &file);
   }
@@ -392,7 +480,7 @@ std::int64_t HandlerPort::GetFilePosition(std::int32_t& res2, ::FileHandle& file
 }
 
 std::int64_t HandlerPort::GetFileSize(std::int32_t& res2, ::FileHandle& file) {
-  res2 = 0;
+  Begin(res2, "FSGetFileSize()");
   if (const auto function = Vector(&::FileSystemVectors::FSGetFileSize)) {
     return function(vector_port_, &res2, &file);
   }
@@ -401,7 +489,7 @@ std::int64_t HandlerPort::GetFileSize(std::int32_t& res2, ::FileHandle& file) {
 }
 
 bool HandlerPort::ChangeFileMode(std::int32_t& res2, ::FileHandle& file, std::int32_t mode) {
-  res2 = 0;
+  Begin(res2, "FSChangeFileMode()");
   if (const auto function = Vector(&::FileSystemVectors::FSChangeFileMode)) {
     return function(vector_port_, &res2, &file, mode) != 0;
   }
@@ -409,7 +497,7 @@ bool HandlerPort::ChangeFileMode(std::int32_t& res2, ::FileHandle& file, std::in
 }
 
 bool HandlerPort::SameFile(std::int32_t& res2, ::FileHandle& a, ::FileHandle& b) {
-  res2 = 0;
+  Begin(res2, "FSSameFile()");
   if (const auto function = Vector(&::FileSystemVectors::FSSameFile)) {
     return function(vector_port_, &res2, &a, &b) != 0;
   }
@@ -418,7 +506,7 @@ bool HandlerPort::SameFile(std::int32_t& res2, ::FileHandle& a, ::FileHandle& b)
 
 bool HandlerPort::LockRecord(std::int32_t& res2, ::FileHandle& file, std::int64_t offset,
                              std::int64_t length, std::uint32_t mode, std::uint32_t ticks) {
-  res2 = 0;
+  Begin(res2, "FSLockRecord()");
   if (const auto function = Vector(&::FileSystemVectors::FSLockRecord)) {
     return function(vector_port_, &res2, &file, offset, length, mode, ticks) != 0;
   }
@@ -432,7 +520,7 @@ bool HandlerPort::LockRecord(std::int32_t& res2, ::FileHandle& file, std::int64_
 
 bool HandlerPort::UnLockRecord(std::int32_t& res2, ::FileHandle& file, std::int64_t offset,
                                std::int64_t length) {
-  res2 = 0;
+  Begin(res2, "FSUnLockRecord()");
   if (const auto function = Vector(&::FileSystemVectors::FSUnLockRecord)) {
     return function(vector_port_, &res2, &file, offset, length) != 0;
   }
@@ -445,7 +533,8 @@ bool HandlerPort::UnLockRecord(std::int32_t& res2, ::FileHandle& file, std::int6
 // ---- Objects -----------------------------------------------------------------------------------
 
 bool HandlerPort::Delete(std::int32_t& res2, ::Lock* rel, const char* name) {
-  res2 = 0;
+  Begin(res2, "FSDelete()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSDelete)) {
     return function(vector_port_, &res2, rel, name) != 0;
   }
@@ -457,7 +546,8 @@ bool HandlerPort::Delete(std::int32_t& res2, ::Lock* rel, const char* name) {
 
 bool HandlerPort::SetDate(std::int32_t& res2, ::Lock* rel, const char* name,
                           const ::DateStamp& date) {
-  res2 = 0;
+  Begin(res2, "FSSetDate()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSSetDate)) {
     return function(vector_port_, &res2, rel, name, &date) != 0;
   }
@@ -466,7 +556,8 @@ bool HandlerPort::SetDate(std::int32_t& res2, ::Lock* rel, const char* name,
 
 bool HandlerPort::SetProtection(std::int32_t& res2, ::Lock* rel, const char* name,
                                 std::uint32_t mask) {
-  res2 = 0;
+  Begin(res2, "FSSetProtection()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSSetProtection)) {
     return function(vector_port_, &res2, rel, name, mask) != 0;
   }
@@ -475,7 +566,8 @@ bool HandlerPort::SetProtection(std::int32_t& res2, ::Lock* rel, const char* nam
 
 bool HandlerPort::SetComment(std::int32_t& res2, ::Lock* rel, const char* name,
                              const char* comment) {
-  res2 = 0;
+  Begin(res2, "FSSetComment()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSSetComment)) {
     return function(vector_port_, &res2, rel, name, comment) != 0;
   }
@@ -493,7 +585,8 @@ bool HandlerPort::SetAttribute(std::int32_t& res2, std::int32_t action, ::Lock* 
 }
 
 bool HandlerPort::SetGroup(std::int32_t& res2, ::Lock* rel, const char* name, std::uint32_t group) {
-  res2 = 0;
+  Begin(res2, "FSSetGroup()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSSetGroup)) {
     return function(vector_port_, &res2, rel, name, group) != 0;
   }
@@ -501,7 +594,8 @@ bool HandlerPort::SetGroup(std::int32_t& res2, ::Lock* rel, const char* name, st
 }
 
 bool HandlerPort::SetOwner(std::int32_t& res2, ::Lock* rel, const char* name, std::uint32_t owner) {
-  res2 = 0;
+  Begin(res2, "FSSetOwner()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSSetOwner)) {
     return function(vector_port_, &res2, rel, name, owner) != 0;
   }
@@ -519,7 +613,8 @@ bool HandlerPort::SetOwnerInfo(std::int32_t& res2, ::Lock* rel, const char* name
 
 bool HandlerPort::Rename(std::int32_t& res2, ::Lock* source_rel, const char* source,
                          ::Lock* destination_rel, const char* destination) {
-  res2 = 0;
+  Begin(res2, "FSRename()");
+  if (!Holds(res2, source_rel) || !Holds(res2, destination_rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSRename)) {
     return function(vector_port_, &res2, source_rel, source, destination_rel, destination) != 0;
   }
@@ -533,7 +628,8 @@ bool HandlerPort::Rename(std::int32_t& res2, ::Lock* source_rel, const char* sou
 
 bool HandlerPort::CreateSoftLink(std::int32_t& res2, ::Lock* rel, const char* name,
                                  const char* target) {
-  res2 = 0;
+  Begin(res2, "FSCreateSoftLink()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSCreateSoftLink)) {
     return function(vector_port_, &res2, rel, name, target) != 0;
   }
@@ -545,7 +641,8 @@ bool HandlerPort::CreateSoftLink(std::int32_t& res2, ::Lock* rel, const char* na
 
 bool HandlerPort::CreateHardLink(std::int32_t& res2, ::Lock* rel, const char* name,
                                  ::Lock* target) {
-  res2 = 0;
+  Begin(res2, "FSCreateHardLink()");
+  if (!Holds(res2, rel)) return false;
   if (const auto function = Vector(&::FileSystemVectors::FSCreateHardLink)) {
     return function(vector_port_, &res2, rel, name, target) != 0;
   }
@@ -557,19 +654,23 @@ bool HandlerPort::CreateHardLink(std::int32_t& res2, ::Lock* rel, const char* na
 
 std::int32_t HandlerPort::ReadSoftLink(std::int32_t& res2, ::Lock* rel, const char* name,
                                        char* buffer, std::int32_t size) {
-  res2 = 0;
+  Begin(res2, "FSReadSoftLink()");
+  if (!Holds(res2, rel)) return -1;
   if (const auto function = Vector(&::FileSystemVectors::FSReadSoftLink)) {
-    return function(vector_port_, &res2, rel, name, buffer, size);
+    return Within(res2, function(vector_port_, &res2, rel, name, buffer, size), size);
   }
   // The only name that travels as a plain text and is not bounded by a length byte.
-  return CountFrom(res2, PacketFor(QUORLE_ACTION_READ_SOFT_LINK, Address(rel), Address(name),
-                                   Address(buffer), size));
+  return CountFrom(
+      res2,
+      PacketFor(QUORLE_ACTION_READ_SOFT_LINK, Address(rel), Address(name), Address(buffer), size),
+      size);
 }
 
 ::ExamineData* HandlerPort::ExamineObj(std::int32_t& res2, ::Lock* rel, const char* name) {
-  res2 = 0;
+  Begin(res2, "FSExamineObj()");
+  if (!Holds(res2, rel)) return nullptr;
   if (const auto function = Vector(&::FileSystemVectors::FSExamineObj)) {
-    return function(vector_port_, &res2, rel, name);
+    return Given(res2, function(vector_port_, &res2, rel, name));
   }
   const PacketText text(name);
   if (!Fits(text, res2)) return nullptr;
@@ -578,41 +679,49 @@ std::int32_t HandlerPort::ReadSoftLink(std::int32_t& res2, ::Lock* rel, const ch
 }
 
 ::ExamineData* HandlerPort::ExamineLock(std::int32_t& res2, ::Lock* lock) {
-  res2 = 0;
+  Begin(res2, "FSExamineLock()");
+  if (!Holds(res2, lock)) return nullptr;
   if (const auto function = Vector(&::FileSystemVectors::FSExamineLock)) {
-    return function(vector_port_, &res2, lock);
+    return Given(res2, function(vector_port_, &res2, lock));
   }
   return RecordFrom(res2, PacketFor(QUORLE_ACTION_EXAMINEDATA, Address(lock)));
 }
 
 ::ExamineData* HandlerPort::ExamineFile(std::int32_t& res2, ::FileHandle& file) {
-  res2 = 0;
+  Begin(res2, "FSExamineFile()");
   if (const auto function = Vector(&::FileSystemVectors::FSExamineFile)) {
-    return function(vector_port_, &res2, &file);
+    return Given(res2, function(vector_port_, &res2, &file));
   }
   return RecordFrom(res2, PacketFor(QUORLE_ACTION_EXAMINEDATA_FH, Address(&file)));
 }
 
 bool HandlerPort::ExamineDir(std::int32_t& res2, ::PRIVATE_ExamineDirContext& context) {
-  res2 = 0;
-  if (const auto function = Vector(&::FileSystemVectors::FSExamineDir)) {
-    return function(vector_port_, &res2, &context) != 0;
-  }
-  return TruthFrom(res2, PacketFor(QUORLE_ACTION_EXAMINEDATA_DIR, Address(&context)));
+  Begin(res2, "FSExamineDir()");
+  if (!Holds(res2, context.Directory)) return false;
+  const auto function = Vector(&::FileSystemVectors::FSExamineDir);
+  const bool found =
+      function ? function(vector_port_, &res2, &context) != 0
+               : TruthFrom(res2, PacketFor(QUORLE_ACTION_EXAMINEDATA_DIR, Address(&context)));
+  const bool has_entry = context.Entry != nullptr;
+  context.Entry = Given(res2, context.Entry);
+  return found && has_entry == (context.Entry != nullptr);
 }
 
 // ---- Volume ------------------------------------------------------------------------------------
 
 bool HandlerPort::FileSystemAttr(std::int32_t& res2, const ::TagItem* tags) {
-  res2 = 0;
-  if (const auto function = Vector(&::FileSystemVectors::FSFileSystemAttr)) {
-    return function(vector_port_, &res2, tags) != 0;
-  }
-  return TruthFrom(res2, PacketFor(QUORLE_ACTION_FILESYSTEM_ATTR, Address(tags)));
+  Begin(res2, "FSFileSystemAttr()");
+  const auto function = Vector(&::FileSystemVectors::FSFileSystemAttr);
+  const bool answered =
+      function ? function(vector_port_, &res2, tags) != 0
+               : TruthFrom(res2, PacketFor(QUORLE_ACTION_FILESYSTEM_ATTR, Address(tags)));
+  if (EndTexts(tags) || !answered) return answered;
+  Report(Breach::kTextWithoutEnd, res2);
+  return false;
 }
 
 bool HandlerPort::VolumeInfoData(std::int32_t& res2, ::InfoData& info) {
-  res2 = 0;
+  Begin(res2, "FSVolumeInfoData()");
   if (const auto function = Vector(&::FileSystemVectors::FSVolumeInfoData)) {
     return function(vector_port_, &res2, &info) != 0;
   }
@@ -620,7 +729,7 @@ bool HandlerPort::VolumeInfoData(std::int32_t& res2, ::InfoData& info) {
 }
 
 bool HandlerPort::DeviceInfoData(std::int32_t& res2, ::InfoData& info) {
-  res2 = 0;
+  Begin(res2, "FSDeviceInfoData()");
   if (const auto function = Vector(&::FileSystemVectors::FSDeviceInfoData)) {
     return function(vector_port_, &res2, &info) != 0;
   }
@@ -628,7 +737,7 @@ bool HandlerPort::DeviceInfoData(std::int32_t& res2, ::InfoData& info) {
 }
 
 bool HandlerPort::Inhibit(std::int32_t& res2, bool on) {
-  res2 = 0;
+  Begin(res2, "FSInhibit()");
   const std::int32_t state = on ? kDosTrue : kDosFalse;
   if (const auto function = Vector(&::FileSystemVectors::FSInhibit)) {
     return function(vector_port_, &res2, state) != 0;
@@ -637,7 +746,7 @@ bool HandlerPort::Inhibit(std::int32_t& res2, bool on) {
 }
 
 bool HandlerPort::WriteProtect(std::int32_t& res2, bool on, std::uint32_t key) {
-  res2 = 0;
+  Begin(res2, "FSWriteProtect()");
   const std::int32_t state = on ? kDosTrue : kDosFalse;
   if (const auto function = Vector(&::FileSystemVectors::FSWriteProtect)) {
     return function(vector_port_, &res2, state, key) != 0;
@@ -647,7 +756,7 @@ bool HandlerPort::WriteProtect(std::int32_t& res2, bool on, std::uint32_t key) {
 }
 
 bool HandlerPort::Format(std::int32_t& res2, const char* volume, std::uint32_t dos_type) {
-  res2 = 0;
+  Begin(res2, "FSFormat()");
   if (const auto function = Vector(&::FileSystemVectors::FSFormat)) {
     return function(vector_port_, &res2, volume, dos_type) != 0;
   }
@@ -658,7 +767,7 @@ bool HandlerPort::Format(std::int32_t& res2, const char* volume, std::uint32_t d
 }
 
 bool HandlerPort::Serialize(std::int32_t& res2) {
-  res2 = 0;
+  Begin(res2, "FSSerialize()");
   if (const auto function = Vector(&::FileSystemVectors::FSSerialize)) {
     return function(vector_port_, &res2) != 0;
   }
@@ -666,7 +775,7 @@ bool HandlerPort::Serialize(std::int32_t& res2) {
 }
 
 bool HandlerPort::Relabel(std::int32_t& res2, const char* volume) {
-  res2 = 0;
+  Begin(res2, "FSRelabel()");
   if (const auto function = Vector(&::FileSystemVectors::FSRelabel)) {
     return function(vector_port_, &res2, volume) != 0;
   }
@@ -677,7 +786,7 @@ bool HandlerPort::Relabel(std::int32_t& res2, const char* volume) {
 }
 
 bool HandlerPort::AddNotify(std::int32_t& res2, ::NotifyRequest* request) {
-  res2 = 0;
+  Begin(res2, "FSAddNotify()");
   if (const auto function = Vector(&::FileSystemVectors::FSAddNotify)) {
     return function(vector_port_, &res2, request) != 0;
   }
@@ -685,7 +794,7 @@ bool HandlerPort::AddNotify(std::int32_t& res2, ::NotifyRequest* request) {
 }
 
 bool HandlerPort::RemoveNotify(std::int32_t& res2, ::NotifyRequest* request) {
-  res2 = 0;
+  Begin(res2, "FSRemoveNotify()");
   if (const auto function = Vector(&::FileSystemVectors::FSRemoveNotify)) {
     return function(vector_port_, &res2, request) != 0;
   }

@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "hosted/breach.h"
 #include "hosted/call_gate.h"
+#include "hosted/run_watch.h"
 #include "platform/records.h"
 #include "quorle/handler.h"
 
@@ -39,12 +41,17 @@ enum class PortType : std::uint8_t {
 /// Locks and examine records belong to the handler's memory: locks go back with UnLock(), records
 /// with FreeExamineData(). `::FileHandle`s belong to the caller; Open() and OpenFromLock() fill
 /// fh_MsgPort, every lock that comes back has its fl_Port filled.
+///
+/// A handler is not believed. Locks and records that AllocDosObject() did not make or that are
+/// freed, counts above the size that was given, and texts that do not end are no answers: the call
+/// fails, with 211 for a lock and 115 for anything else, and the watch gets a line that names it.
 class HandlerPort {
  public:
   /// A device without a filesystem. `device_name` is without its colon.
   explicit HandlerPort(std::string device_name);
-  /// A mounted handler; made by MountHandler() (mount.h). `type` is kVector or kPacket.
-  HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted);
+  /// A mounted handler; made by MountHandler() (mount.h). `type` is kVector or kPacket. `watch`,
+  /// which may be null, must outlive this.
+  HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted, RunWatch* watch);
   /// Unmounts.
   ~HandlerPort();
   HandlerPort(const HandlerPort&) = delete;
@@ -100,9 +107,9 @@ class HandlerPort {
   /// On success `lock` belongs to the handle.
   bool OpenFromLock(std::int32_t& res2, ::FileHandle& file, ::Lock* lock);
   bool Close(std::int32_t& res2, ::FileHandle& file);
-  /// Bytes read, 0 at the end, -1 on failure.
+  /// Bytes read, 0 at the end, -1 on failure; never more than `bytes`.
   std::int32_t Read(std::int32_t& res2, ::FileHandle& file, void* buffer, std::int32_t bytes);
-  /// Bytes written, -1 on failure.
+  /// Bytes written, -1 on failure; never more than `bytes`.
   std::int32_t Write(std::int32_t& res2, ::FileHandle& file, const void* data, std::int32_t bytes);
   bool Flush(std::int32_t& res2);
   /// Mind the order: the mode comes before the position, as in the vector table.
@@ -133,7 +140,8 @@ class HandlerPort {
               const char* destination);
   bool CreateSoftLink(std::int32_t& res2, ::Lock* rel, const char* name, const char* target);
   bool CreateHardLink(std::int32_t& res2, ::Lock* rel, const char* name, ::Lock* target);
-  /// The length of the link's target, -1 on failure, -2 with 120 when `size` bytes are too few.
+  /// The length of the link's target, -1 on failure, -2 with 120 when `size` bytes are too few;
+  /// never more than `size`.
   std::int32_t ReadSoftLink(std::int32_t& res2, ::Lock* rel, const char* name, char* buffer,
                             std::int32_t size);
   ::ExamineData* ExamineObj(std::int32_t& res2, ::Lock* rel, const char* name);
@@ -166,14 +174,23 @@ class HandlerPort {
                             CallGate::Purpose purpose = CallGate::Purpose::kAnything) const;
   bool Admits(CallGate::Purpose purpose) const;
   CallGate::Passage Pass() const;
+  /// Starts an operation: `function` is the one that stands for it, "FSLock()".
+  void Begin(std::int32_t& res2, const char* function);
   /// Sends `packet`. True when a function of the vector table answered it.
   bool Deliver(::DosPacket& packet);
-  ::Lock* Filled(::Lock* lock) const;
+  // What the handler gave, or a failure that was reported and whose code is in `res2`.
+  bool Holds(std::int32_t& res2, const ::Lock* lock);
+  ::Lock* Given(std::int32_t& res2, ::Lock* lock);
+  ::ExamineData* Given(std::int32_t& res2, ::ExamineData* record);
+  std::int32_t Within(std::int32_t& res2, std::int64_t count, std::int32_t room);
+  static bool EndTexts(const ::TagItem* tags);
+  void Report(Breach breach, std::int32_t& res2);
+  void Report(const std::string& what, std::int32_t code, std::int32_t& res2);
   // Each sends a packet and reads its results as what it stands for.
   ::Lock* LockFrom(std::int32_t& res2, ::DosPacket packet);
   ::ExamineData* RecordFrom(std::int32_t& res2, ::DosPacket packet);
   bool TruthFrom(std::int32_t& res2, ::DosPacket packet);
-  std::int32_t CountFrom(std::int32_t& res2, ::DosPacket packet);
+  std::int32_t CountFrom(std::int32_t& res2, ::DosPacket packet, std::int32_t room);
   std::int64_t NumberFrom(std::int32_t& res2, ::DosPacket packet);
   bool SetAttribute(std::int32_t& res2, std::int32_t action, ::Lock* rel, const char* name,
                     std::intptr_t value);
@@ -183,7 +200,9 @@ class HandlerPort {
   PortType type_;
   std::string device_name_;
   CallGate* gate_ = nullptr;
-  std::unique_ptr<MountedHandler> mounted_;        ///< none without a filesystem
+  RunWatch* watch_ = nullptr;
+  int moves_ = -1;                           ///< of the watch, when the check was last asked for
+  std::unique_ptr<MountedHandler> mounted_;  ///< none without a filesystem
   ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without a filesystem
   ::MsgPort own_port_{QUORLE_NT_MSGPORT};          ///< stands in where there is none of a handler
   ::MsgPort* port_ = &own_port_;

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
+
+#include "hosted/isolation/lent_memory.h"
 
 namespace quorle {
 namespace {
@@ -29,10 +32,13 @@ bool HandlerFits(const ::Handler& handler, std::string& problem) {
   if (!HandlerFits(handler_, problem)) return nullptr;
 
   std::array<char, 256> said{};
+  isolation::LentMemory memory;
+  auto* const lent = reinterpret_cast<char*>(memory.Lend(said.data(), said.size()));
   request_ = mount;
-  request_.Problem = said.data();
+  request_.Problem = lent != nullptr ? lent : said.data();
   request_.ProblemSize = said.size();
   ::FileSystemVectorPort* const port = handler_.Mount(&request_);
+  if (lent != nullptr) std::memcpy(said.data(), lent, said.size());
   request_.Problem = nullptr;
   request_.ProblemSize = 0;
 

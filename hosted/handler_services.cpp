@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "hosted/handler_program.h"
+#include "hosted/isolation/call_shape.h"
 #include "hosted/packet_adapter.h"
 
 namespace quorle {
@@ -18,6 +18,8 @@ namespace {
 constexpr std::uint32_t kMemory = 0xFFFFFFFF;
 
 constexpr std::uint32_t kDefaultTextSize = 256;
+// More is asked for by mistake (a choice of ours).
+constexpr std::uintptr_t kMostTextSize = std::uintptr_t{16} << 20;
 constexpr std::size_t kMaxNameLength = 255;
 
 HostServices& ServicesOf(const ::HandlerServices* dos) {
@@ -32,9 +34,41 @@ std::uintptr_t TagData(const ::TagItem* tags, std::uint32_t tag, std::uintptr_t 
   return otherwise;
 }
 
-// The size of a text of an examine record: at least the zero must fit.
+// The size of a text of an examine record: at least the zero must fit. 0 when it is too large.
 std::uint32_t TextSize(const ::TagItem* tags, std::uint32_t tag) {
-  return std::max(1U, static_cast<std::uint32_t>(TagData(tags, tag, kDefaultTextSize)));
+  const std::uintptr_t size = TagData(tags, tag, kDefaultTextSize);
+  return size > kMostTextSize ? 0 : std::max(1U, static_cast<std::uint32_t>(size));
+}
+
+// What stands behind a record and each of its texts: a text that is copied without a look at the
+// size of its buffer changes it.
+constexpr std::array<unsigned char, 64> kFence = [] {
+  std::array<unsigned char, 64> fence{};
+  unsigned state = 0x5A;
+  for (unsigned char& byte : fence) {
+    state = (state * 75 + 74) % 257;
+    byte = static_cast<unsigned char>(state | 1U);  // never the zero that ends a text
+  }
+  return fence;
+}();
+
+// The texts of a record as AllocDosObject() makes them: where each starts, with fences between.
+std::array<char*, 3> TextsOf(void* record, const std::array<std::uint32_t, 3>& sizes) {
+  std::array<char*, 3> texts{};
+  char* place = static_cast<char*>(record) + sizeof(::ExamineData) + kFence.size();
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    texts[i] = place;
+    place += sizes[i] + kFence.size();
+  }
+  return texts;
+}
+
+// Hands the start of each fence of a record to `visit`.
+template <class Visit>
+void WithFences(void* record, const std::array<std::uint32_t, 3>& sizes, Visit visit) {
+  visit(static_cast<char*>(record) + sizeof(::ExamineData));
+  const std::array<char*, 3> texts = TextsOf(record, sizes);
+  for (std::size_t i = 0; i < texts.size(); ++i) visit(texts[i] + sizes[i]);
 }
 
 const char* KindName(std::uint32_t kind) {
@@ -146,14 +180,14 @@ void HostServices::FreeVec(void* memory) {
 
 bool HostServices::SetVolumeName(const ::FileSystemVectorPort* port, const char* name) {
   if (!OwnsPort(port)) {
-    Complain("SetVolumeName() for a port that is not the handler's");
+    Note("SetVolumeName() for a port that is not the handler's");
     return false;
   }
   if (name == nullptr) {
     volume_name_.reset();
     return true;
   }
-  if (!IsVolumeName(name)) return false;
+  if (!IsVolumeName({name, strnlen(name, kMaxNameLength + 1)})) return false;
   if (may_be_named_ && !may_be_named_(port->MP, name)) return false;
   volume_name_ = name;
   return true;
@@ -164,38 +198,69 @@ void HostServices::Report(const char* line) const {
 }
 
 bool HostServices::OwnsPort(const ::FileSystemVectorPort* port) const {
-  return Owns(port, QUORLE_DOS_FSVECTORPORT);
+  return Find(port, QUORLE_DOS_FSVECTORPORT) != nullptr;
 }
 
-bool HostServices::OwnsLock(const ::Lock* lock) const {
-  return Owns(lock, QUORLE_DOS_LOCK);
+std::uint64_t HostServices::SerialOf(const ::Lock* lock) const {
+  const Given* const given = Find(lock, QUORLE_DOS_LOCK);
+  return given == nullptr ? 0 : given->serial;
 }
 
-bool HostServices::Owns(const void* object, std::uint32_t kind) const {
-  const auto found = kinds_.find(const_cast<void*>(object));
-  return found != kinds_.end() && found->second == kind;
+Breach HostServices::Examine(::ExamineData* record) const {
+  const Given* const given = Find(record, QUORLE_DOS_EXAMINEDATA);
+  if (given == nullptr) return Breach::kForeignRecord;
+  const std::array<std::uint32_t, 3>& sizes = given->text_sizes;
+  bool holds = true;
+  WithFences(record, sizes, [&holds](const char* fence) {
+    holds = holds && std::memcmp(fence, kFence.data(), kFence.size()) == 0;
+  });
+  if (!holds) return Breach::kBeyondBuffer;
+  const std::array<char*, 3> own = TextsOf(record, sizes);
+  const std::array<const char*, 3> texts = {record->Name, record->Comment, record->Link};
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    if (texts[i] == nullptr) continue;
+    if (texts[i] != own[i]) return Breach::kForeignText;
+    if (std::memchr(texts[i], '\0', sizes[i]) == nullptr) return Breach::kTextWithoutEnd;
+  }
+  record->NameSize = sizes[0];
+  record->CommentSize = sizes[1];
+  record->LinkSize = sizes[2];
+  return Breach::kNone;
+}
+
+const HostServices::Given* HostServices::Find(const void* object, std::uint32_t kind) const {
+  const auto found = given_.find(const_cast<void*>(object));
+  return found != given_.end() && found->second.kind == kind ? &found->second : nullptr;
 }
 
 void HostServices::FreeEverything() {
   constexpr std::array<std::uint32_t, 4> kKinds = {QUORLE_DOS_LOCK, QUORLE_DOS_EXAMINEDATA,
                                                    QUORLE_DOS_FSVECTORPORT, kMemory};
+  std::vector<const Given*> left;
+  left.reserve(given_.size());
+  for (const auto& [object, given] : given_) left.push_back(&given);
+  std::sort(left.begin(), left.end(),
+            [](const Given* a, const Given* b) { return a->serial < b->serial; });
   for (const std::uint32_t kind : kKinds) {
-    const auto left = std::count_if(kinds_.begin(), kinds_.end(),
-                                    [kind](const auto& entry) { return entry.second == kind; });
-    if (left != 0) {
-      Complain(std::string("never freed: ") + KindName(kind) + " (" + std::to_string(left) + ")");
+    Tally tally;
+    for (const Given* const given : left) {
+      if (given->kind == kind) Count(tally, given->place);
+    }
+    if (tally.count != 0) {
+      Complain(Line(std::string("never freed: ") + KindName(kind), "made in ", tally));
     }
   }
-  for (const auto& [object, kind] : kinds_) std::free(object);
-  kinds_.clear();
+  for (const auto& [object, given] : given_) std::free(object);
+  given_.clear();
 }
 
 // Every allocation passes here. Without memory for the note there is no object either: these
 // functions are called from C and must not throw.
-void* HostServices::Remember(void* object, std::uint32_t kind) {
+void* HostServices::Remember(void* object, std::uint32_t kind,
+                             std::array<std::uint32_t, 3> text_sizes) {
   if (object == nullptr) return nullptr;
   try {
-    kinds_.emplace(object, kind);
+    given_.emplace(object, Given{kind, place_, ++last_serial_, text_sizes});
   } catch (const std::bad_alloc&) {
     std::free(object);
     return nullptr;
@@ -205,44 +270,95 @@ void* HostServices::Remember(void* object, std::uint32_t kind) {
 
 void HostServices::Release(void* object, std::uint32_t kind) {
   if (object == nullptr) return;
-  const auto found = kinds_.find(object);
-  if (found == kinds_.end()) {
-    Complain(std::string("freed twice or never allocated: ") + KindName(kind));
+  const auto found = given_.find(object);
+  if (found == given_.end()) {
+    Note(std::string("freed twice or never allocated: ") + KindName(kind));
     return;
   }
-  if (found->second != kind) {
-    Complain(std::string(KindName(found->second)) + " was freed as " + KindName(kind));
+  if (found->second.kind != kind) {
+    Note(std::string(KindName(found->second.kind)) + " was freed as " + KindName(kind));
     return;
   }
-  kinds_.erase(found);
+  given_.erase(found);
   std::free(object);
 }
 
-void HostServices::Complain(const std::string& what) {
-  if (complaints_.size() < kMaxComplaints) complaints_.push_back(what);
+// ---- What is told of it ------------------------------------------------------------------------
+
+void HostServices::SetCheck(std::string check) {
+  if (checks_.back() != check) checks_.push_back(std::move(check));
+  place_.check = static_cast<std::uint32_t>(checks_.size() - 1);
 }
 
-// The record and its three texts are one block.
+std::string HostServices::CallName(const Place& place) {
+  return place.action != 0 ? isolation::NameOfPacket(place.action) : place.function;
+}
+
+std::string HostServices::PlaceText(const Place& place) const {
+  const std::string call = CallName(place);
+  const std::string& check = checks_[place.check];
+  return check.empty() || call.empty() ? call : call + " of " + check;
+}
+
+void HostServices::Count(Tally& tally, const Place& place) const {
+  ++tally.count;
+  std::string text = PlaceText(place);
+  const auto known = std::find_if(tally.places.begin(), tally.places.end(),
+                                  [&text](const auto& entry) { return entry.first == text; });
+  if (known != tally.places.end()) {
+    ++known->second;
+  } else {
+    tally.places.emplace_back(std::move(text), 1);
+  }
+}
+
+/// "what (3), made in FSLock() of Lock.MissingName (2), FSDupLock() (1)".
+std::string HostServices::Line(const std::string& what, const char* how, const Tally& tally) {
+  std::string line = what + " (" + std::to_string(tally.count) + ")";
+  std::size_t named = 0;
+  std::size_t rest = tally.count;
+  for (const auto& [place, count] : tally.places) {
+    if (place.empty()) continue;
+    if (named == kNamedPlaces) break;
+    line += (named++ == 0 ? std::string(", ") + how : ", ") + place + " (" + std::to_string(count) +
+            ")";
+    rest -= count;
+  }
+  if (named != 0 && rest != 0) line += ", " + std::to_string(rest) + " elsewhere";
+  return line;
+}
+
+std::vector<std::string> HostServices::complaints() const {
+  std::vector<std::string> all;
+  for (const auto& [what, tally] : mistakes_) all.push_back(Line(what, "in ", tally));
+  all.insert(all.end(), lines_.begin(), lines_.end());
+  return all;
+}
+
+// The record, its three texts and the fences behind each are one block.
 void* HostServices::NewExamineData(const ::TagItem* tags) {
-  const std::uint32_t name_size = TextSize(tags, QUORLE_ADO_ExamineData_NameSize);
-  const std::uint32_t comment_size = TextSize(tags, QUORLE_ADO_ExamineData_CommentSize);
-  const std::uint32_t link_size = TextSize(tags, QUORLE_ADO_ExamineData_LinkSize);
-  void* const block =
-      std::calloc(1, sizeof(::ExamineData) + std::size_t{name_size} + comment_size + link_size);
+  const std::array<std::uint32_t, 3> sizes = {TextSize(tags, QUORLE_ADO_ExamineData_NameSize),
+                                              TextSize(tags, QUORLE_ADO_ExamineData_CommentSize),
+                                              TextSize(tags, QUORLE_ADO_ExamineData_LinkSize)};
+  if (std::find(sizes.begin(), sizes.end(), 0U) != sizes.end()) return nullptr;
+  void* const block = std::calloc(1, sizeof(::ExamineData) + (sizes.size() + 1) * kFence.size() +
+                                         std::size_t{sizes[0]} + sizes[1] + sizes[2]);
   if (block == nullptr) return nullptr;
 
   auto* const data = static_cast<::ExamineData*>(block);
+  const std::array<char*, 3> texts = TextsOf(block, sizes);
   data->StructSize = sizeof *data;
   data->Type = FSO_TYPE_INVALID;
   data->FileSize = -1;
-  data->Name = static_cast<char*>(block) + sizeof *data;
-  data->NameSize = name_size;
-  data->Comment = data->Name + name_size;
-  data->CommentSize = comment_size;
-  data->Link = data->Comment + comment_size;
-  data->LinkSize = link_size;
-  if (name_size > 1) data->Name[0] = '?';
-  return Remember(block, QUORLE_DOS_EXAMINEDATA);
+  data->Name = texts[0];
+  data->NameSize = sizes[0];
+  data->Comment = texts[1];
+  data->CommentSize = sizes[1];
+  data->Link = texts[2];
+  data->LinkSize = sizes[2];
+  if (sizes[0] > 1) data->Name[0] = '?';
+  WithFences(block, sizes, [](char* fence) { std::memcpy(fence, kFence.data(), kFence.size()); });
+  return Remember(block, QUORLE_DOS_EXAMINEDATA, sizes);
 }
 
 void* HostServices::NewVectorPort(const ::TagItem* tags) {

@@ -108,7 +108,7 @@ bool Machine::Mount(MountSpec spec, const MachineOptions& options, const Machine
   {
     const CallGate::Passage passage(parts.gate, process, spec.name.c_str());
     port = MountHandler(std::move(program), spec.name, AskedFor(spec), keys, parts.clock,
-                        may_be_named, problem, report);
+                        may_be_named, problem, report, parts.watch);
   }
   if (port == nullptr) return false;
   port->SetGate(parts.gate);

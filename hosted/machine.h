@@ -13,6 +13,7 @@
 #include "hosted/hosted_utility.h"
 #include "hosted/mount.h"
 #include "hosted/port_layer.h"
+#include "hosted/run_watch.h"
 #include "quorle/handler.h"
 
 namespace quorle {
@@ -44,7 +45,8 @@ struct MachineParts {
   LineInput& input;
   Clock& clock;
   BreakSource& breaks;
-  CallGate* gate = nullptr;  ///< what the calls to the handlers go through; none when null
+  CallGate* gate = nullptr;   ///< what the calls to the handlers go through; none when null
+  RunWatch* watch = nullptr;  ///< is told what a handler answers wrongly
 };
 
 /// The platform with its devices: exec, dos and utility for one program, the mounts of the options,

@@ -105,10 +105,14 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   machine_options.handlers.push_back(PluginHandler(watch, &gate));
   for (MountSpec& spec : options.mounts) machine_options.mounts.push_back(std::move(spec));
   std::string problem;
-  const std::unique_ptr<Machine> machine = Machine::Build(
-      machine_options,
-      {.console = console, .input = input, .clock = clock, .breaks = breaks, .gate = &gate},
-      problem);
+  const std::unique_ptr<Machine> machine = Machine::Build(machine_options,
+                                                          {.console = console,
+                                                           .input = input,
+                                                           .clock = clock,
+                                                           .breaks = breaks,
+                                                           .gate = &gate,
+                                                           .watch = &watch},
+                                                          problem);
   if (machine == nullptr) {
     console.Report(problem);
     return RETURN_FAIL;
@@ -125,9 +129,9 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   HostListener listener(watch, gate, reporter, left_behind, console);
   const std::int32_t result = Run(exec, kCatalogue, listener);
   const bool finished = reporter.EndRun();
-  for (const std::string& complaint : machine->ShutDown()) console.Report(complaint);
-  // A handler that did not last did not pass, whatever the tests made of it. Nor did a run that lost
-  // a part of what was asked for.
+  for (const std::string& complaint : machine->ShutDown()) watch.Report(complaint);
+  // A handler that did not last, gave what is no answer, or lost or freed twice what it was given did
+  // not pass, whatever the tests made of it. Nor did a run that lost a part of what was asked for.
   const bool whole = finished && watch.reports() == 0 && !trace.failed();
   return whole ? result : std::max<std::int32_t>(result, RETURN_ERROR);
 }

@@ -139,6 +139,7 @@ MountedHandler::~MountedHandler() {
 }
 
 bool MountedHandler::Start(std::string& problem) {
+  services_.BeginCall("Mount()");
   port_ = program_->Mount(request_, services_, problem);
   if (port_ == nullptr) return false;
   if (port_->FSV.Version < QUORLE_FS_VECTORPORT_VERSION) {
@@ -153,6 +154,8 @@ bool MountedHandler::Start(std::string& problem) {
 void MountedHandler::Stop() {
   if (port_ == nullptr) return;
   while (!layers_.empty()) layers_.pop_back();
+  services_.BeginCall("Unmount()");
+  services_.SetCheck({});
   program_->Unmount(*port_);
   port_ = nullptr;
   services_.FreeEverything();
@@ -182,7 +185,8 @@ std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> progra
                                           const std::string& device_name,
                                           std::optional<PortType> type, const MountKeys& keys,
                                           Clock& clock, VolumeNameCheck may_be_named,
-                                          std::string& problem, ReportLine report) {
+                                          std::string& problem, ReportLine report,
+                                          RunWatch* watch) {
   problem.clear();
   auto mounted = std::make_unique<MountedHandler>(std::move(program), device_name, keys, clock,
                                                   std::move(may_be_named), std::move(report));
@@ -194,14 +198,15 @@ std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> progra
     }
     type = PortType::kPacket;
   }
-  return std::make_unique<HandlerPort>(type.value_or(PortType::kVector), std::move(mounted));
+  return std::make_unique<HandlerPort>(type.value_or(PortType::kVector), std::move(mounted), watch);
 }
 
 std::unique_ptr<HandlerPort> MountHandler(const ::Handler& handler, const std::string& device_name,
                                           PortType type, const MountKeys& keys, Clock& clock,
-                                          VolumeNameCheck may_be_named, std::string& problem) {
+                                          VolumeNameCheck may_be_named, std::string& problem,
+                                          RunWatch* watch) {
   return MountHandler(std::make_unique<PlainProgram>(handler), device_name, type, keys, clock,
-                      std::move(may_be_named), problem);
+                      std::move(may_be_named), problem, nullptr, watch);
 }
 
 }  // namespace quorle

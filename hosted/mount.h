@@ -12,6 +12,7 @@
 #include "hosted/handler_program.h"
 #include "hosted/handler_services.h"
 #include "hosted/port_layer.h"
+#include "hosted/run_watch.h"
 #include "quorle/handler.h"
 
 namespace quorle {
@@ -78,15 +79,18 @@ class MountedHandler {
 /// or kPacket; without one a handler of packets alone gets a packet port, any other a vector port.
 /// Null, with one line in `problem`, when the handler refuses or does not fit. `clock` must outlive
 /// the port; `may_be_named` is asked whenever the handler names its volume, and `report` gets what
-/// the handler has to say, which may be before this returns.
+/// the handler has to say, which may be before this returns. `watch`, if any, is told what the
+/// handler answers wrongly; it must outlive the port.
 std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> program,
                                           const std::string& device_name,
                                           std::optional<PortType> type, const MountKeys& keys,
                                           Clock& clock, VolumeNameCheck may_be_named,
-                                          std::string& problem, ReportLine report = nullptr);
+                                          std::string& problem, ReportLine report = nullptr,
+                                          RunWatch* watch = nullptr);
 /// The same for a handler in this process, which must outlive the port.
 std::unique_ptr<HandlerPort> MountHandler(const ::Handler& handler, const std::string& device_name,
                                           PortType type, const MountKeys& keys, Clock& clock,
-                                          VolumeNameCheck may_be_named, std::string& problem);
+                                          VolumeNameCheck may_be_named, std::string& problem,
+                                          RunWatch* watch = nullptr);
 
 }  // namespace quorle

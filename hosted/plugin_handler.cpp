@@ -11,6 +11,7 @@
 
 #include "handlers/plugin/plugin.h"
 #include "hosted/handler_program.h"
+#include "hosted/isolation/guarded_program.h"
 #include "hosted/isolation/isolated_program.h"
 
 namespace quorle {
@@ -106,7 +107,7 @@ std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch, Ca
     problem = std::string(limit ? "limit" : "restart") + " needs a process: not with isolate=no";
     return nullptr;
   }
-  return program;
+  return std::make_unique<isolation::GuardedProgram>(std::move(program), watch);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "hosted/resolver.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/constants.h"
@@ -108,7 +107,7 @@ bool ResolvedName::ReadLink(const std::string& component, std::string& target) {
     const std::int32_t length = here_.port->ReadSoftLink(
         res2, here_.lock, component.c_str(), target.data(), static_cast<std::int32_t>(size));
     if (length >= 0) {
-      target.resize(std::min(size, static_cast<std::size_t>(length)));
+      target.resize(static_cast<std::size_t>(length));
       return true;
     }
     if (length != -2) return Fail(res2);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace quorle {
 
@@ -21,17 +23,34 @@ class RunWatch {
     test_ = number;
     group_ = label.substr(0, label.find('('));
     ++begun_;
+    ++moves_;
   }
   /// `name` is that of the rule which the check is about.
-  void BeginCheck(std::string_view name) { check_ = name; }
-  void EndCheck() { check_.clear(); }
+  void BeginCheck(std::string_view name) {
+    check_ = name;
+    ++moves_;
+  }
+  void EndCheck() {
+    check_.clear();
+    ++moves_;
+  }
   void EndTest() {
     test_ = 0;
     group_.clear();
+    ++moves_;
   }
   void Report(const std::string& line) {
     ++reports_;
     report_(line);
+  }
+  /// Reports that the handler of `device` did `what` in `call` ("FSRead()"), and where. A handler
+  /// does the same thing again and again: the same line is reported once.
+  void ReportCall(const std::string& device, const std::string& what, const std::string& call) {
+    std::string line = "handler of " + device + ": " + what + " in " + call;
+    if (const std::string place = Place(); !place.empty()) line += ", " + place;
+    if (std::find(blamed_.begin(), blamed_.end(), line) != blamed_.end()) return;
+    Report(line);
+    blamed_.push_back(std::move(line));
   }
 
   /// The id of the running check, "Lock.ExclusiveOverShared"; between the checks of a group the
@@ -44,6 +63,8 @@ class RunWatch {
   }
   /// How many tests were begun so far.
   int begun() const { return begun_; }
+  /// How often Check() and Place() have changed so far.
+  int moves() const { return moves_; }
   /// How many lines were reported so far.
   int reports() const { return reports_; }
 
@@ -53,7 +74,9 @@ class RunWatch {
   std::string group_;
   std::string check_;
   int begun_ = 0;
+  int moves_ = 0;
   int reports_ = 0;
+  std::vector<std::string> blamed_;  ///< the lines of ReportCall()
 };
 
 }  // namespace quorle

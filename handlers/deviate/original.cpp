@@ -86,7 +86,7 @@ std::optional<Place> Place::Of(const Original& original, const Call& call) {
   std::string name = is_in_rel ? call.name : "";
   if (!is_in_rel) {
     ::ExamineData* const record = Examine(original, call);
-    if (record != nullptr) name = record->Name;
+    if (record != nullptr && record->Name != nullptr) name = record->Name;
     original.Free(record);
   }
   return Place(original, directory, std::move(name));

@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <utility>
 
 #include "hosted/console.h"
+#include "hosted/isolation/packet_words.h"
 #include "hosted/isolation/wire.h"
 #include "hosted/packet_adapter.h"
 
@@ -33,11 +35,6 @@ void Fill(Object& object, std::string_view bytes) {
   if (bytes.size() == sizeof object) std::memcpy(&object, bytes.data(), sizeof object);
 }
 
-/// As far as the text goes: a text without an end is as long as its buffer, which is too long.
-std::string_view TextIn(const char* text, std::uint32_t size) {
-  return {text, strnlen(text, size)};
-}
-
 /// Standard error is the tester's, in this process too.
 void Report(const std::string& device_name, const std::string& line) {
   DescriptorSink errors(STDERR_FILENO);
@@ -46,7 +43,7 @@ void Report(const std::string& device_name, const std::string& line) {
 
 void WriteText(MessageWriter& reply, const char* text, std::uint32_t size) {
   reply.Number(text == nullptr ? kNoText : size);
-  if (text != nullptr) reply.Bytes(TextIn(text, size));
+  if (text != nullptr) reply.Bytes(text);
 }
 
 }  // namespace
@@ -59,6 +56,7 @@ HandlerSide::HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& pr
       services_(
           clock, [this](const ::MsgPort&, const std::string& name) { return AskForName(name); },
           [this](const std::string& line) { Report(mount_.DeviceName, line); }),
+      guard_(block.data().data()),
       mount_(mount) {
   mount_.Dos = &services_.table();
   foreign_lock_.fl_Access = SHARED_LOCK;
@@ -101,6 +99,7 @@ bool HandlerSide::AskForName(const std::string& name) {
 
 void HandlerSide::Mount() {
   std::string problem;
+  services_.BeginCall("Mount()");
   port_ = program_->Mount(mount_, services_, problem);
   MessageWriter reply = ReplyBody();
   reply.Number(port_ != nullptr ? 1 : 0);
@@ -128,6 +127,7 @@ void HandlerSide::Answer() {
     Send(reply, kAnswer);
     return;
   }
+  if (call.Number() != 0) services_.SetCheck(call.Text());
   Frame frame;
   ::DosPacket packet{};
   packet.dp_Type = static_cast<std::int32_t>(number);
@@ -138,26 +138,32 @@ void HandlerSide::Answer() {
   }
   frame.shape =
       kind == kPacketCall ? ShapeOfPacket(packet) : VectorShape(static_cast<std::size_t>(number));
+  services_.BeginCall(frame.shape.name);
+  if (kind == kPacketCall) services_.BeginPacket(packet.dp_Type);
   ReadArguments(call, frame);
-  const Outcome outcome = MakeCall(frame, kind, number);
+  Outcome outcome = MakeCall(frame, kind, number);
+  CheckResult(frame, outcome);
   // Only now: the handler may have asked something while it was at it.
   MessageWriter reply = ReplyBody();
   reply.Number(outcome.res2);
   WriteResult(reply, frame, outcome);
-  WriteArguments(reply, frame, outcome);
+  WriteArguments(reply, frame);
   SettleFiles(frame, outcome);
   reply.Number(services_.volume_name() ? 1 : 0);
+  reply.Number(static_cast<std::int64_t>(frame.breach));
   Send(reply, kAnswer);
 }
 
 /// Tells what the handler did wrong with what it was given, after it is unloaded.
 void HandlerSide::AnswerUnmount(MessageWriter& reply) {
+  services_.BeginCall("Unmount()");
+  services_.SetCheck({});
   program_->Unmount(*port_);
   port_ = nullptr;
   services_.FreeEverything();
   const std::vector<std::string> elsewhere = program_->Complaints();
   program_.reset();
-  const std::vector<std::string>& complaints = services_.complaints();
+  const std::vector<std::string> complaints = services_.complaints();
   reply.Number(static_cast<std::int64_t>(complaints.size() + elsewhere.size()));
   for (const std::string& complaint : complaints) reply.Bytes(complaint);
   for (const std::string& complaint : elsewhere) reply.Bytes(complaint);
@@ -242,16 +248,18 @@ std::int64_t HandlerSide::ReadTags(MessageReader& call, Frame& frame) {
   return Address(frame.tags.data());
 }
 
+bool HandlerSide::IsAlive(const Known& known) const {
+  return services_.SerialOf(known.lock) == known.serial;
+}
+
 /// A lock that the handler has freed without being asked to is one no more.
 std::int64_t HandlerSide::LockOf(std::int64_t number, Frame& frame) {
   if (number == kNoObject) return 0;
   if (number == kForeignObject) return Address(&foreign_lock_);
   const auto found = locks_.find(number);
-  if (found != locks_.end()) {
-    const Known& known = found->second;
-    if (!known.from_services || services_.OwnsLock(known.lock)) return Address(known.lock);
-  }
-  frame.refusal = ERROR_INVALID_LOCK;
+  if (found != locks_.end() && IsAlive(found->second)) return Address(found->second.lock);
+  Note(frame, Breach::kFreedLock);
+  frame.refusal = CodeOf(Breach::kFreedLock);
   return 0;
 }
 
@@ -268,26 +276,53 @@ std::int64_t HandlerSide::FileOf(std::int64_t number, Frame& frame) {
 
 Outcome HandlerSide::MakeCall(Frame& frame, std::int64_t kind, std::int64_t number) {
   if (frame.refusal != 0) return {FailureOf(frame.shape), frame.refusal};
-  if (kind == kPacketCall) return SendPacket(frame, static_cast<std::int32_t>(number));
-  return CallVectorOf(*port_, static_cast<std::size_t>(number), frame.words.data());
+  const std::span<const std::int64_t> words(frame.words.data(),
+                                            std::string_view(frame.shape.arguments).size());
+  return guard_.Call(frame.shape, words, frame.breach, [&](const std::int64_t* lent) {
+    return kind == kPacketCall
+               ? SendPacket(static_cast<std::int32_t>(number), lent)
+               : CallVectorOf(port_->FSV, *port_, static_cast<std::size_t>(number), lent);
+  });
 }
 
-Outcome HandlerSide::SendPacket(const Frame& frame, std::int32_t action) {
-  const bool wide = IsWidePacket(action);
-  ::DosPacket packet{};
-  packet.dp_Type = action;
-  packet.dp_Arg1 = static_cast<std::intptr_t>(frame.words[0]);
-  packet.dp_Arg3 = static_cast<std::intptr_t>(frame.words[2]);
-  packet.dp_Arg4 = static_cast<std::intptr_t>(frame.words[3]);
-  if (wide) {
-    packet.dp_Arg2_64 = frame.words[1];
-    packet.dp_Arg5_64 = frame.words[4];
-  } else {
-    packet.dp_Arg2 = static_cast<std::intptr_t>(frame.words[1]);
-    packet.dp_Arg5 = static_cast<std::intptr_t>(frame.words[4]);
-  }
+Outcome HandlerSide::SendPacket(std::int32_t action, const std::int64_t* words) {
+  ::DosPacket packet = PacketOf(action, words);
   if (!program_->Packet(*port_, packet)) AnswerNotKnown(packet);
-  return {wide ? packet.dp_Res64 : packet.dp_Res1, packet.dp_Res2};
+  return OutcomeOf(packet);
+}
+
+// ---- What the handler gave ---------------------------------------------------------------------
+
+void HandlerSide::Note(Frame& frame, Breach breach) {
+  if (frame.breach == Breach::kNone) frame.breach = breach;
+}
+
+/// Nothing that the handler gave is looked into before it is known to be from the services.
+void HandlerSide::CheckResult(Frame& frame, Outcome& outcome) {
+  const auto fail = [&](Breach breach) {
+    Note(frame, breach);
+    outcome = {FailureOf(frame.shape), CodeOf(breach)};
+  };
+  const char result = frame.shape.result;
+  if ((result == 'L' || result == 'O') && outcome.result != 0 &&
+      !services_.OwnsLock(At<const ::Lock>(outcome.result))) {
+    fail(Breach::kForeignLock);
+  }
+  if (result == 'E' && !CheckRecord(frame, At<::ExamineData>(outcome.result))) fail(frame.breach);
+  if (!CheckRecord(frame, frame.scan.Entry)) {
+    frame.scan.Entry = nullptr;
+    fail(frame.breach);
+  }
+}
+
+/// Frees one that is none, if it is the services'.
+bool HandlerSide::CheckRecord(Frame& frame, ::ExamineData* record) {
+  if (record == nullptr) return true;
+  const Breach breach = services_.Examine(record);
+  if (breach == Breach::kNone) return true;
+  if (breach != Breach::kForeignRecord) services_.FreeDosObject(QUORLE_DOS_EXAMINEDATA, record);
+  Note(frame, breach);
+  return false;
 }
 
 void HandlerSide::WriteResult(MessageWriter& reply, const Frame& frame, const Outcome& outcome) {
@@ -308,13 +343,13 @@ void HandlerSide::WriteResult(MessageWriter& reply, const Frame& frame, const Ou
   }
 }
 
-void HandlerSide::WriteArguments(MessageWriter& reply, Frame& frame, const Outcome& outcome) {
+void HandlerSide::WriteArguments(MessageWriter& reply, Frame& frame) {
   const std::string_view kinds = frame.shape.arguments;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     switch (kinds[i]) {
       case 'L':
       case 'U':
-        WriteLock(reply, frame.numbers[i], kinds[i] == 'U' && outcome.result != 0);
+        WriteLock(reply, frame.numbers[i]);
         break;
       case 'I':
         reply.Bytes(BytesOf(frame.info));
@@ -334,21 +369,15 @@ void HandlerSide::WriteArguments(MessageWriter& reply, Frame& frame, const Outco
   }
 }
 
-/// Whether the lock still is one: those of the services until they are freed, any other until a
-/// call has released it.
-void HandlerSide::WriteLock(MessageWriter& reply, std::int64_t number, bool released) {
+/// Whether the lock still is one.
+void HandlerSide::WriteLock(MessageWriter& reply, std::int64_t number) {
   const auto found = locks_.find(number);
-  bool alive = found != locks_.end();
-  if (alive) {
-    const Known known = found->second;
-    alive = known.from_services ? services_.OwnsLock(known.lock) : !released;
-    if (!alive) {
-      lock_numbers_.erase(known.lock);
-      locks_.erase(found);
-    }
-  }
+  const bool alive = found != locks_.end() && IsAlive(found->second);
   reply.Number(alive ? 1 : 0);
   reply.Number(alive ? found->second.lock->fl_Access : 0);
+  if (alive || found == locks_.end()) return;
+  lock_numbers_.erase(found->second.serial);
+  locks_.erase(found);
 }
 
 /// Hands the record over by value: the host makes its own.
@@ -373,15 +402,10 @@ void HandlerSide::WriteRecord(MessageWriter& reply, ::ExamineData* record) {
 }
 
 std::int64_t HandlerSide::NumberOf(::Lock* lock) {
-  const bool from_services = services_.OwnsLock(lock);
-  const auto known = lock_numbers_.find(lock);
-  if (known != lock_numbers_.end()) {
-    if (locks_.at(known->second).from_services == from_services) return known->second;
-    locks_.erase(known->second);
-  }
-  lock_numbers_[lock] = ++last_lock_;
-  locks_[last_lock_] = {lock, from_services};
-  return last_lock_;
+  const std::uint64_t serial = services_.SerialOf(lock);
+  const auto [known, is_new] = lock_numbers_.try_emplace(serial, last_lock_ + 1);
+  if (is_new) locks_[++last_lock_] = {lock, serial};
+  return known->second;
 }
 
 void HandlerSide::SettleFiles(const Frame& frame, const Outcome& outcome) {

@@ -8,9 +8,11 @@
 #include <unordered_map>
 #include <vector>
 
+#include "hosted/breach.h"
 #include "hosted/clock.h"
 #include "hosted/handler_program.h"
 #include "hosted/handler_services.h"
+#include "hosted/isolation/call_guard.h"
 #include "hosted/isolation/call_shape.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
@@ -34,7 +36,7 @@ class HandlerSide {
  private:
   struct Known {
     ::Lock* lock;
-    bool from_services;
+    std::uint64_t serial;  ///< of the services: another lock may lie there later
   };
   /// One call with what its arguments lead to.
   struct Frame {
@@ -47,6 +49,7 @@ class HandlerSide {
     std::vector<::TagItem> tags;
     std::vector<std::vector<std::byte>> rooms;  ///< what the tags lead to, empty where nothing
     std::int32_t refusal = 0;                   ///< a code when the handler is not to be called
+    Breach breach = Breach::kNone;              ///< of the handler, the first one of the call
   };
 
   void Mount();
@@ -59,13 +62,17 @@ class HandlerSide {
   void ReadArguments(MessageReader& call, Frame& frame);
   std::int64_t ReadArgument(MessageReader& call, Frame& frame, std::size_t at);
   std::int64_t ReadTags(MessageReader& call, Frame& frame);
+  bool IsAlive(const Known& known) const;
   std::int64_t LockOf(std::int64_t number, Frame& frame);
   std::int64_t FileOf(std::int64_t number, Frame& frame);
   Outcome MakeCall(Frame& frame, std::int64_t kind, std::int64_t number);
-  Outcome SendPacket(const Frame& frame, std::int32_t action);
+  Outcome SendPacket(std::int32_t action, const std::int64_t* words);
+  static void Note(Frame& frame, Breach breach);
+  void CheckResult(Frame& frame, Outcome& outcome);
+  bool CheckRecord(Frame& frame, ::ExamineData* record);
   void WriteResult(MessageWriter& reply, const Frame& frame, const Outcome& outcome);
-  void WriteArguments(MessageWriter& reply, Frame& frame, const Outcome& outcome);
-  void WriteLock(MessageWriter& reply, std::int64_t number, bool released);
+  void WriteArguments(MessageWriter& reply, Frame& frame);
+  void WriteLock(MessageWriter& reply, std::int64_t number);
   void WriteRecord(MessageWriter& reply, ::ExamineData* record);
   std::int64_t NumberOf(::Lock* lock);
   void SettleFiles(const Frame& frame, const Outcome& outcome);
@@ -74,10 +81,11 @@ class HandlerSide {
   Turns turns_;
   std::unique_ptr<HandlerProgram>& program_;
   HostServices services_;
+  CallGuard guard_;
   ::HandlerMount mount_;
   ::FileSystemVectorPort* port_ = nullptr;
   std::unordered_map<std::int64_t, Known> locks_;
-  std::unordered_map<::Lock*, std::int64_t> lock_numbers_;
+  std::unordered_map<std::uint64_t, std::int64_t> lock_numbers_;  ///< by their serials
   std::unordered_map<std::int64_t, std::unique_ptr<::FileHandle>> files_;
   std::int64_t last_lock_ = 0;
   ::MsgPort foreign_port_{QUORLE_NT_MSGPORT};

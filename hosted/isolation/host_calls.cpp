@@ -70,9 +70,10 @@ std::uint32_t BufferSize(const std::optional<TextImage>& image) {
   return image ? image->size : 1;
 }
 
-void TakeText(const std::optional<TextImage>& image, char*& text) {
+void TakeText(const std::optional<TextImage>& image, char*& text, std::uint32_t& size) {
   if (!image) {
     text = nullptr;
+    size = 0;
     return;
   }
   Copy(text, image->text.data(), image->text.size());
@@ -90,10 +91,22 @@ std::string HostCall::Name() const {
   return kind == kPacketCall ? NameOfPacket(static_cast<std::int32_t>(number)) : shape.name;
 }
 
+void HostCalls::BeginProcess() {
+  objects_.BeginProcess();
+  told_ = -1;
+}
+
 // ---- To the process ----------------------------------------------------------------------------
+
+void HostCalls::WriteCheck(MessageWriter& message) {
+  const bool is_new = told_ != watch_.moves();
+  message.Number(is_new ? 1 : 0);
+  if (is_new) message.Bytes(watch_.Check());
+}
 
 std::int32_t HostCalls::Write(const HostCall& call, MessageWriter& message,
                               std::span<std::byte> data) {
+  WriteCheck(message);
   if (call.kind == kPacketCall) {
     // What tells the two forms of some packets apart.
     message.Number(call.words[0]);
@@ -103,7 +116,9 @@ std::int32_t HostCalls::Write(const HostCall& call, MessageWriter& message,
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (!WriteArgument(call, i, message, data)) return ERROR_DEVICE_NOT_MOUNTED;
   }
-  return message.ok() ? 0 : ERROR_LINE_TOO_LONG;
+  if (!message.ok()) return ERROR_LINE_TOO_LONG;
+  told_ = watch_.moves();
+  return 0;
 }
 
 /// False when it is dead.
@@ -203,8 +218,11 @@ void HostCalls::TakeArgument(const HostCall& call, std::size_t at, const Reply& 
       if (objects_.Of(lock).number <= kNoObject) break;
       if (argument.alive) {
         lock->fl_Access = argument.mode;
-      } else {
+      } else if (call.shape.arguments[at] == 'U' && (at == 0 || reply.result != 0)) {
         objects_.Forget(lock);
+      } else {
+        // The handler took it away: dos still has it.
+        objects_.Lose(lock);
       }
       break;
     }
@@ -251,9 +269,9 @@ void HostCalls::TakeArgument(const HostCall& call, std::size_t at, const Reply& 
   record->Protection = image.data.Protection;
   record->OwnerUID = image.data.OwnerUID;
   record->OwnerGID = image.data.OwnerGID;
-  TakeText(image.name, record->Name);
-  TakeText(image.comment, record->Comment);
-  TakeText(image.link, record->Link);
+  TakeText(image.name, record->Name, record->NameSize);
+  TakeText(image.comment, record->Comment, record->CommentSize);
+  TakeText(image.link, record->Link, record->LinkSize);
   return record;
 }
 

@@ -11,6 +11,7 @@
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
 #include "hosted/isolation/reply.h"
+#include "hosted/run_watch.h"
 
 namespace quorle::isolation {
 
@@ -29,10 +30,13 @@ struct HostCall {
 /// this process.
 class HostCalls {
  public:
-  /// `services` must outlive this.
-  explicit HostCalls(HostServices& services) : services_(services), objects_(services) {}
+  /// Both must outlive this.
+  HostCalls(HostServices& services, const RunWatch& watch)
+      : services_(services), objects_(services), watch_(watch) {}
 
   HostObjects& objects() { return objects_; }
+  /// Another process begins, which knows nothing.
+  void BeginProcess();
 
   /// Writes the arguments of `call`, what is to be written into `data`. 0, or the code with which
   /// the call fails without being made: 218 for a lock or a file of an earlier process, 120 for
@@ -47,6 +51,7 @@ class HostCalls {
   Outcome Refuse(const HostCall& call, std::int32_t code);
 
  private:
+  void WriteCheck(MessageWriter& message);
   bool WriteObject(HostObjects::Number number, MessageWriter& message);
   bool WriteArgument(const HostCall& call, std::size_t at, MessageWriter& message,
                      std::span<std::byte> data);
@@ -57,6 +62,8 @@ class HostCalls {
 
   HostServices& services_;
   HostObjects objects_;
+  const RunWatch& watch_;
+  int told_ = -1;  ///< RunWatch::moves() when the process was told the check
 };
 
 }  // namespace quorle::isolation

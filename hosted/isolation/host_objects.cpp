@@ -59,6 +59,13 @@ void HostObjects::Forget(::Lock* lock) {
   services_.FreeDosObject(QUORLE_DOS_LOCK, lock);
 }
 
+void HostObjects::Lose(const ::Lock* lock) {
+  const auto found = locks_.find(lock);
+  if (found != locks_.end() && found->second.process == process_) {
+    by_number_.erase(found->second.number);
+  }
+}
+
 std::vector<::Lock*> HostObjects::DeadRoots() const {
   std::vector<::Lock*> roots;
   for (const auto& [lock, place] : locks_) {

@@ -37,6 +37,8 @@ class HostObjects {
   /// What stands for the lock `number` in `mode`; made when it is new. Null without memory.
   ::Lock* Stand(std::int64_t number, std::int32_t mode, bool is_root);
   void Forget(::Lock* lock);
+  /// The process has none of that number any more: a lock that comes is another one.
+  void Lose(const ::Lock* lock);
   /// The dead ones that stood for the root.
   std::vector<::Lock*> DeadRoots() const;
   /// `lock`, which is dead, stands from now on for what `fresh` stood for, which is freed.

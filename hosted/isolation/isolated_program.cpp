@@ -8,6 +8,7 @@
 
 #include "hosted/isolation/crash_trace.h"
 #include "hosted/isolation/handler_side.h"
+#include "hosted/isolation/packet_words.h"
 #include "hosted/isolation/wire.h"
 #include "hosted/packet_adapter.h"
 #include "platform/constants.h"
@@ -37,7 +38,7 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
                                                std::string& problem) {
   mount_ = mount;
   services_ = &services;
-  calls_ = std::make_unique<HostCalls>(services);
+  calls_ = std::make_unique<HostCalls>(services, watch_);
   link_ = HandlerLink::Create(settings_.limit, settings_.gate, [this](const std::string& name) {
     return services_->SetVolumeName(port_, name.c_str());
   });
@@ -63,7 +64,7 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
 
 /// Makes a process that mounts the handler. The process has a copy of everything that it needs.
 bool IsolatedProgram::Launch(std::string& problem) {
-  calls_->objects().BeginProcess();
+  calls_->BeginProcess();
   const auto body = [this](SharedBlock& block) {
     LeaveTraces(block.trace());
     HandlerSide(block, program_, mount_, services_->clock()).Run();
@@ -203,21 +204,12 @@ Outcome IsolatedProgram::CallVector(std::size_t index, std::span<const std::int6
 bool IsolatedProgram::Packet(::FileSystemVectorPort&, ::DosPacket& packet) {
   // A process that is no more answers every packet, whether it took packets or not.
   if (Ready() && !takes_packets_) return false;
-  const Outcome outcome = CallPacket(packet);
-  packet.dp_Res2 = outcome.res2;
-  if (IsWidePacket(packet.dp_Type)) {
-    packet.dp_Res64 = outcome.result;
-  } else {
-    packet.dp_Res1 = static_cast<std::intptr_t>(outcome.result);
-  }
+  SetOutcome(packet, CallPacket(packet));
   return true;
 }
 
 Outcome IsolatedProgram::CallPacket(const ::DosPacket& packet) {
-  const bool wide = IsWidePacket(packet.dp_Type);
-  const std::array<std::int64_t, 5> words = {
-      packet.dp_Arg1, wide ? packet.dp_Arg2_64 : packet.dp_Arg2, packet.dp_Arg3, packet.dp_Arg4,
-      wide ? packet.dp_Arg5_64 : packet.dp_Arg5};
+  const PacketWords words = WordsOf(packet);
   return Perform({kPacketCall, packet.dp_Type, ShapeOfPacket(packet), words});
 }
 
@@ -262,6 +254,9 @@ Outcome IsolatedProgram::PerformOnce(const HostCall& call) {
     return calls_->Refuse(call, ERROR_DEVICE_NOT_MOUNTED);
   }
   FollowVolume(reply.volume_has_name);
+  if (reply.breach != Breach::kNone) {
+    watch_.ReportCall(mount_.DeviceName, Describe(reply.breach), call.Name());
+  }
   return calls_->Take(call, reply, link_->data());
 }
 

@@ -95,7 +95,7 @@ Value FromWord(std::int64_t word) {
 template <std::size_t index, class Result, class... Args>
 Result CallElsewhere(Port* port, std::int32_t* res2, Args... args) {
   const std::array<std::int64_t, sizeof...(Args)> words = {ToWord(args)...};
-  const Outcome outcome = static_cast<VectorCalls*>(port->FSV.FSPrivate)->CallVector(index, words);
+  const Outcome outcome = static_cast<VectorCalls*>(port->FSV.DOSPrivate)->CallVector(index, words);
   *res2 = outcome.res2;
   return FromWord<Result>(outcome.result);
 }
@@ -130,15 +130,16 @@ std::int64_t Call(Result (*function)(Port*, std::int32_t*, Args...), Port& port,
 struct Access {
   bool (*has)(const Table& table);
   void (*drop)(Table& table);
-  std::int64_t (*call)(Port& port, std::int32_t& res2, const std::int64_t* words);
+  std::int64_t (*call)(const Table& table, Port& port, std::int32_t& res2,
+                       const std::int64_t* words);
 };
 
 template <auto place>
 constexpr Access AccessTo(Vector<place>) {
   return {[](const Table& table) { return table.*place != nullptr; },
           [](Table& table) { table.*place = nullptr; },
-          [](Port& port, std::int32_t& res2, const std::int64_t* words) {
-            return Call(port.FSV.*place, port, res2, words);
+          [](const Table& table, Port& port, std::int32_t& res2, const std::int64_t* words) {
+            return Call(table.*place, port, res2, words);
           }};
 }
 
@@ -159,12 +160,23 @@ const CallShape& VectorShape(std::size_t index) {
   Table table{};
   table.StructSize = sizeof table;
   table.Version = QUORLE_FS_VECTORPORT_VERSION;
-  table.FSPrivate = &calls;
+  table.DOSPrivate = &calls;
   WithVectors([&table](auto... vectors) {
     FillTable(table, std::make_index_sequence<kCount>(), vectors...);
   });
   table.End_Marker = -1;
   return table;
+}
+
+void Divert(::FileSystemVectors& table, VectorCalls& calls) {
+  const Table own = table;
+  table.DOSPrivate = &calls;
+  WithVectors([&table](auto... vectors) {
+    FillTable(table, std::make_index_sequence<kCount>(), vectors...);
+  });
+  for (std::size_t i = 0; i < kCount; ++i) {
+    if (!HasVector(own, i)) DropVector(table, i);
+  }
 }
 
 bool HasVector(const ::FileSystemVectors& table, std::size_t index) {
@@ -175,9 +187,10 @@ void DropVector(::FileSystemVectors& table, std::size_t index) {
   kAccesses[index].drop(table);
 }
 
-Outcome CallVectorOf(::FileSystemVectorPort& port, std::size_t index, const std::int64_t* words) {
+Outcome CallVectorOf(const ::FileSystemVectors& table, ::FileSystemVectorPort& port,
+                     std::size_t index, const std::int64_t* words) {
   Outcome outcome;
-  outcome.result = kAccesses[index].call(port, outcome.res2, words);
+  outcome.result = kAccesses[index].call(table, port, outcome.res2, words);
   return outcome;
 }
 

@@ -15,7 +15,7 @@ struct Outcome {
   std::int32_t res2 = 0;
 };
 
-/// Takes the calls of a table that leads to a handler elsewhere. It is the table's FSPrivate.
+/// Takes the calls of a table that leads elsewhere. It is the table's DOSPrivate.
 class VectorCalls {
  public:
   /// The function `index` of the table was called with `words`: its arguments as VectorShape()
@@ -33,11 +33,15 @@ const CallShape& VectorShape(std::size_t index);
 
 /// A table whose functions lead to `calls`.
 ::FileSystemVectors RemoteTable(VectorCalls& calls);
+/// Has the functions that `table` has lead to `calls`.
+void Divert(::FileSystemVectors& table, VectorCalls& calls);
 /// Whether `table` has the function `index`.
 bool HasVector(const ::FileSystemVectors& table, std::size_t index);
 /// Takes the function `index` out of `table`.
 void DropVector(::FileSystemVectors& table, std::size_t index);
-/// Calls the function `index` of `port`, which it must have, with arguments from `words`.
-Outcome CallVectorOf(::FileSystemVectorPort& port, std::size_t index, const std::int64_t* words);
+/// Calls the function `index` of `table`, which it must have, for `port` with arguments from
+/// `words`.
+Outcome CallVectorOf(const ::FileSystemVectors& table, ::FileSystemVectorPort& port,
+                     std::size_t index, const std::int64_t* words);
 
 }  // namespace quorle::isolation

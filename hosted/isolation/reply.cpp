@@ -33,6 +33,13 @@ class AnswerReader {
     return number == 1;
   }
 
+  Breach AsBreach() {
+    const std::int64_t number = message_.Number();
+    const bool is_one = number >= 0 && number <= static_cast<std::int64_t>(kLastBreach);
+    Check(is_one);
+    return is_one ? static_cast<Breach>(number) : Breach::kNone;
+  }
+
   std::string_view Bytes(std::size_t size) {
     const std::string_view bytes = message_.Bytes();
     Check(bytes.size() == size);
@@ -129,6 +136,7 @@ bool ReadAnswer(MessageReader& message, const CallShape& shape, const ::TagItem*
     ReadArgument(answer, kinds[i], tags, reply.arguments[i]);
   }
   reply.volume_has_name = answer.Flag();
+  reply.breach = answer.AsBreach();
   return answer.ReadAll();
 }
 

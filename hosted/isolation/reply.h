@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "hosted/breach.h"
 #include "hosted/isolation/call_shape.h"
 #include "hosted/isolation/message.h"
 #include "quorle/handler.h"
@@ -43,6 +44,7 @@ struct Reply {
   std::optional<RecordImage> record;
   std::array<Argument, kMostArguments> arguments;
   bool volume_has_name = false;
+  Breach breach = Breach::kNone;
 };
 
 /// Reads the answer to a call of `shape`; `tags` are those of the call, null without. False when it

@@ -4,12 +4,19 @@
 
 #include <new>
 
+#include "hosted/isolation/lent_memory.h"
+
 namespace quorle::isolation {
 namespace {
 
 constexpr std::size_t kHeadBytes = 4096;
-constexpr std::size_t kBytes = kHeadBytes + 2 * SharedBlock::kMessageBytes +
-                               SharedBlock::kDataBytes + SharedBlock::kTraceBytes;
+/// Before the data; whole pages.
+constexpr std::size_t kFenceBytes = 4096;
+static_assert(kFenceBytes >= LentMemory::kFenceBytes);
+constexpr std::size_t kOpenBytes = kHeadBytes + 2 * SharedBlock::kMessageBytes + kFenceBytes +
+                                   SharedBlock::kDataBytes + LentMemory::kSpareBytes;
+/// Behind it all a page that is closed.
+constexpr std::size_t kBytes = kOpenBytes + 4096;
 
 static_assert(sizeof(TurnWords) <= kHeadBytes);
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
@@ -22,6 +29,7 @@ std::unique_ptr<SharedBlock> SharedBlock::Create() {
                             MAP_SHARED | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) return nullptr;
   std::unique_ptr<SharedBlock> block(new SharedBlock(static_cast<std::byte*>(memory)));
+  if (mprotect(block->memory_ + kOpenBytes, kBytes - kOpenBytes, PROT_NONE) != 0) return nullptr;
   block->Clear();
   return block;
 }
@@ -32,7 +40,7 @@ SharedBlock::~SharedBlock() {
 
 void SharedBlock::Clear() {
   // Gives the pages back; they are zero when they are used again. What matters is set all the same.
-  static_cast<void>(madvise(memory_, kBytes, MADV_REMOVE));
+  static_cast<void>(madvise(memory_, kOpenBytes, MADV_REMOVE));
   new (memory_) TurnWords{};
 }
 
@@ -54,11 +62,11 @@ std::span<std::byte> SharedBlock::reply() {
 }
 
 std::span<std::byte> SharedBlock::data() {
-  return {memory_ + kHeadBytes + 2 * kMessageBytes, kDataBytes};
+  return {memory_ + kHeadBytes + 2 * kMessageBytes + kTraceBytes + kFenceBytes, kDataBytes};
 }
 
 std::span<std::byte> SharedBlock::trace() {
-  return {memory_ + kHeadBytes + 2 * kMessageBytes + kDataBytes, kTraceBytes};
+  return {memory_ + kHeadBytes + 2 * kMessageBytes, kTraceBytes};
 }
 
 }  // namespace quorle::isolation

@@ -35,8 +35,9 @@ class SharedBlock {
   TurnWords& turns();
   std::span<std::byte> call();   ///< what the host asks
   std::span<std::byte> reply();  ///< what the handler answers, or asks in its turn
-  std::span<std::byte> data();   ///< what is read and written
   std::span<std::byte> trace();  ///< where the handler was when it crashed
+  /// What is read and written. A handler that fills it may go beyond it, as far as LentMemory says.
+  std::span<std::byte> data();
 
   /// A record with three long texts fits, and a call with as many.
   static constexpr std::size_t kMessageBytes = std::size_t{512} << 10;

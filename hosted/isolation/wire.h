@@ -7,8 +7,9 @@
 
 /// What host and handler process write into the block that they share.
 ///
-/// A call: its kind, its number, of a packet its first and fourth argument, then the arguments of
-/// its shape. A reply: its kind and its length in bytes, then what the kind says.
+/// A call: its kind, its number, 1 and the check that runs when that has changed or 0, of a packet
+/// its first and fourth argument, then the arguments of its shape. A reply: its kind and its length
+/// in bytes, then what the kind says.
 ///
 /// An argument is written as one number, but for
 ///   C T    1 and the bytes (of a T with the length before them), or 0
@@ -21,7 +22,7 @@
 ///   I      the bytes
 ///   G      for each tag, the bytes that the data lead to
 ///   E      the two words, and a record
-/// and at the end 1 when the volume has a name.
+/// and at the end 1 when the volume has a name, and the Breach of the handler that was seen.
 ///
 /// Locks and files are numbers above 0 that one process never uses twice.
 namespace quorle::isolation {

@@ -402,6 +402,119 @@ TEST(PluginRunTest, AnInterruptEndsACallThatIsOverTheLimit) {
   EXPECT_NE(run.output.find("BREAK ^C - Aborting..."), std::string::npos);
 }
 
+// ---- Answers that are none ---------------------------------------------------------------------
+
+struct NoAnswer {
+  const char* name;
+  const char* in;    ///< the function
+  const char* how;   ///< what it does wrong
+  const char* told;  ///< the line, from the verb on
+  const char* test;  ///< that notices it
+};
+
+class NoAnswerTest : public testing::TestWithParam<NoAnswer> {};
+
+/// Whether the handler runs in a process of its own or not, and by which port it is asked: the call
+/// fails, one line names what it did, and the run goes on to its end.
+TEST_P(NoAnswerTest, FailsTheCallAndIsNamed) {
+  const NoAnswer& row = GetParam();
+  for (const char* const port : {"", ",port=packet"}) {
+    std::string output;
+    for (const char* const how : {"", ",isolate=no"}) {
+      const std::string mount =
+          std::string("plugin:rogue_plugin.so,in=") + row.in + ",how=" + row.how + port + how;
+      SCOPED_TRACE(mount);
+      const ProgramRun run = RunOver(mount, {"DH0:", "TN", row.test});
+      EXPECT_EQ(run.errors.substr(0, run.errors.find('\n')),
+                std::string("quorle: handler of DH0: ") + row.told);
+      EXPECT_TRUE(run.status == 10 || run.status == 20) << run.status;
+      if (output.empty()) output = run.output;
+      EXPECT_EQ(run.output, output) << "another than in a process";
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ways, NoAnswerTest,
+    testing::Values(
+        NoAnswer{"ReadOver", "FSRead", "over",
+                 "wrote outside of a buffer in FSRead(), test 30 (Read.ReadBack)", "30"},
+        NoAnswer{"ReadFarOver", "FSRead", "far",
+                 "wrote outside of a buffer in FSRead(), test 30 (Read.ReadBack)", "30"},
+        NoAnswer{"ReadUnder", "FSRead", "under",
+                 "wrote outside of a buffer in FSRead(), test 30 (Read.ReadBack)", "30"},
+        NoAnswer{"ReadMore", "FSRead", "more",
+                 "gave a count of 600 for 256 bytes in FSRead(), test 30 (Read.ReadBack)", "30"},
+        NoAnswer{"WriteMore", "FSWrite", "more",
+                 "gave a count of 600 for 7 bytes in FSWrite(), test 30 (Read.ReadBack)", "30"},
+        NoAnswer{
+            "LinkMore", "FSReadSoftLink", "more",
+            "gave a count of 600 for 256 bytes in FSReadSoftLink(), test 31 (ReadSoftLink.ReadableLink)",
+            "31"},
+        NoAnswer{
+            "LinkOver", "FSReadSoftLink", "over",
+            "wrote outside of a buffer in FSReadSoftLink(), test 31 (ReadSoftLink.ReadableLink)",
+            "31"},
+        NoAnswer{"InfoOver", "FSDeviceInfoData", "over",
+                 "wrote outside of a buffer in FSDeviceInfoData()", "10"},
+        NoAnswer{"VersionOver", "FSFileSystemAttr", "over",
+                 "wrote outside of a buffer in FSFileSystemAttr()", "10"},
+        NoAnswer{"VersionWithoutEnd", "FSFileSystemAttr", "endless",
+                 "gave a text without an end in FSFileSystemAttr()", "10"},
+        NoAnswer{
+            "RecordOver", "FSExamineLock", "over",
+            "wrote outside of a buffer in FSExamineLock(), test 17 (ExamineLock.RootDirectory)",
+            "17"},
+        NoAnswer{
+            "RecordWithoutEnd", "FSExamineLock", "endless",
+            "gave a text without an end in FSExamineLock(), test 17 (ExamineLock.RootDirectory)",
+            "17"},
+        NoAnswer{
+            "RecordPointsElsewhere", "FSExamineLock", "pointed",
+            "gave an examine record with a text that is not in the record's buffer in FSExamineLock(), test 17 (ExamineLock.RootDirectory)",
+            "17"},
+        NoAnswer{
+            "RecordMadeUp", "FSExamineLock", "made-up",
+            "gave an examine record that is not from AllocDosObject() in FSExamineLock(), test 17 (ExamineLock.RootDirectory)",
+            "17"},
+        NoAnswer{
+            "RecordStale", "FSExamineLock", "stale",
+            "gave an examine record that is not from AllocDosObject() in FSExamineLock(), test 17 (ExamineLock.RootDirectory)",
+            "17"},
+        NoAnswer{"LockForeign", "FSLock", "foreign",
+                 "gave a lock that is not from AllocDosObject() in FSLock()", "24"},
+        NoAnswer{"LockMadeUp", "FSLock", "made-up",
+                 "gave a lock that is not from AllocDosObject() in FSLock()", "24"},
+        NoAnswer{"LockStale", "FSLock", "stale",
+                 "gave a lock that is not from AllocDosObject() in FSLock()", "24"},
+        NoAnswer{
+            "LockFreed", "FSRead", "early",
+            "was to use a lock that it has freed in FSSetProtection(), test 30 (Read.ReadBack)",
+            "30"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(PluginRunTest, WhatTheHandlerLostIsNamedByCallAndCheck) {
+  for (const char* const how : {"", ",isolate=no"}) {
+    const ProgramRun kept = RunOver(
+        std::string("plugin:rogue_plugin.so,in=FSUnLock,how=keep") + how, {"DH0:", "TN", "24"});
+    EXPECT_EQ(
+        kept.errors,
+        "quorle: DH0: never freed: a lock (11), made in FSLock() (1), FSLock() of "
+        "Lock.ExclusiveOverShared (2), FSCreateDir() of Lock.SharedOnlyOnDirectory (1), FSLock() of "
+        "Lock.SharedOnlyOnDirectory (3), FSLock() of Lock.EmptyNameRelativeToFile (3), 1 "
+        "elsewhere\n");
+    EXPECT_EQ(kept.status, 10);
+    const ProgramRun twice = RunOver(
+        std::string("plugin:rogue_plugin.so,in=FSUnLock,how=twice") + how, {"DH0:", "TN", "24"});
+    EXPECT_EQ(
+        twice.errors,
+        "quorle: DH0: freed twice or never allocated: a lock (7), in FSUnLock() of "
+        "Lock.ExclusiveOverShared (1), FSUnLock() of Lock.SharedOnlyOnDirectory (3), FSUnLock() of "
+        "Lock.EmptyNameRelativeToFile (2), FSUnLock() (1)\n");
+    EXPECT_EQ(twice.status, 10);
+  }
+}
+
 // ---- Another process for the next test ---------------------------------------------------------
 
 TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {

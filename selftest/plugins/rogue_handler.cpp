@@ -33,6 +33,7 @@ struct Rogue {
   int calls = 0;
   ::FileSystemVectors original{};
   ::Lock foreign{};
+  char elsewhere[8] = "text";
   ::Lock* last_lock = nullptr;
 };
 
@@ -63,6 +64,7 @@ Shared FindShared() {
 }
 
 constexpr std::size_t kReplyPlace = 4096 + (std::size_t{512} << 10);
+constexpr std::int32_t kMore = 600;
 constexpr std::int64_t kAnswerKind = 0x516E7377;
 
 [[noreturn]] void Hang() {
@@ -203,6 +205,23 @@ struct Wrapped<place> {
   }
 };
 
+/// An object of the services that it has given back.
+template <class Object>
+Object* FreedObject(const Rogue& rogue, std::uint32_t type) {
+  void* const object = rogue.dos->AllocDosObject(rogue.dos, type, nullptr);
+  rogue.dos->FreeDosObject(rogue.dos, type, object);
+  return static_cast<Object*>(object);
+}
+
+/// Writes where it should not, around a buffer of `size` bytes.
+void WriteAround(const Rogue& rogue, void* buffer, std::size_t size) {
+  // What the compiler does not see it does not warn of.
+  auto* volatile bytes = static_cast<char*>(buffer);
+  if (rogue.how == "over") std::memset(bytes + size, 'o', 64);
+  if (rogue.how == "far") std::memset(bytes + size, 'f', 1U << 20);
+  if (rogue.how == "under") bytes[-1] = 'u';
+}
+
 ::Lock* LockWrongly(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
                     std::int32_t mode) {
   Rogue& rogue = Of(vp);
@@ -211,10 +230,13 @@ struct Wrapped<place> {
       rogue.foreign.fl_Access = mode;
       return &rogue.foreign;
     }
+    if (rogue.how == "made-up") return reinterpret_cast<::Lock*>(std::intptr_t{0x5A5A5A58});
+    if (rogue.how == "stale") return FreedObject<::Lock>(rogue, QUORLE_DOS_LOCK);
     Misbehave(rogue);
   }
-  rogue.last_lock = rogue.original.FSLock(vp, res2, rel, name, mode);
-  return rogue.last_lock;
+  ::Lock* const lock = rogue.original.FSLock(vp, res2, rel, name, mode);
+  if (lock != nullptr) rogue.last_lock = lock;
+  return lock;
 }
 
 std::int32_t UnLockWrongly(Port* vp, std::int32_t* res2, ::Lock* lock) {
@@ -238,15 +260,61 @@ std::int32_t ReadWrongly(Port* vp, std::int32_t* res2, ::FileHandle* fh, void* b
     if (rogue.how == "early") {
       rogue.dos->FreeDosObject(rogue.dos, QUORLE_DOS_LOCK, rogue.last_lock);
     }
+    WriteAround(rogue, buffer, static_cast<std::size_t>(bytes));
+    if (rogue.how == "more") return kMore;
     Misbehave(rogue);
   }
   return rogue.original.FSRead(vp, res2, fh, buffer, bytes);
+}
+
+std::int32_t WriteWrongly(Port* vp, std::int32_t* res2, ::FileHandle* fh, const void* data,
+                          std::int32_t bytes) {
+  Rogue& rogue = Of(vp);
+  const std::int32_t result = rogue.original.FSWrite(vp, res2, fh, data, bytes);
+  return IsTime(rogue, "FSWrite") ? kMore : result;
+}
+
+std::int32_t ReadLinkWrongly(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
+                             char* buffer, std::int32_t size) {
+  Rogue& rogue = Of(vp);
+  const std::int32_t result = rogue.original.FSReadSoftLink(vp, res2, rel, name, buffer, size);
+  if (result < 0 || !IsTime(rogue, "FSReadSoftLink")) return result;
+  WriteAround(rogue, buffer, static_cast<std::size_t>(size));
+  return rogue.how == "more" ? kMore : result;
+}
+
+std::int32_t InfoWrongly(Port* vp, std::int32_t* res2, ::InfoData* info) {
+  Rogue& rogue = Of(vp);
+  if (IsTime(rogue, "FSDeviceInfoData")) WriteAround(rogue, info, sizeof *info);
+  return rogue.original.FSDeviceInfoData(vp, res2, info);
+}
+
+std::int32_t AttrWrongly(Port* vp, std::int32_t* res2, const ::TagItem* tags) {
+  Rogue& rogue = Of(vp);
+  const std::int32_t result = rogue.original.FSFileSystemAttr(vp, res2, tags);
+  if (tags->ti_Tag == QUORLE_FSA_VersionStringR && IsTime(rogue, "FSFileSystemAttr")) {
+    auto* const text = reinterpret_cast<char*>(tags[0].ti_Data);  // NOLINT
+    WriteAround(rogue, text, tags[1].ti_Data);
+    if (rogue.how == "endless") std::memset(text, ')', tags[1].ti_Data);
+  }
+  return result;
 }
 
 void Spoil(Rogue& rogue, ::ExamineData*& data) {
   if (data == nullptr) return;
   if (rogue.how == "endless") {
     std::memset(data->Name, 'x', data->NameSize);
+  } else if (rogue.how == "made-up") {
+    rogue.dos->FreeDosObject(rogue.dos, QUORLE_DOS_EXAMINEDATA, data);
+    data = reinterpret_cast<::ExamineData*>(std::intptr_t{0x5A5A5A58});
+  } else if (rogue.how == "stale") {
+    rogue.dos->FreeDosObject(rogue.dos, QUORLE_DOS_EXAMINEDATA, data);
+  } else if (rogue.how == "over") {
+    std::memset(data->Name, 'x', data->NameSize);
+    char* volatile beyond = data->Name;
+    beyond[data->NameSize] = '\0';
+  } else if (rogue.how == "pointed") {
+    data->Comment = rogue.elsewhere;
   } else if (rogue.how == "nameless") {
     data->Name = data->Comment = data->Link = nullptr;
   } else if (rogue.how == "again") {
@@ -338,6 +406,10 @@ Port* Mount(const ::HandlerMount* mount) {
   port->FSV.FSLock = LockWrongly;
   port->FSV.FSUnLock = UnLockWrongly;
   port->FSV.FSRead = ReadWrongly;
+  port->FSV.FSWrite = WriteWrongly;
+  port->FSV.FSReadSoftLink = ReadLinkWrongly;
+  port->FSV.FSDeviceInfoData = InfoWrongly;
+  port->FSV.FSFileSystemAttr = AttrWrongly;
   port->FSV.FSExamineLock = ExamineLockWrongly;
   port->FSV.FSExamineDir = ExamineDirWrongly;
   port->FSV.FSGetFileSize = SizeWrongly;

@@ -6,7 +6,8 @@
 ///
 ///   in=NAME     which one: FSLock, FSUnLock, FSOpen, FSClose, FSRead, FSRename, FSExamineLock,
 ///               FSExamineDir (FSExamineObj is missing then), FSGetFileSize, FSSetProtection,
-///               FSRelabel, Packet, Mount, Unmount
+///               FSRelabel, FSWrite, FSReadSoftLink, FSDeviceInfoData, FSFileSystemAttr, Packet,
+///               Mount, Unmount
 ///   at=N        at its Nth call, and every one after it; 1 unless given
 ///   once=FILE   refuses to be mounted when FILE is there, and makes it
 ///   how=WAY     what it does then:
@@ -33,13 +34,21 @@
 ///     length    hands over a reply that is longer than its place
 ///     short     hands over a reply that is too short
 ///     number    FSLock: hands over a lock that was never made
-///     endless   FSExamineLock, FSExamineDir: gives a name without an end
+///     endless   FSExamineLock, FSExamineDir: gives a name without an end; FSFileSystemAttr: a version
 ///     large     FSExamineLock: gives a text that no reply holds
 ///     nameless  FSExamineLock: gives a record without texts
 ///     keep      FSUnLock: forgets to free the lock
 ///     twice     FSUnLock: frees the lock twice
 ///     early     FSRead: frees the lock on the root that it is told of by FSLock
 ///     foreign   FSLock: gives a lock that is not from the services
+///     made-up   FSLock, FSExamineLock: gives an address where nothing is
+///     stale     FSLock, FSExamineLock: gives what it has freed
+///     over      FSRead, FSReadSoftLink, FSDeviceInfoData, FSFileSystemAttr: writes 64 bytes behind
+///               what it fills; FSExamineLock: a name behind its buffer
+///     far       FSRead: writes 1 MiB behind the buffer
+///     under     FSRead: writes a byte before the buffer
+///     more      FSRead, FSWrite, FSReadSoftLink: gives 600 for whatever was asked
+///     pointed   FSExamineLock: has the record point to a text elsewhere
 ///     print     prints a line and reads its input
 ///     child     tells of its open descriptors as the size: FSGetFileSize
 const struct Handler* QuorleRogueHandler();

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,9 +22,11 @@ constexpr auto kMaskWord = static_cast<std::intptr_t>(kHighMask);
 
 // What the operations below are called with.
 struct Things {
-  ::Lock a{};
-  ::Lock b{};
-  ::Lock given{};  // what a successful call returns
+  RecordingHandler& handler;
+  // Locks of the handler that was mounted last.
+  ::Lock* a() const { return handler.locks[0]; }
+  ::Lock* b() const { return handler.locks[1]; }
+  ::Lock* given() const { return handler.locks[2]; }  // what a successful call returns
   ::FileHandle f{nullptr, 4711, nullptr};
   ::FileHandle g{nullptr, 4712, nullptr};
   char buffer[16] = {};
@@ -68,55 +72,57 @@ std::int64_t ResultOf(Gives gives, Things& t) {
       return 12;
     case Gives::kNumber:
       return kWide;
+    case Gives::kRecord:
+      return Number(t.handler.record);
     default:
-      return Number(&t.given);
+      return Number(t.given());
   }
 }
 
 const std::vector<Operation>& Operations() {
   static const std::vector<Operation> kOperations = {
       {"FSLock", Gives::kLock,
-       [](auto& p, auto& e, auto& t) { return Number(p.Lock(e, &t.a, "foo", SHARED_LOCK)); },
-       [](auto& t) { return Joined(&t.a, "foo", -2); },
-       [](auto& t) { return Joined(8, &t.a, "foo", -2, 0, "foo", 0, 0); }, "#t##t"},
-      {"FSUnLock", Gives::kTruth, [](auto& p, auto& e, auto& t) { return p.UnLock(e, &t.a); },
-       [](auto& t) { return Joined(&t.a); },
-       [](auto& t) { return Joined(15, &t.a, 0, 0, 0, 0, 0, 0); }},
+       [](auto& p, auto& e, auto& t) { return Number(p.Lock(e, t.a(), "foo", SHARED_LOCK)); },
+       [](auto& t) { return Joined(t.a(), "foo", -2); },
+       [](auto& t) { return Joined(8, t.a(), "foo", -2, 0, "foo", 0, 0); }, "#t##t"},
+      {"FSUnLock", Gives::kTruth, [](auto& p, auto& e, auto& t) { return p.UnLock(e, t.a()); },
+       [](auto& t) { return Joined(t.a()); },
+       [](auto& t) { return Joined(15, t.a(), 0, 0, 0, 0, 0, 0); }},
       {"FSDupLock", Gives::kLock,
-       [](auto& p, auto& e, auto& t) { return Number(p.DupLock(e, &t.a)); },
-       [](auto& t) { return Joined(&t.a); },
-       [](auto& t) { return Joined(19, &t.a, 0, 0, 0, 0, 0, 0); }},
+       [](auto& p, auto& e, auto& t) { return Number(p.DupLock(e, t.a())); },
+       [](auto& t) { return Joined(t.a()); },
+       [](auto& t) { return Joined(19, t.a(), 0, 0, 0, 0, 0, 0); }},
       {"FSCreateDir", Gives::kLock,
-       [](auto& p, auto& e, auto& t) { return Number(p.CreateDir(e, &t.a, "dir")); },
-       [](auto& t) { return Joined(&t.a, "dir"); },
-       [](auto& t) { return Joined(22, &t.a, "dir", 0, 0, "dir", 0, 0); }, "#t##t"},
+       [](auto& p, auto& e, auto& t) { return Number(p.CreateDir(e, t.a(), "dir")); },
+       [](auto& t) { return Joined(t.a(), "dir"); },
+       [](auto& t) { return Joined(22, t.a(), "dir", 0, 0, "dir", 0, 0); }, "#t##t"},
       {"FSParentDir", Gives::kLock,
-       [](auto& p, auto& e, auto& t) { return Number(p.ParentDir(e, &t.a)); },
-       [](auto& t) { return Joined(&t.a); },
-       [](auto& t) { return Joined(29, &t.a, 0, 0, 0, 0, 0, 0); }},
+       [](auto& p, auto& e, auto& t) { return Number(p.ParentDir(e, t.a())); },
+       [](auto& t) { return Joined(t.a()); },
+       [](auto& t) { return Joined(29, t.a(), 0, 0, 0, 0, 0, 0); }},
       {"FSDupLockFromFH", Gives::kLock,
        [](auto& p, auto& e, auto& t) { return Number(p.DupLockFromFH(e, t.f)); },
        [](auto& t) { return Joined(&t.f); },
        [](auto& t) { return Joined(1030, 4711, &t.f, 0, 0, 0, 0, 0); }},
       {"FSOpenFromLock", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.OpenFromLock(e, t.f, &t.a); },
-       [](auto& t) { return Joined(&t.f, &t.a); },
-       [](auto& t) { return Joined(1026, &t.f, &t.a, 0, 0, 0, 0, 0); }},
+       [](auto& p, auto& e, auto& t) { return p.OpenFromLock(e, t.f, t.a()); },
+       [](auto& t) { return Joined(&t.f, t.a()); },
+       [](auto& t) { return Joined(1026, &t.f, t.a(), 0, 0, 0, 0, 0); }},
       {"FSParentOfFH", Gives::kLock,
        [](auto& p, auto& e, auto& t) { return Number(p.ParentOfFH(e, t.f)); },
        [](auto& t) { return Joined(&t.f); },
        [](auto& t) { return Joined(1031, 4711, &t.f, 0, 0, 0, 0, 0); }},
       {"FSOpen", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.Open(e, t.f, &t.a, "foo", MODE_NEWFILE); },
-       [](auto& t) { return Joined(&t.f, &t.a, "foo", 1006); },
-       [](auto& t) { return Joined(1006, &t.f, &t.a, "foo", 0, "foo", 0, 0); }, "##t#t"},
+       [](auto& p, auto& e, auto& t) { return p.Open(e, t.f, t.a(), "foo", MODE_NEWFILE); },
+       [](auto& t) { return Joined(&t.f, t.a(), "foo", 1006); },
+       [](auto& t) { return Joined(1006, &t.f, t.a(), "foo", 0, "foo", 0, 0); }, "##t#t"},
       {"FSClose", Gives::kTruth, [](auto& p, auto& e, auto& t) { return p.Close(e, t.f); },
        [](auto& t) { return Joined(&t.f); },
        [](auto& t) { return Joined(1007, 4711, &t.f, 0, 0, 0, 0, 0); }},
       {"FSDelete", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.Delete(e, &t.a, "foo"); },
-       [](auto& t) { return Joined(&t.a, "foo"); },
-       [](auto& t) { return Joined(16, &t.a, "foo", 0, 0, "foo", 0, 0); }, "#t##t"},
+       [](auto& p, auto& e, auto& t) { return p.Delete(e, t.a(), "foo"); },
+       [](auto& t) { return Joined(t.a(), "foo"); },
+       [](auto& t) { return Joined(16, t.a(), "foo", 0, 0, "foo", 0, 0); }, "#t##t"},
       {"FSRead", Gives::kCount,
        [](auto& p, auto& e, auto& t) { return p.Read(e, t.f, t.buffer, 16); },
        [](auto& t) { return Joined(&t.f, static_cast<void*>(t.buffer), 16); },
@@ -144,58 +150,60 @@ const std::vector<Operation>& Operations() {
        [](auto& t) { return Joined(&t.f); },
        [](auto& t) { return Joined(8004, 4711, 0, &t.f, 0, 0, 0, 0); }},
       {"FSChangeLockMode", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.ChangeLockMode(e, &t.a, EXCLUSIVE_LOCK); },
-       [](auto& t) { return Joined(&t.a, -1); },
-       [](auto& t) { return Joined(1028, 0, &t.a, -1, 0, 0, 0, 0); }},
+       [](auto& p, auto& e, auto& t) { return p.ChangeLockMode(e, t.a(), EXCLUSIVE_LOCK); },
+       [](auto& t) { return Joined(t.a(), -1); },
+       [](auto& t) { return Joined(1028, 0, t.a(), -1, 0, 0, 0, 0); }},
       {"FSChangeFileMode", Gives::kTruth,
        [](auto& p, auto& e, auto& t) { return p.ChangeFileMode(e, t.f, SHARED_LOCK); },
        [](auto& t) { return Joined(&t.f, -2); },
        [](auto& t) { return Joined(1028, 1, &t.f, -2, 0, 0, 0, 0); }},
       {"FSSetDate", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.SetDate(e, &t.a, "foo", t.date); },
-       [](auto& t) { return Joined(&t.a, "foo", "1d2m3t"); },
-       [](auto& t) { return Joined(34, 0, &t.a, "foo", "1d2m3t", "foo", 0, 0); }, "##tdt"},
+       [](auto& p, auto& e, auto& t) { return p.SetDate(e, t.a(), "foo", t.date); },
+       [](auto& t) { return Joined(t.a(), "foo", "1d2m3t"); },
+       [](auto& t) { return Joined(34, 0, t.a(), "foo", "1d2m3t", "foo", 0, 0); }, "##tdt"},
       {"FSSetProtection", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.SetProtection(e, &t.a, "foo", kHighMask); },
-       [](auto& t) { return Joined(&t.a, "foo", kHighMask); },
-       [](auto& t) { return Joined(21, 0, &t.a, "foo", kMaskWord, "foo", 0, 0); }, "##t#t"},
+       [](auto& p, auto& e, auto& t) { return p.SetProtection(e, t.a(), "foo", kHighMask); },
+       [](auto& t) { return Joined(t.a(), "foo", kHighMask); },
+       [](auto& t) { return Joined(21, 0, t.a(), "foo", kMaskWord, "foo", 0, 0); }, "##t#t"},
       {"FSSetComment", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.SetComment(e, &t.a, "foo", "a comment"); },
-       [](auto& t) { return Joined(&t.a, "foo", "a comment"); },
-       [](auto& t) { return Joined(28, 0, &t.a, "foo", "a comment", "foo", 0, 0); }, "##ttt"},
+       [](auto& p, auto& e, auto& t) { return p.SetComment(e, t.a(), "foo", "a comment"); },
+       [](auto& t) { return Joined(t.a(), "foo", "a comment"); },
+       [](auto& t) { return Joined(28, 0, t.a(), "foo", "a comment", "foo", 0, 0); }, "##ttt"},
       {"FSSetGroup", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.SetGroup(e, &t.a, "foo", kHighMask); },
-       [](auto& t) { return Joined(&t.a, "foo", kHighMask); },
-       [](auto& t) { return Joined(1037, &t.a, "foo", "{2147489859,4294967130}", 0, "foo", 0, 0); },
+       [](auto& p, auto& e, auto& t) { return p.SetGroup(e, t.a(), "foo", kHighMask); },
+       [](auto& t) { return Joined(t.a(), "foo", kHighMask); },
+       [](auto& t) {
+         return Joined(1037, t.a(), "foo", "{2147489859,4294967130}", 0, "foo", 0, 0);
+       },
        "#tg#t"},
       {"FSSetOwner", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.SetOwner(e, &t.a, "foo", 65535); },
-       [](auto& t) { return Joined(&t.a, "foo", 65535); },
-       [](auto& t) { return Joined(1037, &t.a, "foo", "{2147489858,65535}", 0, "foo", 0, 0); },
+       [](auto& p, auto& e, auto& t) { return p.SetOwner(e, t.a(), "foo", 65535); },
+       [](auto& t) { return Joined(t.a(), "foo", 65535); },
+       [](auto& t) { return Joined(1037, t.a(), "foo", "{2147489858,65535}", 0, "foo", 0, 0); },
        "#tg#t"},
       {"FSRename", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.Rename(e, &t.a, "from", &t.b, "to"); },
-       [](auto& t) { return Joined(&t.a, "from", &t.b, "to"); },
-       [](auto& t) { return Joined(17, &t.a, "from", &t.b, "to", 0, 0, 0); }, "#t#t#"},
+       [](auto& p, auto& e, auto& t) { return p.Rename(e, t.a(), "from", t.b(), "to"); },
+       [](auto& t) { return Joined(t.a(), "from", t.b(), "to"); },
+       [](auto& t) { return Joined(17, t.a(), "from", t.b(), "to", 0, 0, 0); }, "#t#t#"},
       {"FSCreateSoftLink", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.CreateSoftLink(e, &t.a, "link", "dev:a/b"); },
-       [](auto& t) { return Joined(&t.a, "link", "dev:a/b"); },
-       [](auto& t) { return Joined(1021, &t.a, "link", "dev:a/b", -1, "link", 0, 0); }, "#tc#t"},
+       [](auto& p, auto& e, auto& t) { return p.CreateSoftLink(e, t.a(), "link", "dev:a/b"); },
+       [](auto& t) { return Joined(t.a(), "link", "dev:a/b"); },
+       [](auto& t) { return Joined(1021, t.a(), "link", "dev:a/b", -1, "link", 0, 0); }, "#tc#t"},
       {"FSCreateHardLink", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.CreateHardLink(e, &t.a, "link", &t.b); },
-       [](auto& t) { return Joined(&t.a, "link", &t.b); },
-       [](auto& t) { return Joined(1021, &t.a, "link", &t.b, 0, "link", 0, 0); }, "#t##t"},
+       [](auto& p, auto& e, auto& t) { return p.CreateHardLink(e, t.a(), "link", t.b()); },
+       [](auto& t) { return Joined(t.a(), "link", t.b()); },
+       [](auto& t) { return Joined(1021, t.a(), "link", t.b(), 0, "link", 0, 0); }, "#t##t"},
       {"FSReadSoftLink", Gives::kCount,
-       [](auto& p, auto& e, auto& t) { return p.ReadSoftLink(e, &t.a, "link", t.buffer, 16); },
-       [](auto& t) { return Joined(&t.a, "link", static_cast<void*>(t.buffer), 16); },
+       [](auto& p, auto& e, auto& t) { return p.ReadSoftLink(e, t.a(), "link", t.buffer, 16); },
+       [](auto& t) { return Joined(t.a(), "link", static_cast<void*>(t.buffer), 16); },
        [](auto& t) {
-         return Joined(1024, &t.a, "link", static_cast<void*>(t.buffer), 16, 0, 0, 0);
+         return Joined(1024, t.a(), "link", static_cast<void*>(t.buffer), 16, 0, 0, 0);
        },
        "#c###"},
       {"FSSameLock", Gives::kTruth,
-       [](auto& p, auto& e, auto& t) { return p.SameLock(e, &t.a, &t.b); },
-       [](auto& t) { return Joined(&t.a, &t.b); },
-       [](auto& t) { return Joined(40, &t.a, &t.b, 0, 0, 0, 0, 0); }},
+       [](auto& p, auto& e, auto& t) { return p.SameLock(e, t.a(), t.b()); },
+       [](auto& t) { return Joined(t.a(), t.b()); },
+       [](auto& t) { return Joined(40, t.a(), t.b(), 0, 0, 0, 0, 0); }},
       {"FSSameFile", Gives::kTruth,
        [](auto& p, auto& e, auto& t) { return p.SameFile(e, t.f, t.g); },
        [](auto& t) { return Joined(&t.f, &t.g); },
@@ -213,13 +221,13 @@ const std::vector<Operation>& Operations() {
        [](auto& t) { return Joined(&t.info); },
        [](auto& t) { return Joined(25, &t.info, 0, 0, 0, 0, 0, 0); }},
       {"FSExamineObj", Gives::kRecord,
-       [](auto& p, auto& e, auto& t) { return Number(p.ExamineObj(e, &t.a, "foo")); },
-       [](auto& t) { return Joined(&t.a, "foo"); },
-       [](auto& t) { return Joined(3032, &t.a, "foo", 0, 0, "foo", 0, 0); }, "#t##t"},
+       [](auto& p, auto& e, auto& t) { return Number(p.ExamineObj(e, t.a(), "foo")); },
+       [](auto& t) { return Joined(t.a(), "foo"); },
+       [](auto& t) { return Joined(3032, t.a(), "foo", 0, 0, "foo", 0, 0); }, "#t##t"},
       {"FSExamineLock", Gives::kRecord,
-       [](auto& p, auto& e, auto& t) { return Number(p.ExamineLock(e, &t.a)); },
-       [](auto& t) { return Joined(&t.a); },
-       [](auto& t) { return Joined(3030, &t.a, 0, 0, 0, 0, 0, 0); }},
+       [](auto& p, auto& e, auto& t) { return Number(p.ExamineLock(e, t.a())); },
+       [](auto& t) { return Joined(t.a()); },
+       [](auto& t) { return Joined(3030, t.a(), 0, 0, 0, 0, 0, 0); }},
       {"FSExamineFile", Gives::kRecord,
        [](auto& p, auto& e, auto& t) { return Number(p.ExamineFile(e, t.f)); },
        [](auto& t) { return Joined(&t.f); },
@@ -273,7 +281,7 @@ class EveryOperation : public testing::TestWithParam<Operation> {
 
   void ExpectFilled(const HandlerPort& port) {
     ::MsgPort* const wanted = GetParam().gives == Gives::kLock ? port.port() : nullptr;
-    EXPECT_EQ(things.given.fl_Port, wanted);
+    EXPECT_EQ(things.given()->fl_Port, wanted);
   }
 
   // The function sees its arguments, the caller its result.
@@ -322,7 +330,7 @@ class EveryOperation : public testing::TestWithParam<Operation> {
   }
 
   RecordingHandler state;
-  Things things;
+  Things things{state};
   std::int32_t res2 = 0;
 };
 
@@ -406,13 +414,13 @@ INSTANTIATE_TEST_SUITE_P(HandlerPort, EveryOperation, testing::ValuesIn(Operatio
 class HandlerPortTest : public testing::TestWithParam<PortType> {
  protected:
   RecordingHandler state;
-  Things things;
+  Things things{state};
   std::int32_t res2 = 999;
 };
 
 TEST_P(HandlerPortTest, TheRootHasNoParentAndNoError) {
   const auto port = state.Mount(GetParam());
-  EXPECT_EQ(port->ParentDir(res2, &things.a), nullptr);
+  EXPECT_EQ(port->ParentDir(res2, things.a()), nullptr);
   EXPECT_EQ(res2, 0);
 }
 
@@ -459,7 +467,7 @@ TEST_P(HandlerPortTest, OpeningFillsThePortOfTheHandle) {
   const auto port = state.Mount(GetParam());
   port->Open(res2, things.f, nullptr, "x", MODE_OLDFILE);
   EXPECT_EQ(things.f.fh_MsgPort, port->port());
-  port->OpenFromLock(res2, things.g, &things.a);
+  port->OpenFromLock(res2, things.g, things.a());
   EXPECT_EQ(things.g.fh_MsgPort, port->port());
 }
 
@@ -474,8 +482,8 @@ TEST_P(HandlerPortTest, OffIsZero) {
 TEST_P(HandlerPortTest, TheLongestNameArrivesWhole) {
   const auto port = state.Mount(GetParam());
   const std::string name = std::string(254, 'x') + "\xE9";
-  state.result = Number(&things.given);
-  EXPECT_EQ(port->Lock(res2, nullptr, name.c_str(), SHARED_LOCK), &things.given);
+  state.result = Number(things.given());
+  EXPECT_EQ(port->Lock(res2, nullptr, name.c_str(), SHARED_LOCK), things.given());
   EXPECT_EQ(state.calls.back().arguments, Joined(0, name.c_str(), -2));
   port->Rename(res2, nullptr, name.c_str(), nullptr, name.c_str());
   EXPECT_EQ(state.calls.back().arguments, Joined(0, name.c_str(), 0, name.c_str()));
@@ -483,8 +491,8 @@ TEST_P(HandlerPortTest, TheLongestNameArrivesWhole) {
 
 TEST_P(HandlerPortTest, TheEmptyNameArrives) {
   const auto port = state.Mount(GetParam());
-  port->Delete(res2, &things.a, "");
-  EXPECT_EQ(state.calls.back().arguments, Joined(&things.a, ""));
+  port->Delete(res2, things.a(), "");
+  EXPECT_EQ(state.calls.back().arguments, Joined(things.a(), ""));
 }
 
 TEST_P(HandlerPortTest, ItsOwnPartsAreTold) {
@@ -499,16 +507,16 @@ TEST_P(HandlerPortTest, ARawPacketIsAnsweredByTheFunctionItStandsFor) {
   const PacketText name("dir");
   ::DosPacket packet{};
   packet.dp_Type = ACTION_CREATE_DIR;
-  packet.dp_Arg1 = Number(&things.a);
+  packet.dp_Arg1 = Number(things.a());
   packet.dp_Arg2 = name.address();
   packet.dp_Arg5 = name.address();
-  state.result = Number(&things.given);
+  state.result = Number(things.given());
   port->Send(packet);
   EXPECT_EQ(state.calls,
-            (std::vector<RecordingHandler::Called>{{"FSCreateDir", Joined(&things.a, "dir")}}));
-  EXPECT_EQ(packet.dp_Res1, Number(&things.given));
+            (std::vector<RecordingHandler::Called>{{"FSCreateDir", Joined(things.a(), "dir")}}));
+  EXPECT_EQ(packet.dp_Res1, Number(things.given()));
   EXPECT_EQ(packet.dp_Res2, 0);
-  EXPECT_EQ(things.given.fl_Port, port->port());
+  EXPECT_EQ(things.given()->fl_Port, port->port());
 }
 
 TEST_P(HandlerPortTest, AnUnknownRawPacketGoesToThePacketFunction) {
@@ -564,6 +572,156 @@ INSTANTIATE_TEST_SUITE_P(BothPorts, HandlerPortTest,
                            return each.param == PortType::kVector ? "Vector" : "Packet";
                          });
 
+// ---- Answers that are none -----------------------------------------------------------------------
+
+class NoAnswerTest : public testing::TestWithParam<PortType> {
+ protected:
+  NoAnswerTest() {
+    watch.BeginTest(7, "Some()");
+    watch.BeginCheck("Check");
+  }
+  /// Over functions, or over a packet function alone.
+  void Mount(bool functions) {
+    port = state.Mount(GetParam(), &watch);
+    if (!functions) RecordingHandler::ClearTable(*port);
+    lines.clear();
+  }
+  void Answer(std::int64_t result) {
+    state.result = result;
+    state.packet_res1 = static_cast<std::intptr_t>(result);
+  }
+  void ExpectLine(const std::string& what, const char* call) {
+    EXPECT_EQ(lines, std::vector<std::string>{"handler of REC: " + what + " in " + call +
+                                              ", test 7 (Some.Check)"});
+  }
+
+  RecordingHandler state;
+  Things things{state};
+  std::vector<std::string> lines;
+  RunWatch watch{[this](const std::string& line) { lines.push_back(line); }};
+  std::unique_ptr<HandlerPort> port;
+  std::int32_t res2 = 0;
+};
+
+TEST_P(NoAnswerTest, ACountAboveWhatWasAskedForIsNone) {
+  for (const bool functions : {true, false}) {
+    for (const std::int64_t count : {17, 600, 0x7FFFFFFF}) {
+      Mount(functions);
+      Answer(count);
+      const std::string what = "gave a count of " + std::to_string(count) + " for 16 bytes";
+      EXPECT_EQ(port->Read(res2, things.f, things.buffer, 16), -1);
+      EXPECT_EQ(res2, ERROR_BAD_NUMBER);
+      ExpectLine(what, functions ? "FSRead()" : "ACTION_READ");
+      lines.clear();
+      EXPECT_EQ(port->Write(res2, things.f, things.buffer, 16), -1);
+      EXPECT_EQ(res2, ERROR_BAD_NUMBER);
+      ExpectLine(what, functions ? "FSWrite()" : "ACTION_WRITE");
+      lines.clear();
+      EXPECT_EQ(port->ReadSoftLink(res2, nullptr, "x", things.buffer, 16), -1);
+      EXPECT_EQ(res2, ERROR_BAD_NUMBER);
+      ExpectLine(what, functions ? "FSReadSoftLink()" : "ACTION_READ_SOFT_LINK");
+    }
+  }
+}
+
+TEST_P(NoAnswerTest, ACountUpToWhatWasAskedForIsOne) {
+  for (const std::int32_t count : {-1000, -2, -1, 0, 1, 16}) {
+    Mount(true);
+    Answer(count);
+    EXPECT_EQ(port->Read(res2, things.f, things.buffer, 16), count);
+    EXPECT_EQ(port->Write(res2, things.f, things.buffer, 16), count);
+    EXPECT_EQ(port->ReadSoftLink(res2, nullptr, "x", things.buffer, 16), count);
+    EXPECT_TRUE(lines.empty());
+  }
+}
+
+TEST_P(NoAnswerTest, OfNothingThereIsNothingToRead) {
+  for (const std::int32_t bytes : {0, -5}) {
+    Mount(true);
+    Answer(1);
+    EXPECT_EQ(port->Read(res2, things.f, things.buffer, bytes), -1);
+    EXPECT_EQ(lines.size(), 1U);
+  }
+}
+
+TEST_P(NoAnswerTest, ALockFromElsewhereIsNone) {
+  ::Lock own{};
+  for (const bool functions : {true, false}) {
+    for (const std::intptr_t lock : {Number(&own), std::intptr_t{8}}) {
+      Mount(functions);
+      Answer(lock);
+      EXPECT_EQ(port->Lock(res2, nullptr, "x", SHARED_LOCK), nullptr);
+      EXPECT_EQ(res2, ERROR_INVALID_LOCK);
+      ExpectLine("gave a lock that is not from AllocDosObject()",
+                 functions ? "FSLock()" : "ACTION_LOCATE_OBJECT");
+      lines.clear();
+      ::DosPacket packet{};
+      packet.dp_Type = QUORLE_ACTION_PARENT;
+      port->Send(packet);
+      EXPECT_EQ(packet.dp_Res1, 0);
+      EXPECT_EQ(packet.dp_Res2, ERROR_INVALID_LOCK);
+      ExpectLine("gave a lock that is not from AllocDosObject()", "ACTION_PARENT");
+    }
+  }
+}
+
+TEST_P(NoAnswerTest, ALockThatTheHandlerFreedIsNotUsed) {
+  Mount(true);
+  const ::HandlerServices* const dos = state.dos;
+  dos->FreeDosObject(dos, QUORLE_DOS_LOCK, things.a());
+  EXPECT_EQ(port->DupLock(res2, things.a()), nullptr);
+  EXPECT_EQ(res2, ERROR_INVALID_LOCK);
+  EXPECT_TRUE(state.calls.empty());
+  ExpectLine("was to use a lock that it has freed", "FSDupLock()");
+}
+
+TEST_P(NoAnswerTest, ARecordFromElsewhereIsNone) {
+  ::ExamineData own{};
+  for (const bool functions : {true, false}) {
+    Mount(functions);
+    Answer(Number(&own));
+    EXPECT_EQ(port->ExamineLock(res2, nullptr), nullptr);
+    EXPECT_EQ(res2, ERROR_BAD_NUMBER);
+    ExpectLine("gave an examine record that is not from AllocDosObject()",
+               functions ? "FSExamineLock()" : "ACTION_EXAMINEDATA");
+  }
+}
+
+TEST_P(NoAnswerTest, TheSameLineIsReportedOnce) {
+  Mount(true);
+  Answer(17);
+  for (int i = 0; i < 3; ++i) port->Read(res2, things.f, things.buffer, 16);
+  EXPECT_EQ(lines.size(), 1U);
+  watch.BeginCheck("Other");
+  port->Read(res2, things.f, things.buffer, 16);
+  EXPECT_EQ(lines.size(), 2U);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothPorts, NoAnswerTest,
+                         testing::Values(PortType::kVector, PortType::kPacket),
+                         [](const auto& each) {
+                           return each.param == PortType::kVector ? "Vector" : "Packet";
+                         });
+
+/// Fills the buffer of the version text and says that it answered.
+std::int32_t FillVersion(::FileSystemVectorPort*, std::int32_t*, const ::TagItem* tags) {
+  std::memset(PointedTo<char>(static_cast<std::intptr_t>(tags[0].ti_Data)), 'v', tags[1].ti_Data);
+  return -1;
+}
+
+TEST_P(NoAnswerTest, AVersionTextWithoutAnEndIsNone) {
+  Mount(true);
+  RecordingHandler::TableOf(*port).FSFileSystemAttr = FillVersion;
+  char text[16] = {};
+  const ::TagItem tags[] = {{QUORLE_FSA_VersionStringR, reinterpret_cast<std::uintptr_t>(text)},
+                            {QUORLE_FSA_VersionStringR_BufSize, sizeof text},
+                            {QUORLE_TAG_DONE, 0}};
+  EXPECT_FALSE(port->FileSystemAttr(res2, tags));
+  EXPECT_EQ(res2, ERROR_BAD_NUMBER);
+  EXPECT_STREQ(text, "");
+  ExpectLine("gave a text without an end", "FSFileSystemAttr()");
+}
+
 class PacketPortTest : public HandlerPortTest {};
 
 TEST_P(PacketPortTest, ALongNameIsRefusedBeforeAnythingIsSent) {
@@ -583,7 +741,7 @@ TEST_P(PacketPortTest, ALongNameIsRefusedBeforeAnythingIsSent) {
       [&] { return port->Rename(res2, nullptr, name, nullptr, "x"); },
       [&] { return port->Rename(res2, nullptr, "x", nullptr, name); },
       [&] { return port->CreateSoftLink(res2, nullptr, name, "x"); },
-      [&] { return port->CreateHardLink(res2, nullptr, name, &things.a); },
+      [&] { return port->CreateHardLink(res2, nullptr, name, things.a()); },
       [&] { return port->ExamineObj(res2, nullptr, name) != nullptr; },
       [&] { return port->Format(res2, name, 0); },
       [&] { return port->Relabel(res2, name); },
@@ -677,13 +835,13 @@ TEST(IsFileSystemTest, APacketPortIsAsked) {
 
 TEST(IsFileSystemTest, APacketPortThatDoesNotKnowHasItsRootLocked) {
   RecordingHandler state;
-  Things things;
+  Things things{state};
   const auto port = state.Mount(PortType::kPacket);
   state.packet_res2 = ERROR_ACTION_NOT_KNOWN;
-  state.result = Number(&things.given);
+  state.result = Number(things.given());
   EXPECT_TRUE(port->IsFileSystem());
   EXPECT_EQ(state.calls, (std::vector<RecordingHandler::Called>{
-                             {"FSLock", Joined(0, "", -2)}, {"FSUnLock", Joined(&things.given)}}));
+                             {"FSLock", Joined(0, "", -2)}, {"FSUnLock", Joined(things.given())}}));
   state.calls.clear();
   state.result = 0;
   EXPECT_FALSE(port->IsFileSystem());

@@ -216,7 +216,7 @@ TEST_F(HandlerServicesTest, ASecondFreeIsToldAndIgnored) {
   Free(QUORLE_DOS_LOCK, lock);
   Free(QUORLE_DOS_LOCK, lock);
   EXPECT_EQ(services.complaints(),
-            std::vector<std::string>{"freed twice or never allocated: a lock"});
+            std::vector<std::string>{"freed twice or never allocated: a lock (1)"});
 }
 
 TEST_F(HandlerServicesTest, AForeignFreeIsToldAndIgnored) {
@@ -225,8 +225,8 @@ TEST_F(HandlerServicesTest, AForeignFreeIsToldAndIgnored) {
   int word = 0;
   dos.FreeVec(&dos, &word);
   EXPECT_EQ(services.complaints(),
-            (std::vector<std::string>{"freed twice or never allocated: a lock",
-                                      "freed twice or never allocated: a piece of memory"}));
+            (std::vector<std::string>{"freed twice or never allocated: a lock (1)",
+                                      "freed twice or never allocated: a piece of memory (1)"}));
 }
 
 TEST_F(HandlerServicesTest, AFreeAsAnotherTypeIsToldAndIgnored) {
@@ -235,8 +235,8 @@ TEST_F(HandlerServicesTest, AFreeAsAnotherTypeIsToldAndIgnored) {
   dos.FreeVec(&dos, lock);
   EXPECT_EQ(services.outstanding(), 1U);
   EXPECT_EQ(services.complaints(),
-            (std::vector<std::string>{"a lock was freed as an examine record",
-                                      "a lock was freed as a piece of memory"}));
+            (std::vector<std::string>{"a lock was freed as a piece of memory (1)",
+                                      "a lock was freed as an examine record (1)"}));
   Free(QUORLE_DOS_LOCK, lock);
   EXPECT_EQ(services.outstanding(), 0U);
 }
@@ -254,8 +254,119 @@ TEST_F(HandlerServicesTest, WhatIsLeftIsToldAndFreed) {
 
 TEST_F(HandlerServicesTest, ComplaintsDoNotGrowForEver) {
   int word = 0;
-  for (std::size_t i = 0; i < 2 * HostServices::kMaxComplaints; ++i) dos.FreeVec(&dos, &word);
-  EXPECT_EQ(services.complaints().size(), HostServices::kMaxComplaints);
+  for (int i = 0; i < 200; ++i) dos.FreeVec(&dos, &word);
+  EXPECT_EQ(services.complaints(),
+            std::vector<std::string>{"freed twice or never allocated: a piece of memory (200)"});
+}
+
+TEST_F(HandlerServicesTest, ComplaintsNameTheFirstCallsAndChecks) {
+  int word = 0;
+  services.BeginCall("Mount()");
+  Alloc(QUORLE_DOS_LOCK);
+  const char* const checks[] = {"Lock.A", "Lock.B", "Lock.A", "Open.C", "Open.D", "Open.E"};
+  for (const char* const check : checks) {
+    services.SetCheck(check);
+    services.BeginCall("FSLock()");
+    Alloc(QUORLE_DOS_LOCK);
+    services.BeginPacket(QUORLE_ACTION_PARENT);
+    dos.FreeVec(&dos, &word);
+  }
+  services.SetCheck("");
+  services.BeginCall("FSOpen()");
+  Alloc(QUORLE_DOS_LOCK);
+  services.FreeEverything();
+  EXPECT_EQ(
+      services.complaints(),
+      (std::vector<std::string>{
+          "freed twice or never allocated: a piece of memory (6), in ACTION_PARENT of Lock.A (2), "
+          "ACTION_PARENT of Lock.B (1), ACTION_PARENT of Open.C (1), ACTION_PARENT of Open.D (1), "
+          "ACTION_PARENT of Open.E (1)",
+          "never freed: a lock (8), made in Mount() (1), FSLock() of Lock.A (2), FSLock() of Lock.B "
+          "(1), FSLock() of Open.C (1), FSLock() of Open.D (1), 2 elsewhere"}));
+}
+
+// ---- Records -----------------------------------------------------------------------------------
+
+class GivenRecordTest : public HandlerServicesTest {
+ protected:
+  ::ExamineData* NewRecord() {
+    const ::TagItem tags[] = {{QUORLE_ADO_ExamineData_NameSize, 5}, {QUORLE_TAG_DONE, 0}};
+    return static_cast<::ExamineData*>(Alloc(QUORLE_DOS_EXAMINEDATA, tags));
+  }
+};
+
+TEST_F(GivenRecordTest, IsOneAsItIsMade) {
+  ::ExamineData* const data = NewRecord();
+  std::strcpy(data->Name, "four");
+  data->Comment = nullptr;
+  EXPECT_EQ(services.Examine(data), Breach::kNone);
+}
+
+TEST_F(GivenRecordTest, HasTheSizesOfItsTexts) {
+  ::ExamineData* const data = NewRecord();
+  data->NameSize = data->CommentSize = data->LinkSize = 0xFFFFFFFF;
+  EXPECT_EQ(services.Examine(data), Breach::kNone);
+  EXPECT_EQ(data->NameSize, 5U);
+  EXPECT_EQ(data->CommentSize, 256U);
+  EXPECT_EQ(data->LinkSize, 256U);
+}
+
+TEST_F(GivenRecordTest, IsNoneWhenItIsNotFromThere) {
+  ::ExamineData own{};
+  EXPECT_EQ(services.Examine(&own), Breach::kForeignRecord);
+  EXPECT_EQ(services.Examine(static_cast<::ExamineData*>(Alloc(QUORLE_DOS_LOCK))),
+            Breach::kForeignRecord);
+  EXPECT_EQ(services.Examine(reinterpret_cast<::ExamineData*>(8)), Breach::kForeignRecord);
+  ::ExamineData* const freed = NewRecord();
+  Free(QUORLE_DOS_EXAMINEDATA, freed);
+  EXPECT_EQ(services.Examine(freed), Breach::kForeignRecord);
+}
+
+TEST_F(GivenRecordTest, IsNoneWithATextFromElsewhere) {
+  char elsewhere[] = "text";
+  for (char* ::ExamineData::*const text :
+       {&::ExamineData::Name, &::ExamineData::Comment, &::ExamineData::Link}) {
+    ::ExamineData* const data = NewRecord();
+    data->*text = elsewhere;
+    EXPECT_EQ(services.Examine(data), Breach::kForeignText);
+    data->*text = reinterpret_cast<char*>(8);
+    EXPECT_EQ(services.Examine(data), Breach::kForeignText);
+  }
+}
+
+TEST_F(GivenRecordTest, IsNoneWithATextWithoutAnEnd) {
+  ::ExamineData* const data = NewRecord();
+  std::memset(data->Name, 'x', 5);
+  EXPECT_EQ(services.Examine(data), Breach::kTextWithoutEnd);
+}
+
+TEST_F(GivenRecordTest, IsNoneWhenATextWentOverItsBuffer) {
+  ::ExamineData* data = NewRecord();
+  std::strcpy(data->Name, "fives");
+  EXPECT_EQ(services.Examine(data), Breach::kBeyondBuffer);
+  data = NewRecord();
+  data->Name[-1] = '\0';
+  EXPECT_EQ(services.Examine(data), Breach::kBeyondBuffer);
+  data = NewRecord();
+  data->Link[data->LinkSize] = '\0';
+  EXPECT_EQ(services.Examine(data), Breach::kBeyondBuffer);
+}
+
+TEST_F(GivenRecordTest, IsNotMadeWithTextsOfAnySize) {
+  const ::TagItem tags[] = {{QUORLE_ADO_ExamineData_LinkSize, 0xFFFFFFFF}, {QUORLE_TAG_DONE, 0}};
+  EXPECT_EQ(Alloc(QUORLE_DOS_EXAMINEDATA, tags), nullptr);
+}
+
+TEST_F(HandlerServicesTest, ALockHasANumberOfItsOwn) {
+  auto* const lock = static_cast<::Lock*>(Alloc(QUORLE_DOS_LOCK));
+  const std::uint64_t serial = services.SerialOf(lock);
+  EXPECT_NE(serial, 0U);
+  Free(QUORLE_DOS_LOCK, lock);
+  EXPECT_EQ(services.SerialOf(lock), 0U);
+  ::Lock own{};
+  EXPECT_EQ(services.SerialOf(&own), 0U);
+  // Wherever the next one lies.
+  EXPECT_GT(services.SerialOf(static_cast<::Lock*>(Alloc(QUORLE_DOS_LOCK))), serial);
 }
 
 TEST_F(HandlerServicesTest, TheDateIsTheClocks) {
@@ -302,7 +413,7 @@ TEST_F(HandlerServicesTest, OnlyTheOwnPortCanNameTheVolume) {
   EXPECT_EQ(dos.SetVolumeName(&dos, &foreign, "One"), 0);
   EXPECT_EQ(dos.SetVolumeName(&dos, nullptr, "One"), 0);
   EXPECT_EQ(services.volume_name(), std::nullopt);
-  EXPECT_EQ(services.complaints().size(), 2U);
+  EXPECT_EQ(services.complaints().size(), 1U);
 }
 
 }  // namespace

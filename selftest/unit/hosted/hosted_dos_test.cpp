@@ -751,7 +751,7 @@ class RecordedDosTest : public ::testing::Test {
 
 TEST_F(RecordedDosTest, ANewDirectorysExclusiveLockIsMadeShared) {
   HostedDos dos(Parts(), {});
-  ::Lock lock{};
+  ::Lock& lock = *handler_.locks[0];
   handler_.result = reinterpret_cast<std::intptr_t>(&lock);
   lock.fl_Access = EXCLUSIVE_LOCK;
   EXPECT_TRUE(dos.CreateDir("dir"));
@@ -822,10 +822,9 @@ TEST_F(RecordedDosTest, AnObjectExaminedItselfIsNeverFollowed) {
 
 TEST_F(RecordedDosTest, AComparisonThatFailsLeavesItsCode) {
   HostedDos dos(Parts(), {});
-  ::Lock locks[2] = {};
-  handler_.result = reinterpret_cast<std::intptr_t>(&locks[0]);
+  handler_.result = reinterpret_cast<std::intptr_t>(handler_.locks[0]);
   const LockHandle a = dos.Lock("a", SHARED_LOCK);
-  handler_.result = reinterpret_cast<std::intptr_t>(&locks[1]);
+  handler_.result = reinterpret_cast<std::intptr_t>(handler_.locks[1]);
   const LockHandle b = dos.Lock("b", SHARED_LOCK);
   handler_.result = 0;
   handler_.res2 = ERROR_ACTION_NOT_KNOWN;
@@ -839,10 +838,9 @@ TEST_F(RecordedDosTest, AComparisonThatFailsLeavesItsCode) {
 
 TEST_F(RecordedDosTest, WithoutAHandlerThatComparesALockIsStillTheSameAsItself) {
   HostedDos dos(Parts(), {});
-  ::Lock locks[2] = {};
-  handler_.result = reinterpret_cast<std::intptr_t>(&locks[0]);
+  handler_.result = reinterpret_cast<std::intptr_t>(handler_.locks[0]);
   const LockHandle a = dos.Lock("a", SHARED_LOCK);
-  handler_.result = reinterpret_cast<std::intptr_t>(&locks[1]);
+  handler_.result = reinterpret_cast<std::intptr_t>(handler_.locks[1]);
   const LockHandle b = dos.Lock("a", SHARED_LOCK);
   handler_.result = 0;
   handler_.res2 = ERROR_ACTION_NOT_KNOWN;
@@ -874,8 +872,7 @@ TEST_F(RecordedDosTest, AFileThatDoesNotCloseIsGoneAllTheSame) {
 
 TEST_F(RecordedDosTest, ALockThatDoesNotUnlockIsGoneAllTheSame) {
   HostedDos dos(Parts(), {});
-  ::Lock lock{};
-  handler_.result = reinterpret_cast<std::intptr_t>(&lock);
+  handler_.result = reinterpret_cast<std::intptr_t>(handler_.locks[0]);
   const LockHandle handle = dos.Lock("x", SHARED_LOCK);
   ASSERT_TRUE(handle);
   handler_.result = 0;
@@ -888,8 +885,7 @@ TEST_F(RecordedDosTest, ALockThatDoesNotUnlockIsGoneAllTheSame) {
 TEST_F(RecordedDosTest, WhatIsLeftOpenIsClosedAtTheEnd) {
   {
     HostedDos dos(Parts(), {});
-    ::Lock lock{};
-    handler_.result = reinterpret_cast<std::intptr_t>(&lock);
+    handler_.result = reinterpret_cast<std::intptr_t>(handler_.locks[0]);
     EXPECT_TRUE(dos.Lock("x", SHARED_LOCK));
     handler_.result = 1;
     EXPECT_TRUE(dos.Open("x", MODE_OLDFILE));

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <iterator>
+#include <memory>
 #include <utility>
 
 #include "hosted/packet_adapter.h"
@@ -69,18 +72,34 @@ void WithSlots(::FileSystemVectors& v, Visit visit) {
         v.FSRemoveNotify, v.FSLockRecord, v.FSUnLockRecord);
 }
 
-// The services are reached again when the port is freed.
+/// What one mount keeps: the services are reached again when the port is freed.
+struct Kept {
+  const ::HandlerServices* dos;
+  ::Lock* locks[3];
+  ::ExamineData* record;
+};
+
 ::FileSystemVectorPort* MountRecorder(const ::HandlerMount* mount) {
   ::FileSystemVectors table = RecordingHandler::FullTable();
-  table.Reserved[0] = const_cast<::HandlerServices*>(mount->Dos);
+  const ::HandlerServices* const dos = mount->Dos;
+  auto* const kept = new Kept{dos, {}, nullptr};
+  for (::Lock*& lock : kept->locks) {
+    lock = static_cast<::Lock*>(dos->AllocDosObject(dos, QUORLE_DOS_LOCK, nullptr));
+  }
+  kept->record =
+      static_cast<::ExamineData*>(dos->AllocDosObject(dos, QUORLE_DOS_EXAMINEDATA, nullptr));
+  table.Reserved[0] = kept;
   const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&table)},
                             {QUORLE_TAG_DONE, 0}};
   return static_cast<::FileSystemVectorPort*>(
-      mount->Dos->AllocDosObject(mount->Dos, QUORLE_DOS_FSVECTORPORT, tags));
+      dos->AllocDosObject(dos, QUORLE_DOS_FSVECTORPORT, tags));
 }
 
 void UnmountRecorder(::FileSystemVectorPort* port) {
-  const auto* const dos = static_cast<const ::HandlerServices*>(port->FSV.Reserved[0]);
+  const std::unique_ptr<Kept> kept(static_cast<Kept*>(port->FSV.Reserved[0]));
+  const ::HandlerServices* const dos = kept->dos;
+  for (::Lock* const lock : kept->locks) dos->FreeDosObject(dos, QUORLE_DOS_LOCK, lock);
+  dos->FreeDosObject(dos, QUORLE_DOS_EXAMINEDATA, kept->record);
   dos->FreeDosObject(dos, QUORLE_DOS_FSVECTORPORT, port);
 }
 
@@ -144,11 +163,15 @@ RecordingHandler::RecordingHandler() {
   handler.Packet = AnswerPacket;
 }
 
-std::unique_ptr<HandlerPort> RecordingHandler::Mount(PortType type) {
+std::unique_ptr<HandlerPort> RecordingHandler::Mount(PortType type, RunWatch* watch) {
   std::string problem;
-  auto port = MountHandler(handler, "REC", type, {}, clock, nullptr, problem);
+  auto port = MountHandler(handler, "REC", type, {}, clock, nullptr, problem, watch);
   EXPECT_NE(port, nullptr) << problem;
   TableOf(*port).FSPrivate = this;
+  const auto* const kept = static_cast<const Kept*>(TableOf(*port).Reserved[0]);
+  std::copy(std::begin(kept->locks), std::end(kept->locks), locks);
+  record = kept->record;
+  dos = kept->dos;
   return port;
 }
 

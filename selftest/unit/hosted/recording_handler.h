@@ -63,7 +63,7 @@ class RecordingHandler {
   RecordingHandler();
 
   /// Mounts it. Never null: a failure fails the test.
-  std::unique_ptr<HandlerPort> Mount(PortType type);
+  std::unique_ptr<HandlerPort> Mount(PortType type, RunWatch* watch = nullptr);
   /// The table of a port that Mount() gave.
   static ::FileSystemVectors& TableOf(const HandlerPort& port);
   /// Takes every function out of the table of `port`.
@@ -83,6 +83,11 @@ class RecordingHandler {
   std::vector<Called> calls;
   std::vector<std::string> packets;  ///< ShownPacket() of what the packet function got
   bool res2_was_zero = true;
+
+  // What the handler has from AllocDosObject() as long as the port of the last Mount() is mounted.
+  ::Lock* locks[3] = {};
+  ::ExamineData* record = nullptr;
+  const ::HandlerServices* dos = nullptr;
 
   ::Handler handler{};
   FixedClock clock;

@@ -267,8 +267,6 @@ TEST_F(IsolatedProgramTest, ALockOfAnotherVolumeStaysOne) {
   MakeFile("file");
   ::MsgPort elsewhere{QUORLE_NT_FILESYSTEM};
   ::Lock foreign{SHARED_LOCK, &elsewhere, nullptr, nullptr};
-  EXPECT_FALSE(port_->Rename(code_, nullptr, "file", &foreign, "file"));
-  EXPECT_EQ(code_, ERROR_RENAME_ACROSS_DEVICES);
   EXPECT_FALSE(port_->CreateHardLink(code_, nullptr, "link", &foreign));
   EXPECT_EQ(code_, ERROR_INVALID_LOCK);
 }
@@ -642,14 +640,17 @@ TEST_F(IsolatedProgramTest, ALockThatWasNeverMadeEndsIt) {
   EXPECT_EQ(lines_[0], "handler process of DH0: gave a reply without shape in FSLock()");
 }
 
-TEST_F(IsolatedProgramTest, ATextWithoutAnEndEndsIt) {
+TEST_F(IsolatedProgramTest, ATextWithoutAnEndIsNone) {
   MountRogue("FSExamineDir", "endless");
   MakeFile("file");
   ::PRIVATE_ExamineDirContext scan{};
   EXPECT_FALSE(port_->ExamineDir(code_, scan));
+  EXPECT_EQ(code_, ERROR_BAD_NUMBER);
   EXPECT_EQ(scan.Entry, nullptr);
   ASSERT_EQ(lines_.size(), 1U);
-  EXPECT_EQ(lines_[0], "handler process of DH0: gave a reply without shape in FSExamineDir()");
+  EXPECT_EQ(lines_[0], "handler of DH0: gave a text without an end in FSExamineDir()");
+  MakeFile("other");
+  EXPECT_TRUE(port_->Unmount().empty());
 }
 
 TEST_F(IsolatedProgramTest, ATextThatNoReplyHoldsEndsIt) {
@@ -670,15 +671,21 @@ TEST_F(IsolatedProgramTest, ARecordWithoutTextsIsOne) {
   EXPECT_TRUE(lines_.empty());
 }
 
-TEST_F(IsolatedProgramTest, ALockOfTheHandlersOwnIsOne) {
-  MountRogue("FSLock", "foreign");
-  for (int i = 0; i < 3; ++i) {
-    ::Lock* const lock = Lock("", EXCLUSIVE_LOCK);
-    ASSERT_NE(lock, nullptr);
-    EXPECT_EQ(lock->fl_Access, EXCLUSIVE_LOCK);
-    EXPECT_TRUE(port_->UnLock(code_, lock));
+TEST_F(IsolatedProgramTest, ALockFromElsewhereIsNone) {
+  for (const char* const how : {"foreign", "made-up", "stale"}) {
+    MountRogue("FSLock", how);
+    lines_.clear();
+    watch_.BeginTest(1, how);
+    for (int i = 0; i < 3; ++i) {
+      EXPECT_EQ(Lock("", EXCLUSIVE_LOCK), nullptr);
+      EXPECT_EQ(code_, ERROR_INVALID_LOCK);
+    }
+    EXPECT_EQ(lines_, std::vector<std::string>{
+                          "handler of DH0: gave a lock that is not from AllocDosObject() in "
+                          "FSLock(), test 1 (" +
+                          std::string(how) + ")"});
+    EXPECT_TRUE(port_->Unmount().empty());
   }
-  EXPECT_TRUE(port_->Unmount().empty());
 }
 
 TEST_F(IsolatedProgramTest, ALockThatTheHandlerHasFreedIsNone) {
@@ -689,19 +696,29 @@ TEST_F(IsolatedProgramTest, ALockThatTheHandlerHasFreedIsNone) {
   ASSERT_TRUE(port_->Open(code_, file, nullptr, "file", MODE_OLDFILE));
   char byte = 0;
   EXPECT_EQ(port_->Read(code_, file, &byte, 1), 1);
-  EXPECT_EQ(port_->DupLock(code_, lock), nullptr);
-  EXPECT_EQ(code_, ERROR_INVALID_LOCK);
+  // The next one may lie where it was.
+  ::Lock* const next = Lock("");
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(port_->DupLock(code_, lock), nullptr);
+    EXPECT_EQ(code_, ERROR_INVALID_LOCK);
+  }
+  EXPECT_EQ(lines_, std::vector<std::string>{
+                        "handler of DH0: was to use a lock that it has freed in FSDupLock()"});
+  EXPECT_NE(next, lock);
+  EXPECT_TRUE(port_->UnLock(code_, next));
+  EXPECT_FALSE(port_->UnLock(code_, lock));
   EXPECT_TRUE(port_->Close(code_, file));
-  EXPECT_TRUE(lines_.empty());
 }
 
 TEST_F(IsolatedProgramTest, WrongReleasesAreToldAsEver) {
   MountRogue("FSUnLock", "keep");
   EXPECT_TRUE(port_->UnLock(code_, Lock("")));
-  EXPECT_EQ(port_->Unmount(), std::vector<std::string>{"never freed: a lock (1)"});
+  EXPECT_EQ(port_->Unmount(),
+            std::vector<std::string>{"never freed: a lock (1), made in FSLock() (1)"});
   MountRogue("FSUnLock", "twice");
   EXPECT_TRUE(port_->UnLock(code_, Lock("")));
-  EXPECT_EQ(port_->Unmount(), std::vector<std::string>{"freed twice or never allocated: a lock"});
+  EXPECT_EQ(port_->Unmount(), std::vector<std::string>{
+                                  "freed twice or never allocated: a lock (1), in FSUnLock() (1)"});
 }
 
 // ---- Another process ---------------------------------------------------------------------------

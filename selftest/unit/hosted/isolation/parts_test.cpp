@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hosted/isolation/call_shape.h"
+#include "hosted/isolation/lent_memory.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
 #include "hosted/isolation/reply.h"
@@ -119,42 +120,48 @@ constexpr CallShape kLock = {"", "L", 'L'};
 constexpr CallShape kRecord = {"", "", 'E'};
 
 TEST(ReadAnswerTest, TakesWhatHasAShape) {
-  EXPECT_TRUE(Answer().N(205).N(-1).N(1).IsOne(kNumber));
-  EXPECT_TRUE(Answer().N(0).N(1).N(-2).N(1).N(-1).N(0).IsOne(kLock));
-  EXPECT_TRUE(Answer().N(0).N(0).N(1).IsOne(kRecord));
-  EXPECT_TRUE(Answer().N(0).Record(5, "name").N(1).IsOne(kRecord));
-  EXPECT_TRUE(Answer().N(0).Record(1, "").N(1).IsOne(kRecord));
+  EXPECT_TRUE(Answer().N(205).N(-1).N(1).N(0).IsOne(kNumber));
+  EXPECT_TRUE(Answer().N(0).N(1).N(-2).N(1).N(-1).N(0).N(0).IsOne(kLock));
+  EXPECT_TRUE(Answer().N(0).N(0).N(1).N(0).IsOne(kRecord));
+  EXPECT_TRUE(Answer().N(0).Record(5, "name").N(1).N(0).IsOne(kRecord));
+  EXPECT_TRUE(Answer().N(0).Record(1, "").N(1).N(0).IsOne(kRecord));
 }
 
 TEST(ReadAnswerTest, RefusesWhatHasNone) {
   EXPECT_FALSE(Answer().IsOne(kNumber));
-  EXPECT_FALSE(Answer().N(205).N(-1).IsOne(kNumber)) << "too short";
-  EXPECT_FALSE(Answer().N(205).N(-1).N(1).N(0).IsOne(kNumber)) << "too long";
-  EXPECT_FALSE(Answer().N(205).N(-1).N(2).IsOne(kNumber)) << "no flag";
-  EXPECT_FALSE(Answer().N(INT64_MAX).N(-1).N(1).IsOne(kNumber)) << "no code";
-  EXPECT_FALSE(Answer().N(0).N(1).N(1LL << 32).N(1).N(-1).N(0).IsOne(kLock)) << "no mode";
-  EXPECT_FALSE(Answer().N(0).N(1).N(-2).N(7).N(-1).N(0).IsOne(kLock)) << "neither there nor not";
-  EXPECT_FALSE(Answer().N(0).Record(4, "name").N(1).IsOne(kRecord)) << "no room for the zero";
-  EXPECT_FALSE(Answer().N(0).Record(0, "").N(1).IsOne(kRecord)) << "no buffer";
-  EXPECT_FALSE(Answer().N(0).Record(-7, "").N(1).IsOne(kRecord)) << "less than none";
-  EXPECT_FALSE(Answer().N(0).Record(65537, "name").N(1).IsOne(kRecord)) << "too large a buffer";
-  EXPECT_FALSE(Answer().N(0).Record(9, {"na\0me", 5}).N(1).IsOne(kRecord)) << "a zero within";
-  EXPECT_FALSE(Answer().N(0).N(2).N(1).IsOne(kRecord)) << "neither a record nor none";
+  EXPECT_FALSE(Answer().N(205).N(-1).N(1).IsOne(kNumber)) << "too short";
+  EXPECT_TRUE(Answer().N(0).N(-1).N(1).N(6).IsOne(kNumber));
+  EXPECT_FALSE(Answer().N(0).N(-1).N(1).N(7).IsOne(kNumber)) << "no breach";
+  EXPECT_FALSE(Answer().N(0).N(-1).N(1).N(-1).IsOne(kNumber)) << "no breach";
+  EXPECT_FALSE(Answer().N(205).N(-1).N(1).N(0).N(0).IsOne(kNumber)) << "too long";
+  EXPECT_FALSE(Answer().N(205).N(-1).N(2).N(0).IsOne(kNumber)) << "no flag";
+  EXPECT_FALSE(Answer().N(INT64_MAX).N(-1).N(1).N(0).IsOne(kNumber)) << "no code";
+  EXPECT_FALSE(Answer().N(0).N(1).N(1LL << 32).N(1).N(-1).N(0).N(0).IsOne(kLock)) << "no mode";
+  EXPECT_FALSE(Answer().N(0).N(1).N(-2).N(7).N(-1).N(0).N(0).IsOne(kLock))
+      << "neither there nor not";
+  EXPECT_FALSE(Answer().N(0).Record(4, "name").N(1).N(0).IsOne(kRecord)) << "no room for the zero";
+  EXPECT_FALSE(Answer().N(0).Record(0, "").N(1).N(0).IsOne(kRecord)) << "no buffer";
+  EXPECT_FALSE(Answer().N(0).Record(-7, "").N(1).N(0).IsOne(kRecord)) << "less than none";
+  EXPECT_FALSE(Answer().N(0).Record(65537, "name").N(1).N(0).IsOne(kRecord))
+      << "too large a buffer";
+  EXPECT_FALSE(Answer().N(0).Record(9, {"na\0me", 5}).N(1).N(0).IsOne(kRecord)) << "a zero within";
+  EXPECT_FALSE(Answer().N(0).N(2).N(1).N(0).IsOne(kRecord)) << "neither a record nor none";
 }
 
 TEST(ReadAnswerTest, StructuresHaveTheirSize) {
   const CallShape info = {"", "I", '#'};
-  EXPECT_TRUE(Answer().N(0).N(1).T(std::string(sizeof(::InfoData), 'x')).N(1).IsOne(info));
-  EXPECT_FALSE(Answer().N(0).N(1).T(std::string(sizeof(::InfoData) - 1, 'x')).N(1).IsOne(info));
+  EXPECT_TRUE(Answer().N(0).N(1).T(std::string(sizeof(::InfoData), 'x')).N(1).N(0).IsOne(info));
+  EXPECT_FALSE(
+      Answer().N(0).N(1).T(std::string(sizeof(::InfoData) - 1, 'x')).N(1).N(0).IsOne(info));
 
   std::uint32_t value = 0;
   const ::TagItem tags[] = {{QUORLE_FSA_DOSTypeR, reinterpret_cast<std::uintptr_t>(&value)},
                             {QUORLE_TAG_IGNORE, 1},
                             {QUORLE_TAG_DONE, 0}};
   const CallShape attributes = {"", "G", '#'};
-  EXPECT_TRUE(Answer().N(0).N(1).T("1234").T("").N(1).IsOne(attributes, tags));
-  EXPECT_FALSE(Answer().N(0).N(1).T("12345").T("").N(1).IsOne(attributes, tags));
-  EXPECT_FALSE(Answer().N(0).N(1).T("1234").N(1).IsOne(attributes, tags));
+  EXPECT_TRUE(Answer().N(0).N(1).T("1234").T("").N(1).N(0).IsOne(attributes, tags));
+  EXPECT_FALSE(Answer().N(0).N(1).T("12345").T("").N(1).N(0).IsOne(attributes, tags));
+  EXPECT_FALSE(Answer().N(0).N(1).T("1234").N(1).N(0).IsOne(attributes, tags));
 }
 
 /// Whatever comes, it is read without a fault; nearly nothing of it is an answer.
@@ -163,7 +170,7 @@ TEST(ReadAnswerTest, AnythingMayCome) {
   const auto below = [&numbers](std::size_t most) {
     return static_cast<std::size_t>(numbers() % most);
   };
-  const Answer good = Answer().N(0).Record(5, "name").N(1);
+  const Answer good = Answer().N(0).Record(5, "name").N(1).N(0);
   int taken = 0;
   for (int i = 0; i < 100'000; ++i) {
     std::vector<std::byte> message(good.bytes().begin(), good.bytes().end());
@@ -233,7 +240,7 @@ TEST(RemoteVectorsTest, EachFunctionHasItsShape) {
   for (std::size_t i = 0; i < VectorCount(); ++i) {
     const CallShape& shape = VectorShape(i);
     ASSERT_TRUE(HasVector(table, i)) << shape.name;
-    const Outcome outcome = CallVectorOf(port, i, words.data());
+    const Outcome outcome = CallVectorOf(port.FSV, port, i, words.data());
     EXPECT_EQ(calls.last, i);
     EXPECT_EQ(calls.count, std::strlen(shape.arguments)) << shape.name;
     EXPECT_EQ(outcome.result, -1) << shape.name;
@@ -252,6 +259,80 @@ TEST(RemoteVectorsTest, AFunctionCanBeTakenOut) {
     EXPECT_FALSE(HasVector(table, i));
   }
   EXPECT_FALSE(HasFunctions(table));
+}
+
+// ---- Lent memory -------------------------------------------------------------------------------
+
+TEST(LentMemoryTest, HoldsACopyBetweenFences) {
+  LentMemory memory;
+  for (const std::size_t size : {0U, 1U, 7U, 256U, 5000U}) {
+    const std::string text(size, 't');
+    std::byte* const lent = memory.Lend(text.data(), size);
+    ASSERT_NE(lent, nullptr);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(lent) % 16, 0U);
+    EXPECT_EQ(std::memcmp(lent, text.data(), size), 0);
+    std::memset(lent, 'x', size);
+    EXPECT_TRUE(memory.Holds(0));
+  }
+  memory.TakeBack(0);
+  EXPECT_EQ(memory.count(), 0U);
+}
+
+TEST(LentMemoryTest, NoticesEveryByteBesideAPiece) {
+  for (std::size_t size : {0U, 13U, 256U}) {
+    for (std::size_t n = 0; n < LentMemory::kFenceBytes; ++n) {
+      for (const bool behind : {true, false}) {
+        LentMemory memory;
+        const std::string text(size, 't');
+        memory.Lend("other", 5);
+        std::byte* const lent = memory.Lend(text.data(), size);
+        memory.Lend("other", 5);
+        *(behind ? lent + size + n : lent - 1 - n) = std::byte{0};
+        EXPECT_FALSE(memory.Holds(0)) << size << ' ' << n << ' ' << behind;
+      }
+    }
+  }
+}
+
+TEST(LentMemoryTest, AMebibyteBehindAPieceHarmsNothing) {
+  LentMemory memory;
+  std::byte* const lent = memory.Lend("text", 4);
+  std::memset(lent, 'x', 4 + (1U << 20));
+  EXPECT_FALSE(memory.Holds(0));
+  memory.TakeBack(0);
+  EXPECT_EQ(memory.Lend("text", 4), lent);
+  EXPECT_TRUE(memory.Holds(0));
+}
+
+TEST(LentMemoryTest, APieceOfAnySizeIsLent) {
+  LentMemory memory;
+  const std::string large(5U << 20, 'x');
+  ASSERT_NE(memory.Lend(large.data(), large.size()), nullptr);
+  EXPECT_EQ(memory.Lend(large.data(), large.size()), nullptr) << "what is lent stays where it is";
+  EXPECT_TRUE(memory.Holds(0));
+  memory.TakeBack(0);
+  EXPECT_NE(memory.Lend(large.data(), 2 * large.size() / 3), nullptr);
+}
+
+TEST(LentMemoryTest, CallsMayBeMadeWithinACall) {
+  LentMemory memory;
+  std::byte* const outer = memory.Lend("outer", 5);
+  const std::size_t first = memory.count();
+  std::byte* const inner = memory.Lend("inner", 5);
+  inner[5] = std::byte{0};
+  EXPECT_FALSE(memory.Holds(first));
+  memory.TakeBack(first);
+  EXPECT_TRUE(memory.Holds(0));
+  EXPECT_EQ(std::memcmp(outer, "outer", 5), 0);
+}
+
+TEST(LentMemoryTest, APlaceCanBeLentAsItLies) {
+  std::vector<std::byte> place(2 * LentMemory::kFenceBytes + 10);
+  LentMemory memory;
+  memory.LendInPlace(place.data() + LentMemory::kFenceBytes, 10);
+  EXPECT_TRUE(memory.Holds(0));
+  place[LentMemory::kFenceBytes + 10] = std::byte{0};
+  EXPECT_FALSE(memory.Holds(0));
 }
 
 // ---- Turns -------------------------------------------------------------------------------------
