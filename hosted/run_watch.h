@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -44,14 +45,19 @@ class RunWatch {
     report_(line);
   }
   /// Reports that the handler of `device` did `what` in `call` ("FSRead()"), and where. A handler
-  /// does the same thing again and again: the same line is reported once.
+  /// does the same thing again and again: the same line is reported once, and no more than
+  /// kMostCalls lines are.
   void ReportCall(const std::string& device, const std::string& what, const std::string& call) {
     std::string line = "handler of " + device + ": " + what + " in " + call;
     if (const std::string place = Place(); !place.empty()) line += ", " + place;
-    if (std::find(blamed_.begin(), blamed_.end(), line) != blamed_.end()) return;
+    const bool is_known = std::find(blamed_.begin(), blamed_.end(), line) != blamed_.end();
+    if (is_known || blamed_.size() > kMostCalls) return;
+    if (blamed_.size() == kMostCalls) line = "handler of " + device + ": no more of that is listed";
     Report(line);
     blamed_.push_back(std::move(line));
   }
+
+  static constexpr std::size_t kMostCalls = 100;
 
   /// The id of the running check, "Lock.ExclusiveOverShared"; between the checks of a group the
   /// group's name; outside of the tests empty.

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -576,13 +577,13 @@ INSTANTIATE_TEST_SUITE_P(BothPorts, HandlerPortTest,
 
 class NoAnswerTest : public testing::TestWithParam<PortType> {
  protected:
-  NoAnswerTest() {
-    watch.BeginTest(7, "Some()");
-    watch.BeginCheck("Check");
-  }
   /// Over functions, or over a packet function alone.
   void Mount(bool functions) {
-    port = state.Mount(GetParam(), &watch);
+    port.reset();
+    watch.emplace([this](const std::string& line) { lines.push_back(line); });
+    watch->BeginTest(7, "Some()");
+    watch->BeginCheck("Check");
+    port = state.Mount(GetParam(), &*watch);
     if (!functions) RecordingHandler::ClearTable(*port);
     lines.clear();
   }
@@ -598,7 +599,7 @@ class NoAnswerTest : public testing::TestWithParam<PortType> {
   RecordingHandler state;
   Things things{state};
   std::vector<std::string> lines;
-  RunWatch watch{[this](const std::string& line) { lines.push_back(line); }};
+  std::optional<RunWatch> watch;
   std::unique_ptr<HandlerPort> port;
   std::int32_t res2 = 0;
 };
@@ -692,9 +693,19 @@ TEST_P(NoAnswerTest, TheSameLineIsReportedOnce) {
   Answer(17);
   for (int i = 0; i < 3; ++i) port->Read(res2, things.f, things.buffer, 16);
   EXPECT_EQ(lines.size(), 1U);
-  watch.BeginCheck("Other");
+  watch->BeginCheck("Other");
   port->Read(res2, things.f, things.buffer, 16);
   EXPECT_EQ(lines.size(), 2U);
+}
+
+TEST_P(NoAnswerTest, TheLinesHaveAnEnd) {
+  Mount(true);
+  for (int count = 17; count < 1000; ++count) {
+    Answer(count);
+    EXPECT_EQ(port->Read(res2, things.f, things.buffer, 16), -1);
+  }
+  ASSERT_EQ(lines.size(), RunWatch::kMostCalls + 1);
+  EXPECT_EQ(lines.back(), "handler of REC: no more of that is listed");
 }
 
 INSTANTIATE_TEST_SUITE_P(BothPorts, NoAnswerTest,

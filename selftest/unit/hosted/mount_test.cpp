@@ -285,8 +285,7 @@ TEST_F(MountTest, TheUnmountTellsWhatWasForgotten) {
 TEST_F(MountTest, AnExamineRecordGoesBackToTheHandlersMemory) {
   const auto port = Mount();
   ASSERT_NE(port, nullptr);
-  const auto* const dos =
-      static_cast<const ::HandlerServices*>(RecordingHandler::TableOf(*port).Reserved[0]);
+  const ::HandlerServices* const dos = RecordingHandler::DosOf(*port);
   auto* const data =
       static_cast<::ExamineData*>(dos->AllocDosObject(dos, QUORLE_DOS_EXAMINEDATA, nullptr));
   port->FreeExamineData(data);

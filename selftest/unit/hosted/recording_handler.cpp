@@ -179,6 +179,10 @@ std::unique_ptr<HandlerPort> RecordingHandler::Mount(PortType type, RunWatch* wa
   return reinterpret_cast<::FileSystemVectorPort*>(port.port())->FSV;
 }
 
+const ::HandlerServices* RecordingHandler::DosOf(const HandlerPort& port) {
+  return static_cast<const Kept*>(TableOf(port).Reserved[0])->dos;
+}
+
 void RecordingHandler::ClearTable(const HandlerPort& port) {
   WithSlots(TableOf(port), [](auto&... slots) { ((slots = nullptr), ...); });
 }

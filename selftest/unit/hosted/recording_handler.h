@@ -66,6 +66,8 @@ class RecordingHandler {
   std::unique_ptr<HandlerPort> Mount(PortType type, RunWatch* watch = nullptr);
   /// The table of a port that Mount() gave.
   static ::FileSystemVectors& TableOf(const HandlerPort& port);
+  /// What the handler of a port that Mount() gave was given.
+  static const ::HandlerServices* DosOf(const HandlerPort& port);
   /// Takes every function out of the table of `port`.
   static void ClearTable(const HandlerPort& port);
   /// A complete table; without a state to record into until one is attached as FSPrivate.
