@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -41,8 +42,9 @@ void Report(const std::string& device_name, const std::string& line) {
   Console(errors, errors, false).Report(device_name + ": " + line);
 }
 
+/// A buffer may be larger than any text that travels.
 void WriteText(MessageWriter& reply, const char* text, std::uint32_t size) {
-  reply.Number(text == nullptr ? kNoText : size);
+  reply.Number(text == nullptr ? kNoText : std::min<std::int64_t>(size, kMostText));
   if (text != nullptr) reply.Bytes(text);
 }
 
