@@ -1,35 +1,51 @@
 #include "hosted/call_gate.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <csignal>
+#include <fstream>
+#include <string_view>
 #include <utility>
+
+#include "platform/constants.h"
 
 namespace quorle {
 namespace {
 
 using std::chrono::nanoseconds;
 
-/// How often the other thread looks. A process that is stopped, or gets no processor, looks no more:
-/// no more than twice that time counts between two looks.
-constexpr nanoseconds kGlance = std::chrono::milliseconds(100);
+constexpr std::chrono::milliseconds kTick{100};
 /// A call in this process that takes no longer is not taken for one that never returns.
-constexpr nanoseconds kLongCall = std::chrono::seconds(10);
+constexpr std::chrono::seconds kLongCall{10};
+
+/// Outside an object: a signal handler is given none.
+std::atomic<CallGate*> the_gate = nullptr;
+
+/// One that hardly anybody uses, that is ignored by default, and that debuggers let pass.
+constexpr int kTickSignal = SIGURG;
 
 std::string InSeconds(std::chrono::seconds limit) {
   const auto count = limit.count();
   return std::to_string(count) + (count == 1 ? " second" : " seconds");
 }
 
-/// Makes a thread that no signal of the process is delivered to.
-template <class Body>
-std::thread MakeQuietThread(Body body) {
-  sigset_t all;
-  sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread thread(body);
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return thread;
+/// Whether a debugger has this process, and may have had it stand still.
+bool IsTraced() {
+  constexpr std::string_view kTracer = "TracerPid:\t";
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(kTracer)) return line.substr(kTracer.size()) != "0";
+  }
+  return false;
+}
+
+void SetHandler(int signal, void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  sigaction(signal, &action, nullptr);
 }
 
 }  // namespace
@@ -43,48 +59,54 @@ CallGate::Passage::~Passage() {
 }
 
 CallGate::CallGate(Settings settings, RunWatch& watch)
-    : settings_(std::move(settings)),
-      watch_(watch),
-      watcher_(MakeQuietThread([this] { Watch(); })) {}
+    : settings_(std::move(settings)), watch_(watch), how_long_(InSeconds(settings_.limit)) {
+  the_gate = this;
+  SetHandler(kTickSignal, OnTick);
+  SetHandler(SIGCONT, OnContinue);
+  sigevent event{};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = kTickSignal;
+  timer_create(CLOCK_MONOTONIC, &event, &timer_);
+  BeginGroup();
+}
 
 CallGate::~CallGate() {
-  {
-    const std::lock_guard lock(mutex_);
-    ends_ = true;
-  }
-  changed_.notify_one();
-  watcher_.join();
+  timer_delete(timer_);
+  std::signal(SIGCONT, SIG_DFL);
+  std::signal(kTickSignal, SIG_DFL);
+  the_gate = nullptr;
 }
 
 void CallGate::BeginGroup() {
-  used_ = 0;
+  used_ = {};
   reported_ = false;
   FollowWatch();
+  // Ticks only when the time is over: they cut short what a handler waits for.
+  itimerspec ticks{};
+  ticks.it_value.tv_sec = settings_.limit.count();
+  ticks.it_interval.tv_nsec = nanoseconds(kTick).count();
+  timer_settime(timer_, 0, &ticks, nullptr);
 }
 
 void CallGate::FollowWatch() {
-  std::string place = watch_.Place();
-  const std::lock_guard lock(mutex_);
-  where_ = std::move(place);
+  where_ = watch_.Place();
 }
 
 bool CallGate::Admits(Purpose purpose) {
-  const std::int64_t limit = nanoseconds(settings_.limit).count();
-  const std::int64_t used = used_.load(std::memory_order_relaxed);
-  if (used < limit) return true;
+  if (used_ < settings_.limit) return true;
   if (!reported_) {
     reported_ = true;
     const std::string place = watch_.Place();
     watch_.Report((place.empty() ? "outside of the tests" : place) +
-                  ": the handler took more than " + InSeconds(settings_.limit) +
+                  ": the handler took more than " + how_long_ +
                   " (--limit); the calls that are left fail");
   }
-  return purpose == Purpose::kRelease && used < 2 * limit;
+  return purpose == Purpose::kRelease && used_ < 2 * settings_.limit;
 }
 
 bool CallGate::GivesUp() const {
   return settings_.was_interrupted && settings_.was_interrupted() &&
-         nanoseconds(used_ + running_) >= settings_.limit;
+         used_ + (Moment::now() - begun_) - excused_ >= settings_.limit;
 }
 
 void CallGate::Report(const std::string& line) {
@@ -94,52 +116,56 @@ void CallGate::Report(const std::string& line) {
 
 void CallGate::Enter(Process process, const char* device) {
   excused_ = {};
-  running_ = 0;
-  process_.store(process, std::memory_order_relaxed);
+  was_stopped_.store(false, std::memory_order_relaxed);
   device_.store(device, std::memory_order_relaxed);
   begun_ = Moment::now();
-  turn_.fetch_add(1, std::memory_order_release);
+  if (process == Process::kOurs) turn_.fetch_add(1, std::memory_order_release);
 }
 
 void CallGate::Leave() {
-  turn_.fetch_add(1, std::memory_order_release);
+  const bool was_ours = turn_.load(std::memory_order_relaxed) % 2 != 0;
+  if (was_ours) turn_.fetch_add(1, std::memory_order_release);
   nanoseconds took = Moment::now() - begun_;
-  // Only where it matters: whether all of it was ours is what the other thread knows.
-  if (took > 2 * kGlance) {
-    took = std::min(took, nanoseconds(running_.load()) + 2 * kGlance);
-  }
-  took -= std::min(took, excused_);
-  used_.store(used_.load(std::memory_order_relaxed) + took.count(), std::memory_order_relaxed);
+  // How long it was stopped is not known here; of another process the wait for it has told.
+  if (was_ours && took > kTick && (was_stopped_ || IsTraced())) took = kTick;
+  used_ += took - std::min(took, excused_);
 }
 
-/// What the other thread does: measures the call that does not return.
-void CallGate::Watch() {
-  std::uint64_t seen = 0;
-  Moment::time_point last = Moment::now();
-  std::unique_lock lock(mutex_);
-  while (!changed_.wait_for(lock, kGlance, [this] { return ends_; })) {
-    const Moment::time_point now = Moment::now();
-    const nanoseconds gone = std::min<nanoseconds>(now - std::exchange(last, now), 2 * kGlance);
-    const std::uint64_t turn = turn_.load(std::memory_order_acquire);
-    if (turn % 2 == 0 || std::exchange(seen, turn) != turn) {
-      running_ = 0;
-      continue;
-    }
-    running_ += gone.count();
-    const nanoseconds running(running_.load());
-    if (process_.load(std::memory_order_relaxed) == Process::kOurs && settings_.give_up &&
-        running >= std::min<nanoseconds>(settings_.limit, kLongCall) &&
-        nanoseconds(used_ + running_) >= settings_.limit) {
-      settings_.give_up(LastLine());
-      return;
-    }
-  }
+void CallGate::OnTick(int /*signal*/) {
+  if (CallGate* const gate = the_gate; gate != nullptr) gate->Tick();
 }
 
-std::string CallGate::LastLine() const {
-  return std::string(device_.load()) + ": the handler did not return within " +
-         InSeconds(settings_.limit) + (where_.empty() ? "" : ", " + where_) +
-         "; it is in the tester's own process, which ends";
+void CallGate::OnContinue(int /*signal*/) {
+  if (CallGate* const gate = the_gate; gate != nullptr) gate->was_stopped_ = true;
+}
+
+/// Counts how long a call in this process goes on after the time of its group. Ticks that come while
+/// the process is stopped become one.
+void CallGate::Tick() {
+  const std::uint32_t turn = turn_.load(std::memory_order_acquire);
+  if (turn % 2 == 0 || turn != std::exchange(seen_turn_, turn)) {
+    ticks_ = 0;
+    return;
+  }
+  if (++ticks_ * kTick >= std::min<nanoseconds>(settings_.limit, kLongCall)) EndProgram();
+}
+
+/// In a signal handler, with a handler in the middle of anything.
+void CallGate::EndProgram() const {
+  std::array<char, 512> line{};
+  std::size_t length = 0;
+  const auto add = [&](std::string_view text) {
+    length += text.copy(line.data() + length, line.size() - length);
+  };
+  add("quorle: ");
+  add(device_.load());
+  add(": the handler did not return within ");
+  add(how_long_);
+  add(where_.empty() ? "" : ", ");
+  add(where_);
+  add("; it is in the tester's own process, which ends\n");
+  static_cast<void>(!write(STDERR_FILENO, line.data(), length));
+  _exit(RETURN_FAIL);
 }
 
 }  // namespace quorle

@@ -2,19 +2,19 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
+#include <ctime>
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
 
 #include "hosted/run_watch.h"
 
 namespace quorle {
 
 /// What every call to a handler goes through: bounds the time that the handlers may take for one
-/// test group, and ends the program when one that runs in its own process does not come back.
+/// test group, and ends the program when one that runs in its own process does not come back: with
+/// a line on standard error and the status RETURN_FAIL, once the group has had its time and a call
+/// has gone on for as long again, or for 10 seconds more.
 ///
 /// The time is that of the calls alone, not what the tester does, waits for or prints between them;
 /// nor does the time count in which this process, or the process of the handler, was stopped.
@@ -25,9 +25,6 @@ class CallGate {
     std::chrono::seconds limit{60};  ///< of one group; what lies outside of the groups has as much
     /// Whether the run was asked to end; may be null.
     std::function<bool()> was_interrupted = nullptr;
-    /// Takes the last line and ends the process; called on another thread, once, while a handler
-    /// has this one.
-    std::function<void(const std::string& line)> give_up = nullptr;
   };
   /// What a call is for.
   enum class Purpose : std::uint8_t {
@@ -50,7 +47,8 @@ class CallGate {
     CallGate* gate_;
   };
 
-  /// `watch` must outlive this; it is told which group took too long.
+  /// `watch` must outlive this; it is told which group took too long. Make one at a time: it takes a
+  /// timer and its signal, and SIGCONT.
   CallGate(Settings settings, RunWatch& watch);
   ~CallGate();
   CallGate(const CallGate&) = delete;
@@ -77,29 +75,30 @@ class CallGate {
  private:
   using Moment = std::chrono::steady_clock;
 
+  static void OnTick(int signal);
+  static void OnContinue(int signal);
   void Enter(Process process, const char* device);
   void Leave();
-  void Watch();
-  std::string LastLine() const;
+  void Tick();
+  [[noreturn]] void EndProgram() const;
 
   Settings settings_;
   RunWatch& watch_;
+  timer_t timer_{};
+  std::chrono::nanoseconds used_{0};  ///< by the group's calls that are over
   std::chrono::nanoseconds excused_{0};
   Moment::time_point begun_;
+  std::string where_;     ///< as the last line has it; changed between the calls alone
+  std::string how_long_;  ///< the same
   int depth_ = 0;
   bool reported_ = false;
 
-  // What both threads know.
-  std::atomic<std::uint64_t> turn_{0};  ///< odd during a call
-  std::atomic<Process> process_{Process::kAnother};
+  // What signal handlers look at.
+  std::atomic<std::uint32_t> turn_{0};  ///< odd during a call of a handler in this process
   std::atomic<const char*> device_{nullptr};
-  std::atomic<std::int64_t> used_{0};     ///< nanoseconds of the group's calls that are over
-  std::atomic<std::int64_t> running_{0};  ///< of the one that is not, as the other thread sees it
-  mutable std::mutex mutex_;
-  std::string where_;  ///< guarded by the mutex, as what follows
-  bool ends_ = false;
-  std::condition_variable changed_;
-  std::thread watcher_;  ///< the last: it begins when all else is there
+  std::atomic<bool> was_stopped_{false};
+  std::uint32_t seen_turn_ = 0;  ///< of the call that the ticks are counted for
+  int ticks_ = 0;
 };
 
 }  // namespace quorle

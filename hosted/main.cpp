@@ -88,14 +88,8 @@ std::int32_t RunTester(HostOptions options, Console& console) {
   SystemClock clock;
   BreakSignal breaks;
   RunWatch watch([&console](const std::string& line) { console.Report(line); });
-  CallGate gate({.limit = options.limit,
-                 .was_interrupted = [&breaks] { return breaks.IsPending(); },
-                 .give_up =
-                     [&console](const std::string& line) {
-                       console.Report(line);
-                       _exit(RETURN_FAIL);
-                     }},
-                watch);
+  CallGate gate(
+      {.limit = options.limit, .was_interrupted = [&breaks] { return breaks.IsPending(); }}, watch);
   MachineOptions machine_options{
       .handlers = BuiltInHandlers(),
       .layers = BuiltInLayers(),

@@ -24,11 +24,10 @@ std::string InSeconds(std::chrono::seconds limit) {
 void Patience::Count(const HandlerProcess& process, CallGate* gate) {
   const auto now = std::chrono::steady_clock::now();
   const std::chrono::nanoseconds gone = now - std::exchange(last_, now);
-  if (process.IsStopped()) {
-    if (gate != nullptr) gate->Excuse(gone);
-    return;
-  }
-  spent_ += std::min<std::chrono::nanoseconds>(gone, kLongGlance);
+  const std::chrono::nanoseconds counted =
+      process.IsStopped() ? gone.zero() : std::min<std::chrono::nanoseconds>(gone, kLongGlance);
+  spent_ += counted;
+  if (gate != nullptr) gate->Excuse(gone - counted);
 }
 
 std::unique_ptr<HandlerLink> HandlerLink::Create(std::chrono::seconds limit, CallGate* gate,

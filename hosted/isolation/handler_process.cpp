@@ -78,7 +78,7 @@ void LeaveTheParent(pid_t parent) {
   if (getppid() != parent) _exit(0);
   setsid();
   std::signal(SIGINT, SIG_IGN);
-  for (const int signal : {SIGTERM, SIGHUP}) std::signal(signal, SIG_DFL);
+  for (const int signal : {SIGTERM, SIGHUP, SIGCONT}) std::signal(signal, SIG_DFL);
   const int nothing = open("/dev/null", O_RDWR);
   if (nothing >= 0) dup2(nothing, STDIN_FILENO);
   dup2(STDERR_FILENO, STDOUT_FILENO);

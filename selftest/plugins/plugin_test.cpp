@@ -154,6 +154,15 @@ INSTANTIATE_TEST_SUITE_P(Ways, DeathTest,
                                          Death{"short", "gave a reply without shape"}),
                          [](const auto& row) { return std::string(row.param.how); });
 
+#ifdef __SANITIZE_ADDRESS__
+TEST(PluginRunTest, ALeakIsShownInTheSourceOfTheHandler) {
+  const ProgramRun run =
+      RunOver("plugin:rogue_plugin.so,isolate=no,in=FSRename,how=lose", {"DH0:", "TN", "34"});
+  EXPECT_NE(run.errors.find("Lose"), std::string::npos) << run.errors;
+  EXPECT_NE(run.errors.find("rogue_handler.cpp:"), std::string::npos) << run.errors;
+}
+#endif
+
 #ifndef __SANITIZE_ADDRESS__  // it takes the crash for itself
 TEST(PluginRunTest, ACrashIsShownInTheSourceOfTheHandler) {
   struct Case {

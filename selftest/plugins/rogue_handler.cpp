@@ -82,6 +82,11 @@ constexpr std::int64_t kAnswerKind = 0x516E7377;
   }
 }
 
+[[gnu::noinline]] void Lose() {
+  auto* const lost = new char[77];
+  lost[0] = 'x';
+}
+
 /// Makes a process that does nothing for a minute.
 void MakeIdler() {
   if (fork() != 0) return;
@@ -147,6 +152,8 @@ void Misbehave(const Rogue& rogue) {
     Hang();
   } else if (how == "crash") {
     Crash();
+  } else if (how == "lose") {
+    Lose();
   } else if (how == "spin") {
     Spin();
   } else if (how == "slow") {

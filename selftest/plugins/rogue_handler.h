@@ -21,6 +21,7 @@
 ///     int, term, hup
 ///               sends its parent the signal of that name, at its Nth call alone
 ///     crash     writes to nowhere in Crash()
+///     lose      loses memory in Lose()
 ///     spin      does not come back from Spin()
 ///     int_hang  sends its parent SIGINT and does not come back
 ///     slow      takes a tenth of a second
