@@ -126,7 +126,7 @@ void CallGate::Leave() {
   const bool was_ours = turn_.load(std::memory_order_relaxed) % 2 != 0;
   if (was_ours) turn_.fetch_add(1, std::memory_order_release);
   nanoseconds took = Moment::now() - begun_;
-  // How long it was stopped is not known here; of another process the wait for it has told.
+  // How long it was stopped is not known here; of another process the wait for it has counted it.
   if (was_ours && took > kTick && (was_stopped_ || IsTraced())) took = kTick;
   used_ += took - std::min(took, excused_);
 }

@@ -47,14 +47,14 @@ class CallGate {
     CallGate* gate_;
   };
 
-  /// `watch` must outlive this; it is told which group took too long. Make one at a time: it takes a
+  /// `watch` must outlive this; it gets a line that names the group which took too long. Make one at a time: it takes a
   /// timer and its signal, and SIGCONT.
   CallGate(Settings settings, RunWatch& watch);
   ~CallGate();
   CallGate(const CallGate&) = delete;
   CallGate& operator=(const CallGate&) = delete;
 
-  /// A group begins, or what comes after it: its time is counted anew.
+  /// A group begins, or what comes after it: its time is counted from 0.
   void BeginGroup();
   /// The watch says something else now.
   void FollowWatch();

@@ -27,7 +27,7 @@ class CallWatch {
   /// the last ForgetUnknown(); empty when it found none.
   std::string_view unknown() const;
   void ForgetUnknown();
-  /// Whether the program was told of a break signal.
+  /// Whether the program has seen a break signal.
   bool broken() const;
 
  private:

@@ -283,7 +283,7 @@ void HostServices::Release(void* object, std::uint32_t kind) {
   std::free(object);
 }
 
-// ---- What is told of it ------------------------------------------------------------------------
+// ---- What is said of it ------------------------------------------------------------------------
 
 void HostServices::SetCheck(std::string check) {
   if (checks_.back() != check) checks_.push_back(std::move(check));

@@ -46,7 +46,7 @@ struct MachineParts {
   Clock& clock;
   BreakSource& breaks;
   CallGate* gate = nullptr;   ///< what the calls to the handlers go through; none when null
-  RunWatch* watch = nullptr;  ///< is told what a handler answers wrongly
+  RunWatch* watch = nullptr;  ///< gets a line for what a handler answers wrongly
 };
 
 /// The platform with its devices: exec, dos and utility for one program, the mounts of the options,

@@ -79,8 +79,8 @@ class MountedHandler {
 /// or kPacket; without one a handler of packets alone gets a packet port, any other a vector port.
 /// Null, with one line in `problem`, when the handler refuses or does not fit. `clock` must outlive
 /// the port; `may_be_named` is asked whenever the handler names its volume, and `report` gets what
-/// the handler has to say, which may be before this returns. `watch`, if any, is told what the
-/// handler answers wrongly; it must outlive the port.
+/// the handler has to say, which may be before this returns. `watch`, if any, gets a line for
+/// what the handler answers wrongly; it must outlive the port.
 std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> program,
                                           const std::string& device_name,
                                           std::optional<PortType> type, const MountKeys& keys,

@@ -14,7 +14,7 @@
 
 namespace quorle::hostdir {
 
-/// What tells an object of the host from all others. The number alone does not: the host gives that
+/// What distinguishes an object of the host from all others. The number alone does not: the host gives that
 /// of a removed object to the next one. Where it knows no births, the number has to do.
 struct Identity {
   std::uint64_t device = 0;

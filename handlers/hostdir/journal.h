@@ -21,7 +21,7 @@ struct JournalEntry {
   std::optional<Identity> identity;  ///< none: it was about to be made
 };
 
-/// What a mount has made and not removed, as its journal tells it.
+/// What a mount has made and not removed, as its journal has it.
 class JournalEntries {
  public:
   const std::vector<JournalEntry>& all() const { return entries_; }

@@ -62,9 +62,9 @@ std::vector<std::string> ReadTrace(std::span<const std::byte> place) {
     const std::string_view file = TakeUntil(kBetween, frame);
     int line = 0;
     std::from_chars(frame.data(), frame.data() + frame.size(), line);
-    std::string told = "#" + std::to_string(lines.size()) + " " + function;
-    if (!file.empty()) told += " at " + std::string(file) + ":" + std::to_string(line);
-    lines.push_back(told);
+    std::string frame_line = "#" + std::to_string(lines.size()) + " " + function;
+    if (!file.empty()) frame_line += " at " + std::string(file) + ":" + std::to_string(line);
+    lines.push_back(frame_line);
   }
   return lines;
 }

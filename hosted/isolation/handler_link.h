@@ -25,7 +25,7 @@ class Patience {
   /// A wait begins.
   Patience() : last_(std::chrono::steady_clock::now()) {}
   /// To be called every few milliseconds of the wait: counts the time since the last call. `gate`,
-  /// which may be null, is told of what does not count.
+  /// which may be null, learns what does not count.
   void Count(const HandlerProcess& process, CallGate* gate);
   std::chrono::nanoseconds spent() const { return spent_; }
 

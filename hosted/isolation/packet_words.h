@@ -8,7 +8,7 @@
 
 namespace quorle::isolation {
 
-/// The arguments of a packet as ShapeOfPacket() tells them: of the second and the fifth those that
+/// The arguments of a packet as ShapeOfPacket() has them: of the second and the fifth those that
 /// count.
 using PacketWords = std::array<std::int64_t, 5>;
 

@@ -323,7 +323,7 @@ TEST_F(HostdirTest, AFullHostSaysSoAtTheMount) {
   const std::string xattr = Refusal(host->path());
   EXPECT_NE(xattr.find("no room for extended attributes"), std::string::npos) << xattr;
   EXPECT_EQ(xattr.find("metadata=file"), std::string::npos) << xattr;
-  // A file that has to be written anew finds no room either; the old one stays.
+  // A file that has to be written again finds no room either; the old one stays.
   EXPECT_EQ(Refusal(host->path(), ",metadata=file"), "") << "an empty one needs none";
   const std::string record = "1 comment=" + std::string(200, 'c') + "\n";
   EXPECT_EQ(::truncate((host->path().parent_path() / "filler").c_str(), 0), 0);

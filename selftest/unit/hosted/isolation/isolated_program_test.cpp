@@ -93,7 +93,7 @@ class IsolatedProgramTest : public testing::Test {
 
   std::vector<std::string> lines_;
   RunWatch watch_{[this](const std::string& line) {
-    // Where in the handler that was is told in lines of its own.
+    // Where in the handler that was stands in lines of its own.
     if (!line.starts_with("  #")) lines_.push_back(line);
   }};
   FixedClock clock_;
