@@ -22,10 +22,17 @@ std::string InSeconds(std::chrono::seconds limit) {
 }  // namespace
 
 void Patience::Count(const HandlerProcess& process, CallGate* gate) {
+  CountUpTo(process.IsStopped() ? std::chrono::nanoseconds::zero() : kLongGlance, gate);
+}
+
+void Patience::CountLast(CallGate* gate) {
+  CountUpTo(kLongGlance, gate);
+}
+
+void Patience::CountUpTo(std::chrono::nanoseconds most, CallGate* gate) {
   const auto now = std::chrono::steady_clock::now();
   const std::chrono::nanoseconds gone = now - std::exchange(last_, now);
-  const std::chrono::nanoseconds counted =
-      process.IsStopped() ? gone.zero() : std::min<std::chrono::nanoseconds>(gone, kLongGlance);
+  const std::chrono::nanoseconds counted = std::min(gone, most);
   spent_ += counted;
   if (gate != nullptr) gate->Excuse(gone - counted);
 }
@@ -79,7 +86,10 @@ std::optional<std::string> HandlerLink::Exchange() {
     }
     std::int64_t kind = kNothingYet;
     if (seen == Awaited::kGarbage || !Receive(kind)) return Ended(kWithoutShape);
-    if (kind == kAnswer) return std::nullopt;
+    if (kind == kAnswer) {
+      patience.CountLast(gate_);
+      return std::nullopt;
+    }
     patience.Count(*process_, gate_);
     if (const auto late = IsTooLate(patience, "answer")) return Aborted(*late);
     AnswerQuestion();

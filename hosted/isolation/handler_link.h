@@ -27,9 +27,13 @@ class Patience {
   /// To be called every few milliseconds of the wait: counts the time since the last call. `gate`,
   /// which may be null, learns what does not count.
   void Count(const HandlerProcess& process, CallGate* gate);
+  /// The same when the wait is over: this process may have been stopped until the answer was there.
+  void CountLast(CallGate* gate);
   std::chrono::nanoseconds spent() const { return spent_; }
 
  private:
+  void CountUpTo(std::chrono::nanoseconds most, CallGate* gate);
+
   std::chrono::steady_clock::time_point last_;
   std::chrono::nanoseconds spent_{0};
 };
