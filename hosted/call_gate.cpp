@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <ctime>
 #include <fstream>
 #include <string_view>
 #include <utility>
@@ -83,8 +84,8 @@ void CallGate::BeginGroup() {
   FollowWatch();
   // Ticks only when the time is over: they cut short what a handler waits for.
   itimerspec ticks{};
-  ticks.it_value.tv_sec = settings_.limit.count();
-  ticks.it_interval.tv_nsec = nanoseconds(kTick).count();
+  ticks.it_value.tv_sec = static_cast<std::time_t>(settings_.limit.count());
+  ticks.it_interval.tv_nsec = static_cast<long>(nanoseconds(kTick).count());
   timer_settime(timer_, 0, &ticks, nullptr);
 }
 

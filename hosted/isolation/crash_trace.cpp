@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "hosted/handler_program.h"
 
@@ -62,9 +63,10 @@ std::vector<std::string> ReadTrace(std::span<const std::byte> place) {
     const std::string_view file = TakeUntil(kBetween, frame);
     int line = 0;
     std::from_chars(frame.data(), frame.data() + frame.size(), line);
-    std::string frame_line = "#" + std::to_string(lines.size()) + " " + function;
-    if (!file.empty()) frame_line += " at " + std::string(file) + ":" + std::to_string(line);
-    lines.push_back(frame_line);
+    std::string shown = "#";
+    shown.append(std::to_string(lines.size())).append(" ").append(function);
+    if (!file.empty()) shown.append(" at ").append(file).append(":").append(std::to_string(line));
+    lines.push_back(std::move(shown));
   }
   return lines;
 }

@@ -36,7 +36,7 @@ class Liar {
   Liar(const ::HandlerServices& dos, unsigned seed)
       : dos_(dos), random_(seed), rate_(kRates[seed % 4]), honest_(seed % 5 == 0 ? 0 : 60) {}
 
-  std::uint64_t Below(std::uint64_t bound) { return random_() % bound; }
+  std::size_t Below(std::size_t bound) { return static_cast<std::size_t>(random_() % bound); }
   bool Sometimes() {
     if (honest_ > 0) return --honest_ < 0;
     return Below(rate_) == 0;
@@ -232,11 +232,11 @@ class Liar {
     return object;
   }
 
-  static constexpr std::array<std::uint64_t, 4> kRates = {4, 12, 40, 100};
+  static constexpr std::array<std::size_t, 4> kRates = {4, 12, 40, 100};
 
   const ::HandlerServices& dos_;
   std::mt19937_64 random_;
-  std::uint64_t rate_;
+  std::size_t rate_;
   int honest_;  ///< questions to come that are answered honestly
   std::array<std::uint64_t, 64> own_{};
 };

@@ -272,7 +272,7 @@ TEST_F(MountTest, ATakenVolumeNameCanRefuseTheMount) {
 }
 
 TEST_F(MountTest, TheUnmountTellsWhatWasForgotten) {
-  state.handler.Unmount = ForgetEverything;
+  state.handler.Unmount = RecordingHandler::Forget;
   const auto port = Mount();
   ASSERT_NE(port, nullptr);
   EXPECT_EQ(port->Unmount(),

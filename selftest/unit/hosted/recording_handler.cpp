@@ -103,6 +103,10 @@ void UnmountRecorder(::FileSystemVectorPort* port) {
   dos->FreeDosObject(dos, QUORLE_DOS_FSVECTORPORT, port);
 }
 
+void ForgetKept(::FileSystemVectorPort* port) {
+  delete static_cast<Kept*>(port->FSV.Reserved[0]);
+}
+
 void AnswerPacket(::FileSystemVectorPort* port, ::DosPacket* packet) {
   RecordingHandler& state = StateOf(port);
   state.packets.push_back(ShownPacket(*packet, state.packet_shape));
@@ -185,6 +189,10 @@ const ::HandlerServices* RecordingHandler::DosOf(const HandlerPort& port) {
 
 void RecordingHandler::ClearTable(const HandlerPort& port) {
   WithSlots(TableOf(port), [](auto&... slots) { ((slots = nullptr), ...); });
+}
+
+void RecordingHandler::Forget(::FileSystemVectorPort* port) {
+  ForgetKept(port);
 }
 
 ::FileSystemVectors RecordingHandler::FullTable() {

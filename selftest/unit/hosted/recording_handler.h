@@ -70,6 +70,8 @@ class RecordingHandler {
   static const ::HandlerServices* DosOf(const HandlerPort& port);
   /// Takes every function out of the table of `port`.
   static void ClearTable(const HandlerPort& port);
+  /// An Unmount() of a handler that gives nothing back.
+  static void Forget(::FileSystemVectorPort* port);
   /// A complete table; without a state to record into until one is attached as FSPrivate.
   static ::FileSystemVectors FullTable();
 
