@@ -47,8 +47,8 @@ class CallGate {
     CallGate* gate_;
   };
 
-  /// `watch` must outlive this; it gets a line that names the group which took too long. Make one at a time: it takes a
-  /// timer and its signal, and SIGCONT.
+  /// `watch` must outlive this; it gets a line that names the group which took too long. Make one at
+  /// a time: it takes a timer and its signal, and SIGCONT.
   CallGate(Settings settings, RunWatch& watch);
   ~CallGate();
   CallGate(const CallGate&) = delete;

@@ -9,8 +9,6 @@
 #include <string_view>
 #include <utility>
 
-#include "hosted/handler_program.h"
-
 // Its header lies among GCC's own, where clang-tidy does not look.
 #if defined(QUORLE_HAS_BACKTRACE) && __has_include(<backtrace.h>)
 #define QUORLE_LEAVES_TRACES
