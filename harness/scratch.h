@@ -29,7 +29,7 @@ bool UniqueLink(TestContext& ctx, ScratchName& name);
 /// Removes an object, whatever its protection, and complains when it stays: `number` says which of
 /// the group's objects it is; `label` null keeps silent. An empty name is no object. As it stands: an
 /// object that cannot be locked counts as gone, whatever the reason; on Linux a layer below
-/// (hosted/left_behind.h) knows better.
+/// (program/left_behind.h) knows better.
 void CleanUp(TestContext& ctx, const char* name, const char* label, std::uint32_t number);
 
 }  // namespace quorle

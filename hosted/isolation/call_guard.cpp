@@ -5,8 +5,8 @@
 #include <iterator>
 #include <string_view>
 
-#include "hosted/isolation/wire.h"
-#include "hosted/packet_adapter.h"
+#include "hosted/calls/packet_adapter.h"
+#include "hosted/calls/wire.h"
 
 namespace quorle::isolation {
 namespace {

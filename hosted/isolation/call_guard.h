@@ -6,9 +6,9 @@
 #include <span>
 #include <vector>
 
-#include "hosted/breach.h"
-#include "hosted/isolation/call_shape.h"
-#include "hosted/isolation/lent_memory.h"
+#include "hosted/calls/breach.h"
+#include "hosted/calls/call_shape.h"
+#include "hosted/calls/lent_memory.h"
 #include "hosted/isolation/remote_vectors.h"
 
 namespace quorle::isolation {

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "hosted/handler_program.h"
+#include "hosted/calls/handler_program.h"
+#include "hosted/calls/run_watch.h"
 #include "hosted/isolation/call_guard.h"
 #include "hosted/isolation/remote_vectors.h"
-#include "hosted/run_watch.h"
 
 namespace quorle::isolation {
 

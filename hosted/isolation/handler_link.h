@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "hosted/call_gate.h"
+#include "hosted/calls/call_gate.h"
 #include "hosted/isolation/handler_process.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/shared_block.h"

@@ -1,17 +1,14 @@
 #include "hosted/isolation/handler_side.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <span>
 #include <string_view>
 #include <utility>
 
-#include "hosted/console.h"
+#include "hosted/calls/packet_adapter.h"
+#include "hosted/calls/wire.h"
 #include "hosted/isolation/packet_words.h"
-#include "hosted/isolation/wire.h"
-#include "hosted/packet_adapter.h"
 
 namespace quorle::isolation {
 namespace {
@@ -36,12 +33,6 @@ void Fill(Object& object, std::string_view bytes) {
   if (bytes.size() == sizeof object) std::memcpy(&object, bytes.data(), sizeof object);
 }
 
-/// Standard error is the tester's, in this process too.
-void Report(const std::string& device_name, const std::string& line) {
-  DescriptorSink errors(STDERR_FILENO);
-  Console(errors, errors, false).Report(device_name + ": " + line);
-}
-
 /// A buffer may be larger than any text that travels.
 void WriteText(MessageWriter& reply, const char* text, std::uint32_t size) {
   reply.Number(text == nullptr ? kNoText : std::min<std::int64_t>(size, kMostText));
@@ -51,13 +42,14 @@ void WriteText(MessageWriter& reply, const char* text, std::uint32_t size) {
 }  // namespace
 
 HandlerSide::HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& program,
-                         const ::HandlerMount& mount, Clock& clock)
+                         const ::HandlerMount& mount, HostServices& outer)
     : block_(block),
       turns_(block.turns(), Side::kHandler),
       program_(program),
       services_(
-          clock, [this](const ::MsgPort&, const std::string& name) { return AskForName(name); },
-          [this](const std::string& line) { Report(mount_.DeviceName, line); }),
+          outer.clock(),
+          [this](const ::MsgPort&, const std::string& name) { return AskForName(name); },
+          [&outer](const std::string& line) { outer.Report(line.c_str()); }),
       guard_(block.data().data()),
       mount_(mount) {
   mount_.Dos = &services_.table();

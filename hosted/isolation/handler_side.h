@@ -8,12 +8,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "hosted/breach.h"
-#include "hosted/clock.h"
-#include "hosted/handler_program.h"
-#include "hosted/handler_services.h"
+#include "hosted/calls/breach.h"
+#include "hosted/calls/call_shape.h"
+#include "hosted/calls/handler_program.h"
+#include "hosted/calls/handler_services.h"
 #include "hosted/isolation/call_guard.h"
-#include "hosted/isolation/call_shape.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
 #include "hosted/isolation/shared_block.h"
@@ -26,9 +25,10 @@ namespace quorle::isolation {
 /// own; only whether a volume name is free is asked of the host.
 class HandlerSide {
  public:
-  /// All of it lives as long as this. `program` ends when it is unmounted.
+  /// All of it lives as long as this. `program` ends when it is unmounted. `outer` are the copies of
+  /// the services that the handler would have in the tester's process.
   HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& program,
-              const ::HandlerMount& mount, Clock& clock);
+              const ::HandlerMount& mount, HostServices& outer);
 
   /// Returns when the handler has been unmounted, or could not be mounted.
   void Run();

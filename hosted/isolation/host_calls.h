@@ -5,13 +5,13 @@
 #include <span>
 #include <string>
 
-#include "hosted/handler_services.h"
-#include "hosted/isolation/call_shape.h"
+#include "hosted/calls/call_shape.h"
+#include "hosted/calls/handler_services.h"
+#include "hosted/calls/run_watch.h"
 #include "hosted/isolation/host_objects.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
 #include "hosted/isolation/reply.h"
-#include "hosted/run_watch.h"
 
 namespace quorle::isolation {
 

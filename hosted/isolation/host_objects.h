@@ -4,7 +4,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "hosted/handler_services.h"
+#include "hosted/calls/handler_services.h"
 #include "quorle/handler.h"
 
 namespace quorle::isolation {

@@ -6,11 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "hosted/calls/packet_adapter.h"
+#include "hosted/calls/wire.h"
 #include "hosted/isolation/crash_trace.h"
 #include "hosted/isolation/handler_side.h"
 #include "hosted/isolation/packet_words.h"
-#include "hosted/isolation/wire.h"
-#include "hosted/packet_adapter.h"
 #include "platform/constants.h"
 
 namespace quorle::isolation {
@@ -67,7 +67,7 @@ bool IsolatedProgram::Launch(std::string& problem) {
   calls_->BeginProcess();
   const auto body = [this](SharedBlock& block) {
     LeaveTraces(block.trace());
-    HandlerSide(block, program_, mount_, services_->clock()).Run();
+    HandlerSide(block, program_, mount_, *services_).Run();
   };
   if (!link_->Start(body, problem)) return false;
   if (const auto end = link_->Exchange()) {

@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "hosted/call_gate.h"
-#include "hosted/handler_program.h"
+#include "hosted/calls/call_gate.h"
+#include "hosted/calls/handler_program.h"
+#include "hosted/calls/run_watch.h"
 #include "hosted/isolation/handler_link.h"
 #include "hosted/isolation/host_calls.h"
 #include "hosted/isolation/remote_vectors.h"
-#include "hosted/run_watch.h"
 
 namespace quorle::isolation {
 

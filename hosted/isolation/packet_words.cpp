@@ -1,6 +1,6 @@
 #include "hosted/isolation/packet_words.h"
 
-#include "hosted/packet_adapter.h"
+#include "hosted/calls/packet_adapter.h"
 
 namespace quorle::isolation {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "hosted/isolation/call_shape.h"
+#include "hosted/calls/call_shape.h"
 #include "quorle/handler.h"
 
 namespace quorle::isolation {

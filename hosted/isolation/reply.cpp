@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "hosted/isolation/wire.h"
+#include "hosted/calls/wire.h"
 
 namespace quorle::isolation {
 namespace {

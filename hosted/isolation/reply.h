@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "hosted/breach.h"
-#include "hosted/isolation/call_shape.h"
+#include "hosted/calls/breach.h"
+#include "hosted/calls/call_shape.h"
 #include "hosted/isolation/message.h"
 #include "quorle/handler.h"
 

@@ -4,7 +4,7 @@
 
 #include <new>
 
-#include "hosted/isolation/lent_memory.h"
+#include "hosted/calls/lent_memory.h"
 
 namespace quorle::isolation {
 namespace {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "handlers/ram/ram_handler.h"
-#include "hosted/clock.h"
+#include "hosted/calls/clock.h"
+#include "hosted/calls/mount.h"
 #include "hosted/isolation/isolated_program.h"
-#include "hosted/mount.h"
 #include "platform/constants.h"
 
 // What it costs that a handler runs in a process of its own: the same calls on the filesystem in
@@ -34,8 +34,7 @@ class Volume {
           std::move(program), isolation::IsolationSettings{}, watch_);
     }
     std::string problem;
-    port_ =
-        MountHandler(std::move(program), "DH0", PortType::kVector, {}, clock_, nullptr, problem);
+    port_ = MountHandler(std::move(program), {.device_name = "DH0"}, clock_, problem);
     if (port_ == nullptr) throw std::runtime_error(problem);
     const std::vector<char> content(kFileSize);
     if (!port_->Open(code_, file_, nullptr, "file", MODE_NEWFILE) ||

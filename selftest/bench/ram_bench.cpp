@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "hosted/built_in_handlers.h"
-#include "hosted/machine.h"
+#include "hosted/dos/machine.h"
 #include "platform/constants.h"
+#include "program/built_in_handlers.h"
 
 // What one call on RAM: costs in a directory with few and with very many entries, as the tester sees
 // it: through dos.

@@ -2,7 +2,7 @@
 
 #include "handlers/hostdir/hostdir_handler.h"
 #include "handlers/ram/ram_handler.h"
-#include "hosted/plugin_handler.h"
+#include "program/plugin_handler.h"
 
 namespace quorle::selftest {
 namespace {

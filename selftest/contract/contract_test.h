@@ -9,10 +9,10 @@
 #include <string>
 #include <string_view>
 
-#include "hosted/clock.h"
-#include "hosted/console.h"
-#include "hosted/machine.h"
-#include "hosted/run_watch.h"
+#include "hosted/calls/clock.h"
+#include "hosted/calls/run_watch.h"
+#include "hosted/dos/console.h"
+#include "hosted/dos/machine.h"
 #include "platform/constants.h"
 #include "platform/dos.h"
 #include "selftest/support/temporary_directory.h"

@@ -13,9 +13,9 @@
 #include "handlers/deviate/original.h"
 #include "harness/entry.h"
 #include "harness/run_listener.h"
-#include "hosted/built_in_handlers.h"
-#include "hosted/console.h"
-#include "hosted/machine.h"
+#include "hosted/dos/console.h"
+#include "hosted/dos/machine.h"
+#include "program/built_in_handlers.h"
 #include "selftest/support/test_clock.h"
 #include "tests/catalogue.h"
 

@@ -5,11 +5,11 @@
 #include <string_view>
 #include <vector>
 
-#include "hosted/control_characters.h"
-#include "hosted/host_options.h"
-#include "hosted/mount.h"
-#include "hosted/read_args.h"
+#include "hosted/calls/mount.h"
+#include "hosted/dos/control_characters.h"
+#include "hosted/dos/read_args.h"
 #include "platform/constants.h"
+#include "program/host_options.h"
 
 // The words that a shell hands over, one a line.
 

@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "handlers/ram/ram_handler.h"
-#include "hosted/packet_adapter.h"
+#include "hosted/calls/packet_adapter.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "hosted/read_args.h"
+#include "hosted/dos/read_args.h"
 #include "platform/constants.h"
 
 // Argument lines and templates. The input is a template, a line feed, and a line; an empty template

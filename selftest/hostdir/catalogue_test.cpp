@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "hosted/machine.h"
+#include "hosted/dos/machine.h"
 #include "selftest/support/host_filesystem.h"
 #include "selftest/support/temporary_directory.h"
 #include "selftest/support/test_bench.h"

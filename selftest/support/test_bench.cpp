@@ -6,10 +6,10 @@
 #include <string_view>
 
 #include "harness/entry.h"
-#include "hosted/built_in_handlers.h"
-#include "hosted/host_options.h"
-#include "hosted/machine.h"
+#include "hosted/dos/machine.h"
 #include "platform/tracing.h"
+#include "program/host_options.h"
+#include "program/tester_machine.h"
 #include "selftest/support/faulty_platform.h"
 #include "selftest/support/test_clock.h"
 
@@ -68,16 +68,6 @@ HostOptions OptionsFrom(const std::vector<std::string>& words) {
   HostCommand command = ReadHostCommand(pointers);
   if (command.kind != HostCommand::Kind::kRun) throw std::runtime_error(command.text);
   return std::move(command.options);
-}
-
-MachineOptions MachineFor(const HostOptions& options) {
-  MachineOptions result{.handlers = BuiltInHandlers(),
-                        .layers = BuiltInLayers(),
-                        .mounts = StandardMounts(),
-                        .exec = {options.dos_version, options.dos_revision, options.workbench},
-                        .dos = {options.arguments, false}};
-  result.mounts.insert(result.mounts.end(), options.mounts.begin(), options.mounts.end());
-  return result;
 }
 
 /// Lists volumes object by object.
@@ -197,7 +187,8 @@ struct TestBench::Parts {
 TestBench::TestBench(const std::vector<std::string>& words, const std::string& rules)
     : parts_(std::make_unique<Parts>()) {
   Parts& p = *parts_;
-  const HostOptions options = OptionsFrom(words);
+  HostOptions options = OptionsFrom(words);
+  options.delays = false;
   p.target = options.mounts.empty() ? "RAM" : options.mounts.back().name;
   std::string problem;
   p.machine = Machine::Build(

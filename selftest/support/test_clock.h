@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "hosted/clock.h"
+#include "hosted/calls/clock.h"
 #include "platform/constants.h"
 #include "platform/records.h"
 

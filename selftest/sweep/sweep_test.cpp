@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "harness/entry.h"
-#include "hosted/machine.h"
+#include "hosted/dos/machine.h"
 #include "platform/tracing.h"
 #include "selftest/support/test_bench.h"
 #include "selftest/sweep/console_lines.h"

@@ -7,7 +7,7 @@
 
 #include "handlers/common/holders.h"
 #include "handlers/common/vectors.h"
-#include "hosted/machine.h"
+#include "hosted/dos/machine.h"
 #include "platform/constants.h"
 #include "selftest/support/test_bench.h"
 

@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "hosted/machine.h"
+#include "hosted/dos/machine.h"
 #include "platform/constants.h"
 #include "selftest/support/host_filesystem.h"
 #include "selftest/support/temporary_directory.h"

@@ -1,4 +1,4 @@
-#include "hosted/left_behind.h"
+#include "program/left_behind.h"
 
 #include <gtest/gtest.h>
 

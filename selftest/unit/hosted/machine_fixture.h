@@ -8,12 +8,12 @@
 #include <utility>
 
 #include "handlers/ram/ram_handler.h"
-#include "hosted/console.h"
-#include "hosted/machine.h"
-#include "memory_sink.h"
+#include "hosted/dos/console.h"
+#include "hosted/dos/machine.h"
 #include "platform/constants.h"
-#include "recording_handler.h"
-#include "tree_handler.h"
+#include "selftest/unit/hosted/calls/recording_handler.h"
+#include "selftest/unit/hosted/memory_sink.h"
+#include "selftest/unit/hosted/tree_handler.h"
 
 namespace quorle {
 

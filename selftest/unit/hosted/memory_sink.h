@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "hosted/console.h"
+#include "hosted/dos/console.h"
 
 namespace quorle {
 

@@ -1,4 +1,4 @@
-#include "tree_handler.h"
+#include "selftest/unit/hosted/tree_handler.h"
 
 #include <cstring>
 #include <map>
@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "hosted/latin1.h"
+#include "hosted/dos/latin1.h"
 
 namespace quorle {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "hosted/handler_port.h"
+#include "hosted/calls/handler_port.h"
 #include "quorle/handler.h"
 
 namespace quorle {

@@ -19,10 +19,10 @@
 #include <vector>
 
 #include "handlers/ram/ram_handler.h"
-#include "hosted/mount.h"
+#include "hosted/calls/mount.h"
 #include "platform/constants.h"
 #include "selftest/plugins/rogue_handler.h"
-#include "selftest/unit/hosted/recording_handler.h"
+#include "selftest/unit/hosted/calls/recording_handler.h"
 
 namespace quorle::isolation {
 namespace {
@@ -63,8 +63,12 @@ class IsolatedProgramTest : public testing::Test {
         IsolationSettings{.limit = std::chrono::seconds(1), .restart = restart}, watch_);
     std::string problem;
     port_ = MountHandler(
-        std::move(program), "DH0", type, keys, clock_,
-        [](const ::MsgPort&, const std::string& name) { return name != "Taken"; }, problem);
+        std::move(program),
+        {.device_name = "DH0",
+         .type = type,
+         .keys = keys,
+         .may_be_named = [](const ::MsgPort&, const std::string& name) { return name != "Taken"; }},
+        clock_, problem);
     problem_ = problem;
   }
   /// A mount whose function `in` misbehaves as `how` says from its call `at` on.
@@ -116,10 +120,12 @@ TEST_F(IsolatedProgramTest, WhatTheHandlerReportsIsShown) {
                                      nullptr};
   testing::internal::CaptureStderr();
   std::string problem;
-  port_ = MountHandler(std::make_unique<IsolatedProgram>(std::make_unique<PlainProgram>(kHandler),
-                                                         IsolationSettings{}, watch_),
-                       "DH0", PortType::kVector, {}, clock_, nullptr, problem);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "quorle: DH0: something to know\n");
+  port_ = MountHandler(
+      std::make_unique<IsolatedProgram>(std::make_unique<PlainProgram>(kHandler),
+                                        IsolationSettings{}, watch_),
+      {.device_name = "DH0", .report = [](const std::string& line) { std::cerr << "! " << line; }},
+      clock_, problem);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "! something to know");
 }
 
 TEST_F(IsolatedProgramTest, MountsInAProcessOfItsOwn) {

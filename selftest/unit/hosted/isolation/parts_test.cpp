@@ -7,15 +7,15 @@
 #include <thread>
 #include <vector>
 
-#include "hosted/isolation/call_shape.h"
-#include "hosted/isolation/lent_memory.h"
+#include "hosted/calls/call_shape.h"
+#include "hosted/calls/lent_memory.h"
+#include "hosted/calls/wire.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
 #include "hosted/isolation/reply.h"
 #include "hosted/isolation/shared_block.h"
 #include "hosted/isolation/turns.h"
-#include "hosted/isolation/wire.h"
-#include "selftest/unit/hosted/recording_handler.h"
+#include "selftest/unit/hosted/calls/recording_handler.h"
 
 namespace quorle::isolation {
 namespace {

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "hosted/calls/handler_services.h"
+#include "quorle/handler.h"
+
+namespace quorle {
+
+/// What runs behind one mount: a handler in this process, or the way to one in another.
+class HandlerProgram {
+ public:
+  HandlerProgram() = default;
+  virtual ~HandlerProgram() = default;
+  HandlerProgram(const HandlerProgram&) = delete;
+  HandlerProgram& operator=(const HandlerProgram&) = delete;
+
+  /// Starts the filesystem. What `mount` points to stays valid until Unmount() has returned, its
+  /// Problem is not used; `services` are behind mount.Dos and outlive the mount. Null, with one
+  /// line in `problem`, when it cannot.
+  virtual ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
+                                        std::string& problem) = 0;
+  /// Ends it. `port` is what Mount() gave.
+  virtual void Unmount(::FileSystemVectorPort& port) = 0;
+  /// Whether it has a function for packets; known after Mount().
+  virtual bool TakesPackets() const = 0;
+  /// Hands `packet` to that function. False when there is none.
+  virtual bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) = 0;
+  /// Whether it is in another process, where a call that does not return has an end all the same.
+  virtual bool IsElsewhere() const { return false; }
+  /// Wrong or forgotten releases that were seen elsewhere than by the services, after Unmount().
+  virtual std::vector<std::string> Complaints() const { return {}; }
+};
+
+/// A handler in this process.
+class PlainProgram final : public HandlerProgram {
+ public:
+  /// `handler` must outlive this.
+  explicit PlainProgram(const ::Handler& handler) : handler_(handler) {}
+
+  ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
+                                std::string& problem) override;
+  void Unmount(::FileSystemVectorPort& port) override;
+  bool TakesPackets() const override;
+  bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) override;
+
+ private:
+  const ::Handler& handler_;
+  ::HandlerMount request_{};  ///< stays as it is as long as the handler runs
+};
+
+/// Whether the table has any function of its own.
+bool HasFunctions(const ::FileSystemVectors& vectors);
+
+}  // namespace quorle

@@ -1,0 +1,136 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "hosted/calls/breach.h"
+#include "hosted/calls/clock.h"
+#include "quorle/handler.h"
+
+namespace quorle {
+
+/// Whether the volume of the handler behind `port` may be called `name`: true unless another
+/// volume, a device or an assign has that name.
+using VolumeNameCheck = std::function<bool(const ::MsgPort& port, const std::string& name)>;
+
+/// Shows one line about a mount, without a line break, to whoever runs the program.
+using ReportLine = std::function<void(const std::string& line)>;
+
+/// What dos does for one mounted handler: the functions behind struct HandlerServices.
+///
+/// Everything that is handed out is remembered until it comes back, with the call and the check in
+/// which it was. A release of something that is not the handler's, or no longer, is noted and
+/// otherwise ignored.
+class HostServices {
+ public:
+  /// `clock` must outlive this. A null `may_be_named` allows every name; a null `report` shows
+  /// nothing.
+  HostServices(Clock& clock, VolumeNameCheck may_be_named, ReportLine report = nullptr);
+  /// Frees everything.
+  ~HostServices();
+  HostServices(const HostServices&) = delete;
+  HostServices& operator=(const HostServices&) = delete;
+
+  /// What the handler is given. Valid as long as this.
+  const ::HandlerServices& table() const { return table_; }
+
+  // ---- The services; table() leads here ------------------------------------------------------
+
+  void* AllocDosObject(std::uint32_t type, const ::TagItem* tags);
+  void FreeDosObject(std::uint32_t type, void* object);
+  void* AllocVec(std::uint32_t bytes);
+  void FreeVec(void* memory);
+  /// A name must be 1 to 255 bytes long, without ':' and '/' and control bytes. No more than that
+  /// is looked at.
+  bool SetVolumeName(const ::FileSystemVectorPort* port, const char* name);
+  void Report(const char* line) const;
+
+  // ---- The host's side -----------------------------------------------------------------------
+
+  Clock& clock() { return clock_; }
+  const std::optional<std::string>& volume_name() const { return volume_name_; }
+  /// Whether `port` is a live port of AllocDosObject().
+  bool OwnsPort(const ::FileSystemVectorPort* port) const;
+  /// Whether `lock` is a live lock of AllocDosObject().
+  bool OwnsLock(const ::Lock* lock) const { return SerialOf(lock) != 0; }
+  /// A number that no other lock ever has; 0 when it is no live lock of AllocDosObject().
+  std::uint64_t SerialOf(const ::Lock* lock) const;
+  /// Whether `record`, which a handler gave, is one: a live record of AllocDosObject() whose texts
+  /// stand in its own buffers, or are null, and end there, and around which nothing was written. The
+  /// sizes of its texts are set again to what they are.
+  Breach Examine(::ExamineData* record) const;
+  /// How many objects and pieces of memory are out.
+  std::size_t outstanding() const { return given_.size(); }
+  /// Frees what is out. Adds one line to complaints() for each kind of thing that was.
+  void FreeEverything();
+  /// Adds a line to complaints().
+  void Complain(const std::string& what) { lines_.push_back(what); }
+  /// One line for each kind of wrong release, with the first calls and checks in which there were
+  /// some: "freed twice or never allocated: a lock (2), in FSUnLock() of Lock.MissingName (2)".
+  std::vector<std::string> complaints() const;
+
+  /// The call that is made from now on: a function of the table, "FSLock()", or a packet. `function`
+  /// must stay valid.
+  void BeginCall(const char* function) { place_.function = function, place_.action = 0; }
+  void BeginPacket(std::int32_t action) { place_.action = action; }
+  /// What is made: "FSLock()", "ACTION_PARENT".
+  std::string CallName() const { return CallName(place_); }
+  /// The check that runs from now on, as RunWatch::Check() has it.
+  void SetCheck(std::string check);
+
+  /// How many calls and checks a complaint names.
+  static constexpr std::size_t kNamedPlaces = 5;
+
+ private:
+  /// A call and the check in which it was made.
+  struct Place {
+    const char* function = "";
+    std::int32_t action = 0;  ///< of a packet; 0: it was the function
+    std::uint32_t check = 0;  ///< in checks_
+  };
+  /// Something that is out.
+  struct Given {
+    std::uint32_t kind;
+    Place place;
+    std::uint64_t serial;
+    std::array<std::uint32_t, 3> text_sizes;  ///< of a record
+  };
+  /// How often something happened, and where, the first place first.
+  struct Tally {
+    std::size_t count = 0;
+    std::vector<std::pair<std::string, std::size_t>> places;
+  };
+
+  static std::string CallName(const Place& place);
+  std::string PlaceText(const Place& place) const;
+  static std::string Line(const std::string& what, const char* how, const Tally& tally);
+  void Count(Tally& tally, const Place& place) const;
+  void Note(const std::string& what) { Count(mistakes_[what], place_); }
+  const Given* Find(const void* object, std::uint32_t kind) const;
+  void* Remember(void* object, std::uint32_t kind, std::array<std::uint32_t, 3> text_sizes = {});
+  void Release(void* object, std::uint32_t kind);
+  void* NewExamineData(const ::TagItem* tags);
+  void* NewVectorPort(const ::TagItem* tags);
+
+  Clock& clock_;
+  VolumeNameCheck may_be_named_;
+  ReportLine report_;
+  ::HandlerServices table_{};
+  std::unordered_map<void*, Given> given_;
+  std::uint64_t last_serial_ = 0;
+  std::optional<std::string> volume_name_;
+  Place place_;
+  std::vector<std::string> checks_{std::string()};
+  std::map<std::string, Tally> mistakes_;
+  std::vector<std::string> lines_;
+};
+
+}  // namespace quorle

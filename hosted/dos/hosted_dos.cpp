@@ -1,0 +1,81 @@
+#include "hosted/dos/hosted_dos.h"
+
+namespace quorle {
+
+HostedDos::HostedDos(const HostedDosParts& parts, HostedDosSettings settings)
+    : parts_(parts),
+      settings_(std::move(settings)),
+      locks_(parts.numbers),
+      files_(parts.numbers),
+      arguments_(parts.numbers) {}
+
+HostedDos::~HostedDos() {
+  ReleaseEverything();
+}
+
+OpenObjects HostedDos::CountOpen() const {
+  return {.locks = locks_.size(),
+          .files = files_.size(),
+          .examine_records = records_.size(),
+          .device_procs = device_procs_.size(),
+          .argument_results = arguments_.size()};
+}
+
+void HostedDos::ReleaseEverything() {
+  files_.RemoveAll([](OpenFile& file) {
+    std::int32_t res2 = 0;
+    file.port->Close(res2, *file.handle);
+  });
+  locks_.RemoveAll([](Place& lock) {
+    std::int32_t res2 = 0;
+    lock.port->UnLock(res2, lock.lock);
+  });
+  records_.clear();
+  device_procs_.clear();
+  arguments_.RemoveAll([](const std::unique_ptr<ParsedArguments>&) {});
+  current_dir_ = {};
+}
+
+Place HostedDos::Start() {
+  if (!current_dir_) return {parts_.list.home(), nullptr};
+  const Place* const lock = locks_.Find(current_dir_);
+  return lock == nullptr ? Place{} : *lock;
+}
+
+LockHandle HostedDos::AddLock(HandlerPort& port, ::Lock* lock) {
+  return lock == nullptr ? LockHandle{} : locks_.Add({&port, lock});
+}
+
+FileHandle HostedDos::AddFile(HandlerPort& port, std::unique_ptr<::FileHandle> handle) {
+  return files_.Add({&port, std::move(handle)});
+}
+
+PortHandle HostedDos::HandleOf(HandlerPort& port) {
+  const auto known = port_handles_.find(&port);
+  if (known != port_handles_.end()) return known->second;
+  const PortHandle handle{parts_.numbers.Next()};
+  port_handles_.emplace(&port, handle);
+  ports_.emplace(handle.value, &port);
+  return handle;
+}
+
+Place* HostedDos::LockBehind(LockHandle lock) {
+  Place* const found = locks_.Find(lock);
+  if (found == nullptr) Fail(lock ? ERROR_INVALID_LOCK : ERROR_REQUIRED_ARG_MISSING);
+  return found;
+}
+
+HostedDos::OpenFile* HostedDos::FileBehind(FileHandle file) {
+  OpenFile* const found = files_.Find(file);
+  if (found == nullptr) Fail(file ? ERROR_INVALID_LOCK : ERROR_REQUIRED_ARG_MISSING);
+  return found;
+}
+
+HandlerPort* HostedDos::PortBehind(PortHandle port) {
+  const auto found = ports_.find(port.value);
+  if (found != ports_.end()) return found->second;
+  Fail(port ? ERROR_DEVICE_NOT_MOUNTED : ERROR_REQUIRED_ARG_MISSING);
+  return nullptr;
+}
+
+}  // namespace quorle

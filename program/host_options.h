@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "hosted/dos/mount_spec.h"
+
+namespace quorle {
+
+/// The machine that the tester runs on, as the command line of the host program describes it.
+struct HostOptions {
+  std::vector<MountSpec> mounts;  ///< in the order given
+  std::optional<std::string> trace_file;
+  bool delays = true;
+  std::uint16_t dos_version = 53;
+  std::uint16_t dos_revision = 113;
+  bool workbench = false;
+  std::chrono::seconds limit{60};  ///< what the handlers may take for one group
+  std::string arguments;           ///< the tester's own command line
+};
+
+/// What the words of a command line came to.
+struct HostCommand {
+  enum class Kind : std::uint8_t {
+    kRun,             ///< run the tester as `options` say
+    kAnswer,          ///< print `text` and end well: --help, --version
+    kListDeviations,  ///< print the deviations that there are
+    kRefused,         ///< `text` is one line that says what is wrong
+  };
+  Kind kind = Kind::kRun;
+  HostOptions options;
+  std::string text;
+};
+
+/// Reads the words after the program's name. Options of the host come first; from the first word
+/// that does not begin with "--", or after a lone "--", all words are the tester's own.
+HostCommand ReadHostCommand(std::span<const char* const> words);
+
+/// Joins words that a shell has separated to a line that ReadArgs() separates in the same way. A
+/// word with a blank in it is quoted, with the platform's escapes; in KEY=VALUE only the value is,
+/// since a quoted item is never a keyword. A word that begins with a quote was quoted for ReadArgs()
+/// and, as all other words, stays as it stands.
+std::string JoinArguments(std::span<const char* const> words);
+
+}  // namespace quorle

@@ -1,0 +1,198 @@
+#include "hosted/calls/mount.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "selftest/unit/hosted/calls/recording_handler.h"
+
+namespace quorle {
+namespace {
+
+class MountTest : public testing::Test {
+ protected:
+  std::unique_ptr<HandlerPort> Mount(const MountKeys& keys = {}) {
+    return MountHandler(state.handler,
+                        {.device_name = "DH0", .keys = keys, .may_be_named = may_be_named},
+                        state.clock, problem);
+  }
+
+  RecordingHandler state;
+  VolumeNameCheck may_be_named;
+  std::string problem = "left over";
+};
+
+// What a mount hands over, written into its Problem.
+::FileSystemVectorPort* RefuseWithTheRequest(const ::HandlerMount* mount) {
+  std::string told = std::to_string(mount->StructSize == sizeof *mount) + " " +
+                     std::to_string(mount->Version) + " " + mount->DeviceName;
+  for (std::uint32_t i = 0; i < mount->KeyCount; ++i) {
+    told += std::string(" ") + mount->Keys[i].Key + "=" + mount->Keys[i].Value;
+  }
+  std::snprintf(mount->Problem, mount->ProblemSize, "%s", told.c_str());
+  return nullptr;
+}
+
+::FileSystemVectorPort* RefuseSilently(const ::HandlerMount* mount) {
+  mount->Dos->AllocVec(mount->Dos, 100);  // forgotten: must be freed by the host
+  return nullptr;
+}
+
+// Fills the whole buffer, without a zero.
+::FileSystemVectorPort* RefuseTooLong(const ::HandlerMount* mount) {
+  for (std::uint32_t i = 0; i < mount->ProblemSize; ++i) mount->Problem[i] = 'x';
+  return nullptr;
+}
+
+template <std::int32_t kVersion>
+::FileSystemVectorPort* MountVersion(const ::HandlerMount* mount) {
+  ::FileSystemVectors table = RecordingHandler::FullTable();
+  table.Version = kVersion;
+  const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&table)},
+                            {QUORLE_TAG_DONE, 0}};
+  return static_cast<::FileSystemVectorPort*>(
+      mount->Dos->AllocDosObject(mount->Dos, QUORLE_DOS_FSVECTORPORT, tags));
+}
+
+::FileSystemVectorPort* MountNamed(const ::HandlerMount* mount) {
+  ::FileSystemVectorPort* const port = MountVersion<53>(mount);
+  if (mount->Dos->SetVolumeName(mount->Dos, port, "Work") != 0) return port;
+  std::snprintf(mount->Problem, mount->ProblemSize, "the name is taken");
+  mount->Dos->FreeDosObject(mount->Dos, QUORLE_DOS_FSVECTORPORT, port);
+  return nullptr;
+}
+
+::FileSystemVectorPort* MountForeign(const ::HandlerMount*) {
+  return new ::FileSystemVectorPort{};
+}
+
+void FreeForeign(::FileSystemVectorPort* port) {
+  delete port;
+}
+
+void ForgetEverything(::FileSystemVectorPort*) {}
+
+TEST_F(MountTest, Succeeds) {
+  const auto port = Mount();
+  ASSERT_NE(port, nullptr);
+  EXPECT_EQ(problem, "");
+  EXPECT_EQ(port->device_name(), "DH0");
+}
+
+TEST_F(MountTest, HandsOverTheDeviceAndTheKeys) {
+  state.handler.Mount = RefuseWithTheRequest;
+  EXPECT_EQ(Mount({{"volume", "Work"}, {"state", ""}}), nullptr);
+  EXPECT_EQ(problem, "1 1 DH0 volume=Work state=");
+}
+
+TEST_F(MountTest, ARefusalWithoutAReasonGetsOne) {
+  state.handler.Mount = RefuseSilently;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, "the handler refused to be mounted and did not say why");
+}
+
+TEST_F(MountTest, AReasonWithoutAnEndIsCut) {
+  state.handler.Mount = RefuseTooLong;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, std::string(255, 'x'));
+}
+
+TEST_F(MountTest, AHandlerOfNoVersionIsRefused) {
+  state.handler.Version = 0;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, "the handler was not made for this header: version 0, size " +
+                         std::to_string(sizeof(::Handler)));
+}
+
+TEST_F(MountTest, ANewerHandlerIsMounted) {
+  state.handler.Version = QUORLE_HANDLER_VERSION + 1;
+  state.handler.StructSize = sizeof(::Handler) + 64;
+  EXPECT_NE(Mount(), nullptr);
+}
+
+TEST_F(MountTest, AHandlerThatIsTooSmallIsRefused) {
+  state.handler.StructSize = 16;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, "the handler was not made for this header: version 1, size 16");
+}
+
+TEST_F(MountTest, AHandlerMustHaveItsTwoFunctions) {
+  state.handler.Unmount = nullptr;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, "the handler has no Mount() or no Unmount()");
+}
+
+TEST_F(MountTest, AnOldTableIsRefused) {
+  state.handler.Mount = MountVersion<52>;
+  state.handler.Unmount = ForgetEverything;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, "the handler's table of functions has version 52, at least 53 is needed");
+}
+
+TEST_F(MountTest, ANewerTableIsMounted) {
+  state.handler.Mount = MountVersion<54>;
+  state.handler.Unmount = ForgetEverything;
+  const auto port = Mount();
+  ASSERT_NE(port, nullptr);
+  EXPECT_EQ(port->Record().version, 54U);
+}
+
+TEST_F(MountTest, AForeignPortIsRefusedAndGivenBack) {
+  state.handler.Mount = MountForeign;
+  state.handler.Unmount = FreeForeign;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, "the handler's port does not come from AllocDosObject()");
+}
+
+TEST_F(MountTest, TheVolumeIsNamedByTheHandler) {
+  std::vector<std::string> asked;
+  const ::MsgPort* asking = nullptr;
+  may_be_named = [&](const ::MsgPort& port, const std::string& name) {
+    asked.push_back(name);
+    asking = &port;
+    return true;
+  };
+  state.handler.Mount = MountNamed;
+  state.handler.Unmount = ForgetEverything;
+  const auto port = Mount();
+  ASSERT_NE(port, nullptr);
+  EXPECT_EQ(port->volume_name(), "Work");
+  EXPECT_EQ(asked, std::vector<std::string>{"Work"});
+  EXPECT_EQ(asking, port->port());
+  port->Unmount();
+  EXPECT_EQ(port->volume_name(), std::nullopt);
+}
+
+TEST_F(MountTest, ATakenVolumeNameCanRefuseTheMount) {
+  may_be_named = [](const ::MsgPort&, const std::string&) { return false; };
+  state.handler.Mount = MountNamed;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(problem, "the name is taken");
+}
+
+TEST_F(MountTest, TheUnmountTellsWhatWasForgotten) {
+  state.handler.Unmount = RecordingHandler::Forget;
+  const auto port = Mount();
+  ASSERT_NE(port, nullptr);
+  EXPECT_EQ(port->Unmount(),
+            (std::vector<std::string>{"never freed: a lock (3), made in Mount() (3)",
+                                      "never freed: an examine record (1), made in Mount() (1)",
+                                      "never freed: a vector port (1), made in Mount() (1)"}));
+  EXPECT_TRUE(port->Unmount().empty());
+}
+
+TEST_F(MountTest, AnExamineRecordGoesBackToTheHandlersMemory) {
+  const auto port = Mount();
+  ASSERT_NE(port, nullptr);
+  const ::HandlerServices* const dos = RecordingHandler::DosOf(*port);
+  auto* const data =
+      static_cast<::ExamineData*>(dos->AllocDosObject(dos, QUORLE_DOS_EXAMINEDATA, nullptr));
+  port->FreeExamineData(data);
+  port->FreeExamineData(nullptr);
+  EXPECT_TRUE(port->Unmount().empty());
+}
+
+}  // namespace
+}  // namespace quorle
