@@ -1,53 +1,54 @@
 #pragma once
 
-#include <cstddef>
-#include <memory>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "platform/dos.h"
-#include "platform/exec.h"
+#include "platform/intercepting.h"
+#include "platform/trace_event.h"
 
 namespace quorle {
 
-/// Where the lines of a trace go.
-class TraceSink {
- public:
-  /// Takes one line, its line break included. False ends the trace: no further line is offered.
-  virtual bool Write(const char* line, std::size_t bytes) = 0;
-
- protected:
-  ~TraceSink() = default;
-};
-
-/// The call trace: a layer over the platform that passes every call on and writes it down, one JSON
-/// object a line:
-///
-///   {"op":"Lock","args":["FILE01",-2],"result":"lock:7","ioerr":0}
-///   {"op":"Output","text":"\nERROR: ...\n"}
+/// The call trace: every call of the tester, in order, as an event.
 ///
 /// Arguments and results are those that the tester sees; `ioerr` is `IoErr()` right after the call.
-/// A handle is its kind and a number that is used once in a run; no handle is null. Text is taken as
-/// Latin-1. Not traced: `IoErr()`, `SetIoErr()`, copies and comparisons in memory, formatting into
-/// buffers, `DateToStr()`, reads of a record's fields. The trace itself changes nothing.
-class Tracer {
+/// Calls of CallKind::kLocal and what happens in memory are left out. The trace itself changes
+/// nothing.
+class Tracer final : public CallHook {
  public:
-  /// Traces `exec` and, once `GetInterface()` has been asked for it, `dos`, which must be the
-  /// interface that `exec` gives for dos.library. None of the three is owned.
-  Tracer(ExecInterface& exec, DosInterface& dos, TraceSink& sink);
-  ~Tracer();
-  Tracer(const Tracer&) = delete;
-  Tracer& operator=(const Tracer&) = delete;
+  /// `dos` is the platform below the interception. Neither is owned.
+  Tracer(DosInterface& dos, TraceSink& sink) : dos_(dos), sink_(sink) {}
 
-  /// What the tester is started with in place of the real exec.
-  ExecInterface& exec();
+  void Around(const Call& call, MakeCall make) override;
 
  private:
-  class Trace;
-  class TracingExec;
-  class TracingDos;
+  struct Key {
+    HandleType type;
+    std::uintptr_t value;
+    friend bool operator==(const Key&, const Key&) = default;
+  };
+  struct KeyHash {
+    std::size_t operator()(const Key& key) const {
+      return std::hash<std::uintptr_t>()(key.value) * 8 + static_cast<std::size_t>(key.type);
+    }
+  };
+  class ResultReader;
 
-  std::unique_ptr<Trace> trace_;
-  std::unique_ptr<TracingDos> dos_;
-  std::unique_ptr<TracingExec> exec_;
+  void Output(const Call& call, MakeCall make);
+  /// The number of a handle, a new one when it was not seen before.
+  TraceHandle Known(HandleType type, std::uintptr_t value);
+  /// The number of a handle that was just given. Values come back after a release, numbers do not.
+  TraceHandle New(HandleType type, std::uintptr_t value);
+  TraceValue Shown(const CallValue& value);
+
+  DosInterface& dos_;
+  TraceSink& sink_;
+  std::vector<TraceValue> args_;
+  std::unordered_map<Key, std::uint64_t, KeyHash> numbers_;
+  std::uint64_t last_number_ = 0;
+  bool open_ = true;
 };
 
 }  // namespace quorle

@@ -1,41 +1,33 @@
 #pragma once
 
-#include <memory>
 #include <string_view>
 
 #include "platform/dos.h"
-#include "platform/exec.h"
+#include "platform/intercepting.h"
 
 namespace quorle {
 
-/// A layer over the platform that passes every call on and remembers two things which the console
-/// does not tell: which call the filesystem did not know, and whether the run was broken off.
-class CallWatch {
+/// Remembers two things which the console does not show: which call the filesystem did not know, and
+/// whether the run was broken off.
+class CallWatch final : public CallHook {
  public:
-  /// `dos` must be the interface that `exec` gives for dos.library. Neither is owned.
-  CallWatch(ExecInterface& exec, DosInterface& dos);
-  ~CallWatch();
-  CallWatch(const CallWatch&) = delete;
-  CallWatch& operator=(const CallWatch&) = delete;
+  /// `dos` is the platform below the interception.
+  explicit CallWatch(DosInterface& dos) : dos_(dos) {}
 
-  /// What the tester is started with in place of the real exec.
-  ExecInterface& exec();
-  /// What that exec gives for dos.library.
-  DosInterface& dos();
+  void Around(const Call& call, MakeCall make) override;
 
   /// The call whose 209 the program found first when it looked at its error code, "MakeLink", since
   /// the last ForgetUnknown(); empty when it found none.
-  std::string_view unknown() const;
-  void ForgetUnknown();
+  std::string_view unknown() const { return unknown_; }
+  void ForgetUnknown() { unknown_ = {}; }
   /// Whether the program has seen a break signal.
-  bool broken() const;
+  bool broken() const { return broken_; }
 
  private:
-  class WatchedDos;
-  class WatchedExec;
-
-  std::unique_ptr<WatchedDos> dos_;
-  std::unique_ptr<WatchedExec> exec_;
+  DosInterface& dos_;
+  std::string_view last_;     ///< the last call that failed with 209
+  std::string_view unknown_;  ///< the same at the time when the code was first looked at
+  bool broken_ = false;
 };
 
 }  // namespace quorle

@@ -15,23 +15,23 @@ bool LeavesOpen(std::int32_t code) {
 
 }  // namespace
 
-LockHandle LeftBehind::WatchedDos::Lock(const char* name, std::int32_t mode) {
-  const LockHandle lock = inner().Lock(name, mode);
-  if (name == nullptr || deleted_ != name) return lock;
-  if (const std::int32_t code = inner().IoErr(); !lock && LeavesOpen(code)) {
+void LeftBehind::Around(const Call& call, MakeCall make) {
+  if (call.op == "Delete") {
+    const char* const name = std::get<const char*>(call.args[0]);
+    deleted_ = name == nullptr ? "" : name;
+  }
+  make();
+  if (call.op != "Lock") return;
+  const char* const name = std::get<const char*>(call.args[0]);
+  if (name == nullptr || deleted_ != name) return;
+  if (const std::int32_t code = dos_.IoErr(); HasFailed(call) && LeavesOpen(code)) {
     unknown_[deleted_] = code;
   } else {
     unknown_.erase(deleted_);
   }
-  return lock;
 }
 
-bool LeftBehind::WatchedDos::Delete(const char* name) {
-  deleted_ = name == nullptr ? "" : name;
-  return inner().Delete(name);
-}
-
-std::vector<std::string> LeftBehind::WatchedDos::TakeLines() {
+std::vector<std::string> LeftBehind::TakeLines() {
   std::vector<std::string> lines;
   for (const auto& [name, code] : unknown_) {
     if (IsGone(name)) continue;
@@ -43,23 +43,13 @@ std::vector<std::string> LeftBehind::WatchedDos::TakeLines() {
   return lines;
 }
 
-bool LeftBehind::WatchedDos::IsGone(const std::string& name) {
-  const std::int32_t before = inner().IoErr();
-  const ExamineData* const data = inner().ExamineObject(EX_ObjectNameInput, name.c_str());
-  const bool is_gone = data == nullptr && !LeavesOpen(inner().IoErr());
-  if (data != nullptr) inner().FreeDosObject(DOS_EXAMINEDATA, data);
-  inner().SetIoErr(before);
+bool LeftBehind::IsGone(const std::string& name) {
+  const std::int32_t before = dos_.IoErr();
+  const ExamineData* const data = dos_.ExamineObject(EX_ObjectNameInput, name.c_str());
+  const bool is_gone = data == nullptr && !LeavesOpen(dos_.IoErr());
+  if (data != nullptr) dos_.FreeDosObject(DOS_EXAMINEDATA, data);
+  dos_.SetIoErr(before);
   return is_gone;
-}
-
-Interface* LeftBehind::WatchedExec::GetInterface(const Library* library, const char* name,
-                                                 std::uint32_t version) {
-  Interface* const real = inner().GetInterface(library, name, version);
-  return real == &dos_.real() ? &dos_ : real;
-}
-
-void LeftBehind::WatchedExec::DropInterface(Interface* interface) {
-  inner().DropInterface(interface == &dos_ ? &dos_.real() : interface);
 }
 
 }  // namespace quorle

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "harness/entry.h"
 #include "harness/run_listener.h"
@@ -19,6 +19,8 @@
 #include "hosted/dos/descriptors.h"
 #include "hosted/dos/line_input.h"
 #include "hosted/dos/machine.h"
+#include "platform/intercepting.h"
+#include "platform/trace_json.h"
 #include "platform/tracing.h"
 #include "program/built_in_handlers.h"
 #include "program/call_watch.h"
@@ -110,13 +112,16 @@ std::int32_t RunTester(const HostOptions& options, Console& console) {
   TraceFile trace(console);
   if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
 
-  LeftBehind left_behind(machine->exec(), machine->dos());
-  CallWatch calls(left_behind.exec(), left_behind.dos());
-  Tracer tracer(calls.exec(), calls.dos(), trace);
-  ExecInterface& exec = options.trace_file ? tracer.exec() : calls.exec();
+  JsonTrace json(trace);
+  Tracer tracer(machine->dos(), json);
+  CallWatch calls(machine->dos());
+  LeftBehind left_behind(machine->dos());
+  std::vector<CallHook*> hooks = {&calls, &left_behind};
+  if (options.trace_file) hooks.insert(hooks.begin(), &tracer);
+  Interception interception(machine->exec(), machine->dos(), hooks);
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
   HostListener listener(watch, gate, reporter, left_behind, console);
-  const std::int32_t result = Run(exec, kCatalogue, listener);
+  const std::int32_t result = Run(interception.exec(), kCatalogue, listener);
   const bool finished = reporter.EndRun();
   for (const std::string& complaint : machine->ShutDown()) watch.Report(complaint);
   // A handler that did not last, gave what is no answer, or lost or freed twice what it was given did

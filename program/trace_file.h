@@ -3,13 +3,13 @@
 #include <cstddef>
 
 #include "hosted/dos/console.h"
-#include "platform/tracing.h"
+#include "platform/trace_json.h"
 
 namespace quorle {
 
 /// The file of the call trace. Every line is one write, so that the file ends with the last finished
 /// call even when the process is killed, and lines of several runs never mix.
-class TraceFile final : public TraceSink {
+class TraceFile final : public LineSink {
  public:
   /// `console` hears of problems; it stays the caller's.
   explicit TraceFile(Console& console) : console_(console) {}

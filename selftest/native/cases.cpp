@@ -10,30 +10,17 @@
 namespace quorle::selftest {
 namespace {
 
-/// Deviations that tell the length of a text without storing it.
+/// Deviations that return the length of a text without storing it.
 constexpr std::string_view kWithoutText[] = {"read-link-of-file", "read-link-of-hard-link"};
 
 /// Whether a rule makes a read return what was not read.
-bool TellsOfData(const std::string& rules) {
+bool ReturnsUnreadData(const std::string& rules) {
   std::istringstream lines(rules);
   for (std::string line; std::getline(lines, line);) {
     const std::string_view call = std::string_view(line).substr(line.find('/') + 1);
     if (call.starts_with("Read") && line.find(" return ") != std::string::npos) return true;
   }
   return false;
-}
-
-/// A line of a trace without the data that a read gave.
-std::string WithoutData(const std::string& line) {
-  if (!line.starts_with("{\"op\":\"Read\"") && !line.starts_with("{\"op\":\"ReadSoftLink\"")) {
-    return line;
-  }
-  for (const std::string_view field : {"\"data\":\"", "\"target\":\""}) {
-    const std::size_t start = line.find(field);
-    if (start == std::string::npos) continue;
-    return line.substr(0, start + field.size()) + line.substr(line.rfind("\"},\"ioerr\":"));
-  }
-  return line;
 }
 
 }  // namespace
@@ -50,7 +37,7 @@ std::vector<Case> ReadCases(const std::string& file) {
                      .rules = rules,
                      .output = starts.Of(test) + test.prints.value_or(""),
                      .result = test.result + "\n",
-                     .tells_of_data = TellsOfData(rules)});
+                     .data_by_chance = ReturnsUnreadData(rules)});
   }
   return cases;
 }
@@ -59,7 +46,7 @@ std::vector<Case> DeviationCases() {
   std::vector<Case> cases;
   for (const deviate::Deviation& deviation : deviate::Deviations()) {
     const std::string name(deviation.name);
-    const bool tells_of_data =
+    const bool data_by_chance =
         std::find(std::begin(kWithoutText), std::end(kWithoutText), name) != std::end(kWithoutText);
     for (const char* const port : {"vector", "packet"}) {
       std::string mount = "DH0=ram,port=";
@@ -69,7 +56,7 @@ std::vector<Case> DeviationCases() {
                        .rules = {},
                        .output = {},
                        .result = {},
-                       .tells_of_data = tells_of_data});
+                       .data_by_chance = data_by_chance});
     }
   }
   return cases;
@@ -85,7 +72,7 @@ std::string RunText(const Case& test, int result, const std::string& output,
   text += output;
   text += "\n-- calls\n";
   for (const std::string& line : trace) {
-    text += test.tells_of_data ? WithoutData(line) : line;
+    text += line;
     text += '\n';
   }
   return text;

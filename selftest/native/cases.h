@@ -15,9 +15,9 @@ struct Case {
   /// What it prints and its process result, as text; none when only the calls count.
   std::optional<std::string> output;
   std::optional<std::string> result;
-  /// A call tells of data that it did not store: what the trace shows of them is what happened to
-  /// stand in the tester's buffer.
-  bool tells_of_data = false;
+  /// A call returns a count of data that it did not store: what the trace shows of them is what was in
+  /// the tester's buffer by chance.
+  bool data_by_chance = false;
 };
 
 /// The word that stands for a file with the cases of DeviationCases().
@@ -31,7 +31,6 @@ std::vector<Case> ReadCases(const std::string& file);
 std::vector<Case> DeviationCases();
 
 /// What one run did, as a text that can be compared: its result, what it printed, and every call.
-/// Data that nobody stored are left out.
 std::string RunText(const Case& test, int result, const std::string& output,
                     const std::vector<std::string>& trace);
 

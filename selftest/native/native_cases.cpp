@@ -32,11 +32,13 @@ class Cases {
   void Run(const Case& test) {
     ++count_;
     TestBench reference_bench(test.words, test.rules);
+    if (test.data_by_chance) reference_bench.LeaveOutData();
     const std::int32_t reference_result = reference_bench.Run();
     const std::string reference = RunText(test, reference_result, reference_bench.TakeOutput(),
                                           reference_bench.TakeTraceLines());
 
     TestBench bench(test.words, test.rules);
+    if (test.data_by_chance) bench.LeaveOutData();
     bench.TakeRulesFrom(reference_bench);
     const NativeResult result = program_.Run(bench.Begin());
     const std::string output = bench.TakeOutput();

@@ -15,6 +15,7 @@ int Main(const char* file, const char* record) {
   std::ofstream out(record, std::ios::binary);
   for (const Case& test : ReadCases(file)) {
     TestBench bench(test.words, test.rules);
+    if (test.data_by_chance) bench.LeaveOutData();
     const std::int32_t result = bench.Run();
     const std::string output = bench.TakeOutput();
     out << RunText(test, result, output, bench.TakeTraceLines());

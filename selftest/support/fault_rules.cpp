@@ -98,8 +98,10 @@ bool ParseAction(std::string_view rest, FaultRule& rule) {
                                      : FaultRule::Action::kDoneFail;
     return ParseCode(NextWord(rest), rule) && NextWord(rest).empty();
   }
-  if (action == "succeed" || action == "scribble") {
-    rule.action = action == "succeed" ? FaultRule::Action::kSucceed : FaultRule::Action::kScribble;
+  if (action == "succeed" || action == "scribble" || action == "drop") {
+    rule.action = action == "succeed"    ? FaultRule::Action::kSucceed
+                  : action == "scribble" ? FaultRule::Action::kScribble
+                                         : FaultRule::Action::kDrop;
     return NextWord(rest).empty();
   }
   if (action == "return") {
@@ -135,11 +137,41 @@ bool IsIn(const RunPlace& wanted, const RunPlace& place) {
          wanted.sub_test == place.sub_test;
 }
 
-bool Fits(const FaultRule& rule, std::string_view op, std::initializer_list<std::string> args) {
-  if (rule.op != op || rule.args.size() > args.size()) return false;
-  auto arg = args.begin();
+std::string HandleText(bool is_one) {
+  return is_one ? "handle" : "0";
+}
+
+/// An argument of a call as rules have it.
+struct ArgumentText {
+  std::string operator()(std::monostate) const { return "0"; }
+  std::string operator()(bool flag) const { return flag ? "1" : "0"; }
+  std::string operator()(std::int32_t number) const { return std::to_string(number); }
+  std::string operator()(std::uint32_t number) const { return std::to_string(number); }
+  std::string operator()(std::int64_t number) const { return std::to_string(number); }
+  std::string operator()(const char* text) const { return text == nullptr ? "" : text; }
+  std::string operator()(Tag tag) const { return std::to_string(tag.value); }
+  std::string operator()(Data data) const { return std::to_string(data.bytes); }
+  std::string operator()(BString text) const {
+    if (text.text == nullptr) return {};
+    return {reinterpret_cast<const char*>(text.text) + 1, *text.text};
+  }
+  std::string operator()(const quorle::DateStamp* date) const {
+    return std::to_string(date->ds_Days);
+  }
+  std::string operator()(Memory memory) const { return HandleText(memory.start != nullptr); }
+  std::string operator()(const ExamineData* data) const { return HandleText(data != nullptr); }
+  std::string operator()(const DevProc* devproc) const { return HandleText(devproc != nullptr); }
+  template <class Kind>
+  std::string operator()(Handle<Kind> handle) const {
+    return HandleText(static_cast<bool>(handle));
+  }
+};
+
+bool Fits(const FaultRule& rule, const Call& call) {
+  if (rule.op != call.op || rule.args.size() > call.args.size()) return false;
+  auto arg = call.args.begin();
   for (const std::string& wanted : rule.args) {
-    if (wanted != "*" && wanted != *arg) return false;
+    if (wanted != "*" && wanted != std::visit(ArgumentText(), *arg)) return false;
     ++arg;
   }
   return true;
@@ -208,10 +240,10 @@ void FaultRules::Enter(const RunPlace& place) {
   }
 }
 
-const FaultRule* FaultRules::Match(std::string_view op, std::initializer_list<std::string> args) {
+const FaultRule* FaultRules::Match(const Call& call) {
   const FaultRule* match = nullptr;
   for (FaultRule& rule : rules_) {
-    if (!Fits(rule, op, args)) continue;
+    if (!Fits(rule, call)) continue;
     ++rule.seen_in_run;
     if (rule.in_place) ++rule.seen;
     if (match != nullptr || !IsDue(rule)) continue;

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/call.h"
 
 namespace quorle::selftest {
 
@@ -29,9 +30,10 @@ struct RunPlace {
 ///   24.3              sub-test 3 of row 24
 ///   group, 24.group   what a group does beside its sub-tests
 ///   end               what comes after a group, until the next one begins
-/// OP is the operation's name. ARG restricts the rule to calls with these leading arguments, texts
-/// as they stand and numbers in decimal; SHARED, EXCLUSIVE, OLDFILE, READWRITE and NEWFILE are modes;
-/// "*" is any. Handles cannot be named: they are "*". #N picks the N-th call that matches, from 1,
+/// OP is the operation's name as traces have it; "Printf" and "PutStr" are apart. ARG restricts the
+/// rule to calls with these leading arguments, in the order of traces: texts as they are, numbers in
+/// decimal, truth values as 1 and 0, a date by its days, data by their number of bytes, a handle as
+/// "handle" or "0"; SHARED, EXCLUSIVE, OLDFILE, READWRITE and NEWFILE are modes; "*" is any. #N picks the N-th call that matches, from 1,
 /// counted from the beginning of the place, or of the run without a place; #N+ that call and all
 /// later ones of the run; without it every call there misbehaves.
 ///
@@ -44,10 +46,27 @@ struct RunPlace {
 ///   set FIELD=VALUE.. the call is made; these fields of what it gives are replaced
 ///   scribble          the call is made; then zeros are written over the end of the block of memory
 ///                     that the tester allocated last, as by a handler that writes where it must not
+///   drop              the release is not made, and reported as done
+///
+/// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, RefCount, ObjectID, Name,
+/// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() DiskState, DiskType; of
+/// FileSystemAttr() version, dostype; of DevNameFromPort() and VolNameFromPort() name; of
+/// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of DateStamp() Days;
+/// of Read() data, and fill, a character that the rest of the buffer is filled with, which the count
+/// does not show; of a count or a number result; of a lock or a file mode=other.
 ///
 /// An empty line and a line that starts with "//" say nothing.
 struct FaultRule {
-  enum class Action { kFail, kCode, kDoneFail, kSucceed, kReturn, kSet, kScribble };
+  enum class Action : std::uint8_t {
+    kFail,
+    kCode,
+    kDoneFail,
+    kSucceed,
+    kReturn,
+    kSet,
+    kScribble,
+    kDrop
+  };
 
   std::optional<RunPlace> place;
   std::string op;
@@ -66,8 +85,23 @@ struct FaultRule {
   std::optional<std::vector<std::uint32_t>> bound_to;  ///< these misbehave, whatever the place is
 };
 
+/// Says which calls misbehave.
+class FaultSource {
+ public:
+  /// The rule that `call`, which is about to be made, falls under, or null. Counts the call.
+  virtual const FaultRule* Match(const Call& call) = 0;
+  /// `call` fell under none and was made.
+  virtual void OnMade(const Call& call) { static_cast<void>(call); }
+
+ protected:
+  FaultSource() = default;
+  FaultSource(const FaultSource&) = default;
+  FaultSource& operator=(const FaultSource&) = default;
+  ~FaultSource() = default;
+};
+
 /// The rules of one run.
-class FaultRules {
+class FaultRules final : public FaultSource {
  public:
   /// Parses a text of rules. A line that is none gives null and says why in `problem`.
   static std::optional<FaultRules> Parse(std::string_view text, std::string& problem);
@@ -82,8 +116,7 @@ class FaultRules {
   /// The run is in `place` from now on.
   void Enter(const RunPlace& place);
 
-  /// The rule that the call of `op` with `args` falls under now, or null. Counts the call.
-  const FaultRule* Match(std::string_view op, std::initializer_list<std::string> args = {});
+  const FaultRule* Match(const Call& call) override;
 
   /// The first rule that has not fired yet, or null: a rule that never fires tests nothing.
   const FaultRule* Unused() const;

@@ -7,11 +7,14 @@
 
 #include "harness/entry.h"
 #include "hosted/dos/machine.h"
+#include "platform/intercepting.h"
+#include "platform/trace_json.h"
 #include "platform/tracing.h"
 #include "program/host_options.h"
 #include "program/tester_machine.h"
-#include "selftest/support/faulty_platform.h"
+#include "selftest/support/fault_injector.h"
 #include "selftest/support/test_clock.h"
+#include "selftest/support/trace_balance.h"
 
 namespace quorle::selftest {
 namespace {
@@ -42,16 +45,34 @@ class NoBreak final : public BreakSource {
 
 class KeptTrace final : public TraceSink {
  public:
-  bool Write(const char* line, std::size_t bytes) override {
-    if (bytes == 0 || line[bytes - 1] != '\n') throw std::logic_error("a line without its end");
-    lines_.emplace_back(line, bytes - 1);
-    return true;
+  bool Take(const TraceEvent& event) override {
+    TraceEvent shown = event;
+    if (without_data_) {
+      if (auto* const read = std::get_if<TraceRead>(&shown.result)) read->data = {};
+      auto* const link = std::get_if<TraceLink>(&shown.result);
+      if (link != nullptr && link->target) link->target = std::string_view();
+    }
+    AppendJson(shown, lines_.emplace_back());
+    lines_.back().pop_back();
+    return balance_->Take(event);
   }
 
-  std::vector<std::string> Take() { return std::exchange(lines_, {}); }
+  void Begin() { balance_.emplace(no_place_); }
+  void LeaveOutData() { without_data_ = true; }
+  std::vector<std::string> TakeLines() { return std::exchange(lines_, {}); }
+  /// The first handle that was released and not held, or an empty text.
+  std::string SecondRelease() const {
+    for (const Unbalanced& object : balance_->Report()) {
+      if (object.released_twice) return object.object;
+    }
+    return {};
+  }
 
  private:
+  const std::string no_place_;
   std::vector<std::string> lines_;
+  std::optional<TraceBalance> balance_{no_place_};
+  bool without_data_ = false;
 };
 
 FaultRules ParseRules(const std::string& text) {
@@ -177,9 +198,11 @@ struct TestBench::Parts {
   FaultRules rules;
   KeptTrace trace;
   std::unique_ptr<Machine> machine;
-  std::unique_ptr<FaultyDos> dos;
-  std::unique_ptr<FaultyExec> exec;
-  std::unique_ptr<Tracer> tracer;
+  // The trace shows what faults come to, and asks what they can falsify: two layers.
+  std::optional<FaultInjector> injector;
+  std::optional<Interception> faulty;
+  std::optional<Tracer> tracer;
+  std::optional<Interception> traced;
   std::string target;  ///< device name: the last one of the mounts, or RAM
   TestContext* ctx = nullptr;
 };
@@ -195,9 +218,12 @@ TestBench::TestBench(const std::vector<std::string>& words, const std::string& r
       MachineFor(options),
       {.console = p.console, .input = p.input, .clock = p.clock, .breaks = p.breaks}, problem);
   if (p.machine == nullptr) throw std::runtime_error(problem);
-  p.dos = std::make_unique<FaultyDos>(p.machine->dos(), p.rules);
-  p.exec = std::make_unique<FaultyExec>(p.machine->exec(), *p.dos, p.rules);
-  p.tracer = std::make_unique<Tracer>(*p.exec, *p.dos, p.trace);
+  ExecInterface& exec = p.machine->exec();
+  DosInterface& dos = p.machine->dos();
+  p.injector.emplace(exec, dos, p.rules, "ENV:some-file");
+  p.faulty.emplace(exec, dos, std::vector<CallHook*>{&*p.injector});
+  p.tracer.emplace(p.faulty->dos(), p.trace);
+  p.traced.emplace(p.faulty->exec(), p.faulty->dos(), std::vector<CallHook*>{&*p.tracer});
   // The file that a rule's "succeed" hands out is there from the start: the volumes do not change.
   // Made by the handler itself, so that handles are numbered as in the program.
   HandlerPort& env = *p.machine->list().Find("ENV").port;
@@ -214,7 +240,7 @@ TestBench::~TestBench() {
     SetRules("");
     dos.SetCurrentDir({});
     dos.UnLock(parts_->ctx->root_lock);
-    parts_->tracer->exec().FreeVec(parts_->ctx);
+    parts_->traced->exec().FreeVec(parts_->ctx);
   }
 }
 
@@ -235,14 +261,15 @@ void TestBench::TakeRulesFrom(const TestBench& other) {
 
 ExecInterface& TestBench::Begin() {
   parts_->rules.Begin();
+  parts_->trace.Begin();
   parts_->machine->dos().SetIoErr(0);  // as a process starts
-  return parts_->tracer->exec();
+  return parts_->traced->exec();
 }
 
 TestContext& TestBench::Context() {
   Parts& p = *parts_;
   if (p.ctx != nullptr) return *p.ctx;
-  ExecInterface& exec = p.tracer->exec();
+  ExecInterface& exec = p.traced->exec();
   const Library* const dos_base = exec.OpenLibrary("dos.library", 50);
   const Library* const utility_base = exec.OpenLibrary("utility.library", 50);
   TestContext& ctx = *static_cast<TestContext*>(exec.AllocVecTags(sizeof(TestContext)));
@@ -280,7 +307,15 @@ std::vector<nlohmann::json> TestBench::TakeTrace() {
 }
 
 std::vector<std::string> TestBench::TakeTraceLines() {
-  return parts_->trace.Take();
+  return parts_->trace.TakeLines();
+}
+
+std::string TestBench::SecondRelease() {
+  return parts_->trace.SecondRelease();
+}
+
+void TestBench::LeaveOutData() {
+  parts_->trace.LeaveOutData();
 }
 
 void TestBench::SetRules(const std::string& rules) {

@@ -50,6 +50,10 @@ class TestBench {
   std::vector<nlohmann::json> TakeTrace();
   /// The same as the lines that a trace file holds, without their line breaks.
   std::vector<std::string> TakeTraceLines();
+  /// The first handle that the last run released and did not hold, or an empty text.
+  std::string SecondRelease();
+  /// From now on traces show no data that a call read.
+  void LeaveOutData();
 
   /// Replaces the rules and starts counting anew.
   void SetRules(const std::string& rules);

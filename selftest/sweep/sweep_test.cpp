@@ -15,12 +15,14 @@
 
 #include "harness/entry.h"
 #include "hosted/dos/machine.h"
+#include "platform/intercepting.h"
 #include "platform/tracing.h"
+#include "selftest/support/fault_injector.h"
 #include "selftest/support/test_bench.h"
+#include "selftest/support/trace_balance.h"
 #include "selftest/sweep/console_lines.h"
-#include "selftest/sweep/one_fault.h"
+#include "selftest/sweep/fault_plan.h"
 #include "selftest/sweep/sub_test_watch.h"
-#include "selftest/sweep/trace_balance.h"
 #include "tests/catalogue.h"
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/common_interface_defs.h>
@@ -36,7 +38,7 @@
 namespace quorle::selftest {
 namespace {
 
-using Kind = Fault::Kind;
+using Action = FaultRule::Action;
 
 // ---- What is found after a run -----------------------------------------------------------------
 
@@ -56,10 +58,58 @@ enum class Finding : std::uint8_t {
 
 struct Found {
   Finding finding;
-  std::string place;     ///< sub-test
-  std::string object;    ///< its name, when it is one
-  std::string text;      ///< for the failure
-  std::size_t line = 0;  ///< of the trace, of kRecord: the call that gave it
+  std::string place;      ///< sub-test
+  std::string object;     ///< its name, when it is one
+  std::string text;       ///< for the failure
+  std::size_t event = 0;  ///< of the trace, of kRecord: what gave it
+};
+
+/// One event of a trace, as far as it is kept.
+struct KeptEvent {
+  std::string place;      ///< sub-test that made the call
+  std::string_view op;    ///< a name of the platform's, which stays
+  std::string name;       ///< the first argument, when it is a text
+  std::int64_t mode = 0;  ///< the second argument, when it is a number
+  bool gave_nothing;      ///< null
+  std::int32_t ioerr = 0;
+};
+
+std::string TextOf(const KeptEvent& event) {
+  return std::string(event.op) + "(" + event.name + "), error " + std::to_string(event.ioerr);
+}
+
+/// Keeps a trace, and what it holds.
+class SweepTrace final : public TraceSink {
+ public:
+  explicit SweepTrace(const std::string& place) : place_(place), balance_(place) {}
+
+  bool Take(const TraceEvent& event) override {
+    KeptEvent& kept = events_.emplace_back();
+    kept.place = place_;
+    kept.op = event.op;
+    kept.gave_nothing = IsNothing(event.result);
+    kept.ioerr = event.ioerr;
+    if (!event.args.empty()) {
+      if (const auto* const name = std::get_if<std::string_view>(&event.args[0])) kept.name = *name;
+    }
+    if (event.args.size() > 1) {
+      if (const auto* const mode = std::get_if<std::int64_t>(&event.args[1])) kept.mode = *mode;
+    }
+    return balance_.Take(event);
+  }
+
+  std::vector<Unbalanced> Report() const { return balance_.Report(); }
+  std::vector<KeptEvent> TakeEvents() { return std::move(events_); }
+
+ private:
+  static bool IsNothing(const TraceValue& value) {
+    const auto* const handle = std::get_if<TraceHandle>(&value);
+    return handle != nullptr ? handle->number == 0 : std::holds_alternative<std::monostate>(value);
+  }
+
+  const std::string& place_;
+  TraceBalance balance_;
+  std::vector<KeptEvent> events_;
 };
 
 /// How a run ended.
@@ -67,8 +117,9 @@ struct Outcome {
   std::int32_t result = 0;
   bool ran_tests = false;
   std::string output;
-  std::vector<TraceLine> trace;
+  std::vector<KeptEvent> trace;
   std::vector<Unbalanced> unbalanced;
+  std::vector<CallSite> sites;  ///< of a run that was recorded
   bool directory_restored = false;
   bool requesters_restored = false;
   std::string still_open;         ///< examine records apart
@@ -79,11 +130,11 @@ struct Outcome {
 
 // ---- What may be found -------------------------------------------------------------------------
 
-constexpr unsigned Bit(Kind kind) {
-  return 1U << static_cast<unsigned>(kind);
+constexpr unsigned Bit(Action action) {
+  return 1U << static_cast<unsigned>(action);
 }
-constexpr unsigned kAnyKind = ~0U;
-constexpr unsigned kNotMade = Bit(Kind::kFail) | Bit(Kind::kClaim) | Bit(Kind::kDrop);
+constexpr unsigned kAnyAction = ~0U;
+constexpr unsigned kNotMade = Bit(Action::kFail) | Bit(Action::kSucceed) | Bit(Action::kDrop);
 
 /// Something that a run may leave, and why.
 struct Excuse {
@@ -91,73 +142,68 @@ struct Excuse {
   std::string_view group;     ///< "" any
   std::string_view sub_test;  ///< "" any
   std::string_view call;      ///< what the call that misbehaves starts with; "" any
-  unsigned kinds;             ///< how it does
+  unsigned actions;           ///< how it does
   bool (*applies)(const Outcome& outcome, const Found& found);  ///< null: always
   std::string_view reason;
 };
 
-bool IsCall(const TraceLine& line, std::string_view op) {
-  return line.text.compare(7, op.size() + 1, std::string(op) + '"') == 0;
-}
-
 /// Whether the sub-test examined something once more after it got this record.
 bool ExaminedAgain(const Outcome& outcome, const Found& found) {
-  return std::any_of(outcome.trace.begin() + static_cast<std::ptrdiff_t>(found.line) + 1,
-                     outcome.trace.end(), [&found](const TraceLine& line) {
-                       return line.place == found.place && IsCall(line, "ExamineObject");
+  return std::any_of(outcome.trace.begin() + static_cast<std::ptrdiff_t>(found.event) + 1,
+                     outcome.trace.end(), [&found](const KeptEvent& event) {
+                       return event.place == found.place && event.op == "ExamineObject";
                      });
 }
 
-/// Whether the clean-up looked for the object and was told that it is in use.
+/// Whether the clean-up looked for the object and found it in use.
 bool IsHiddenByLock(const Outcome& outcome, const Found& found) {
-  const std::string look = "\"args\":[\"" + found.object + "\",-2],\"result\":";
-  for (auto line = outcome.trace.rbegin(); line != outcome.trace.rend(); ++line) {
-    if (!IsCall(*line, "Lock") || line->text.find(look) == std::string::npos) continue;
-    return line->text.ends_with("\"result\":null,\"ioerr\":202}");
-  }
-  return false;
+  const auto look =
+      std::find_if(outcome.trace.rbegin(), outcome.trace.rend(), [&found](const KeptEvent& event) {
+        return event.op == "Lock" && event.name == found.object && event.mode == SHARED_LOCK;
+      });
+  return look != outcome.trace.rend() && look->gave_nothing && look->ioerr == ERROR_OBJECT_IN_USE;
 }
 
 constexpr Excuse kExcuses[] = {
     // Records that sub-tests leave, by their rule.
-    {Finding::kRecord, "Examine File", "1", "", kAnyKind, nullptr,
+    {Finding::kRecord, "Examine File", "1", "", kAnyAction, nullptr,
      "as it stands: the record of a scratch file is not released"},
-    {Finding::kRecord, "Examine Object", "1", "", kAnyKind, nullptr,
+    {Finding::kRecord, "Examine Object", "1", "", kAnyAction, nullptr,
      "as it stands: the record of a scratch file is not released"},
-    {Finding::kRecord, "Examine Object", "2", "", kAnyKind, nullptr,
+    {Finding::kRecord, "Examine Object", "2", "", kAnyAction, nullptr,
      "as it stands: the record of a scratch link is not released"},
-    {Finding::kRecord, "Examine Lock", "2", "", kAnyKind, nullptr,
+    {Finding::kRecord, "Examine Lock", "2", "", kAnyAction, nullptr,
      "as it stands: the record of a scratch file is not released"},
-    {Finding::kRecord, "Set Date", "2", "", kAnyKind, ExaminedAgain,
+    {Finding::kRecord, "Set Date", "2", "", kAnyAction, ExaminedAgain,
      "as it stands: of the dates' records only the last is released"},
-    {Finding::kRecord, "Set Date", "3", "", kAnyKind, ExaminedAgain,
+    {Finding::kRecord, "Set Date", "3", "", kAnyAction, ExaminedAgain,
      "as it stands: of the dates' records only the last is released"},
 
     // A switch that was moved and denies it is not moved back.
-    {Finding::kProtection, "Open File", "8", "WriteProtectVolume(\"DH0:\",true)",
-     Bit(Kind::kDoneFail), nullptr, "as it stands: what is told to have failed is not undone"},
-    {Finding::kProtection, "Rename Object", "3", "WriteProtectVolume(\"DH0:\",true)",
-     Bit(Kind::kDoneFail), nullptr, "as it stands: what is told to have failed is not undone"},
-    {Finding::kProtection, "Device Info Data", "2", "WriteProtectVolume(\"DH0:\",true)",
-     Bit(Kind::kDoneFail), nullptr, "as it stands: what is told to have failed is not undone"},
-    {Finding::kProtection, "Relabel Volume", "2", "WriteProtectVolume(\"DH0:\",true)",
-     Bit(Kind::kDoneFail), nullptr, "as it stands: what is told to have failed is not undone"},
-    {Finding::kProtection, "Write Protect", "1", "WriteProtectVolume(\"DH0:\",true)",
-     Bit(Kind::kDoneFail), nullptr, "as it stands: what is told to have failed is not undone"},
+    {Finding::kProtection, "Open File", "8", "WriteProtectVolume(\"DH0:\",true",
+     Bit(Action::kDoneFail), nullptr, "as it stands: what is reported as failed is not undone"},
+    {Finding::kProtection, "Rename Object", "3", "WriteProtectVolume(\"DH0:\",true",
+     Bit(Action::kDoneFail), nullptr, "as it stands: what is reported as failed is not undone"},
+    {Finding::kProtection, "Device Info Data", "2", "WriteProtectVolume(\"DH0:\",true",
+     Bit(Action::kDoneFail), nullptr, "as it stands: what is reported as failed is not undone"},
+    {Finding::kProtection, "Relabel Volume", "2", "WriteProtectVolume(\"DH0:\",true",
+     Bit(Action::kDoneFail), nullptr, "as it stands: what is reported as failed is not undone"},
+    {Finding::kProtection, "Write Protect", "1", "WriteProtectVolume(\"DH0:\",true",
+     Bit(Action::kDoneFail), nullptr, "as it stands: what is reported as failed is not undone"},
     {Finding::kLabel, "Relabel Volume", "1", "Relabel(\"DH0:\",\"_0_new_name_0_\")",
-     Bit(Kind::kDoneFail), nullptr, "as it stands: what is told to have failed is not undone"},
+     Bit(Action::kDoneFail), nullptr, "as it stands: what is reported as failed is not undone"},
 
     // The call that restores is the one that fails.
-    {Finding::kProtection, "", "", "WriteProtectVolume(\"DH0:\",false)", kNotMade, nullptr,
+    {Finding::kProtection, "", "", "WriteProtectVolume(\"DH0:\",false", kNotMade, nullptr,
      "the call that lifts the protection is not made"},
     {Finding::kLabel, "Relabel Volume", "1", "Relabel(\"DH0:\",\"DH0 Disk\")", kNotMade, nullptr,
      "the call that restores the name is not made"},
     {Finding::kLabel, "Relabel Volume", "", "VolNameFromPort(",
-     Bit(Kind::kFail) | Bit(Kind::kDoneFail) | Bit(Kind::kWrong), nullptr,
+     Bit(Action::kFail) | Bit(Action::kDoneFail) | Bit(Action::kSet), nullptr,
      "the name to go back to is not the one from before"},
-    {Finding::kDirectory, "", "", "SetCurrentDir(", Bit(Kind::kWrong), nullptr,
+    {Finding::kDirectory, "", "", "SetCurrentDir(", Bit(Action::kSet), nullptr,
      "the directory to go back to is not the one from before"},
-    {Finding::kRequesters, "", "", "SetProcWindow(", Bit(Kind::kWrong), nullptr,
+    {Finding::kRequesters, "", "", "SetProcWindow(", Bit(Action::kSet), nullptr,
      "the window to go back to is not the one from before"},
 
     // Objects that the clean-up cannot see.
@@ -165,7 +211,7 @@ constexpr Excuse kExcuses[] = {
      "as it stands: what the clean-up cannot lock is gone to it, and this is locked for good"},
     {Finding::kLeft, "", "", "UnLock(", kNotMade, IsHiddenByLock,
      "as it stands: what the clean-up cannot lock is gone to it, and this is locked for good"},
-    {Finding::kLeft, "", "", "SetCurrentDir(", Bit(Kind::kWrong), nullptr,
+    {Finding::kLeft, "", "", "SetCurrentDir(", Bit(Action::kSet), nullptr,
      "the clean-up goes on in another directory, where there is no such object"},
 };
 
@@ -193,33 +239,44 @@ std::vector<std::string> LinesMissing(const std::string& text, const std::string
   return missing;
 }
 
+/// Where a fault that needs another file finds it.
+constexpr const char* kOtherFile = "ENV:other-file";
+
 /// A machine that is used for one run after the other, as long as each leaves it as it was.
 class SharedBench {
  public:
   explicit SharedBench(std::vector<std::string> words) : words_(std::move(words)) {}
 
-  Outcome Run(OneFault& one, const TestEntry* catalogue) {
+  /// A run whose calls `prepare` makes misbehave.
+  template <class Prepare>
+  Outcome Run(const TestEntry* catalogue, const Prepare& prepare) {
     if (bench_ == nullptr) {
       bench_ = std::make_unique<TestBench>(words_);
       volumes_ = bench_->Volumes();
     }
+    ExecInterface& exec = bench_->machine().exec();
     HostedDos& real = bench_->machine().dos();
-    OneFaultDos dos(real, one);
-    OneFaultExec exec(bench_->machine().exec(), dos, one);
-    TraceBalance balance(watch_.current());
-    Tracer tracer(exec, dos, balance);
+    FaultPlan plan(real);
+    prepare(plan);
+    FaultInjector injector(exec, real, plan, kOtherFile);
+    Interception faulty(exec, real, {&injector});
+    SweepTrace trace(watch_.current());
+    Tracer tracer(faulty.dos(), trace);
+    Interception traced(faulty.exec(), faulty.dos(), {&tracer});
     const std::size_t started = watch_.started();
 
     Outcome outcome;
     real.SetIoErr(0);  // as a process starts
-    outcome.result = quorle::Run(tracer.exec(), catalogue, watch_);
+    outcome.result = quorle::Run(traced.exec(), catalogue, watch_);
     outcome.ran_tests = watch_.started() != started;
     outcome.output = bench_->TakeOutput();
     outcome.directory_restored = !real.SetCurrentDir({});
     outcome.requesters_restored = real.SetProcWindow(nullptr) == nullptr;
-    outcome.unbalanced = balance.Report();
-    outcome.trace = balance.TakeLines();
-    dos.Settle();
+    outcome.unbalanced = trace.Report();
+    outcome.trace = trace.TakeEvents();
+    outcome.sites = plan.TakeSites();
+    injector.Settle();
+    real.Delete(kOtherFile);
     outcome.still_open = bench_->StillOpen(false);
     outcome.open_records = real.CountOpen().examine_records;
     real.ReleaseEverything();
@@ -241,10 +298,10 @@ class SharedBench {
   SubTestWatch watch_;
 };
 
-/// Whether the output tells that the object stayed.
-bool IsToldToStay(const std::string& output, const std::string& name) {
-  const std::string told = "test left the object \"" + name + "\" behind";
-  const std::size_t at = output.find(told);
+/// Whether the output says that the object stayed.
+bool IsReportedToStay(const std::string& output, const std::string& name) {
+  const std::string report = "test left the object \"" + name + "\" behind";
+  const std::size_t at = output.find(report);
   return at != std::string::npos && output.rfind("CLEANUP ERROR[", at) > output.rfind('\n', at) &&
          output.rfind("CLEANUP ERROR[", at) != std::string::npos;
 }
@@ -285,7 +342,7 @@ class Findings {
                     .place = place_,
                     .object = std::move(object),
                     .text = std::move(text),
-                    .line = 0});
+                    .event = 0});
   }
 
   void Result() {
@@ -301,7 +358,7 @@ class Findings {
   void Balance() {
     std::size_t records = 0;
     for (const Unbalanced& object : outcome_.unbalanced) {
-      const bool is_record = object.object.starts_with("examine:") && !object.released_twice;
+      const bool is_record = object.is_record && !object.released_twice;
       if (is_record) ++records;
       all_.push_back(
           {.finding = is_record ? Finding::kRecord : Finding::kBalance,
@@ -309,8 +366,8 @@ class Findings {
            .object = object.object,
            .text = object.object +
                    (object.released_twice ? ", released and not held: " : ", never released: ") +
-                   outcome_.trace[object.line].text,
-           .line = object.line});
+                   TextOf(outcome_.trace[object.event]),
+           .event = object.event});
     }
     if (!outcome_.still_open.empty()) Add(Finding::kStillOpen, {}, outcome_.still_open);
     if (outcome_.open_records != records) {
@@ -329,7 +386,7 @@ class Findings {
       }
       const std::size_t colon = line.find(':');
       const std::string name = line.substr(colon + 1, name_end - colon - 1);
-      if (!IsToldToStay(outcome_.output, name)) Add(Finding::kLeft, name, "left: " + line);
+      if (!IsReportedToStay(outcome_.output, name)) Add(Finding::kLeft, name, "left: " + line);
     }
     for (const std::string& line : outcome_.gone) {
       if (line.find(" label=") == std::string::npos) Add(Finding::kVolumes, {}, "gone: " + line);
@@ -359,7 +416,7 @@ class Findings {
 /// What is being run, for a message when the process dies of it.
 char current_run[1024];
 
-void TellCurrentRun() {
+void WriteCurrentRun() {
   const ssize_t unused = write(STDERR_FILENO, current_run, std::strlen(current_run));
   static_cast<void>(unused);
 }
@@ -419,35 +476,34 @@ class SweepTest : public testing::Test {
  private:
   void Sweep(const std::vector<std::string>& words) {
     SharedBench bench(words);
-    OneFault one;
-    one.Record(bench.watch().current());
-    const Outcome conforming = bench.Run(one, catalogue_.data());
-    const std::vector<CallSite> sites = one.TakeSites();
+    const Outcome conforming = bench.Run(
+        catalogue_.data(), [&](FaultPlan& plan) { plan.Record(bench.watch().current()); });
+    const std::vector<CallSite>& sites = conforming.sites;
     ASSERT_FALSE(sites.empty());
     const Findings usual(conforming, {});
     for (const Found& found : usual.all()) {
       EXPECT_TRUE(IsExcused(conforming, found, {}, {})) << setting_ << ", no fault: " << found.text;
     }
     for (std::size_t i = 0; i < sites.size(); ++i) {
-      for (const Fault& fault : sites[i].faults) {
+      for (const PlannedFault& fault : sites[i].faults) {
         if (++turn_ % Step() != 0) continue;
         ++runs_;
         std::snprintf(current_run, sizeof current_run, "\n%s, %s, call %zu%s%s: %s\n  is %s\n",
                       name_.c_str(), setting_.c_str(), i + 1,
                       sites[i].place.empty() ? "" : " in sub-test ", sites[i].place.c_str(),
-                      sites[i].text.c_str(), fault.Text().c_str());
+                      sites[i].text.c_str(), fault.text.c_str());
         alarm(kMostSeconds);
-        one.Inject(i + 1, sites[i], fault);
-        const Outcome outcome = bench.Run(one, catalogue_.data());
+        const Outcome outcome = bench.Run(
+            catalogue_.data(), [&](FaultPlan& plan) { plan.Inject(i + 1, sites[i], fault); });
         Check(outcome, sites[i], fault);
       }
     }
   }
 
-  void Check(const Outcome& outcome, const CallSite& site, const Fault& fault) {
+  void Check(const Outcome& outcome, const CallSite& site, const PlannedFault& fault) {
     const Findings findings(outcome, site.place);
     for (const Found& found : findings.all()) {
-      if (IsExcused(outcome, found, site.text, Bit(fault.kind))) continue;
+      if (IsExcused(outcome, found, site.text, Bit(fault.rule.action))) continue;
       constexpr std::size_t kMostShown = 100;
       if (++failures_ <= kMostShown) {
         ADD_FAILURE() << current_run << found.text << "\n-- the program printed:\n"
@@ -456,13 +512,15 @@ class SweepTest : public testing::Test {
     }
   }
 
-  bool IsExcused(const Outcome& outcome, const Found& found, std::string_view call, unsigned kind) {
+  bool IsExcused(const Outcome& outcome, const Found& found, std::string_view call,
+                 unsigned action) {
     for (std::size_t i = 0; i < std::size(kExcuses); ++i) {
       const Excuse& excuse = kExcuses[i];
-      const bool fits =
-          excuse.finding == found.finding && (excuse.group.empty() || excuse.group == name_) &&
-          (excuse.sub_test.empty() || excuse.sub_test == found.place) &&
-          call.starts_with(excuse.call) && (excuse.kinds == kAnyKind || (excuse.kinds & kind) != 0);
+      const bool fits = excuse.finding == found.finding &&
+                        (excuse.group.empty() || excuse.group == name_) &&
+                        (excuse.sub_test.empty() || excuse.sub_test == found.place) &&
+                        call.starts_with(excuse.call) &&
+                        (excuse.actions == kAnyAction || (excuse.actions & action) != 0);
       if (!fits || (excuse.applies != nullptr && !excuse.applies(outcome, found))) continue;
       used_[i] = true;
       return true;
@@ -515,10 +573,10 @@ int main(int argc, char** argv) {
   RegisterAll();
   std::signal(SIGALRM, [](int) { std::abort(); });
 #if defined(__SANITIZE_ADDRESS__)
-  __sanitizer_set_death_callback(TellCurrentRun);
+  __sanitizer_set_death_callback(WriteCurrentRun);
 #else
   std::signal(SIGSEGV, [](int) { std::abort(); });
 #endif
-  std::signal(SIGABRT, [](int) { TellCurrentRun(); });
+  std::signal(SIGABRT, [](int) { WriteCurrentRun(); });
   return RUN_ALL_TESTS();
 }

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -72,36 +71,6 @@ std::string CallsOfTests(const std::vector<std::string>& trace) {
   return text;
 }
 
-/// The handle that the call in this line of a trace releases, or an empty text. A lock that became a
-/// file is released with it.
-std::string_view ReleasedBy(std::string_view line) {
-  constexpr std::string_view kReleases[] = {R"({"op":"Close",)", R"({"op":"UnLock",)",
-                                            R"({"op":"FreeDosObject",)", R"({"op":"FreeVec",)",
-                                            R"({"op":"OpenFromLock",)"};
-  const bool is_release =
-      std::any_of(std::begin(kReleases), std::end(kReleases),
-                  [line](std::string_view start) { return line.starts_with(start); });
-  if (!is_release) return {};
-  if (line.starts_with(R"({"op":"OpenFromLock")") && line.find(R"("result":null)") != line.npos) {
-    return {};
-  }
-  const std::string_view arguments = line.substr(0, line.find(']'));
-  if (!arguments.ends_with('"')) return {};  // nothing is released
-  const std::string_view last = arguments.substr(0, arguments.size() - 1);
-  return last.substr(last.rfind('"') + 1);
-}
-
-/// The first call that releases what was released before, or an empty text. A trace gives no handle
-/// twice.
-std::string SecondRelease(const std::vector<std::string>& trace) {
-  std::set<std::string_view> released;
-  for (const std::string& line : trace) {
-    const std::string_view handle = ReleasedBy(line);
-    if (!handle.empty() && !released.insert(handle).second) return line;
-  }
-  return {};
-}
-
 /// What the sub-tests returned, in their order.
 std::string StatusesOf(const WatchedRun& run) {
   std::string text;
@@ -147,7 +116,7 @@ class TranscriptTest : public testing::Test {
     const std::vector<std::string> trace = bench.TakeTraceLines();
     EXPECT_EQ(bench.UnusedRule(), "") << "a rule that never fires tests nothing";
     EXPECT_EQ(bench.StillOpen(false), "");
-    EXPECT_EQ(SecondRelease(trace), "") << "was released already";
+    EXPECT_EQ(bench.SecondRelease(), "") << "was released already";
     if (!LeavesObjectsBehind(run.output)) {
       EXPECT_EQ(bench.Volumes(), volumes) << "the volume is not what it was";
       const WatchedRun second = selftest::RunWatched(bench);

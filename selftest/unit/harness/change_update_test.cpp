@@ -189,7 +189,7 @@ TEST_F(ChangeUpdateTest, UnchangedFileKeepsItsArchiveBit) {
 TEST_F(ChangeUpdateTest, FileWithTheOldDate) {
   DateStamp now{};
   ctx_.IDOS->DateStamp(now);
-  EXPECT_EQ(FailedCheck("ExamineObject(DIRECTORY01/DIRECTORY02/FILE03)#1 set Days=" +
+  EXPECT_EQ(FailedCheck("ExamineObject(*,DIRECTORY01/DIRECTORY02/FILE03)#1 set Days=" +
                         std::to_string(now.ds_Days - 1)),
             "\nERROR: Some() test failed. \n"
             "       Changes to the test file failed to update its datestamp.\n\n");
@@ -197,10 +197,10 @@ TEST_F(ChangeUpdateTest, FileWithTheOldDate) {
 
 TEST_F(ChangeUpdateTest, ObjectsThatCannotBeExamined) {
   EXPECT_EQ(
-      FailedCheck("ExamineObject(DIRECTORY01/DIRECTORY02/FILE03)#1 fail 202"),
+      FailedCheck("ExamineObject(*,DIRECTORY01/DIRECTORY02/FILE03)#1 fail 202"),
       "\nERROR: Some() test failed, cannot ExamineObject(\"DIRECTORY01/DIRECTORY02/FILE03\"); #202 object is in use \n\n");
   EXPECT_EQ(
-      FailedCheck("ExamineObject(DIRECTORY01/DIRECTORY02)#1 fail 205"),
+      FailedCheck("ExamineObject(*,DIRECTORY01/DIRECTORY02)#1 fail 205"),
       "\nERROR: Some() test failed, cannot ExamineObject(\"DIRECTORY01/DIRECTORY02\"); #205 object not found \n\n");
 }
 
@@ -212,7 +212,7 @@ TEST_F(ChangeUpdateTest, DirectoryThatDoesNotShowTheChange) {
       "\nERROR: Some() test failed. \n"
       "       Changes to the test file successfully updated 'FILE03' in the path; \":DIRECTORY01/DIRECTORY02/FILE03\" \n"
       "       but the change update was incomplete for the parent 'DIRECTORY02' because;\n";
-  const std::string examine = "ExamineObject(DIRECTORY01/DIRECTORY02)#1 set ";
+  const std::string examine = "ExamineObject(*,DIRECTORY01/DIRECTORY02)#1 set ";
   EXPECT_EQ(FailedCheck(examine + "Protection=16"),
             head + "       --  The (A)rchive bit was not cleared.\n\n");
   EXPECT_EQ(FailedCheck(examine + "Days=" + old_day),

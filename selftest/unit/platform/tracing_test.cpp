@@ -306,20 +306,22 @@ TEST(TraceOfARunTest, DesktopStartHasItsMessage) {
   EXPECT_EQ(lines.back(), R"({"op":"ReplyMsg","args":["msg:1"],"result":null,"ioerr":0})");
 }
 
-/// A sink that is full after some lines.
+/// A sink that is full after some events.
 class FullSink final : public TraceSink {
  public:
-  bool Write(const char*, std::size_t) override { return ++lines < 3; }
-  int lines = 0;
+  bool Take(const TraceEvent&) override { return ++events < 3; }
+  int events = 0;
 };
 
 TEST(TraceSinkTest, NothingIsOfferedAfterAFailedWrite) {
   TestBench bench({"RAM:"});
   FullSink sink;
   TestContext& ctx = bench.Context();
-  Tracer tracer(*ctx.IExec, *ctx.IDOS, sink);
-  for (int i = 0; i < 10; ++i) tracer.exec().FreeVec(tracer.exec().AllocVecTags(8));
-  EXPECT_EQ(sink.lines, 3);
+  Tracer tracer(*ctx.IDOS, sink);
+  Interception interception(*ctx.IExec, *ctx.IDOS, {&tracer});
+  ExecInterface& exec = interception.exec();
+  for (int i = 0; i < 10; ++i) exec.FreeVec(exec.AllocVecTags(8));
+  EXPECT_EQ(sink.events, 3);
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/constants.h"
+
 namespace quorle::selftest {
 namespace {
 
@@ -26,8 +28,12 @@ class FaultRulesTest : public testing::Test {
   std::string Calls(const RunPlace& place, int count, FaultRules& rules) {
     rules.Enter(place);
     std::string fired;
-    for (int i = 0; i < count; ++i) fired += rules.Match("Lock", {"FILE01", "-2"}) ? 'x' : '.';
+    for (int i = 0; i < count; ++i) fired += MatchLock("FILE01", rules) ? 'x' : '.';
     return fired;
+  }
+  static const FaultRule* MatchLock(const char* name, FaultRules& rules) {
+    const CallValue args[] = {name, std::int32_t{SHARED_LOCK}};
+    return rules.Match({CallKind::kHandler, "Lock", args, {}, {}});
   }
   std::string Calls(const RunPlace& place, int count) { return Calls(place, count, rules_); }
 
@@ -98,7 +104,7 @@ TEST_F(FaultRulesTest, RulesWithoutAPlaceAreNotBoundToCalls) {
 TEST_F(FaultRulesTest, APathIsNoPlace) {
   Parse("Lock(FILE01/FILE02)#1 fail 202");
   rules_.Enter(kSecondSubTest);
-  EXPECT_NE(rules_.Match("Lock", {"FILE01/FILE02", "-2"}), nullptr);
+  EXPECT_NE(MatchLock("FILE01/FILE02", rules_), nullptr);
 }
 
 TEST_F(FaultRulesTest, PlacesThatAreNone) {

@@ -1,26 +1,22 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/tracing.h"
+#include "platform/trace_event.h"
 
 namespace quorle::selftest {
-
-/// One line of a trace, without its line break.
-struct TraceLine {
-  std::string place;  ///< sub-test that made the call
-  std::string text;
-};
 
 /// Something of a trace that was not released exactly once.
 struct Unbalanced {
   std::string place;    ///< sub-test in which it was given, or released in excess
   std::string object;   ///< "lock:7", "library dos.library"
-  std::size_t line;     ///< of the trace: the call that gave it, or the release too many
+  bool is_record;       ///< an examine record
+  std::size_t event;    ///< of the trace, from 0: what gave it, or the release too many
   bool released_twice;  ///< false: never released
 };
 
@@ -29,22 +25,26 @@ struct Unbalanced {
 /// libraries and interfaces by their names.
 class TraceBalance final : public TraceSink {
  public:
-  /// `place` tells where the run is; it must outlive this.
+  /// `place` is where the run is at any time; it must outlive this.
   explicit TraceBalance(const std::string& place) : place_(place) {}
 
-  bool Write(const char* text, std::size_t bytes) override;
+  bool Take(const TraceEvent& event) override;
 
   /// All that is not in balance, after the run.
   std::vector<Unbalanced> Report() const;
-  std::vector<TraceLine> TakeLines() { return std::move(lines_); }
 
  private:
-  void Give(std::string object);
+  struct Held {
+    bool is_record;
+    std::vector<std::pair<std::string, std::size_t>> givers;  ///< where and which event
+  };
+
+  void Give(const std::string& object, bool is_record = false);
   void Release(const std::string& object);
 
   const std::string& place_;
-  std::vector<TraceLine> lines_;
-  std::map<std::string, std::vector<std::size_t>> held_;  ///< object to the lines that gave it
+  std::size_t count_ = 0;  ///< of events
+  std::map<std::string, Held> held_;
   std::vector<Unbalanced> excess_;
 };
 

@@ -8,6 +8,7 @@
 
 #include "harness/entry.h"
 #include "harness/run_listener.h"
+#include "platform/intercepting.h"
 #include "selftest/support/test_bench.h"
 #include "tests/catalogue.h"
 
@@ -38,9 +39,10 @@ struct LayeredRun {
     ExecInterface& exec = bench.Begin();
     const Library* const library = exec.OpenLibrary("dos.library", 50);
     auto* const dos = static_cast<DosInterface*>(exec.GetInterface(library, "main", 1));
-    LeftBehind left_behind(exec, *dos);
+    LeftBehind left_behind(*dos);
+    Interception interception(exec, *dos, {&left_behind});
     AskingListener listener(left_behind);
-    quorle::Run(left_behind.exec(), kCatalogue, listener);
+    quorle::Run(interception.exec(), kCatalogue, listener);
     exec.DropInterface(dos);
     exec.CloseLibrary(library);
     lines = listener.lines;
@@ -70,7 +72,7 @@ TEST(LeftBehindTest, AnObjectThatCanNeitherBeDeletedNorLockedIsNamed) {
 }
 
 TEST(LeftBehindTest, WhatCannotBeExaminedEitherMayBeThere) {
-  const LayeredRun run("Lock(FILE01)#2+ fail 103\nExamineObject(FILE01)#1+ fail 103");
+  const LayeredRun run("Lock(FILE01)#2+ fail 103\nExamineObject(*,FILE01)#1+ fail 103");
   EXPECT_FALSE(run.is_left);
   EXPECT_FALSE(run.lines.empty());
 }
@@ -83,7 +85,7 @@ TEST(LeftBehindTest, WhatIsSeenToBeGoneIsNotNamed) {
 
 TEST(LeftBehindTest, OfAHandlerThatHasEndedNothingIsSaid) {
   const LayeredRun run(
-      "Delete(FILE01)#1+ fail 218\nLock(FILE01)#2+ fail 218\nExamineObject(FILE01)#1+ fail 218");
+      "Delete(FILE01)#1+ fail 218\nLock(FILE01)#2+ fail 218\nExamineObject(*,FILE01)#1+ fail 218");
   EXPECT_EQ(run.lines, std::vector<std::string>());
 }
 
@@ -96,9 +98,10 @@ TEST(LeftBehindTest, WhatTheTesterNamesItselfIsNotNamedAgain) {
 TEST(LeftBehindTest, TheErrorCodeStays) {
   TestBench bench({"--mount", "DH0=ram", "DH0:"}, "Lock(FILE01) fail 103");
   DosInterface& dos = *bench.Context().IDOS;
-  LeftBehind left_behind(*bench.Context().IExec, dos);
-  EXPECT_FALSE(left_behind.dos().Delete("FILE01"));
-  EXPECT_FALSE(left_behind.dos().Lock("FILE01", SHARED_LOCK));
+  LeftBehind left_behind(dos);
+  Interception interception(*bench.Context().IExec, dos, {&left_behind});
+  EXPECT_FALSE(interception.dos().Delete("FILE01"));
+  EXPECT_FALSE(interception.dos().Lock("FILE01", SHARED_LOCK));
   dos.SetIoErr(42);
   EXPECT_EQ(left_behind.TakeLines(), std::vector<std::string>()) << "there is none";
   EXPECT_EQ(dos.IoErr(), 42);
