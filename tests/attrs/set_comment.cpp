@@ -6,47 +6,12 @@
 #include "harness/scratch.h"
 #include "tests/attrs/relative_lock.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
 
 constexpr char kLabel[] = "SetComment()";
-
-/// Makes the empty file `name`.
-bool MakeFile(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const FileHandle file = dos.Open(name, MODE_NEWFILE);
-  if (!file) {
-    dos.Printf("\nERROR: SetComment() test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n",
-               name);
-    return false;
-  }
-  dos.Close(file);
-  return true;
-}
-
-/// Makes the directory `name`.
-bool MakeDirectory(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle created = dos.CreateDir(name);
-  if (!created) {
-    dos.Printf("\nERROR: SetComment() test failed, cannot CreateDir(\"%s\"); #%n %m\n\n", name);
-    return false;
-  }
-  dos.UnLock(created);
-  return true;
-}
-
-/// A shared lock on `name`.
-LockHandle SharedLock(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle lock = dos.Lock(name, SHARED_LOCK);
-  if (!lock) {
-    dos.Printf("\nERROR: SetComment() test failed, cannot Lock(\"%s\",SHARED_LOCK); #%n %m\n\n",
-               name);
-  }
-  return lock;
-}
 
 // 1. A new file has no comment.
 std::int32_t NewFileHasNone(TestContext& ctx, std::int32_t) {
@@ -60,13 +25,10 @@ std::int32_t NewFileHasNone(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
-  if (!MakeFile(ctx, name)) return kFailed;
+  if (!MakeFile(ctx, name, kLabel)) return kFailed;
 
-  data = dos.ExamineObject(EX_StringNameInput, name);
-  if (data == nullptr) {
-    dos.Printf("\nERROR: SetComment() test failed, cannot ExamineObject(\"%s\"); #%n %m\n\n", name);
-    return kFailed;
-  }
+  data = Examine(ctx, name, kLabel);
+  if (data == nullptr) return kFailed;
   if (data->Comment[0] != '\0') {
     const Bold bold(ctx);
     dos.Printf("\nERROR: SetComment() test failed. \n");
@@ -89,7 +51,7 @@ std::int32_t NewDirectoryHasNone(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueDirectory(ctx, name)) return kFailed;
-  if (!MakeDirectory(ctx, name)) return kFailed;
+  if (!MakeDirectory(ctx, name, kLabel)) return kFailed;
 
   data = dos.ExamineObject(EX_StringNameInput, name);
   if (data == nullptr) {
@@ -122,10 +84,10 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
 
   if (!UniqueFile(ctx, file_name)) return kFailed;
   if (!UniqueDirectory(ctx, directory_name)) return kFailed;
-  if (!MakeFile(ctx, file_name)) return kFailed;
-  if (!MakeDirectory(ctx, directory_name)) return kFailed;
+  if (!MakeFile(ctx, file_name, kLabel)) return kFailed;
+  if (!MakeDirectory(ctx, directory_name, kLabel)) return kFailed;
 
-  lock = SharedLock(ctx, file_name);
+  lock = SharedLock(ctx, file_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetComment(file_name, kLabel)) {
     if (NotImplemented(ctx)) return kFatal;
@@ -139,7 +101,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   }
 
   dos.UnLock(lock);
-  lock = SharedLock(ctx, directory_name);
+  lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetComment(directory_name, kLabel)) {
     // As it stands: the code is not recorded, and an unknown operation is not told apart.
@@ -167,18 +129,15 @@ std::int32_t CommentIsStored(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
-  if (!MakeFile(ctx, name)) return kFailed;
+  if (!MakeFile(ctx, name, kLabel)) return kFailed;
 
   if (!dos.SetComment(name, kLabel)) {
     const Bold bold(ctx);
     dos.Printf("\nERROR: SetComment(\"%s\") failed; #%n %m\n\n", name);
     return kFailed;
   }
-  data = dos.ExamineObject(EX_StringNameInput, name);
-  if (data == nullptr) {
-    dos.Printf("\nERROR: SetComment() test failed, cannot ExamineObject(\"%s\"); #%n %m\n\n", name);
-    return kFailed;
-  }
+  data = Examine(ctx, name, kLabel);
+  if (data == nullptr) return kFailed;
   if (ctx.IUtility->Stricmp(data->Comment, kLabel) != 0) {
     const Bold bold(ctx);
     dos.Printf("\nERROR: SetComment() test failed, comment did not store; \"%s\"\n", kLabel);

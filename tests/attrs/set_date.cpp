@@ -6,6 +6,7 @@
 #include "harness/scratch.h"
 #include "tests/attrs/relative_lock.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
@@ -33,38 +34,6 @@ struct PrintedDate {
   const char* text;
 };
 
-/// A shared lock on `name`.
-LockHandle SharedLock(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle lock = dos.Lock(name, SHARED_LOCK);
-  if (!lock) {
-    dos.Printf("\nERROR: %s test failed, cannot Lock(\"%s\",SHARED_LOCK); #%n %m\n\n", kLabel,
-               name);
-  }
-  return lock;
-}
-
-/// Makes an empty file and a directory.
-bool MakeFileAndDirectory(TestContext& ctx, const ScratchName& file_name,
-                          const ScratchName& directory_name) {
-  DosInterface& dos = *ctx.IDOS;
-  const FileHandle file = dos.Open(file_name, MODE_NEWFILE);
-  if (!file) {
-    dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", kLabel,
-               file_name);
-    return false;
-  }
-  dos.Close(file);
-  const LockHandle created = dos.CreateDir(directory_name);
-  if (!created) {
-    dos.Printf("\nERROR: %s test failed, cannot CreateDir(\"%s\"); #%n %m\n\n", kLabel,
-               directory_name);
-    return false;
-  }
-  dos.UnLock(created);
-  return true;
-}
-
 // 1. A shared lock does not keep the date of a file or a directory from being set.
 std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
@@ -80,9 +49,10 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
 
   if (!UniqueFile(ctx, file_name)) return kFailed;
   if (!UniqueDirectory(ctx, directory_name)) return kFailed;
-  if (!MakeFileAndDirectory(ctx, file_name, directory_name)) return kFailed;
+  if (!MakeFile(ctx, file_name, kLabel)) return kFailed;
+  if (!MakeDirectory(ctx, directory_name, kLabel)) return kFailed;
 
-  lock = SharedLock(ctx, file_name);
+  lock = SharedLock(ctx, file_name, kLabel);
   if (!lock) return kFailed;
   DateStamp now = {};
   dos.DateStamp(now);
@@ -97,7 +67,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   }
 
   dos.UnLock(lock);
-  lock = SharedLock(ctx, directory_name);
+  lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetDate(directory_name, now)) {
     // As it stands: the code is not recorded, and an unknown operation is not told apart.
@@ -124,14 +94,7 @@ std::int32_t DatesOfFile(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
-
-  const FileHandle file = dos.Open(name, MODE_NEWFILE);
-  if (!file) {
-    dos.Printf("\nERROR: SetDate() test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n",
-               name);
-    return kFailed;
-  }
-  dos.Close(file);
+  if (!MakeFile(ctx, name, kLabel)) return kFailed;
 
   for (const std::int32_t* days = kDays; *days != 0; ++days) {
     const DateStamp date = {*days, kMinute, kTick};
@@ -148,11 +111,8 @@ std::int32_t DatesOfFile(TestContext& ctx, std::int32_t) {
       dos.Printf("\n");
       return kFailed;
     }
-    data = dos.ExamineObject(EX_StringNameInput, name);
-    if (data == nullptr) {
-      dos.Printf("\nERROR: SetDate() test failed, cannot ExamineObject(\"%s\"); #%n %m\n\n", name);
-      return kFailed;
-    }
+    data = Examine(ctx, name, kLabel);
+    if (data == nullptr) return kFailed;
     if (data->Date.ds_Days != *days) {
       const Bold bold(ctx);
       // As it stands: an error that does not fail the sub-test.
@@ -176,13 +136,7 @@ std::int32_t DatesOfDirectory(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueDirectory(ctx, name)) return kFailed;
-
-  const LockHandle created = dos.CreateDir(name);
-  if (!created) {
-    dos.Printf("\nERROR: SetDate() test failed, cannot CreateDir(\"%s\"); #%n %m\n\n", name);
-    return kFailed;
-  }
-  dos.UnLock(created);
+  if (!MakeDirectory(ctx, name, kLabel)) return kFailed;
 
   for (const std::int32_t* days = kDays; *days != 0; ++days) {
     const DateStamp date = {*days, kMinute, kTick};
@@ -193,11 +147,8 @@ std::int32_t DatesOfDirectory(TestContext& ctx, std::int32_t) {
                  name, printed.text);
       return kFailed;
     }
-    data = dos.ExamineObject(EX_StringNameInput, name);
-    if (data == nullptr) {
-      dos.Printf("\nERROR: SetDate() test failed, cannot ExamineObject(\"%s\"); #%n %m\n\n", name);
-      return kFailed;
-    }
+    data = Examine(ctx, name, kLabel);
+    if (data == nullptr) return kFailed;
     if (data->Date.ds_Days != *days) {
       const Bold bold(ctx);
       // As it stands: an error that does not fail the sub-test.

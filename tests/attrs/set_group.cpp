@@ -4,67 +4,20 @@
 #include "harness/context.h"
 #include "harness/diagnostics.h"
 #include "harness/scratch.h"
+#include "tests/attrs/owner_id.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
 
 constexpr char kLabel[] = "SetGroup()";
 
-/// The values that are stored. The low half of the second is the first, so that a filesystem that
-/// keeps 16 bits shows.
-constexpr std::uint32_t kShortId = 0xABCD;
-constexpr std::uint32_t kLongId = 0x1234ABCD;
+constexpr OwnerIds kIds = {.narrow = 0xABCD, .wide = 0x1234ABCD};
 
 /// Sets the group of `name`.
 bool SetGroup(TestContext& ctx, const char* name, std::uint32_t id) {
   return ctx.IDOS->SetOwnerInfo(name, OI_OwnerGID, id);
-}
-
-/// Makes the empty file `name`.
-bool MakeFile(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const FileHandle file = dos.Open(name, MODE_NEWFILE);
-  if (!file) {
-    dos.Printf("\nERROR: SetGroup() test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n",
-               name);
-    return false;
-  }
-  dos.Close(file);
-  return true;
-}
-
-/// Makes the directory `name`.
-bool MakeDirectory(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle created = dos.CreateDir(name);
-  if (!created) {
-    dos.Printf("\nERROR: SetGroup() test failed, cannot CreateDir(\"%s\"); #%n %m\n\n", name);
-    return false;
-  }
-  dos.UnLock(created);
-  return true;
-}
-
-/// A shared lock on `name`.
-LockHandle SharedLock(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle lock = dos.Lock(name, SHARED_LOCK);
-  if (!lock) {
-    dos.Printf("\nERROR: SetGroup() test failed, cannot Lock(\"%s\",SHARED_LOCK); #%n %m\n\n",
-               name);
-  }
-  return lock;
-}
-
-/// Examines the file `name`.
-const ExamineData* ExamineFile(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const ExamineData* const data = dos.ExamineObject(EX_StringNameInput, name);
-  if (data == nullptr) {
-    dos.Printf("\nERROR: SetGroup() test failed, cannot ExamineObject(\"%s\"); #%n %m\n\n", name);
-  }
-  return data;
 }
 
 // 1. A new file and a new directory have no group.
@@ -83,11 +36,11 @@ std::int32_t NewObjectsHaveNone(TestContext& ctx, std::int32_t) {
 
   if (!UniqueFile(ctx, file_name)) return kFailed;
   if (!UniqueDirectory(ctx, directory_name)) return kFailed;
-  if (!MakeFile(ctx, file_name)) return kFailed;
-  if (!MakeDirectory(ctx, directory_name)) return kFailed;
+  if (!MakeFile(ctx, file_name, kLabel)) return kFailed;
+  if (!MakeDirectory(ctx, directory_name, kLabel)) return kFailed;
 
   // As it stands: the errors of this sub-test are not in bold.
-  data = ExamineFile(ctx, file_name);
+  data = Examine(ctx, file_name, kLabel);
   if (data == nullptr) return kFailed;
   if (data->OwnerGID != DOS_OWNER_NONE) {
     dos.Printf("\nERROR: SetGroup() discrepancy found. \n");
@@ -128,10 +81,10 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
 
   if (!UniqueFile(ctx, file_name)) return kFailed;
   if (!UniqueDirectory(ctx, directory_name)) return kFailed;
-  if (!MakeFile(ctx, file_name)) return kFailed;
-  if (!MakeDirectory(ctx, directory_name)) return kFailed;
+  if (!MakeFile(ctx, file_name, kLabel)) return kFailed;
+  if (!MakeDirectory(ctx, directory_name, kLabel)) return kFailed;
 
-  lock = SharedLock(ctx, file_name);
+  lock = SharedLock(ctx, file_name, kLabel);
   if (!lock) return kFailed;
   if (!SetGroup(ctx, file_name, DOS_OWNER_NONE)) {
     if (NotImplemented(ctx)) return kFatal;
@@ -145,7 +98,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   }
 
   dos.UnLock(lock);
-  lock = SharedLock(ctx, directory_name);
+  lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!SetGroup(ctx, directory_name, DOS_OWNER_NONE)) {
     // As it stands: the code is not recorded, and an unknown operation is not told apart.
@@ -161,28 +114,6 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   return kPassed;
 }
 
-/// Judges the group that came back after kLongId was set, when kShortId had been stored before.
-std::int32_t CheckLongId(TestContext& ctx, std::uint32_t id) {
-  DosInterface& dos = *ctx.IDOS;
-  if (id == kLongId) return kPassed;
-
-  if (id == kShortId) {
-    if (ctx.NoInfoMessages()) return kPassed;
-    dos.PutStr("\nINFO:  ");
-    dos.Printf("SetGroup() test did not store the new 32 bit wide value;  0x%08lx.\n", kLongId);
-    dos.Printf("       however, it successfully stored an old 16 bit wide value; 0x%08lx.\n", id);
-    dos.Printf("       this is still fully compatible with existing usage.\n\n");
-    StyleOff(ctx);  // As it stands: no style was on.
-    return kPassed;
-  }
-
-  const Bold bold(ctx);
-  dos.PutStr("\nERROR: ");
-  dos.Printf("SetGroup() test did not store the new 32 bit wide value;  0x%08lx.\n", kLongId);
-  dos.Printf("       instead, it returned an error value of 0x%08lx\n\n", id);
-  return kFailed;
-}
-
 // 3. A group of 16 bits and then one of 32 bits are stored and read back.
 std::int32_t GroupIsStored(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
@@ -195,32 +126,32 @@ std::int32_t GroupIsStored(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
-  if (!MakeFile(ctx, name)) return kFailed;
+  if (!MakeFile(ctx, name, kLabel)) return kFailed;
 
-  if (!SetGroup(ctx, name, kShortId)) {
+  if (!SetGroup(ctx, name, kIds.narrow)) {
     const Bold bold(ctx);
-    dos.Printf("\nERROR: SetGroup(\"%s\",0x%08lx) failed; #%n %m\n\n", name, kShortId);
+    dos.Printf("\nERROR: SetGroup(\"%s\",0x%08lx) failed; #%n %m\n\n", name, kIds.narrow);
     return kFailed;
   }
-  data = ExamineFile(ctx, name);
+  data = Examine(ctx, name, kLabel);
   if (data == nullptr) return kFailed;
-  if (data->OwnerGID != kShortId) {
+  if (data->OwnerGID != kIds.narrow) {
     const Bold bold(ctx);
     dos.Printf("\nERROR: SetGroup() test failed, group value did not store test value 0x%04lx.\n",
-               kShortId);
+               kIds.narrow);
     dos.Printf("       instead, examination returned a value of 0x%04lx\n\n", data->OwnerGID);
     return kFailed;
   }
 
-  if (!SetGroup(ctx, name, kLongId)) {
+  if (!SetGroup(ctx, name, kIds.wide)) {
     const Bold bold(ctx);
-    dos.Printf("\nERROR: SetGroup(\"%s\",0x%08lx) failed; #%n %m\n\n", name, kLongId);
+    dos.Printf("\nERROR: SetGroup(\"%s\",0x%08lx) failed; #%n %m\n\n", name, kIds.wide);
     return kFailed;
   }
   dos.FreeDosObject(DOS_EXAMINEDATA, data);
-  data = ExamineFile(ctx, name);
+  data = Examine(ctx, name, kLabel);
   if (data == nullptr) return kFailed;
-  return CheckLongId(ctx, data->OwnerGID);
+  return CheckWideId(ctx, data->OwnerGID, kIds, kLabel);
 }
 
 // 4. The root directory takes a group.

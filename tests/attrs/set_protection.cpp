@@ -5,51 +5,14 @@
 #include "harness/diagnostics.h"
 #include "harness/scratch.h"
 #include "tests/attrs/relative_lock.h"
+#include "tests/dos_types.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
 
 constexpr char kLabel[] = "SetProtection()";
-
-/// The DOS type of the one filesystem that may give new objects another mask than 0: "QVR/04".
-constexpr std::uint32_t kQvr04 = 0x51565204;
-
-/// Makes the empty file `name`.
-bool MakeFile(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const FileHandle file = dos.Open(name, MODE_NEWFILE);
-  if (!file) {
-    dos.Printf("\nERROR: SetProtection() test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n",
-               name);
-    return false;
-  }
-  dos.Close(file);
-  return true;
-}
-
-/// Makes the directory `name`.
-bool MakeDirectory(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle created = dos.CreateDir(name);
-  if (!created) {
-    dos.Printf("\nERROR: SetProtection() test failed, cannot CreateDir(\"%s\"); #%n %m\n\n", name);
-    return false;
-  }
-  dos.UnLock(created);
-  return true;
-}
-
-/// A shared lock on `name`.
-LockHandle SharedLock(TestContext& ctx, const ScratchName& name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle lock = dos.Lock(name, SHARED_LOCK);
-  if (!lock) {
-    dos.Printf("\nERROR: SetProtection() test failed, cannot Lock(\"%s\",SHARED_LOCK); #%n %m\n\n",
-               name);
-  }
-  return lock;
-}
 
 // 1. A new file denies nothing.
 std::int32_t NewFileDeniesNothing(TestContext& ctx, std::int32_t) {
@@ -63,14 +26,10 @@ std::int32_t NewFileDeniesNothing(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
-  if (!MakeFile(ctx, name)) return kFailed;
+  if (!MakeFile(ctx, name, kLabel)) return kFailed;
 
-  data = dos.ExamineObject(EX_StringNameInput, name);
-  if (data == nullptr) {
-    dos.Printf("\nERROR: SetProtection() test failed, cannot ExamineObject(\"%s\"); #%n %m\n\n",
-               name);
-    return kFailed;
-  }
+  data = Examine(ctx, name, kLabel);
+  if (data == nullptr) return kFailed;
   if (data->Protection == EXDF_DEFAULT) return kPassed;
 
   if (ctx.dos_type != kQvr04) {
@@ -101,7 +60,7 @@ std::int32_t NewDirectoryDeniesNothing(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueDirectory(ctx, name)) return kFailed;
-  if (!MakeDirectory(ctx, name)) return kFailed;
+  if (!MakeDirectory(ctx, name, kLabel)) return kFailed;
 
   data = dos.ExamineObject(EX_StringNameInput, name);
   if (data == nullptr) {
@@ -143,10 +102,10 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
 
   if (!UniqueFile(ctx, file_name)) return kFailed;
   if (!UniqueDirectory(ctx, directory_name)) return kFailed;
-  if (!MakeFile(ctx, file_name)) return kFailed;
-  if (!MakeDirectory(ctx, directory_name)) return kFailed;
+  if (!MakeFile(ctx, file_name, kLabel)) return kFailed;
+  if (!MakeDirectory(ctx, directory_name, kLabel)) return kFailed;
 
-  lock = SharedLock(ctx, file_name);
+  lock = SharedLock(ctx, file_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetProtection(file_name, EXDF_DEFAULT)) {
     if (NotImplemented(ctx)) return kFatal;
@@ -161,7 +120,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   }
 
   dos.UnLock(lock);
-  lock = SharedLock(ctx, directory_name);
+  lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetProtection(directory_name, EXDF_DEFAULT)) {
     // As it stands: the code is not recorded, and an unknown operation is not told apart.
@@ -190,19 +149,15 @@ std::int32_t MaskIsStored(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
-  if (!MakeFile(ctx, name)) return kFailed;
+  if (!MakeFile(ctx, name, kLabel)) return kFailed;
 
   if (!dos.SetProtection(name, kMask)) {
     const Bold bold(ctx);
     dos.Printf("\nERROR: SetProtection(\"%s\",0x%08lx) failed; #%n %m\n\n", name, kMask);
     return kFailed;
   }
-  data = dos.ExamineObject(EX_StringNameInput, name);
-  if (data == nullptr) {
-    dos.Printf("\nERROR: SetProtection() test failed, cannot ExamineObject(\"%s\"); #%n %m\n\n",
-               name);
-    return kFailed;
-  }
+  data = Examine(ctx, name, kLabel);
+  if (data == nullptr) return kFailed;
   if (data->Protection != kMask) {
     const Bold bold(ctx);
     dos.Printf("\nERROR: SetProtection() test failed, protection mask did not store 0x%08lx.\n",

@@ -4,37 +4,21 @@
 #include "harness/change_update.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/memory.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
 
 constexpr char kLabel[] = "ChangeFileSize()";
 
-/// The length of what the test files hold: their own name and its terminating zero.
-std::int32_t BytesOf(const ScratchName& name) {
-  return static_cast<std::int32_t>(TextLength(name)) + 1;
-}
-
-/// Opens the file `name` to change its size; none when that fails.
-FileHandle OpenToChange(TestContext& ctx, const char* name) {
-  const FileHandle file = ctx.IDOS->Open(name, MODE_READWRITE);
-  if (!file) {
-    ctx.IDOS->Printf(
-        "\nERROR: ChangeFileSize() test failed, cannot Open(\"%s\",MODE_READWRITE); #%n %m\n\n",
-        name);
-  }
-  return file;
-}
-
 /// How most sub-tests start: a file that holds its own name, open, with the position at its end.
-bool MakeFile(TestContext& ctx, ScratchName& name, FileHandle& file) {
+bool OpenWrittenFile(TestContext& ctx, ScratchName& name, FileHandle& file) {
   if (!UniqueFile(ctx, name)) return false;
-  file = OpenToChange(ctx, name);
+  file = OpenReadWrite(ctx, name, kLabel);
   if (!file) return false;
-  const std::int32_t count = BytesOf(name);
+  const std::int32_t count = ContentBytes(name);
   if (ctx.IDOS->Write(file, name, count) != count) {
     ctx.IDOS->Printf("\nERROR: ChangeFileSize() test failed, cannot Write() %ld bytes; #%n %m\n\n",
                      count);
@@ -81,8 +65,8 @@ std::int32_t SizesFromEachPoint(TestContext& ctx, std::int32_t) {
     CleanUp(ctx, name, kLabel, 1);
   });
 
-  if (!MakeFile(ctx, name, file)) return kFailed;
-  const std::int32_t count = BytesOf(name);
+  if (!OpenWrittenFile(ctx, name, file)) return kFailed;
+  const std::int32_t count = ContentBytes(name);
   const std::int32_t half = count >> 1;
   constexpr std::int32_t kStep = 150;
   if (!SizeIs(ctx, file, count)) return kFailed;
@@ -144,8 +128,8 @@ std::int32_t GrowingKeepsPosition(TestContext& ctx, std::int32_t) {
     CleanUp(ctx, name, kLabel, 3);
   });
 
-  if (!MakeFile(ctx, name, file)) return kFailed;
-  const std::int32_t count = BytesOf(name);
+  if (!OpenWrittenFile(ctx, name, file)) return kFailed;
+  const std::int32_t count = ContentBytes(name);
   const std::int32_t bigger = 2 * count;
 
   // A position that cannot be told, -1, is compared like any other.
@@ -198,8 +182,8 @@ std::int32_t ShrinkToHalf(TestContext& ctx, std::int32_t) {
     CleanUp(ctx, name, kLabel, 4);
   });
 
-  if (!MakeFile(ctx, name, file)) return kFailed;
-  const std::int32_t count = BytesOf(name);
+  if (!OpenWrittenFile(ctx, name, file)) return kFailed;
+  const std::int32_t count = ContentBytes(name);
   return ShrinkingMovesPosition(ctx, file, count, count >> 1);
 }
 
@@ -213,8 +197,8 @@ std::int32_t ShrinkToNothing(TestContext& ctx, std::int32_t) {
     CleanUp(ctx, name, kLabel, 5);
   });
 
-  if (!MakeFile(ctx, name, file)) return kFailed;
-  return ShrinkingMovesPosition(ctx, file, BytesOf(name), 0);
+  if (!OpenWrittenFile(ctx, name, file)) return kFailed;
+  return ShrinkingMovesPosition(ctx, file, ContentBytes(name), 0);
 }
 
 // 6. A file that is protected from writing opens, but keeps its size.
@@ -229,7 +213,7 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
 
   if (!UniqueFile(ctx, name)) return kFailed;
 
-  file = OpenToChange(ctx, name);
+  file = OpenReadWrite(ctx, name, kLabel);
   if (!file) return kFailed;
   dos.Close(file);
   file = {};
@@ -239,7 +223,7 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
         name);
     return kFailed;
   }
-  file = OpenToChange(ctx, name);
+  file = OpenReadWrite(ctx, name, kLabel);
   if (!file) return kFailed;
 
   const bool changed = dos.ChangeFileSize(file, 256, OFFSET_BEGINNING);

@@ -3,19 +3,14 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/memory.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
 
 constexpr char kLabel[] = "GetFileSize()";
-
-/// The length of what one write adds to a test file: its own name and the terminating zero.
-std::int32_t BytesOf(const ScratchName& name) {
-  return static_cast<std::int32_t>(TextLength(name)) + 1;
-}
 
 /// Reports that the size could not be told.
 std::int32_t NoSize(TestContext& ctx) {
@@ -54,7 +49,7 @@ std::int32_t SizeAfterWrite(TestContext& ctx, std::int32_t) {
                name);
     return kFailed;
   }
-  const std::int32_t count = BytesOf(name);
+  const std::int32_t count = ContentBytes(name);
   if (dos.Write(file, name, count) != count) {
     dos.Printf("\nERROR: GetFileSize() test failed, cannot Write() %ld bytes; #%n %m\n\n", count);
     return kFailed;
@@ -84,7 +79,7 @@ std::int32_t SizeAfterAppending(TestContext& ctx, std::int32_t) {
                name);
     return kFailed;
   }
-  const std::int32_t count = BytesOf(name);
+  const std::int32_t count = ContentBytes(name);
   if (dos.Write(file, name, count) != count) {
     dos.Printf("\nERROR: GetFileSize() test failed, cannot Write() %ld bytes; #%n %m\n\n", count);
     return kFailed;

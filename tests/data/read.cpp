@@ -3,9 +3,9 @@
 #include "harness/at_end.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/memory.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
@@ -14,11 +14,6 @@ constexpr char kLabel[] = "Read()";
 
 /// What every read asks for; more than a test file holds.
 constexpr std::int32_t kReadBytes = 256;
-
-/// The length of what the test files hold: their own name and its terminating zero.
-std::int32_t BytesOf(const ScratchName& name) {
-  return static_cast<std::int32_t>(TextLength(name)) + 1;
-}
 
 // 1. What was written is read back, and then the file is at its end.
 std::int32_t ReadBack(TestContext& ctx, std::int32_t) {
@@ -38,7 +33,7 @@ std::int32_t ReadBack(TestContext& ctx, std::int32_t) {
     dos.Printf("\nERROR: Read() test failed, cannot Open(\"%s\",MODE_READWRITE); #%n %m\n\n", name);
     return kFailed;
   }
-  const std::int32_t count = BytesOf(name);
+  const std::int32_t count = ContentBytes(name);
   if (dos.Write(file, name, count) != count) {
     dos.Printf("\nERROR: Read() test failed, cannot Write() %ld bytes; #%n %m\n\n", count);
     return kFailed;
@@ -83,7 +78,7 @@ std::int32_t ReadProtected(TestContext& ctx, std::int32_t) {
     dos.Printf("\nERROR: Read() test failed, cannot Open(\"%s\",MODE_READWRITE); #%n %m\n\n", name);
     return kFailed;
   }
-  const std::int32_t count = BytesOf(name);
+  const std::int32_t count = ContentBytes(name);
   if (dos.Write(file, name, count) != count) {
     dos.Printf("\nERROR: Read() test failed, cannot Write() %ld bytes; #%n %m\n\n", count);
     return kFailed;

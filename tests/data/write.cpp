@@ -4,9 +4,9 @@
 #include "harness/change_update.h"
 #include "harness/context.h"
 #include "harness/diagnostics.h"
-#include "harness/memory.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
@@ -22,11 +22,6 @@ constexpr char kPattern[kPatternBytes] = "1234567890ABCDEFGH";
 /// The pattern after its first kOverwriteBytes bytes were overwritten with those of this one.
 constexpr char kOverwritten[kPatternBytes] = "WXYZ567890ABCDEFGH";
 constexpr std::int32_t kOverwriteBytes = 4;
-
-/// The length of what a test file holds: its own name and the terminating zero.
-std::int32_t BytesOf(const ScratchName& name) {
-  return static_cast<std::int32_t>(TextLength(name)) + 1;
-}
 
 // 1. What was written is read back, and then the file is at its end.
 std::int32_t WriteAndReadBack(TestContext& ctx, std::int32_t) {
@@ -47,7 +42,7 @@ std::int32_t WriteAndReadBack(TestContext& ctx, std::int32_t) {
                name);
     return kFailed;
   }
-  const std::int32_t count = BytesOf(name);
+  const std::int32_t count = ContentBytes(name);
   const std::int32_t written = dos.Write(file, name, count);
   if (written != count) {
     if (NotImplemented(ctx)) return kFatal;
@@ -109,7 +104,7 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
 
-  const std::int32_t count = BytesOf(name);
+  const std::int32_t count = ContentBytes(name);
   const std::int32_t written = dos.Write(file, name, count);
   const std::int32_t code = dos.IoErr();
   if (written == count) {

@@ -4,6 +4,7 @@
 #include "harness/context.h"
 #include "harness/diagnostics.h"
 #include "harness/scratch.h"
+#include "tests/dos_types.h"
 #include "tests/groups.h"
 
 namespace quorle {
@@ -11,13 +12,10 @@ namespace {
 
 constexpr char kLabel[] = "CreateHardLink()";
 
-/// The DOS type whose volumes are left alone here: "QVR" and the byte 4.
-constexpr std::uint32_t kSkippedDosType = 0x51565204;
-
 // 1. A directory linked to its own parent.
 std::int32_t DirectoryLoop(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  if (ctx.dos_type == kSkippedDosType) {
+  if (ctx.dos_type == kQvr04) {
     if (!ctx.NoWarnMessages()) {
       dos.Printf("\nWARN:  %s test with hard dir links was skipped for QVR\\04 partitions.\n\n",
                  kLabel);
@@ -70,7 +68,7 @@ std::int32_t DirectoryLoop(TestContext& ctx, std::int32_t) {
 // 2. A link to a file.
 std::int32_t LinkToFile(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  if (ctx.dos_type == kSkippedDosType) {
+  if (ctx.dos_type == kQvr04) {
     if (!ctx.NoWarnMessages()) {
       dos.Printf("\nWARN:  %s test with hard file links was skipped for QVR\\04 partitions.\n\n",
                  kLabel);
@@ -115,7 +113,7 @@ std::int32_t LinkToFile(TestContext& ctx, std::int32_t) {
 // 3. A link to an object on another volume.
 std::int32_t OtherVolume(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  if (ctx.dos_type == kSkippedDosType) {
+  if (ctx.dos_type == kQvr04) {
     // As it stands: speaks of directory links, though volumes are crossed here.
     if (!ctx.NoWarnMessages()) {
       dos.Printf("\nWARN:  %s test with hard dir links was skipped for QVR\\04 partitions.\n\n",

@@ -5,6 +5,7 @@
 #include "harness/diagnostics.h"
 #include "harness/scratch.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
@@ -22,13 +23,7 @@ constexpr std::int32_t kBufferTooSmall = -2;
 std::int32_t MakeFileAndSoftLink(TestContext& ctx, ScratchName& name, ScratchName& link_name) {
   DosInterface& dos = *ctx.IDOS;
   if (!UniqueFile(ctx, name)) return kFailed;
-  const FileHandle file = dos.Open(name, MODE_NEWFILE);
-  if (!file) {
-    dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", kLabel,
-               name);
-    return kFailed;
-  }
-  dos.Close(file);
+  if (!MakeFile(ctx, name, kLabel)) return kFailed;
   if (!UniqueFile(ctx, link_name)) return kFailed;
   if (!dos.MakeLink(link_name, name, LINK_SOFT)) {
     if (NotImplemented(ctx)) return kFatal;

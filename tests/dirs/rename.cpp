@@ -6,36 +6,12 @@
 #include "harness/scratch.h"
 #include "harness/vector_port.h"
 #include "tests/groups.h"
+#include "tests/set_up.h"
 
 namespace quorle {
 namespace {
 
 constexpr char kLabel[] = "Rename()";
-
-/// Makes an empty file; false when that fails, which was reported then.
-bool MakeFile(TestContext& ctx, const char* name) {
-  DosInterface& dos = *ctx.IDOS;
-  const FileHandle file = dos.Open(name, MODE_READWRITE);
-  if (!file) {
-    dos.Printf("\nERROR: Rename() test failed, cannot Open(\"%s\",MODE_READWRITE); #%n %m\n\n",
-               name);
-    return false;
-  }
-  dos.Close(file);
-  return true;
-}
-
-/// Makes a directory; false when that fails, which was reported then.
-bool MakeDirectory(TestContext& ctx, const char* name) {
-  DosInterface& dos = *ctx.IDOS;
-  const LockHandle created = dos.CreateDir(name);
-  if (!created) {
-    dos.Printf("\nERROR: Rename() test failed, cannot CreateDir(\"%s\"); #%n %m\n\n", name);
-    return false;
-  }
-  dos.UnLock(created);
-  return true;
-}
 
 // 1. A file gets a new name.
 std::int32_t RenamedFile(TestContext& ctx, std::int32_t) {
@@ -50,7 +26,7 @@ std::int32_t RenamedFile(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, old_name)) return kFailed;
-  if (!MakeFile(ctx, old_name)) return kFailed;
+  if (!MakeFileReadWrite(ctx, old_name, kLabel)) return kFailed;
   if (!UniqueFile(ctx, new_name)) return kFailed;
 
   if (!dos.Rename(old_name, new_name)) {
@@ -83,7 +59,7 @@ std::int32_t RenamedDirectory(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueDirectory(ctx, old_name)) return kFailed;
-  if (!MakeDirectory(ctx, old_name)) return kFailed;
+  if (!MakeDirectory(ctx, old_name, kLabel)) return kFailed;
   if (!UniqueDirectory(ctx, new_name)) return kFailed;
 
   if (!dos.Rename(old_name, new_name)) {
@@ -116,7 +92,7 @@ std::int32_t WriteProtectedVolume(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, old_name)) return kFailed;
-  if (!MakeFile(ctx, old_name)) return kFailed;
+  if (!MakeFileReadWrite(ctx, old_name, kLabel)) return kFailed;
   if (!UniqueFile(ctx, new_name)) return kFailed;
 
   is_protected = dos.WriteProtectVolume(ctx.device_name, true, 0, 0);
@@ -158,7 +134,7 @@ std::int32_t DirectoryLoop(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueDirectory(ctx, name)) return kFailed;
-  if (!MakeDirectory(ctx, name)) return kFailed;
+  if (!MakeDirectory(ctx, name, kLabel)) return kFailed;
 
   ctx.IUtility->SNPrintf(child.text, ScratchName::kSize, "%s/child_dir#02", name);
   if (dos.Rename(name, child)) {
@@ -170,7 +146,7 @@ std::int32_t DirectoryLoop(TestContext& ctx, std::int32_t) {
   }
 
   // As it stands: the code of that refusal is not looked at, only that of the next one.
-  if (!MakeDirectory(ctx, child)) return kFailed;
+  if (!MakeDirectory(ctx, child, kLabel)) return kFailed;
   ctx.IUtility->SNPrintf(grandchild.text, ScratchName::kSize, "%s/child_dir#03", child);
   if (dos.Rename(name, grandchild)) {
     dos.Rename(grandchild, name);
@@ -205,12 +181,12 @@ std::int32_t TakenName(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueDirectory(ctx, first_directory)) return kFailed;
-  if (!MakeDirectory(ctx, first_directory)) return kFailed;
+  if (!MakeDirectory(ctx, first_directory, kLabel)) return kFailed;
   if (!UniqueDirectory(ctx, second_directory)) return kFailed;
-  if (!MakeDirectory(ctx, second_directory)) return kFailed;
+  if (!MakeDirectory(ctx, second_directory, kLabel)) return kFailed;
   ctx.IUtility->SNPrintf(first_file.text, ScratchName::kSize, "%s/file#01", first_directory);
   ctx.IUtility->SNPrintf(second_file.text, ScratchName::kSize, "%s/file#02", second_directory);
-  if (!MakeFile(ctx, first_file)) return kFailed;
+  if (!MakeFileReadWrite(ctx, first_file, kLabel)) return kFailed;
 
   if (!dos.Rename(first_file, second_file)) {
     const Bold bold(ctx);
@@ -225,7 +201,7 @@ std::int32_t TakenName(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
 
-  if (!MakeFile(ctx, second_file)) return kFailed;
+  if (!MakeFileReadWrite(ctx, second_file, kLabel)) return kFailed;
   if (dos.Rename(first_file, second_file)) {
     const Bold bold(ctx);
     dos.Printf(
@@ -280,13 +256,7 @@ std::int32_t RenamedSoftLink(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
-  const FileHandle file = dos.Open(name, MODE_READWRITE);
-  if (!file) {
-    dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_READWRITE); #%n %m\n\n", kLabel,
-               name);
-    return kFailed;
-  }
-  dos.Close(file);
+  if (!MakeFileReadWrite(ctx, name, kLabel)) return kFailed;
   if (!UniqueFile(ctx, old_link)) return kFailed;
   if (!dos.MakeLink(old_link, name, LINK_SOFT)) {
     if (NotImplemented(ctx)) return kPassed;
