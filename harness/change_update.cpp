@@ -13,7 +13,7 @@ constexpr std::uint32_t kRecordBytes = 236;
 bool MakeObjects(TestContext& ctx, ChangeUpdateRecord& record, const char* label) {
   DosInterface& dos = *ctx.IDOS;
   UtilityInterface& utility = *ctx.IUtility;
-  constexpr std::uint32_t kPathSize = ChangeUpdateRecord::Entry::kPathSize;
+  constexpr std::uint32_t kPathSize = ChangeUpdateRecord::DatedObject::kPathSize;
 
   if (!UniqueName(ctx, "DIRECTORY", record.outer_directory.path, kPathSize)) return false;
   utility.SNPrintf(record.inner_directory.path, kPathSize, "%s/DIRECTORY02",
@@ -37,16 +37,17 @@ bool MakeObjects(TestContext& ctx, ChangeUpdateRecord& record, const char* label
   return true;
 }
 
-/// Gives `entry` its date and the archive bit.
-bool MarkUnchanged(TestContext& ctx, const ChangeUpdateRecord::Entry& entry, const char* label) {
+/// Gives `object` its date and the archive bit.
+bool MarkUnchanged(TestContext& ctx, const ChangeUpdateRecord::DatedObject& object,
+                   const char* label) {
   DosInterface& dos = *ctx.IDOS;
-  if (!dos.SetDate(entry.path, entry.date)) {
-    dos.Printf("\nERROR: %s test failed, cannot SetDate(\"%s\"); #%n %m\n\n", label, entry.path);
+  if (!dos.SetDate(object.path, object.date)) {
+    dos.Printf("\nERROR: %s test failed, cannot SetDate(\"%s\"); #%n %m\n\n", label, object.path);
     return false;
   }
-  if (!dos.SetProtection(entry.path, EXDF_ARCHIVE)) {
+  if (!dos.SetProtection(object.path, EXDF_ARCHIVE)) {
     dos.Printf("\nERROR: %s test failed, cannot SetProtection(\"%s\",'A'); #%n %m\n\n", label,
-               entry.path);
+               object.path);
     return false;
   }
   return true;
@@ -69,8 +70,8 @@ bool IsSet(const ExamineData& data, std::uint32_t bit) {
   return (data.Protection & bit) != 0;
 }
 
-bool SameDay(const ExamineData& data, const ChangeUpdateRecord::Entry& entry) {
-  return data.Date.ds_Days == entry.date.ds_Days;
+bool SameDay(const ExamineData& data, const ChangeUpdateRecord::DatedObject& object) {
+  return data.Date.ds_Days == object.date.ds_Days;
 }
 
 }  // namespace

@@ -14,17 +14,17 @@ namespace quorle {
 ///   const bool shown = Change_Update_Test(ctx, record);   // prints what did not show
 ///   ChangeUpdateTearDown(ctx, record);
 struct ChangeUpdateRecord {
-  struct Entry {
+  struct DatedObject {
     static constexpr std::uint32_t kPathSize = 64;
     char path[kPathSize];
     DateStamp date;  ///< what the object was set to
   };
 
-  Entry file;             ///< DIRECTORYnn/DIRECTORY02/FILE03
-  Entry inner_directory;  ///< DIRECTORYnn/DIRECTORY02
-  Entry outer_directory;  ///< DIRECTORYnn
-  const char* label;      ///< what the messages name
-  std::uint32_t magic;    ///< kMagic while the record is valid
+  DatedObject file;             ///< DIRECTORYnn/DIRECTORY02/FILE03
+  DatedObject inner_directory;  ///< DIRECTORYnn/DIRECTORY02
+  DatedObject outer_directory;  ///< DIRECTORYnn
+  const char* label;            ///< what the messages name
+  std::uint32_t magic;          ///< kMagic while the record is valid
 
   static constexpr std::uint32_t kMagic = 0x000AA289;
 };
