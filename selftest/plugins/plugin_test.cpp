@@ -326,7 +326,7 @@ TEST(PluginRunTest, AScanThatDoesNotGetOnIsEnded) {
                 {"DH0:", "TN", number});
     EXPECT_EQ(run.errors,
               "quorle: DH0: FSExamineDir() gives the same entry again and again, test " + number +
-                  " (ExamineObj.SoftLink)\n");
+                  " (ExamineObj.SoftLinkIsNotFollowed)\n");
     EXPECT_NE(run.output.find("ERROR: ExamineObj()(\"LINK01\") failed."), std::string::npos)
         << run.output;
     EXPECT_EQ(run.status, 10);
@@ -341,9 +341,10 @@ TEST(PluginRunTest, AScanWithoutAnEndIsEndedWithItsGroup) {
         {"--no-delay", "--limit", "1", "--mount",
          std::string("DH0=plugin:./rogue_plugin.so,in=FSExamineDir,how=fresh") + how, "DH0:"},
         QUORLE_PLUGINS);
-    EXPECT_EQ(run.errors, "quorle: test " + number +
-                              " (ExamineObj.SoftLink): the handler took more than 1 second "
-                              "(--limit); the calls that are left fail\n");
+    EXPECT_EQ(run.errors,
+              "quorle: test " + number +
+                  " (ExamineObj.SoftLinkIsNotFollowed): the handler took more than 1 second "
+                  "(--limit); the calls that are left fail\n");
     EXPECT_NE(run.output.find("ERROR: ExamineObj()(\"LINK01\") failed."), std::string::npos)
         << run.output;
     // The next one goes on, and finds nothing locked.

@@ -23,7 +23,7 @@ bool ReadInfo(TestContext& ctx, InfoData& info) {
 }
 
 // 1. The volume, which is not write-protected, is validated.
-std::int32_t StateUnprotected(TestContext& ctx, std::int32_t) {
+std::int32_t ValidatedWhenUnprotected(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   InfoData info = {};
   if (!ReadInfo(ctx, info)) return kFailed;
@@ -47,7 +47,7 @@ std::int32_t StateUnprotected(TestContext& ctx, std::int32_t) {
 }
 
 // 2. The volume, once it is write-protected, says so.
-std::int32_t StateProtected(TestContext& ctx, std::int32_t) {
+std::int32_t WriteProtectedWhenProtected(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   // A filesystem without write protection has nothing to say here.
   if (!dos.WriteProtectVolume(ctx.device_name, true, 0, 0)) return kPassed;
@@ -67,8 +67,8 @@ std::int32_t StateProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"StateUnprotected", StateUnprotected},  // 1
-    {"StateProtected", StateProtected},      // 2
+    {"ValidatedWhenUnprotected", ValidatedWhenUnprotected},        // 1
+    {"WriteProtectedWhenProtected", WriteProtectedWhenProtected},  // 2
     {},
 };
 

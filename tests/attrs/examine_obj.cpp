@@ -27,7 +27,7 @@ std::int32_t ExamineByName(TestContext& ctx, const char* name, std::uint32_t typ
 }
 
 // 1. An empty file, by its name.
-std::int32_t File(TestContext& ctx, std::int32_t) {
+std::int32_t FileByName(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   const AtEnd release([&] { CleanUp(ctx, name, kLabel, 1); });
@@ -47,7 +47,7 @@ std::int32_t File(TestContext& ctx, std::int32_t) {
 }
 
 // 2. A soft link to the root of the volume, by its name: the link itself, not the root.
-std::int32_t SoftLink(TestContext& ctx, std::int32_t) {
+std::int32_t SoftLinkIsNotFollowed(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   const AtEnd release([&] { CleanUp(ctx, name, kLabel, 2); });
@@ -64,8 +64,8 @@ std::int32_t SoftLink(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"File", File},          // 1
-    {"SoftLink", SoftLink},  // 2
+    {"FileByName", FileByName},                        // 1
+    {"SoftLinkIsNotFollowed", SoftLinkIsNotFollowed},  // 2
     {},
 };
 

@@ -42,7 +42,7 @@ std::int32_t NewNameReadBack(TestContext& ctx, std::int32_t) {
 }
 
 // 2. A write-protected volume keeps its name.
-std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
+std::int32_t WriteProtectedVolume(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   char new_name[kNameSize];
   bool relabelled = false;
@@ -73,8 +73,8 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"NewNameReadBack", NewNameReadBack},  // 1
-    {"WriteProtected", WriteProtected},    // 2
+    {"NewNameReadBack", NewNameReadBack},            // 1
+    {"WriteProtectedVolume", WriteProtectedVolume},  // 2
     {},
 };
 

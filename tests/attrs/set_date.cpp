@@ -82,7 +82,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
 }
 
 // 2. Dates of five decades are set on a file and read back.
-std::int32_t DatesOfFile(TestContext& ctx, std::int32_t) {
+std::int32_t FileDateIsStored(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   const ExamineData* data = nullptr;
@@ -124,7 +124,7 @@ std::int32_t DatesOfFile(TestContext& ctx, std::int32_t) {
 }
 
 // 3. Dates of five decades are set on a directory and read back.
-std::int32_t DatesOfDirectory(TestContext& ctx, std::int32_t) {
+std::int32_t DirectoryDateIsStored(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   const ExamineData* data = nullptr;
@@ -242,8 +242,8 @@ std::int32_t EmptyNameRelativeToFile(TestContext& ctx, std::int32_t) {
 
 constexpr SubTestTable kSubTests = {
     {"SharedLockAllows", SharedLockAllows},                // 1
-    {"DatesOfFile", DatesOfFile},                          // 2
-    {"DatesOfDirectory", DatesOfDirectory},                // 3
+    {"FileDateIsStored", FileDateIsStored},                // 2
+    {"DirectoryDateIsStored", DirectoryDateIsStored},      // 3
     {"RootDirectory", RootDirectory},                      // 4
     {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},  // 5
     {},

@@ -74,7 +74,7 @@ std::int32_t MovesOutside(TestContext& ctx, FileHandle file) {
 }
 
 // 1. A move that leads before the beginning or past the end of the file.
-std::int32_t OutsideRefused(TestContext& ctx, std::int32_t) {
+std::int32_t MoveOutsideIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -189,7 +189,7 @@ std::int32_t PositionsAfterMoves(TestContext& ctx, FileHandle file) {
 }
 
 // 2. The position after a write and after each kind of move.
-std::int32_t PositionFollows(TestContext& ctx, std::int32_t) {
+std::int32_t PositionFollowsWriteAndMoves(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -211,8 +211,8 @@ std::int32_t PositionFollows(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"OutsideRefused", OutsideRefused},    // 1
-    {"PositionFollows", PositionFollows},  // 2
+    {"MoveOutsideIsRefused", MoveOutsideIsRefused},                  // 1
+    {"PositionFollowsWriteAndMoves", PositionFollowsWriteAndMoves},  // 2
     {},
 };
 

@@ -56,7 +56,7 @@ bool SizeIs(TestContext& ctx, FileHandle file, std::int32_t expected) {
 }
 
 // 1. Sizes counted from the position, from the end and from the beginning.
-std::int32_t SizesFromEachPoint(TestContext& ctx, std::int32_t) {
+std::int32_t SizeFromEachOrigin(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -90,7 +90,7 @@ std::int32_t SizesFromEachPoint(TestContext& ctx, std::int32_t) {
 }
 
 // 2. A new size is a change to the file.
-std::int32_t ChangeShows(TestContext& ctx, std::int32_t) {
+std::int32_t UpdatesArchiveBitAndDate(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ChangeUpdateRecord* const record = ChangeUpdateSetUp(ctx, kLabel);
   FileHandle file;
@@ -152,8 +152,8 @@ std::int32_t GrowingKeepsPosition(TestContext& ctx, std::int32_t) {
 
 /// Cuts `file` of `count` bytes, whose position is at its end, down to `smaller` bytes. The
 /// position must then be at the new end.
-std::int32_t ShrinkingMovesPosition(TestContext& ctx, FileHandle file, std::int32_t count,
-                                    std::int32_t smaller) {
+std::int32_t CheckPositionAfterShrinking(TestContext& ctx, FileHandle file, std::int32_t count,
+                                         std::int32_t smaller) {
   DosInterface& dos = *ctx.IDOS;
   if (!dos.ChangeFileSize(file, smaller, OFFSET_BEGINNING)) return NotChanged(ctx, smaller, "OB");
   const std::int64_t position = dos.GetFilePosition(file);
@@ -173,7 +173,7 @@ std::int32_t ShrinkingMovesPosition(TestContext& ctx, FileHandle file, std::int3
 }
 
 // 4. A file that shrinks below its position.
-std::int32_t ShrinkToHalf(TestContext& ctx, std::int32_t) {
+std::int32_t ShrinkingMovesPositionToEnd(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -184,11 +184,11 @@ std::int32_t ShrinkToHalf(TestContext& ctx, std::int32_t) {
 
   if (!OpenWrittenFile(ctx, name, file)) return kFailed;
   const std::int32_t count = ContentBytes(name);
-  return ShrinkingMovesPosition(ctx, file, count, count >> 1);
+  return CheckPositionAfterShrinking(ctx, file, count, count >> 1);
 }
 
 // 5. A file that is emptied.
-std::int32_t ShrinkToNothing(TestContext& ctx, std::int32_t) {
+std::int32_t EmptyingMovesPositionToStart(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -198,11 +198,11 @@ std::int32_t ShrinkToNothing(TestContext& ctx, std::int32_t) {
   });
 
   if (!OpenWrittenFile(ctx, name, file)) return kFailed;
-  return ShrinkingMovesPosition(ctx, file, ContentBytes(name), 0);
+  return CheckPositionAfterShrinking(ctx, file, ContentBytes(name), 0);
 }
 
 // 6. A file that is protected from writing opens, but keeps its size.
-std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
+std::int32_t WriteProtectedFile(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -245,12 +245,12 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"SizesFromEachPoint", SizesFromEachPoint},      // 1
-    {"ChangeShows", ChangeShows},                    // 2
-    {"GrowingKeepsPosition", GrowingKeepsPosition},  // 3
-    {"ShrinkToHalf", ShrinkToHalf},                  // 4
-    {"ShrinkToNothing", ShrinkToNothing},            // 5
-    {"WriteProtected", WriteProtected},              // 6
+    {"SizeFromEachOrigin", SizeFromEachOrigin},                      // 1
+    {"UpdatesArchiveBitAndDate", UpdatesArchiveBitAndDate},          // 2
+    {"GrowingKeepsPosition", GrowingKeepsPosition},                  // 3
+    {"ShrinkingMovesPositionToEnd", ShrinkingMovesPositionToEnd},    // 4
+    {"EmptyingMovesPositionToStart", EmptyingMovesPositionToStart},  // 5
+    {"WriteProtectedFile", WriteProtectedFile},                      // 6
     {},
 };
 

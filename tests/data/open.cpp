@@ -83,7 +83,7 @@ std::int32_t RefusedDirectory(TestContext& ctx, const char* name, const char* mo
 }
 
 // 2. A directory, in each mode.
-std::int32_t DirectoryRefused(TestContext& ctx, std::int32_t) {
+std::int32_t DirectoryIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -131,7 +131,7 @@ std::int32_t DirectoryRefused(TestContext& ctx, std::int32_t) {
 }
 
 // 3. MODE_OLDFILE on a file that is open in MODE_READWRITE.
-std::int32_t OldFileBesideReadWrite(TestContext& ctx, std::int32_t) {
+std::int32_t OldFileBesideReadWriteOpens(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle first;
@@ -176,7 +176,7 @@ std::int32_t RefusedNewFile(TestContext& ctx, const char* name, std::int32_t exp
 }
 
 // 4. MODE_NEWFILE on a file that is open in MODE_READWRITE.
-std::int32_t NewFileBesideReadWrite(TestContext& ctx, std::int32_t) {
+std::int32_t NewFileBesideReadWriteIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle first;
@@ -206,7 +206,7 @@ std::int32_t NewFileBesideReadWrite(TestContext& ctx, std::int32_t) {
 }
 
 // 5. MODE_NEWFILE over a file that exists and is closed.
-std::int32_t NewFileOverClosedFile(TestContext& ctx, std::int32_t) {
+std::int32_t NewFileOverClosedFileOpens(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -236,7 +236,7 @@ std::int32_t NewFileOverClosedFile(TestContext& ctx, std::int32_t) {
 }
 
 // 6. MODE_NEWFILE over a file that is protected from deletion.
-std::int32_t NewFileOverDeleteProtected(TestContext& ctx, std::int32_t) {
+std::int32_t NewFileOverDeleteProtectedIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -319,7 +319,7 @@ std::int32_t ProtectionDoesNotHinder(TestContext& ctx, std::int32_t) {
 }
 
 // 8. MODE_NEWFILE on a volume that is write-protected.
-std::int32_t NewFileOnWriteProtectedVolume(TestContext& ctx, std::int32_t) {
+std::int32_t NewFileOnWriteProtectedVolumeIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -357,7 +357,7 @@ std::int32_t NewFileOnWriteProtectedVolume(TestContext& ctx, std::int32_t) {
 }
 
 // 9. MODE_NEWFILE over an existing file is a change to it.
-std::int32_t ChangeShows(TestContext& ctx, std::int32_t) {
+std::int32_t NewFileUpdatesArchiveBitAndDate(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ChangeUpdateRecord* const record =
       ChangeUpdateSetUp(ctx, "Open(file,MODE_NEWFILE) over the top of an existing file,");
@@ -471,19 +471,19 @@ std::int32_t NewFileEmptiesFile(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"MissingFile", MissingFile},                                      // 1
-    {"DirectoryRefused", DirectoryRefused},                            // 2
-    {"OldFileBesideReadWrite", OldFileBesideReadWrite},                // 3
-    {"NewFileBesideReadWrite", NewFileBesideReadWrite},                // 4
-    {"NewFileOverClosedFile", NewFileOverClosedFile},                  // 5
-    {"NewFileOverDeleteProtected", NewFileOverDeleteProtected},        // 6
-    {"ProtectionDoesNotHinder", ProtectionDoesNotHinder},              // 7
-    {"NewFileOnWriteProtectedVolume", NewFileOnWriteProtectedVolume},  // 8
-    {"ChangeShows", ChangeShows},                                      // 9
-    {"NewFileOverDirectoryLink", NewFileOverDirectoryLink},            // 10
-    {"NewFileThroughFileLink", NewFileThroughFileLink},                // 11
-    {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},              // 12
-    {"NewFileEmptiesFile", NewFileEmptiesFile},                        // 13
+    {"MissingFile", MissingFile},                                                        // 1
+    {"DirectoryIsRefused", DirectoryIsRefused},                                          // 2
+    {"OldFileBesideReadWriteOpens", OldFileBesideReadWriteOpens},                        // 3
+    {"NewFileBesideReadWriteIsRefused", NewFileBesideReadWriteIsRefused},                // 4
+    {"NewFileOverClosedFileOpens", NewFileOverClosedFileOpens},                          // 5
+    {"NewFileOverDeleteProtectedIsRefused", NewFileOverDeleteProtectedIsRefused},        // 6
+    {"ProtectionDoesNotHinder", ProtectionDoesNotHinder},                                // 7
+    {"NewFileOnWriteProtectedVolumeIsRefused", NewFileOnWriteProtectedVolumeIsRefused},  // 8
+    {"NewFileUpdatesArchiveBitAndDate", NewFileUpdatesArchiveBitAndDate},                // 9
+    {"NewFileOverDirectoryLinkIsRefused", NewFileOverDirectoryLinkIsRefused},            // 10
+    {"NewFileThroughFileLinkResetsFile", NewFileThroughFileLinkResetsFile},              // 11
+    {"EmptyNameRelativeToFile", EmptyNameRelativeToFile},                                // 12
+    {"NewFileEmptiesFile", NewFileEmptiesFile},                                          // 13
     {},
 };
 

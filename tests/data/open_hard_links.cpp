@@ -67,7 +67,7 @@ std::int32_t TargetIsReset(TestContext& ctx, const ExamineData& data) {
 }  // namespace
 
 // 10. MODE_NEWFILE over a hard link to a directory.
-std::int32_t NewFileOverDirectoryLink(TestContext& ctx, std::int32_t) {
+std::int32_t NewFileOverDirectoryLinkIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   if (ctx.dos_type == kQvr04) {
     if (!ctx.NoWarnMessages()) {
@@ -124,7 +124,7 @@ std::int32_t NewFileOverDirectoryLink(TestContext& ctx, std::int32_t) {
 }
 
 // 11. MODE_NEWFILE through a hard link to a file resets the file's size and protection.
-std::int32_t NewFileThroughFileLink(TestContext& ctx, std::int32_t) {
+std::int32_t NewFileThroughFileLinkResetsFile(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   if (ctx.dos_type == kQvr04) {
     if (!ctx.NoWarnMessages()) {

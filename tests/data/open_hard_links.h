@@ -10,8 +10,8 @@ namespace quorle {
 // takes its position there and returns kPassed or kFailed.
 
 /// 10. MODE_NEWFILE over a hard link to a directory.
-std::int32_t NewFileOverDirectoryLink(TestContext& ctx, std::int32_t position);
+std::int32_t NewFileOverDirectoryLinkIsRefused(TestContext& ctx, std::int32_t position);
 /// 11. MODE_NEWFILE through a hard link to a file resets the file's size and protection.
-std::int32_t NewFileThroughFileLink(TestContext& ctx, std::int32_t position);
+std::int32_t NewFileThroughFileLinkResetsFile(TestContext& ctx, std::int32_t position);
 
 }  // namespace quorle

@@ -61,7 +61,7 @@ std::int32_t ReadBack(TestContext& ctx, std::int32_t) {
 }
 
 // 2. A file that is protected from reading opens, but is not read.
-std::int32_t ReadProtected(TestContext& ctx, std::int32_t) {
+std::int32_t ReadProtectedFile(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -120,8 +120,8 @@ std::int32_t ReadProtected(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"ReadBack", ReadBack},            // 1
-    {"ReadProtected", ReadProtected},  // 2
+    {"ReadBack", ReadBack},                    // 1
+    {"ReadProtectedFile", ReadProtectedFile},  // 2
     {},
 };
 

@@ -72,7 +72,7 @@ std::int32_t WriteAndReadBack(TestContext& ctx, std::int32_t) {
 }
 
 // 2. A file that is protected from writing opens, but is not written.
-std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
+std::int32_t WriteProtectedFile(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -130,7 +130,7 @@ std::int32_t WriteProtected(TestContext& ctx, std::int32_t) {
 }
 
 // 3. Writing into an existing file is a change to it.
-std::int32_t ChangeShows(TestContext& ctx, std::int32_t) {
+std::int32_t UpdatesArchiveBitAndDate(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ChangeUpdateRecord* const record = ChangeUpdateSetUp(ctx, kLabel);
   FileHandle file;
@@ -254,7 +254,7 @@ bool OverwritePattern(TestContext& ctx, FileHandle file, char (&buffer)[kReadByt
 }
 
 // 4. Overwriting the start of a file changes neither its size nor the rest of it.
-std::int32_t OverwriteStart(TestContext& ctx, std::int32_t) {
+std::int32_t OverwriteKeepsSizeAndRest(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
@@ -278,10 +278,10 @@ std::int32_t OverwriteStart(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"WriteAndReadBack", WriteAndReadBack},  // 1
-    {"WriteProtected", WriteProtected},      // 2
-    {"ChangeShows", ChangeShows},            // 3
-    {"OverwriteStart", OverwriteStart},      // 4
+    {"WriteAndReadBack", WriteAndReadBack},                    // 1
+    {"WriteProtectedFile", WriteProtectedFile},                // 2
+    {"UpdatesArchiveBitAndDate", UpdatesArchiveBitAndDate},    // 3
+    {"OverwriteKeepsSizeAndRest", OverwriteKeepsSizeAndRest},  // 4
     {},
 };
 

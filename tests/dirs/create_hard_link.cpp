@@ -111,7 +111,7 @@ std::int32_t LinkToFile(TestContext& ctx, std::int32_t) {
 }
 
 // 3. A link to an object on another volume.
-std::int32_t OtherVolume(TestContext& ctx, std::int32_t) {
+std::int32_t OtherVolumeIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   if (ctx.dos_type == kQvr04) {
     // As it stands: speaks of directory links, though volumes are crossed here.
@@ -164,9 +164,9 @@ std::int32_t OtherVolume(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"DirectoryLoop", DirectoryLoop},  // 1
-    {"LinkToFile", LinkToFile},        // 2
-    {"OtherVolume", OtherVolume},      // 3
+    {"DirectoryLoop", DirectoryLoop},                // 1
+    {"LinkToFile", LinkToFile},                      // 2
+    {"OtherVolumeIsRefused", OtherVolumeIsRefused},  // 3
     {},
 };
 

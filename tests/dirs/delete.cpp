@@ -230,7 +230,7 @@ std::int32_t DirectoryNotEmpty(TestContext& ctx, std::int32_t) {
 }
 
 // 6. The directory that held the file shows the change.
-std::int32_t ChangeShows(TestContext& ctx, std::int32_t) {
+std::int32_t UpdatesParentArchiveBitAndDate(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ChangeUpdateRecord* const record = ChangeUpdateSetUp(ctx, kLabel);
   const AtEnd release([&] { ChangeUpdateTearDown(ctx, record); });
@@ -263,13 +263,13 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"OpenFile", OpenFile},                      // 1
-    {"ProtectedFile", ProtectedFile},            // 2
-    {"ProtectedDirectory", ProtectedDirectory},  // 3
-    {"MissingObject", MissingObject},            // 4
-    {"DirectoryNotEmpty", DirectoryNotEmpty},    // 5
-    {"ChangeShows", ChangeShows},                // 6
-    {"RootDirectory", RootDirectory},            // 7
+    {"OpenFile", OpenFile},                                              // 1
+    {"ProtectedFile", ProtectedFile},                                    // 2
+    {"ProtectedDirectory", ProtectedDirectory},                          // 3
+    {"MissingObject", MissingObject},                                    // 4
+    {"DirectoryNotEmpty", DirectoryNotEmpty},                            // 5
+    {"UpdatesParentArchiveBitAndDate", UpdatesParentArchiveBitAndDate},  // 6
+    {"RootDirectory", RootDirectory},                                    // 7
     {},
 };
 

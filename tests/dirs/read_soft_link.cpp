@@ -110,7 +110,7 @@ std::int32_t BufferTooSmall(TestContext& ctx, std::int32_t) {
 }
 
 // 3. A file that is no link.
-std::int32_t PlainFile(TestContext& ctx, std::int32_t) {
+std::int32_t PlainFileIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   const PortHandle port = dos.FileLockOf(ctx.root_lock).fl_Port;
   ScratchName name;
@@ -157,7 +157,7 @@ std::int32_t PlainFile(TestContext& ctx, std::int32_t) {
 }
 
 // 4. A hard link.
-std::int32_t HardLink(TestContext& ctx, std::int32_t) {
+std::int32_t HardLinkIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   const PortHandle port = dos.FileLockOf(ctx.root_lock).fl_Port;
   ScratchName name;
@@ -215,10 +215,10 @@ std::int32_t HardLink(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"ReadableLink", ReadableLink},      // 1
-    {"BufferTooSmall", BufferTooSmall},  // 2
-    {"PlainFile", PlainFile},            // 3
-    {"HardLink", HardLink},              // 4
+    {"ReadableLink", ReadableLink},              // 1
+    {"BufferTooSmall", BufferTooSmall},          // 2
+    {"PlainFileIsRefused", PlainFileIsRefused},  // 3
+    {"HardLinkIsRefused", HardLinkIsRefused},    // 4
     {},
 };
 

@@ -10,7 +10,7 @@ namespace {
 constexpr char kLabel[] = "Close()";
 
 // 1. To close a handle succeeds, to close nothing fails.
-std::int32_t HandleThenNothing(TestContext& ctx, std::int32_t) {
+std::int32_t SucceedsOnHandleFailsOnNone(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   // No handle is released here: the only one is gone whatever the tested call returns.
@@ -44,7 +44,7 @@ std::int32_t HandleThenNothing(TestContext& ctx, std::int32_t) {
 }
 
 constexpr SubTestTable kSubTests = {
-    {"HandleThenNothing", HandleThenNothing},  // 1
+    {"SucceedsOnHandleFailsOnNone", SucceedsOnHandleFailsOnNone},  // 1
     {},
 };
 
