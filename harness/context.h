@@ -38,7 +38,7 @@ struct TestContext {
   std::int32_t
       last_error;      ///< captured after a failed call; the runner clears it before each sub-test
   InfoData disk_info;  ///< of the target, when the run started
-  std::uint32_t dos_type;  ///< of the target; 0 when it tells none
+  std::uint32_t dos_type;  ///< of the target; 0 when it reports none
   LockHandle root_lock;    ///< shared, on the target's root: the current directory during the run
   char version_text[256];  ///< of the filesystem, cut after its first ")"
   char device_name[256];   ///< with its colon

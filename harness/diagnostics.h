@@ -48,12 +48,12 @@ class [[nodiscard]] Italic {
   TestContext& ctx_;
 };
 
-/// Call it after a failed call: records `IoErr()` as the last error of the run and tells whether it
-/// is 209, the filesystem does not know the operation. A sub-test then returns kFatal.
+/// Call it after a failed call: records `IoErr()` as the last error of the run and returns whether
+/// it is 209: the filesystem does not know the operation. A sub-test then returns kFatal.
 bool NotImplemented(TestContext& ctx);
 
-/// Whether a call that was right to fail gave another code than `expected`. Never when
-/// NoWarnMessages is set: then codes are not looked at.
+/// Whether a call that was right to fail set another code than `expected`. Never when
+/// NoWarnMessages is set: then codes are not checked.
 bool WrongError(TestContext& ctx, std::int32_t expected);
 
 /// Makes `expected` the current error code and prints the line that says so.

@@ -49,12 +49,13 @@ void PrintUsage(TestContext& ctx, const TestEntry* catalogue) {
   }
 }
 
-/// As it stands: the bound is strict, the last test cannot be named. It runs when the range is left open.
+/// On purpose: the bound is strict, the last test cannot be named. It runs when the range is left
+/// open.
 bool IsTestNumber(const TestContext& ctx, std::int32_t number) {
   return number > 0 && number < ctx.catalogue_size;
 }
 
-/// Settles the first and the last row; false when a number is out of range, which was printed.
+/// Sets the first and the last row. False when a number is out of range, with that printed.
 bool SelectTests(TestContext& ctx) {
   DosInterface& dos = *ctx.IDOS;
   const std::int32_t highest = ctx.catalogue_size - 1;

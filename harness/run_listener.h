@@ -6,7 +6,7 @@
 
 namespace quorle {
 
-/// Hears where groups and sub-tests of a run begin and end. Whatever it does must leave the
+/// Called where groups and sub-tests of a run begin and end. Whatever it does must leave the
 /// platform's calls as they are: it runs between them. Override what is of interest.
 class RunListener {
  public:
@@ -26,7 +26,7 @@ class RunListener {
   ~RunListener() = default;
 };
 
-/// Hears nothing of interest.
+/// Ignores everything.
 class SilentListener final : public RunListener {};
 
 }  // namespace quorle

@@ -67,7 +67,7 @@ bool IdentifyTarget(TestContext& ctx, const DevProc*& handler) {
     dos.Printf("Starting tests for Device Name= %s \n", ctx.device_name);
   }
 
-  // What the filesystem does not tell stays zero.
+  // What the filesystem does not report stays zero.
   dos.FileSystemAttr(port, ctx.version_text, sizeof(ctx.version_text), ctx.dos_type);
   // A filesystem may fill the buffer to its last byte.
   ctx.version_text[sizeof(ctx.version_text) - 1] = '\0';

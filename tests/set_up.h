@@ -9,10 +9,10 @@
 /// bold, and the line differs between groups in nothing but the label:
 ///
 ///   if (!MakeFile(ctx, name, kLabel)) return kFailed;
-///       "\nERROR: Rename() test failed, cannot Open("FILE01",MODE_NEWFILE); #103 not enough memory\n\n"
+///       "\nERROR: SetDate() test failed, cannot Open("FILE01",MODE_NEWFILE); #221 disk is full\n\n"
 ///
-/// `label` is the group's, as "Rename()". The error code after a failure is that of the failed call.
-/// A group whose line reads otherwise has the call and its literal in the sub-test.
+/// `label` is the group's, as "SetDate()". The line has the error code of the failed call; it is not
+/// kept. A group whose line reads otherwise has the call and its literal in the sub-test.
 namespace quorle {
 
 /// Makes the empty file `name` by opening it in MODE_NEWFILE, and closes it.
@@ -21,8 +21,8 @@ bool MakeFile(TestContext& ctx, const char* name, const char* label);
 /// Makes the empty file `name` by opening it in MODE_READWRITE, and closes it.
 bool MakeFileReadWrite(TestContext& ctx, const char* name, const char* label);
 
-/// Opens the file `name` in MODE_READWRITE, which makes it when there is none. The caller closes it;
-/// none after a failure.
+/// Opens the file `name` in MODE_READWRITE, which makes it when there is none. The caller closes
+/// it; none after a failure.
 FileHandle OpenReadWrite(TestContext& ctx, const char* name, const char* label);
 
 /// Makes the directory `name` and releases the lock on it.
@@ -31,7 +31,8 @@ bool MakeDirectory(TestContext& ctx, const char* name, const char* label);
 /// A shared lock on `name`, which the caller releases; none after a failure.
 LockHandle SharedLock(TestContext& ctx, const char* name, const char* label);
 
-/// What `ExamineObject()` gives for `name`, which the caller releases; null after a failure.
+/// The record that `ExamineObject()` returns for `name`, which the caller releases; null after a
+/// failure.
 const ExamineData* Examine(TestContext& ctx, const char* name, const char* label);
 
 /// The bytes of `name` with its terminating zero, 7 for "FILE01": the file of that name holds them.

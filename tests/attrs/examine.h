@@ -6,7 +6,7 @@
 
 namespace quorle {
 
-/// Checks what `ExamineObject()` gave for an object of the type `type` (FSO_TYPE_SOFTLINK,
+/// Checks what `ExamineObject()` returned for an object of the type `type` (FSO_TYPE_SOFTLINK,
 /// FSO_TYPE_FILE or FSO_TYPE_DIRECTORY). Its name must be `expected_name`, or `object` when that is
 /// null. The messages say `function`("`object`"). Stops at the first thing that is wrong, reports
 /// it and returns kFailed; else kPassed. The record stays the caller's.

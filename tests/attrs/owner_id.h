@@ -6,8 +6,8 @@
 
 namespace quorle {
 
-/// What SetOwner() and SetGroup() store, one after the other. The low half of `wide` is `narrow`, so
-/// that a filesystem that keeps 16 bits shows.
+/// What SetOwner() and SetGroup() store, one after the other. The low half of `wide` is `narrow`,
+/// so that a filesystem that keeps 16 bits shows.
 struct OwnerIds {
   std::uint32_t narrow;  ///< 16 bits
   std::uint32_t wide;    ///< 32 bits

@@ -26,7 +26,7 @@ std::int32_t RefusedMove(TestContext& ctx) {
   return kPassed;
 }
 
-/// The moves of `file` that lead out of it, and those that bring it to where they start.
+/// The moves of `file` that lead out of it, and those to where they start.
 std::int32_t MovesOutside(TestContext& ctx, FileHandle file) {
   DosInterface& dos = *ctx.IDOS;
   if (!dos.ChangeFilePosition(file, 0, OFFSET_END)) {
@@ -99,7 +99,7 @@ std::int32_t MoveOutsideIsRefused(TestContext& ctx, std::int32_t) {
   return MovesOutside(ctx, file);
 }
 
-/// Reports that the position could not be told.
+/// Reports that the position could not be read.
 std::int32_t NoPosition(TestContext& ctx) {
   const Bold bold(ctx);
   ctx.IDOS->Printf(
@@ -115,7 +115,7 @@ std::int32_t PositionsOfNewFile(TestContext& ctx, FileHandle file) {
   if (position == -1) return NoPosition(ctx);
   if (position != kStart) {
     const Bold bold(ctx);
-    // As it stands: speaks of the size, though the position was asked for.
+    // On purpose: speaks of the size, though the position was asked for.
     dos.Printf("\nERROR: %s test failed, the size of a newly created file was not zero.\n", kLabel);
     dos.Printf("       GetFilePosition() returned %lld instead of %ld.\n\n", position, kStart);
     return kFailed;

@@ -132,7 +132,7 @@ std::int32_t GrowingKeepsPosition(TestContext& ctx, std::int32_t) {
   const std::int32_t count = ContentBytes(name);
   const std::int32_t bigger = 2 * count;
 
-  // A position that cannot be told, -1, is compared like any other.
+  // A position that cannot be read, -1, is compared like any other.
   const std::int64_t before = dos.GetFilePosition(file);
   if (!dos.ChangeFileSize(file, bigger, OFFSET_BEGINNING)) return NotChanged(ctx, bigger, "OB");
   const std::int64_t after = dos.GetFilePosition(file);
@@ -140,7 +140,7 @@ std::int32_t GrowingKeepsPosition(TestContext& ctx, std::int32_t) {
     const Bold bold(ctx);
     dos.Printf(
         "\nERROR: ChangeFileSize() test failed, GetFilePosition() changed after a ChangeFileSize(bigger).\n");
-    // As it stands: "changed to from".
+    // On purpose: "changed to from".
     dos.Printf(
         "       File changed to from %ld bytes to %ld bytes, instead of %lld, GetFilePosition() returned %lld.\n",
         count, bigger, before, after);
@@ -161,7 +161,7 @@ std::int32_t CheckPositionAfterShrinking(TestContext& ctx, FileHandle file, std:
     const Bold bold(ctx);
     dos.Printf(
         "\nERROR: ChangeFileSize() test failed, GetFilePosition() didn't reposition after a ChangeFileSize(smaller).\n");
-    // As it stands: "changed to from".
+    // On purpose: "changed to from".
     dos.Printf(
         "       File changed to from %ld bytes to %ld bytes, GetFilePosition() returned %lld instead of %ld.\n",
         count, smaller, position, smaller);

@@ -12,14 +12,14 @@ namespace {
 
 constexpr char kLabel[] = "GetFileSize()";
 
-/// Reports that the size could not be told.
+/// Reports that the size could not be read.
 std::int32_t NoSize(TestContext& ctx) {
   const Bold bold(ctx);
   ctx.IDOS->Printf("\nERROR: GetFileSize() test failed, cannot GetFileSize(); #%n %m\n\n");
   return kFailed;
 }
 
-/// Judges the size that was told.
+/// Judges the size that was read.
 std::int32_t SizeIs(TestContext& ctx, std::int64_t size, std::int32_t expected) {
   if (size != expected) {
     const Bold bold(ctx);
@@ -65,7 +65,7 @@ std::int32_t SizeAfterAppending(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
-  // As it stands: the clean-up number of sub-test 1.
+  // On purpose: the clean-up number of sub-test 1.
   const AtEnd release([&] {
     dos.Close(file);
     CleanUp(ctx, name, kLabel, 1);
@@ -84,7 +84,7 @@ std::int32_t SizeAfterAppending(TestContext& ctx, std::int32_t) {
     dos.Printf("\nERROR: GetFileSize() test failed, cannot Write() %ld bytes; #%n %m\n\n", count);
     return kFailed;
   }
-  // As it stands: only sub-test 1 asks whether the operation is implemented.
+  // On purpose: only sub-test 1 asks whether the operation is implemented.
   std::int64_t size = dos.GetFileSize(file);
   if (size == -1) return NoSize(ctx);
   if (SizeIs(ctx, size, count) != kPassed) return kFailed;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr char kLabel[] = "Open()";
 
-/// Makes the file `name` that holds its own name, is executable by nobody and archived, and gives a
-/// lock on it. What is still open or locked after a failure is the caller's.
+/// Makes the file `name` that holds its own name, sets its archive bit and its protection from being
+/// executed, and locks it. What is still open or locked after a failure, the caller releases.
 bool MakeLinkTarget(TestContext& ctx, const char* name, FileHandle& file, LockHandle& file_lock) {
   DosInterface& dos = *ctx.IDOS;
   file = dos.Open(name, MODE_READWRITE);
@@ -96,7 +96,7 @@ std::int32_t NewFileOverDirectoryLinkIsRefused(TestContext& ctx, std::int32_t) {
   if (!UniqueDirectory(ctx, link_name)) return kFailed;
   if (!dos.MakeLink(link_name, directory, LINK_HARD)) {
     if (NotImplemented(ctx)) return kPassed;
-    // As it stands: names "dirlink", whatever the link's name is.
+    // On purpose: names "dirlink", whatever the link's name is.
     dos.Printf("\nERROR: %s test failed; cannot MakeLink(\"dirlink\",\"%s\",LINK_HARD) #%n %m\n\n",
                kLabel, name);
     return kFailed;
@@ -107,7 +107,7 @@ std::int32_t NewFileOverDirectoryLinkIsRefused(TestContext& ctx, std::int32_t) {
   file = dos.Open(link_name, MODE_NEWFILE);
   if (file) {
     const Bold bold(ctx);
-    // As it stands: "hard_link_dir" here, "hard_dir_link" in the warning.
+    // On purpose: "hard_link_dir" here, "hard_dir_link" in the warning.
     dos.Printf("\nERROR: Open(\"hard_link_dir\",MODE_NEWFILE) succeeded even though \n");
     dos.Printf("       there was already a hard directory link of the same name.\n");
     dos.Printf("       The %s call has probably destroyed the hard directory link !\n", kLabel);

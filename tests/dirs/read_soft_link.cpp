@@ -46,12 +46,12 @@ std::int32_t ReadableLink(TestContext& ctx, std::int32_t) {
     CleanUp(ctx, name, kLabel, 2);
   });
 
-  const std::int32_t made = MakeFileAndSoftLink(ctx, name, link_name);
-  if (made != kPassed) return made;
+  const std::int32_t status = MakeFileAndSoftLink(ctx, name, link_name);
+  if (status != kPassed) return status;
 
   if (dos.ReadSoftLink(port, ctx.root_lock, link_name, contents, kContentsSize) < 0) {
     if (NotImplemented(ctx)) return kFatal;
-    // As it stands: the operation under test failed, and the error is not in bold.
+    // On purpose: the operation under test failed, and the error is not in bold.
     dos.Printf("\nERROR: %s test failed, cannot ReadSoftLink(); #%n %m\n\n", kLabel);
     return kFailed;
   }
@@ -71,8 +71,8 @@ std::int32_t BufferTooSmall(TestContext& ctx, std::int32_t) {
     CleanUp(ctx, name, kLabel, 4);
   });
 
-  const std::int32_t made = MakeFileAndSoftLink(ctx, name, link_name);
-  if (made != kPassed) return made;
+  const std::int32_t status = MakeFileAndSoftLink(ctx, name, link_name);
+  if (status != kPassed) return status;
   const std::int32_t length =
       dos.ReadSoftLink(port, ctx.root_lock, link_name, contents, kContentsSize);
   if (length < 4) {
@@ -123,7 +123,7 @@ std::int32_t PlainFileIsRefused(TestContext& ctx, std::int32_t) {
   if (!UniqueFile(ctx, name)) return kFailed;
   const FileHandle file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // As it stands: names MODE_NEWFILE, opens MODE_READWRITE.
+    // On purpose: names MODE_NEWFILE, opens MODE_READWRITE.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", kLabel,
                name);
     return kFailed;
@@ -175,7 +175,7 @@ std::int32_t HardLinkIsRefused(TestContext& ctx, std::int32_t) {
   if (!UniqueFile(ctx, name)) return kFailed;
   file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // As it stands: names MODE_NEWFILE, opens MODE_READWRITE.
+    // On purpose: names MODE_NEWFILE, opens MODE_READWRITE.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", kLabel,
                name);
     return kFailed;
@@ -195,7 +195,7 @@ std::int32_t HardLinkIsRefused(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
 
-  // As it stands: which negative value comes back is not looked at, unlike above.
+  // On purpose: which negative value comes back is not checked, unlike above.
   if (dos.ReadSoftLink(port, ctx.root_lock, link_name, contents, kContentsSize) >= 0) {
     const Bold bold(ctx);
     dos.SetIoErr(ERROR_OBJECT_WRONG_TYPE);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr char kLabel[] = "DupLockFromFH()";
 
-// 1. A lock cannot be had from an exclusive handle.
+// 1. An exclusive handle gives no lock.
 std::int32_t ExclusiveIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
@@ -46,7 +46,7 @@ std::int32_t ExclusiveIsRefused(TestContext& ctx, std::int32_t) {
   return kPassed;
 }
 
-// 2. A lock can be had from a shared handle.
+// 2. A shared handle gives a lock.
 std::int32_t SharedIsGranted(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;

@@ -29,7 +29,7 @@ class ChangeUpdateTest : public testing::Test {
     return record;
   }
 
-  /// What a set-up prints that the rules make fail; it must give null.
+  /// What a set-up prints that the rules make fail; it must return null.
   std::string FailedSetUp(const std::string& rules) {
     bench_.SetRules(rules);
     EXPECT_EQ(ChangeUpdateSetUp(ctx_, "Some()"), nullptr);

@@ -109,7 +109,7 @@ constexpr TestEntry kRowsWithSubTests[] = {{&kPassingGroup, "First"},
                                            {&kPassingGroup, "Third"},
                                            {nullptr, ""}};
 
-/// Writes down what it hears.
+/// Records each call.
 class LoggingListener final : public RunListener {
  public:
   void OnRunStart(std::int32_t first, std::int32_t last) override {

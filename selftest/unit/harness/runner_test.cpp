@@ -32,7 +32,7 @@ std::int32_t ReturnsWithLastError(TestContext& ctx, std::int32_t position) {
   return kStatus;
 }
 
-/// Writes down what it hears.
+/// Records each call.
 class LoggingListener final : public RunListener {
  public:
   void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {

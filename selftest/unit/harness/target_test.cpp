@@ -43,7 +43,7 @@ class TargetTest : public testing::Test {
     return output;
   }
 
-  /// The lines that tell the filesystem, of a run that is accepted.
+  /// The lines that describe the filesystem, of a run that is accepted.
   std::string Filesystem(const std::vector<std::string>& words, const std::string& rules = "") {
     const std::string output = Identify(words, rules, RETURN_OK);
     const std::string before =
@@ -85,7 +85,7 @@ TEST_F(TargetTest, VolumeNameBecomesItsDevice) {
   EXPECT_TRUE(output.starts_with(kHead)) << output;
 }
 
-TEST_F(TargetTest, WithoutAVolumeNameTheDeviceNameStandsIn) {
+TEST_F(TargetTest, WithoutAVolumeNameTheDeviceNameIsUsed) {
   const std::string output = Identify({"--mount", "DH0=ram,volume=", "DH0:"}, "", RETURN_OK);
   EXPECT_TRUE(
       output.starts_with("\n\f\nStarting tests for Device Name= DH0:        Volume Name= DH0\n"))
