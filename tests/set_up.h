@@ -38,4 +38,7 @@ const ExamineData* Examine(TestContext& ctx, const char* name, const char* label
 /// The bytes of `name` with its terminating zero, 7 for "FILE01": the file of that name holds them.
 std::int32_t ContentBytes(const ScratchName& name);
 
+/// What every `Read()` asks for: more than a test file holds.
+inline constexpr std::int32_t kReadBytes = 256;
+
 }  // namespace quorle

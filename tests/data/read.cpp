@@ -12,9 +12,6 @@ namespace {
 
 constexpr char kLabel[] = "Read()";
 
-/// What every read asks for; more than a test file holds.
-constexpr std::int32_t kReadBytes = 256;
-
 // 1. What was written is read back, and then the file is at its end.
 std::int32_t ReadBack(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;

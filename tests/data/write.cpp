@@ -13,9 +13,6 @@ namespace {
 
 constexpr char kLabel[] = "Write()";
 
-/// What every read asks for; more than a test file holds.
-constexpr std::int32_t kReadBytes = 256;
-
 /// The length of a pattern as it is written: its text and the zeros after it.
 constexpr std::int32_t kPatternBytes = 20;
 constexpr char kPattern[kPatternBytes] = "1234567890ABCDEFGH";
