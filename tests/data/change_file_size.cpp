@@ -212,11 +212,8 @@ std::int32_t WriteProtectedFile(TestContext& ctx, std::int32_t) {
   });
 
   if (!UniqueFile(ctx, name)) return kFailed;
+  if (!MakeFileReadWrite(ctx, name, kLabel)) return kFailed;
 
-  file = OpenReadWrite(ctx, name, kLabel);
-  if (!file) return kFailed;
-  dos.Close(file);
-  file = {};
   if (!dos.SetProtection(name, EXDF_NO_WRITE)) {
     dos.Printf(
         "\nERROR: ChangeFileSize() test failed, cannot SetProtection(\"%s\",EXDF_NO_WRITE); #%n %m\n\n",
