@@ -49,7 +49,7 @@ void PrintUsage(TestContext& ctx, const TestEntry* catalogue) {
   }
 }
 
-/// On purpose: the bound is strict, the last test cannot be named. It runs when the range is left
+/// As it stands: the bound is strict, the last test cannot be named. It runs when the range is left
 /// open.
 bool IsTestNumber(const TestContext& ctx, std::int32_t number) {
   return number > 0 && number < ctx.catalogue_size;

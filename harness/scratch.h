@@ -28,7 +28,7 @@ bool UniqueLink(TestContext& ctx, ScratchName& name);
 
 /// Removes an object, whatever its protection, and reports it when it stays: `number` says which of
 /// the group's objects it is; with a null `label` nothing is printed. An empty name is no object.
-/// On purpose: an object that cannot be locked counts as gone, whatever the reason; on Linux a layer
+/// As it stands: an object that cannot be locked counts as gone, whatever the reason; on Linux a layer
 /// below (program/left_behind.h) knows better.
 void CleanUp(TestContext& ctx, const char* name, const char* label, std::uint32_t number);
 

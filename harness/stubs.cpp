@@ -6,7 +6,7 @@
 namespace quorle {
 namespace {
 
-/// Prints the group's note. On purpose: without one, the style is still switched on and off.
+/// Prints the group's note. As it stands: without one, the style is still switched on and off.
 std::int32_t PrintNote(TestContext& ctx, const TestGroup& group, RunListener&) {
   if (!ctx.NoInfoMessages()) {
     const Italic italic(ctx);

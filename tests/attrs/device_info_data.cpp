@@ -28,7 +28,7 @@ std::int32_t ValidatedWhenUnprotected(TestContext& ctx, std::int32_t) {
   InfoData info = {};
   if (!ReadInfo(ctx, info)) return kFailed;
 
-  // On purpose: the call did not fail; the code is the one of an earlier failure.
+  // As it stands: the call did not fail; the code is the one of an earlier failure.
   if (info.id_DiskState == ID_DISKSTATE_WRITE_PROTECTED) {
     const Bold bold(ctx);
     dos.Printf(

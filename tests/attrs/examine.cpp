@@ -47,7 +47,7 @@ std::int32_t CheckFile(TestContext& ctx, const ExamineData& data, const Examinat
                      data.Type & kShownTypeMask);
     return kFailed;
   }
-  // On purpose: the files are empty, but any size that is one will do.
+  // As it stands: the files are empty, but any size that is one will do.
   if (data.FileSize < 0) {
     const Bold bold(ctx);
     PrintFailed(ctx, asked);
@@ -59,7 +59,7 @@ std::int32_t CheckFile(TestContext& ctx, const ExamineData& data, const Examinat
 }
 
 std::int32_t CheckSoftLink(TestContext& ctx, const ExamineData& data, const Examination& asked) {
-  // On purpose: only here is the low byte alone shown.
+  // As it stands: only here is the low byte alone shown.
   const std::uint32_t type = data.Type & FSO_TYPE_MASK;
   if (type != FSO_TYPE_SOFTLINK) {
     const Bold bold(ctx);
@@ -92,7 +92,7 @@ std::int32_t CheckExamineData(TestContext& ctx, const ExamineData& data, const c
 
   if (CheckByType(ctx, data, asked, type) != kPassed) return kFailed;
 
-  // On purpose: these two say "root dir" whatever the object is.
+  // As it stands: these two say "root dir" whatever the object is.
   if (data.Date.ds_Days < 1) {
     const Bold bold(ctx);
     PrintFailed(ctx, asked);
@@ -115,7 +115,7 @@ std::int32_t CheckExamineData(TestContext& ctx, const ExamineData& data, const c
   }
 
   if (ctx.NoInfoMessages() || data.RefCount != 0) return kPassed;
-  // On purpose: an INFO, and it fails the sub-test.
+  // As it stands: an INFO, and it fails the sub-test.
   dos.Printf("\nINFO:  %s(\"%s\") test failed because;", function, object);
   dos.Printf("\n       ExamineData->RefCount has a value of zero.\n\n");
   return kFailed;

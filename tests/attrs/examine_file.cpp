@@ -17,7 +17,7 @@ std::int32_t OpenFile(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
-  // On purpose: the record is not released.
+  // As it stands: the record is not released.
   const AtEnd release([&] {
     dos.Close(file);
     CleanUp(ctx, name, kLabel, 1);
@@ -27,7 +27,7 @@ std::int32_t OpenFile(TestContext& ctx, std::int32_t) {
 
   file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // On purpose: brackets after the label, which ends in brackets.
+    // As it stands: brackets after the label, which ends in brackets.
     dos.Printf("\nERROR: %s() test failed, cannot Open(\"%s\",MODE_READWRITE) #%n %m\n\n", kLabel,
                name);
     return kFailed;

@@ -31,13 +31,13 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
 
 // 2. An empty file, through a lock from its handle.
 std::int32_t FileLockFromHandle(TestContext& ctx, std::int32_t) {
-  // On purpose: this sub-test speaks of ExamineFile() throughout.
+  // As it stands: this sub-test speaks of ExamineFile() throughout.
   constexpr char kFileLabel[] = "ExamineFile()";
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
   LockHandle lock;
-  // On purpose: the record is not released.
+  // As it stands: the record is not released.
   const AtEnd release([&] {
     dos.Close(file);
     dos.UnLock(lock);
@@ -46,7 +46,7 @@ std::int32_t FileLockFromHandle(TestContext& ctx, std::int32_t) {
 
   if (!UniqueFile(ctx, name)) return kFailed;
 
-  // On purpose: brackets after the label, which ends in brackets.
+  // As it stands: brackets after the label, which ends in brackets.
   file = dos.Open(name, MODE_READWRITE);
   if (!file) {
     dos.Printf("\nERROR: %s() test failed, cannot Open(\"%s\",MODE_READWRITE) #%n %m\n\n",
@@ -62,7 +62,7 @@ std::int32_t FileLockFromHandle(TestContext& ctx, std::int32_t) {
 
   const ExamineData* const data = dos.ExamineObject(EX_LockInput, lock);
   if (data == nullptr) {
-    // On purpose: the code is not checked; an unknown operation does not stop the group here.
+    // As it stands: the code is not checked; an unknown operation does not stop the group here.
     const Bold bold(ctx);
     dos.Printf("\nERROR: %s(\"%s\") failed.\n\n", kFileLabel, name);
     return kFailed;

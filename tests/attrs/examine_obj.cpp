@@ -15,7 +15,7 @@ constexpr char kLabel[] = "ExamineObj()";
 /// Examines the object `name` itself and checks what comes back; `type` is a FSO_TYPE_...
 std::int32_t ExamineByName(TestContext& ctx, const char* name, std::uint32_t type) {
   DosInterface& dos = *ctx.IDOS;
-  // On purpose: the record is not released.
+  // As it stands: the record is not released.
   const ExamineData* const data = dos.ExamineObject(EX_ObjectNameInput, name);
   if (data == nullptr) {
     const bool not_implemented = NotImplemented(ctx);
@@ -36,7 +36,7 @@ std::int32_t FileByName(TestContext& ctx, std::int32_t) {
 
   const FileHandle file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // On purpose: brackets after the label, which ends in brackets.
+    // As it stands: brackets after the label, which ends in brackets.
     dos.Printf("\nERROR: %s() test failed, cannot Open(\"%s\",MODE_READWRITE) #%n %m\n\n", kLabel,
                name);
     return kFailed;
@@ -55,7 +55,7 @@ std::int32_t SoftLinkIsNotFollowed(TestContext& ctx, std::int32_t) {
   if (!UniqueLink(ctx, name)) return kFailed;
 
   if (!dos.MakeLink(name, ":", LINK_SOFT)) {
-    // On purpose: brackets after the label, which ends in brackets.
+    // As it stands: brackets after the label, which ends in brackets.
     dos.Printf("\nERROR: %s() test failed, cannot MakeLink(\"%s\",\":\") #%n %m\n\n", kLabel, name);
     return kFailed;
   }

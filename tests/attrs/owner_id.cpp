@@ -16,7 +16,7 @@ std::int32_t CheckWideId(TestContext& ctx, std::uint32_t id, const OwnerIds& ids
     dos.Printf("%s test did not store the new 32 bit wide value;  0x%08lx.\n", label, ids.wide);
     dos.Printf("       however, it successfully stored an old 16 bit wide value; 0x%08lx.\n", id);
     dos.Printf("       this is still fully compatible with existing usage.\n\n");
-    StyleOff(ctx);  // On purpose: no style was on.
+    StyleOff(ctx);  // As it stands: no style was on.
     return kPassed;
   }
 

@@ -21,7 +21,7 @@ std::int32_t NewNameReadBack(TestContext& ctx, std::int32_t) {
   ctx.IUtility->Strlcpy(new_name, "_0_new_name_0_", kNameSize);
   if (!dos.Relabel(ctx.device_name, new_name)) {
     if (NotImplemented(ctx)) return kFatal;
-    // On purpose: the operation under test failed, and the error is not in bold.
+    // As it stands: the operation under test failed, and the error is not in bold.
     dos.Printf("\nERROR: Relabel() test failed, cannot Relabel(\"%s\",\"%s\"); #%n %m\n\n",
                ctx.device_name, new_name);
     return kFailed;
@@ -34,7 +34,7 @@ std::int32_t NewNameReadBack(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
   if (ctx.IUtility->Stricmp(found_name, new_name) != 0) {
-    // On purpose: the filesystem did wrong, and the error is not in bold.
+    // As it stands: the filesystem did wrong, and the error is not in bold.
     dos.Printf("\nERROR: Relabel() test failed, \"%s\" != \"%s\" \n\n", found_name, new_name);
     return kFailed;
   }

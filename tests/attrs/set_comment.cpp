@@ -55,7 +55,7 @@ std::int32_t NewDirectoryHasNone(TestContext& ctx, std::int32_t) {
 
   data = dos.ExamineObject(EX_StringNameInput, name);
   if (data == nullptr) {
-    // On purpose: does not name the directory.
+    // As it stands: does not name the directory.
     dos.Printf("\nERROR: SetComment() test failed, cannot ExamineObject(); #%n %m\n\n");
     return kFailed;
   }
@@ -104,7 +104,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetComment(directory_name, kLabel)) {
-    // On purpose: the code is not recorded, and an unknown operation is not treated apart.
+    // As it stands: the code is not recorded, and an unknown operation is not treated apart.
     const bool in_use = dos.IoErr() == ERROR_OBJECT_IN_USE;
     const Bold bold(ctx);
     dos.Printf(
@@ -153,7 +153,7 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
   if (ctx.NoRootMessages() || ctx.NoWarnMessages()) return kPassed;
 
   if (!dos.SetComment(ctx.device_name, kLabel)) {
-    // On purpose: a warning that fails the sub-test; in the protection group it does not.
+    // As it stands: a warning that fails the sub-test; in the protection group it does not.
     dos.Printf("\nWARN:  SetComment() test on the root directory failed; #%n %m\n");
     dos.Printf(
         "       Setting a comment on the root directory of a local filesystem should succeed.\n\n");

@@ -70,7 +70,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetDate(directory_name, now)) {
-    // On purpose: the code is not recorded, and an unknown operation is not treated apart.
+    // As it stands: the code is not recorded, and an unknown operation is not treated apart.
     const bool in_use = dos.IoErr() == ERROR_OBJECT_IN_USE;
     const Bold bold(ctx);
     dos.Printf("\nERROR: %s failed when a shared lock is held on the dir; #%n %m\n\n", kLabel);
@@ -86,7 +86,7 @@ std::int32_t FileDateIsStored(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   const ExamineData* data = nullptr;
-  // On purpose: each round overwrites what the one before examined; only the last is released.
+  // As it stands: each round overwrites what the one before examined; only the last is released.
   const AtEnd release([&] {
     dos.FreeDosObject(DOS_EXAMINEDATA, data);
     dos.Close({});  // the file was closed before; the call is made all the same
@@ -102,7 +102,7 @@ std::int32_t FileDateIsStored(TestContext& ctx, std::int32_t) {
     if (!dos.SetDate(name, date)) {
       if (NotImplemented(ctx)) return kFatal;
       const Bold bold(ctx);
-      // On purpose: no lock is held here, and 202 is not fatal.
+      // As it stands: no lock is held here, and 202 is not fatal.
       dos.Printf("\nERROR: SetDate(\"%s\") failed while a shared lock is on the file; #%n %m\n",
                  name);
       if (ctx.last_error == ERROR_OBJECT_IN_USE) {
@@ -115,7 +115,7 @@ std::int32_t FileDateIsStored(TestContext& ctx, std::int32_t) {
     if (data == nullptr) return kFailed;
     if (data->Date.ds_Days != *days) {
       const Bold bold(ctx);
-      // On purpose: an error that does not fail the sub-test.
+      // As it stands: an error that does not fail the sub-test.
       dos.Printf("\nERROR: SetDate() failed to set the date of a file to %s [ %lu != %lu ]\n\n",
                  printed.text, *days, data->Date.ds_Days);
     }
@@ -128,7 +128,7 @@ std::int32_t DirectoryDateIsStored(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   const ExamineData* data = nullptr;
-  // On purpose: each round overwrites what the one before examined; only the last is released.
+  // As it stands: each round overwrites what the one before examined; only the last is released.
   const AtEnd release([&] {
     dos.FreeDosObject(DOS_EXAMINEDATA, data);
     dos.UnLock({});  // the directory was released before; the call is made all the same
@@ -151,7 +151,7 @@ std::int32_t DirectoryDateIsStored(TestContext& ctx, std::int32_t) {
     if (data == nullptr) return kFailed;
     if (data->Date.ds_Days != *days) {
       const Bold bold(ctx);
-      // On purpose: an error that does not fail the sub-test.
+      // As it stands: an error that does not fail the sub-test.
       dos.Printf("\nERROR: SetDate() failed to set the date of a dir to %s [ %lu != %lu ]\n\n",
                  printed.text, *days, data->Date.ds_Days);
     }
@@ -167,7 +167,7 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
   DateStamp now = {};
   dos.DateStamp(now);
   if (!dos.SetDate(ctx.device_name, now)) {
-    // On purpose: a warning that fails the sub-test; in the protection group it does not.
+    // As it stands: a warning that fails the sub-test; in the protection group it does not.
     dos.Printf("\nWARN:  SetDate() test on the root directory failed; #%n %m\n");
     dos.Printf(
         "       Setting the date on the root directory of a local filesystem should succeed.\n\n");

@@ -39,7 +39,7 @@ std::int32_t NewObjectsHaveNone(TestContext& ctx, std::int32_t) {
   if (!MakeFile(ctx, file_name, kLabel)) return kFailed;
   if (!MakeDirectory(ctx, directory_name, kLabel)) return kFailed;
 
-  // On purpose: the errors of this sub-test are not in bold.
+  // As it stands: the errors of this sub-test are not in bold.
   data = Examine(ctx, file_name, kLabel);
   if (data == nullptr) return kFailed;
   if (data->OwnerUID != DOS_OWNER_NONE) {
@@ -52,7 +52,7 @@ std::int32_t NewObjectsHaveNone(TestContext& ctx, std::int32_t) {
   dos.FreeDosObject(DOS_EXAMINEDATA, data);
   data = dos.ExamineObject(EX_StringNameInput, directory_name);
   if (data == nullptr) {
-    // On purpose: does not name the directory.
+    // As it stands: does not name the directory.
     dos.Printf("\nERROR: SetOwner() test failed, cannot ExamineObject(); #%n %m\n\n");
     return kFailed;
   }
@@ -101,10 +101,10 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!SetOwner(ctx, directory_name, DOS_OWNER_NONE)) {
-    // On purpose: the code is not recorded, and an unknown operation is not treated apart.
+    // As it stands: the code is not recorded, and an unknown operation is not treated apart.
     const bool in_use = dos.IoErr() == ERROR_OBJECT_IN_USE;
     const Bold bold(ctx);
-    // On purpose: the other groups say "dir" here.
+    // As it stands: the other groups say "dir" here.
     dos.Printf(
         "\nERROR: SetOwner(\"%s\",0) failed when a shared lock is held on the directory; #%n %m\n\n",
         directory_name);
@@ -161,7 +161,7 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
   if (ctx.NoRootMessages() || ctx.NoWarnMessages()) return kPassed;
 
   if (!SetOwner(ctx, ctx.device_name, DOS_OWNER_NONE)) {
-    // On purpose: a warning that fails the sub-test; in the protection group it does not.
+    // As it stands: a warning that fails the sub-test; in the protection group it does not.
     dos.Printf("\nWARN:  SetOwner() test on the root directory failed; #%n %m\n");
     dos.Printf(
         "       Setting the owner number on the root directory of a local filesystem should succeed.\n\n");

@@ -39,7 +39,7 @@ std::int32_t NewFileDeniesNothing(TestContext& ctx, std::int32_t) {
     dos.Printf("       instead it returned a value of 0x%04lx\n\n", data->Protection);
     return kFailed;
   }
-  // On purpose: any mask passes there, not only the one that the last line names.
+  // As it stands: any mask passes there, not only the one that the last line names.
   if (ctx.NoWarnMessages()) return kPassed;
   dos.Printf("\nWARN:  SetProtection() discrepancy found. \n");
   dos.Printf("       Default new file protection mask was not set to 0x0000 [R-W-E-D].\n");
@@ -64,7 +64,7 @@ std::int32_t NewDirectoryDeniesNothing(TestContext& ctx, std::int32_t) {
 
   data = dos.ExamineObject(EX_StringNameInput, name);
   if (data == nullptr) {
-    // On purpose: does not name the directory.
+    // As it stands: does not name the directory.
     dos.Printf("\nERROR: SetProtection() test failed, cannot ExamineObject(); #%n %m\n\n");
     return kFailed;
   }
@@ -77,7 +77,7 @@ std::int32_t NewDirectoryDeniesNothing(TestContext& ctx, std::int32_t) {
     dos.Printf("       instead it returned a value of 0x%04lx\n\n", data->Protection);
     return kFailed;
   }
-  // On purpose: any mask passes there, not only the one that the last line names.
+  // As it stands: any mask passes there, not only the one that the last line names.
   if (ctx.NoWarnMessages()) return kPassed;
   dos.Printf("\nWARN:  SetProtection() discrepancy found. \n");
   dos.Printf("       Default new directory protection mask was not set to 0x0000 [R-W-E-D].\n");
@@ -123,7 +123,7 @@ std::int32_t SharedLockAllows(TestContext& ctx, std::int32_t) {
   lock = SharedLock(ctx, directory_name, kLabel);
   if (!lock) return kFailed;
   if (!dos.SetProtection(directory_name, EXDF_DEFAULT)) {
-    // On purpose: the code is not recorded, and an unknown operation is not treated apart.
+    // As it stands: the code is not recorded, and an unknown operation is not treated apart.
     const bool in_use = dos.IoErr() == ERROR_OBJECT_IN_USE;
     const Bold bold(ctx);
     dos.Printf(
@@ -178,7 +178,7 @@ std::int32_t RootDirectory(TestContext& ctx, std::int32_t) {
     dos.Printf(
         "       Setting the protection mask on the root directory of a local filesystem should succeed.\n\n");
   }
-  // On purpose: the warning does not fail the sub-test, unlike its like in the other groups.
+  // As it stands: the warning does not fail the sub-test, unlike its like in the other groups.
   return kPassed;
 }
 

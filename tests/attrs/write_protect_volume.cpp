@@ -18,7 +18,7 @@ std::int32_t OnAndOff(TestContext& ctx, std::int32_t) {
     dos.Printf("\nERROR: WriteProtectVolume(\"%s\",TRUE) failed; #%n %m\n", ctx.device_name);
     return kFailed;
   }
-  // On purpose: what this returns is not checked.
+  // As it stands: what this returns is not checked.
   dos.WriteProtectVolume(ctx.device_name, false, 0, 0);
   return kPassed;
 }

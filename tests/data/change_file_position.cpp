@@ -115,7 +115,7 @@ std::int32_t PositionsOfNewFile(TestContext& ctx, FileHandle file) {
   if (position == -1) return NoPosition(ctx);
   if (position != kStart) {
     const Bold bold(ctx);
-    // On purpose: speaks of the size, though the position was asked for.
+    // As it stands: speaks of the size, though the position was asked for.
     dos.Printf("\nERROR: %s test failed, the size of a newly created file was not zero.\n", kLabel);
     dos.Printf("       GetFilePosition() returned %lld instead of %ld.\n\n", position, kStart);
     return kFailed;

@@ -140,7 +140,7 @@ std::int32_t GrowingKeepsPosition(TestContext& ctx, std::int32_t) {
     const Bold bold(ctx);
     dos.Printf(
         "\nERROR: ChangeFileSize() test failed, GetFilePosition() changed after a ChangeFileSize(bigger).\n");
-    // On purpose: "changed to from".
+    // As it stands: "changed to from".
     dos.Printf(
         "       File changed to from %ld bytes to %ld bytes, instead of %lld, GetFilePosition() returned %lld.\n",
         count, bigger, before, after);
@@ -161,7 +161,7 @@ std::int32_t CheckPositionAfterShrinking(TestContext& ctx, FileHandle file, std:
     const Bold bold(ctx);
     dos.Printf(
         "\nERROR: ChangeFileSize() test failed, GetFilePosition() didn't reposition after a ChangeFileSize(smaller).\n");
-    // On purpose: "changed to from".
+    // As it stands: "changed to from".
     dos.Printf(
         "       File changed to from %ld bytes to %ld bytes, GetFilePosition() returned %lld instead of %ld.\n",
         count, smaller, position, smaller);

@@ -65,7 +65,7 @@ std::int32_t SizeAfterAppending(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
   FileHandle file;
-  // On purpose: the clean-up number of sub-test 1.
+  // As it stands: the clean-up number of sub-test 1.
   const AtEnd release([&] {
     dos.Close(file);
     CleanUp(ctx, name, kLabel, 1);
@@ -84,7 +84,7 @@ std::int32_t SizeAfterAppending(TestContext& ctx, std::int32_t) {
     dos.Printf("\nERROR: GetFileSize() test failed, cannot Write() %ld bytes; #%n %m\n\n", count);
     return kFailed;
   }
-  // On purpose: only sub-test 1 asks whether the operation is implemented.
+  // As it stands: only sub-test 1 asks whether the operation is implemented.
   std::int64_t size = dos.GetFileSize(file);
   if (size == -1) return NoSize(ctx);
   if (SizeIs(ctx, size, count) != kPassed) return kFailed;

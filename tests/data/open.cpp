@@ -122,7 +122,7 @@ std::int32_t DirectoryIsRefused(TestContext& ctx, std::int32_t) {
   file = dos.Open(name, MODE_OLDFILE);
   if (file) {
     const Bold bold(ctx);
-    // On purpose: no blank after "ERROR:", and the second line starts with six.
+    // As it stands: no blank after "ERROR:", and the second line starts with six.
     dos.Printf("\nERROR:Open(\"%s\",MODE_OLDFILE) succeeded even though it was \n", name);
     dos.Printf("      actually a directory object and not a file.\n\n");
     return kFailed;
@@ -249,7 +249,7 @@ std::int32_t NewFileOverDeleteProtectedIsRefused(TestContext& ctx, std::int32_t)
 
   file = dos.Open(name, MODE_NEWFILE);
   if (!file) {
-    // On purpose: not in bold, here and in sub-test 7.
+    // As it stands: not in bold, here and in sub-test 7.
     dos.Printf(
         "\nERROR: Open(\"%s\",MODE_NEWFILE) failed when it should have succeeded; #%n %m\n\n",
         name);
@@ -296,7 +296,7 @@ std::int32_t ProtectionDoesNotHinder(TestContext& ctx, std::int32_t) {
   std::int32_t result = kPassed;
   for (const OpenProtectionCase* row = kProtectionCases; row->bit_name != nullptr; ++row) {
     if (!dos.SetProtection(name, row->bit)) {
-      // On purpose: an error that ends the rows without failing the sub-test.
+      // As it stands: an error that ends the rows without failing the sub-test.
       dos.Printf("\nERROR: %s test failed, cannot SetProtection(\"%s\",%s); #%n %m\n\n", kLabel,
                  name, row->bit_name);
       break;
@@ -442,7 +442,7 @@ std::int32_t NewFileEmptiesFile(TestContext& ctx, std::int32_t) {
 
   file = dos.Open(name, MODE_NEWFILE);
   if (!file) {
-    // On purpose: names the group twice, here and below.
+    // As it stands: names the group twice, here and below.
     dos.Printf("\nERROR: %s test failed, cannot %s the test file; #%n %m\n\n", kLabel, kLabel);
     return kFailed;
   }

@@ -96,7 +96,7 @@ std::int32_t NewFileOverDirectoryLinkIsRefused(TestContext& ctx, std::int32_t) {
   if (!UniqueDirectory(ctx, link_name)) return kFailed;
   if (!dos.MakeLink(link_name, directory, LINK_HARD)) {
     if (NotImplemented(ctx)) return kPassed;
-    // On purpose: names "dirlink", whatever the link's name is.
+    // As it stands: names "dirlink", whatever the link's name is.
     dos.Printf("\nERROR: %s test failed; cannot MakeLink(\"dirlink\",\"%s\",LINK_HARD) #%n %m\n\n",
                kLabel, name);
     return kFailed;
@@ -107,7 +107,7 @@ std::int32_t NewFileOverDirectoryLinkIsRefused(TestContext& ctx, std::int32_t) {
   file = dos.Open(link_name, MODE_NEWFILE);
   if (file) {
     const Bold bold(ctx);
-    // On purpose: "hard_link_dir" here, "hard_dir_link" in the warning.
+    // As it stands: "hard_link_dir" here, "hard_dir_link" in the warning.
     dos.Printf("\nERROR: Open(\"hard_link_dir\",MODE_NEWFILE) succeeded even though \n");
     dos.Printf("       there was already a hard directory link of the same name.\n");
     dos.Printf("       The %s call has probably destroyed the hard directory link !\n", kLabel);

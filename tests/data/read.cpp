@@ -103,7 +103,7 @@ std::int32_t ReadProtectedFile(TestContext& ctx, std::int32_t) {
     const Bold bold(ctx);
     dos.Printf(
         "\nERROR: Read() returned the wrong failure code when reading a read protected file;\n");
-    // On purpose: the first number is what was written, not what was asked for.
+    // As it stands: the first number is what was written, not what was asked for.
     dos.Printf("       Read(,,%ld) returned %ld instead of -1\n\n", count, result);
     return kFailed;
   }

@@ -43,7 +43,7 @@ std::int32_t WriteAndReadBack(TestContext& ctx, std::int32_t) {
   const std::int32_t written = dos.Write(file, name, count);
   if (written != count) {
     if (NotImplemented(ctx)) return kFatal;
-    // On purpose: the number is what came back, not what was asked for.
+    // As it stands: the number is what came back, not what was asked for.
     dos.Printf("\nERROR: Write() test failed, cannot Write() %ld bytes; #%n %m\n\n", written);
     return kFailed;
   }
@@ -218,7 +218,7 @@ bool OverwritePattern(TestContext& ctx, FileHandle file, char (&buffer)[kReadByt
   const std::int32_t written = dos.Write(file, kOverwritten, kOverwriteBytes);
   if (written != kOverwriteBytes) {
     const Bold bold(ctx);
-    // On purpose: "Write test" here, "Write() test" at the first write.
+    // As it stands: "Write test" here, "Write() test" at the first write.
     dos.Printf("\nERROR: Write test failed to write requested data length. (%ld != %ld)\n\n",
                written, kOverwriteBytes);
     return false;

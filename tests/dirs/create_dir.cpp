@@ -57,7 +57,7 @@ std::int32_t NewDirectory(TestContext& ctx, std::int32_t) {
   directory = TestCreateDir(ctx, ctx.root_lock, name);
   if (!directory) {
     if (NotImplemented(ctx)) return kFatal;
-    // On purpose: the operation under test failed, and the error is not in bold.
+    // As it stands: the operation under test failed, and the error is not in bold.
     dos.Printf("\nERROR: CreateDir() test failed, CreateDir(\"%s\") failed; #%n %m\n", name);
     return kFailed;
   }
@@ -88,7 +88,7 @@ std::int32_t LockIsShared(TestContext& ctx, std::int32_t) {
   duplicate = dos.DupLock(directory);
   if (duplicate) return kPassed;
 
-  // On purpose: the same line follows "ERROR: " and "INFO:  ", and neither is in bold.
+  // As it stands: the same line follows "ERROR: " and "INFO:  ", and neither is in bold.
   if (is_vector_port) {
     dos.PutStr("\nERROR: ");
     dos.Printf("CreateDir() test failed while trying to duplicate result; #%n %m\n");
@@ -163,7 +163,7 @@ std::int32_t TakenName(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
   if (WrongError(ctx, ERROR_OBJECT_EXISTS)) {
-    // On purpose: names the directory, though the file's name was tried.
+    // As it stands: names the directory, though the file's name was tried.
     dos.Printf("\nWARN:  CreateDir(\"%s\") failed ok, but the error code was wrong; #%n %m\n",
                directory_name);
     ShouldHaveBeen(ctx, ERROR_OBJECT_EXISTS);

@@ -41,7 +41,7 @@ std::int32_t DirectoryLoop(TestContext& ctx, std::int32_t) {
 
   if (!dos.MakeLink(link_name, directory, LINK_HARD)) {
     if (NotImplemented(ctx)) return kFatal;
-    // On purpose: names "dirlink", whatever the link's name is.
+    // As it stands: names "dirlink", whatever the link's name is.
     dos.Printf("\nERROR: %s test failed; cannot MakeLink(\"dirlink\",\"%s\",LINK_HARD) #%n %m\n\n",
                kLabel, name);
     return kFailed;
@@ -101,7 +101,7 @@ std::int32_t LinkToFile(TestContext& ctx, std::int32_t) {
   file = {};
   if (!UniqueFile(ctx, link_name)) return kFailed;
 
-  // On purpose: a filesystem without hard links fails here; only the first sub-test asks for 209.
+  // As it stands: a filesystem without hard links fails here; only the first sub-test asks for 209.
   if (!dos.MakeLink(link_name, file_lock, LINK_HARD)) {
     dos.Printf("\nERROR: %s test failed, cannot MakeLink(\"%s\",\"%s\",LINK_HARD) #%n %m\n\n",
                kLabel, link_name, name);
@@ -114,7 +114,7 @@ std::int32_t LinkToFile(TestContext& ctx, std::int32_t) {
 std::int32_t OtherVolumeIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   if (ctx.dos_type == kQvr04) {
-    // On purpose: speaks of directory links, though volumes are crossed here.
+    // As it stands: speaks of directory links, though volumes are crossed here.
     if (!ctx.NoWarnMessages()) {
       dos.Printf("\nWARN:  %s test with hard dir links was skipped for QVR\\04 partitions.\n\n",
                  kLabel);
@@ -146,7 +146,7 @@ std::int32_t OtherVolumeIsRefused(TestContext& ctx, std::int32_t) {
 
   if (dos.MakeLink(name, foreign, LINK_HARD)) {
     const Bold bold(ctx);
-    // On purpose: shows a code after a call that succeeded.
+    // As it stands: shows a code after a call that succeeded.
     dos.Printf(
         "\nERROR: %s test succeeded creating a hardlink to a target on a different volume. #%n %m\n\n",
         kLabel);

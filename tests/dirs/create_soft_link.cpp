@@ -32,7 +32,7 @@ std::int32_t LinkToDirectory(TestContext& ctx, std::int32_t) {
 
   if (!dos.MakeLink(link_name, name, LINK_SOFT)) {
     if (NotImplemented(ctx)) return kFatal;
-    // On purpose: names "dirlink", whatever the link's name is.
+    // As it stands: names "dirlink", whatever the link's name is.
     dos.Printf("\nERROR: %s test failed; cannot MakeLink(\"dirlink\",\"%s\",LINK_SOFT) #%n %m\n\n",
                kLabel, name);
     return kFailed;
@@ -61,9 +61,9 @@ std::int32_t LinkToFile(TestContext& ctx, std::int32_t) {
   if (!UniqueFile(ctx, link_name)) return kFailed;
 
   if (!dos.MakeLink(link_name, name, LINK_SOFT)) {
-    // On purpose: passes in silence where the sub-test before it stops the group.
+    // As it stands: passes in silence where the sub-test before it stops the group.
     if (NotImplemented(ctx)) return kPassed;
-    // On purpose: names "filelink", whatever the link's name is.
+    // As it stands: names "filelink", whatever the link's name is.
     dos.Printf("\nERROR: %s test failed; cannot MakeLink(\"filelink\",\"%s\",LINK_SOFT) #%n %m\n\n",
                kLabel, name);
     return kFailed;

@@ -23,7 +23,7 @@ std::int32_t DeletedInUse(TestContext& ctx, const char* name) {
 /// Judges the code with which the open file `name` was not deleted.
 std::int32_t RefusedInUse(TestContext& ctx, const char* name) {
   if (WrongError(ctx, ERROR_OBJECT_IN_USE)) {
-    // On purpose: the one warning of this group that is in bold.
+    // As it stands: the one warning of this group that is in bold.
     const Bold bold(ctx);
     ctx.IDOS->Printf("\nWARN:  Delete(\"%s\") failed ok, but the error code was wrong; #%n %m\n",
                      name);
@@ -105,7 +105,7 @@ std::int32_t DeleteProtected(TestContext& ctx, const char* name) {
     return kFailed;
   }
   if (!dos.Delete(name)) {
-    // On purpose: the operation under test failed, and the error is not in bold.
+    // As it stands: the operation under test failed, and the error is not in bold.
     dos.Printf("\nERROR: Delete(\"%s\") failed, but should have succeeded;  #%n %m\n\n", name);
     return kFailed;
   }
@@ -116,7 +116,7 @@ std::int32_t DeleteProtected(TestContext& ctx, const char* name) {
 std::int32_t ProtectedFile(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
   ScratchName name;
-  // On purpose: the clean-up numbers do not follow the table's order.
+  // As it stands: the clean-up numbers do not follow the table's order.
   const AtEnd release([&] { CleanUp(ctx, name, kLabel, 3); });
 
   if (!UniqueFile(ctx, name)) return kFailed;

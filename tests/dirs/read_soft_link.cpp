@@ -51,7 +51,7 @@ std::int32_t ReadableLink(TestContext& ctx, std::int32_t) {
 
   if (dos.ReadSoftLink(port, ctx.root_lock, link_name, contents, kContentsSize) < 0) {
     if (NotImplemented(ctx)) return kFatal;
-    // On purpose: the operation under test failed, and the error is not in bold.
+    // As it stands: the operation under test failed, and the error is not in bold.
     dos.Printf("\nERROR: %s test failed, cannot ReadSoftLink(); #%n %m\n\n", kLabel);
     return kFailed;
   }
@@ -123,7 +123,7 @@ std::int32_t PlainFileIsRefused(TestContext& ctx, std::int32_t) {
   if (!UniqueFile(ctx, name)) return kFailed;
   const FileHandle file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // On purpose: names MODE_NEWFILE, opens MODE_READWRITE.
+    // As it stands: names MODE_NEWFILE, opens MODE_READWRITE.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", kLabel,
                name);
     return kFailed;
@@ -175,7 +175,7 @@ std::int32_t HardLinkIsRefused(TestContext& ctx, std::int32_t) {
   if (!UniqueFile(ctx, name)) return kFailed;
   file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // On purpose: names MODE_NEWFILE, opens MODE_READWRITE.
+    // As it stands: names MODE_NEWFILE, opens MODE_READWRITE.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", kLabel,
                name);
     return kFailed;
@@ -195,7 +195,7 @@ std::int32_t HardLinkIsRefused(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
 
-  // On purpose: which negative value comes back is not checked, unlike above.
+  // As it stands: which negative value comes back is not checked, unlike above.
   if (dos.ReadSoftLink(port, ctx.root_lock, link_name, contents, kContentsSize) >= 0) {
     const Bold bold(ctx);
     dos.SetIoErr(ERROR_OBJECT_WRONG_TYPE);

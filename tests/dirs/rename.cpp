@@ -145,7 +145,7 @@ std::int32_t DirectoryLoop(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
 
-  // On purpose: the code of that refusal is not checked, only that of the next one.
+  // As it stands: the code of that refusal is not checked, only that of the next one.
   if (!MakeDirectory(ctx, child, kLabel)) return kFailed;
   ctx.IUtility->SNPrintf(grandchild.text, ScratchName::kSize, "%s/child_dir#03", child);
   if (dos.Rename(name, grandchild)) {
@@ -214,7 +214,7 @@ std::int32_t TakenName(TestContext& ctx, std::int32_t) {
     const Bold bold(ctx);
     dos.Printf("\nWARN:  Rename() failed ok, but the error code was wrong; #%n %m\n");
     dos.SetIoErr(ERROR_OBJECT_EXISTS);
-    // On purpose: the line has a wording of its own here.
+    // As it stands: the line has a wording of its own here.
     dos.Printf(
         "       instead, when renaming to an existing object, the error code should have been; #%n %m.\n\n");
     return kFailed;
@@ -225,7 +225,7 @@ std::int32_t TakenName(TestContext& ctx, std::int32_t) {
 /// Warns that a packet filesystem could not rename a soft link; `code` is the error it set.
 void WarnOfLinkNotRenamed(TestContext& ctx, std::int32_t code) {
   DosInterface& dos = *ctx.IDOS;
-  // On purpose: names ":softlink1" and ":softlink2", whatever the links' names are.
+  // As it stands: names ":softlink1" and ":softlink2", whatever the links' names are.
   dos.Printf("\nWARN:  %s test failed, cannot Rename(\":softlink1\",\":softlink2\");\n", kLabel);
   dos.PutStr(
       "       This feature is used, even if only rarely, but this filesystem does not appear to support\n");
@@ -236,7 +236,7 @@ void WarnOfLinkNotRenamed(TestContext& ctx, std::int32_t code) {
     dos.SetIoErr(code);
     dos.Printf("\nWARN:  The previous %s warning returned the wrong error code; #%n %m\n", kLabel);
     dos.SetIoErr(ERROR_IS_SOFT_LINK);
-    // On purpose: one line feed, not two; the other one follows below.
+    // As it stands: one line feed, not two; the other one follows below.
     dos.Printf("       instead, the error code should have been; #%n %m.\n");
   }
   dos.PutStr("\n");
@@ -260,7 +260,7 @@ std::int32_t RenamedSoftLink(TestContext& ctx, std::int32_t) {
   if (!UniqueFile(ctx, old_link)) return kFailed;
   if (!dos.MakeLink(old_link, name, LINK_SOFT)) {
     if (NotImplemented(ctx)) return kPassed;
-    // On purpose: names "filelink" and "file", whatever the names are.
+    // As it stands: names "filelink" and "file", whatever the names are.
     dos.Printf(
         "\nERROR: %s test failed; cannot MakeLink(\"filelink\",\"file\",LINK_SOFT) #%n %m\n\n",
         kLabel);
@@ -279,7 +279,7 @@ std::int32_t RenamedSoftLink(TestContext& ctx, std::int32_t) {
         "       This function is required for filesystems using the new Vector-Port interface.\n\n");
     return kFailed;
   }
-  // On purpose: called optional, and failed all the same, in silence too.
+  // As it stands: called optional, and failed all the same, in silence too.
   if (!ctx.NoWarnMessages()) WarnOfLinkNotRenamed(ctx, code);
   return kFailed;
 }

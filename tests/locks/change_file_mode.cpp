@@ -25,7 +25,7 @@ std::int32_t ChangeWhileShared(TestContext& ctx, const ScratchName& name, FileHa
 
   second = dos.Open(name, MODE_OLDFILE);
   if (!second) {
-    // On purpose: the name where the label belongs.
+    // As it stands: the name where the label belongs.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",%s); #%n %m\n\n", name, kLabel,
                "MODE_OLDFILE");
     return kFailed;
@@ -60,7 +60,7 @@ std::int32_t ChangeWhenAlone(TestContext& ctx, const ScratchName& name, FileHand
 
   second = dos.Open(name, MODE_OLDFILE);
   if (second) {
-    // On purpose: not in bold, and the name where the label belongs.
+    // As it stands: not in bold, and the name where the label belongs.
     dos.Printf(
         "\nERROR: %s test failed, Open(\"%s\",MODE_OLDFILE) succeeded on an exclusive locked file\n\n",
         name, kLabel);
@@ -95,7 +95,7 @@ std::int32_t ExclusiveOnlyWhenAlone(TestContext& ctx, std::int32_t) {
 
   file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // On purpose: the name where the label belongs.
+    // As it stands: the name where the label belongs.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",%s); #%n %m\n\n", name, kLabel,
                "MODE_READWRITE");
     return kFailed;
@@ -103,7 +103,7 @@ std::int32_t ExclusiveOnlyWhenAlone(TestContext& ctx, std::int32_t) {
 
   second = dos.Open(name, MODE_OLDFILE);
   if (!second) {
-    // On purpose: the name where the label belongs.
+    // As it stands: the name where the label belongs.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",%s); #%n %m\n\n", name, kLabel,
                "MODE_OLDFILE");
     return kFailed;

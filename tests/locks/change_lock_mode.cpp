@@ -57,7 +57,7 @@ std::int32_t ChangeWhenAlone(TestContext& ctx, const ScratchName& name, LockHand
 
   second = dos.Lock(name, SHARED_LOCK);
   if (second) {
-    // On purpose: not in bold.
+    // As it stands: not in bold.
     dos.Printf(
         "\nERROR: ChangeLockMode() test failed, Lock(\"%s\",SHARED_LOCK) succeeded on an exclusive locked file.\n\n",
         name);

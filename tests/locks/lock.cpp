@@ -30,7 +30,7 @@ std::int32_t MissingObject(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
   if (NotImplemented(ctx)) return kFatal;
-  // On purpose: an error although it says "failed correctly", and not in bold.
+  // As it stands: an error although it says "failed correctly", and not in bold.
   if (WrongError(ctx, ERROR_OBJECT_NOT_FOUND)) {
     dos.Printf(
         "\nERROR: Lock(\"%s\",SHARED_LOCK) failed correctly, but the error code was wrong;\n       #%n %m\n",
@@ -116,7 +116,7 @@ std::int32_t SharedOnlyOnDirectory(TestContext& ctx, std::int32_t) {
   shared = dos.Lock(name, SHARED_LOCK);
   exclusive = dos.Lock(name, EXCLUSIVE_LOCK);
   if (!shared) {
-    // On purpose: the code is the one after both calls.
+    // As it stands: the code is the one after both calls.
     dos.Printf("\nERROR: Lock(\"%s\",SHARED_LOCK) failed #%n %m\n\n", name);
     return kFailed;
   }
@@ -130,7 +130,7 @@ std::int32_t SharedOnlyOnDirectory(TestContext& ctx, std::int32_t) {
         "       for Vector-port based filesystems must be shared locks regardless of the requested mode.\n\n");
     return kFailed;
   }
-  // On purpose: the warning is the only way for a packet filesystem to pass.
+  // As it stands: the warning is the only way for a packet filesystem to pass.
   if (ctx.NoWarnMessages()) return kFailed;
   dos.Printf("\nWARN:  Lock(\"%s\",EXCLUSIVE_LOCK) returned an exclusive directory lock. \n", name);
   dos.Printf("       Older dospacket based filesystems may continue to do this without major\n");
@@ -177,7 +177,7 @@ std::int32_t EmptyNameRelativeToFile(TestContext& ctx, std::int32_t) {
   dos.SetCurrentDir(previous);
   if (!relative) {
     const Bold bold(ctx);
-    // On purpose: names an assignment, though the name was empty.
+    // As it stands: names an assignment, though the name was empty.
     dos.Printf(
         "\nERROR: Lock(\"File_Assignment:\",SHARED_LOCK) failed when using a relative file lock; #%n %m\n");
     dos.Printf(

@@ -93,7 +93,7 @@ std::int32_t FileHasOne(TestContext& ctx, std::int32_t) {
 
   file = dos.Open(name, MODE_READWRITE);
   if (!file) {
-    // On purpose: names MODE_NEWFILE, opens MODE_READWRITE.
+    // As it stands: names MODE_NEWFILE, opens MODE_READWRITE.
     dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", kLabel,
                name);
     return kFailed;
