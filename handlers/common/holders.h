@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "handlers/common/dos_error.h"
 #include "quorle/handler.h"
 
 namespace quorle::common {
@@ -12,21 +13,21 @@ class Holders {
   bool any() const { return count_ != 0; }
 
   /// One more. 202 when that cannot be.
-  std::int32_t Take(bool exclusive) {
+  DosError Take(bool exclusive) {
     if (count_ == kExclusive || (exclusive && count_ != 0)) return ERROR_OBJECT_IN_USE;
     count_ = exclusive ? kExclusive : count_ + 1;
-    return 0;
+    return kNoError;
   }
   /// One that was taken as `exclusive` says goes.
   void Release(bool exclusive) { count_ = exclusive ? 0 : count_ - 1; }
   /// One that was taken as `exclusive` says changes over. 202 when it would be exclusive beside
   /// others.
-  std::int32_t Change(bool& exclusive, bool to_exclusive) {
-    if (exclusive == to_exclusive) return 0;
+  DosError Change(bool& exclusive, bool to_exclusive) {
+    if (exclusive == to_exclusive) return kNoError;
     if (to_exclusive && count_ != 1) return ERROR_OBJECT_IN_USE;
     count_ = to_exclusive ? kExclusive : 1;
     exclusive = to_exclusive;
-    return 0;
+    return kNoError;
   }
 
  private:

@@ -49,9 +49,9 @@ const std::string& RootName(const VolumeSettings& settings) {
   return settings.label.empty() ? settings.device : settings.label;
 }
 
-std::int32_t WriteProblem(const VolumeSettings& settings) {
+DosError WriteProblem(const VolumeSettings& settings) {
   if (settings.write_protected) return ERROR_DISK_WRITE_PROTECTED;
-  return settings.validated ? 0 : ERROR_DISK_NOT_VALIDATED;
+  return settings.validated ? kNoError : ERROR_DISK_NOT_VALIDATED;
 }
 
 std::int32_t DiskState(const VolumeSettings& settings) {
@@ -59,11 +59,11 @@ std::int32_t DiskState(const VolumeSettings& settings) {
   return settings.validated ? ID_DISKSTATE_VALIDATED : ID_DISKSTATE_VALIDATING;
 }
 
-std::int32_t WriteProtect(VolumeSettings& settings, bool on, std::uint32_t key) {
+DosError WriteProtect(VolumeSettings& settings, bool on, std::uint32_t key) {
   if (settings.write_protected && key != settings.key) return ERROR_BAD_NUMBER;
   settings.write_protected = on;
   settings.key = on ? key : 0;
-  return 0;
+  return kNoError;
 }
 
 }  // namespace quorle::common

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "handlers/common/dos_error.h"
 #include "quorle/handler.h"
 
 namespace quorle::common {
@@ -74,10 +75,10 @@ bool IsNoLabel(const VolumeSettings& settings, std::string_view name);
 /// What the root is called.
 const std::string& RootName(const VolumeSettings& settings);
 /// Whether a change is possible: 0, 213 or 214.
-std::int32_t WriteProblem(const VolumeSettings& settings);
+DosError WriteProblem(const VolumeSettings& settings);
 /// The ID_DISKSTATE_... of the volume.
 std::int32_t DiskState(const VolumeSettings& settings);
 /// Turns write protection on or off. 115 for a key that is not the one it was turned on with.
-std::int32_t WriteProtect(VolumeSettings& settings, bool on, std::uint32_t key);
+DosError WriteProtect(VolumeSettings& settings, bool on, std::uint32_t key);
 
 }  // namespace quorle::common

@@ -30,8 +30,8 @@ void CopyText(const std::string& text, char* buffer, std::uint32_t size) {
   std::snprintf(buffer, size, "%s", text.c_str());
 }
 
-std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t max_name,
-                              const ::TagItem* tags) {
+DosError AnswerAttributes(const VolumeSettings& settings, std::uint32_t max_name,
+                          const ::TagItem* tags) {
   for (const ::TagItem* tag = tags; tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
     switch (tag->ti_Tag) {
       case QUORLE_FSA_MaxFileNameLengthR:
@@ -60,11 +60,11 @@ std::int32_t AnswerAttributes(const VolumeSettings& settings, std::uint32_t max_
         return ERROR_NOT_IMPLEMENTED;
     }
   }
-  return 0;
+  return kNoError;
 }
 
-std::int32_t FindPosition(std::int32_t mode, std::int64_t offset, std::int64_t position,
-                          std::int64_t size, std::int64_t& found) {
+DosError FindPosition(std::int32_t mode, std::int64_t offset, std::int64_t position,
+                      std::int64_t size, std::int64_t& found) {
   std::int64_t origin = 0;
   switch (mode) {
     case OFFSET_BEGINNING:
@@ -79,7 +79,7 @@ std::int32_t FindPosition(std::int32_t mode, std::int64_t offset, std::int64_t p
       return ERROR_BAD_NUMBER;
   }
   const bool overflows = __builtin_add_overflow(origin, offset, &found);
-  return overflows || found < 0 ? ERROR_SEEK_ERROR : 0;
+  return overflows || found < 0 ? ERROR_SEEK_ERROR : kNoError;
 }
 
 std::uint32_t BlockWord(std::uint64_t blocks) {

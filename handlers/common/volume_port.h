@@ -11,8 +11,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "handlers/common/facts.h"
+#include "handlers/common/dos_error.h"
 #include "handlers/common/names.h"
+#include "handlers/common/object_info.h"
 #include "handlers/common/settings.h"
 #include "handlers/common/vectors.h"
 #include "quorle/handler.h"
@@ -20,14 +21,14 @@
 namespace quorle::common {
 
 /// A volume behind a vector port: makes lock, handle and examine records of what `Volume` finds, and
-/// truth values of its error codes. `Volume` has the rules; it lends
+/// truth values of its errors. `Volume` has the rules; it provides
 ///
 ///     Ref       a name that leads to an object, or null: a pointer, or something that counts.
-///               `ref->name` is the name. A null one that is handed in stands for the root.
-///     OpenFile  an open file: `place`, the Ref through which it was opened, and `position`
+///               `ref->name` is the name. A null one as an argument means the root.
+///     OpenFile  an open file: `entry`, the Ref through which it was opened, and `position`
 ///
-/// and the operations called below. Each returns an error code, 0 for success, and gives what it
-/// found or made through its last parameters; it may throw what the C++ library throws.
+/// and the operations called below. Each returns a DosError and gives what it found or made
+/// through its last parameters; it may throw what the C++ library throws.
 template <class Volume>
 class VolumePort {
  public:
@@ -92,7 +93,7 @@ class VolumePort {
     Volume volume;
   };
 
-  /// The date of today, as dos tells it.
+  /// The date of today, from dos.
   static ::DateStamp Today(const ::HandlerServices& dos) {
     ::DateStamp now{};
     dos.DateStamp(&dos, &now);
@@ -131,7 +132,7 @@ class VolumePort {
 
   /// A lock record for `ref`, which is taken in the mode asked for, or in shared mode when it is a
   /// directory.
-  static std::int32_t GiveLock(Port* vp, const Ref& ref, bool exclusive, ::Lock*& given) {
+  static DosError MakeLock(Port* vp, const Ref& ref, bool exclusive, ::Lock*& made) {
     Mounted& mounted = Of(vp);
     const ::HandlerServices& dos = mounted.dos;
     std::conditional_t<kIsPointer, Ref, std::unique_ptr<Ref>> held;
@@ -142,7 +143,7 @@ class VolumePort {
     }
     auto* const lock = static_cast<::Lock*>(dos.AllocDosObject(&dos, QUORLE_DOS_LOCK, nullptr));
     if (lock == nullptr) return ERROR_NO_FREE_STORE;
-    if (const std::int32_t error = mounted.volume.TakeLock(*ref, exclusive); error != 0) {
+    if (const DosError error = mounted.volume.TakeLock(*ref, exclusive)) {
       dos.FreeDosObject(&dos, QUORLE_DOS_LOCK, lock);
       return error;
     }
@@ -153,25 +154,25 @@ class VolumePort {
     } else {
       lock->fl_FSPrivate1 = held.release();
     }
-    given = lock;
-    return 0;
+    made = lock;
+    return kNoError;
   }
 
-  /// A lock on what `find(ref)` finds, which returns an error code. Null with the code in `res2`.
+  /// A lock on what `find(ref)` finds, which returns a DosError. Null with the code in `res2`.
   template <class Find>
   static ::Lock* LockFound(Port* vp, std::int32_t* res2, bool exclusive, const Find& find) {
     ::Lock* lock = nullptr;
-    Truth(res2, [&]() -> std::int32_t {
+    Truth(res2, [&]() -> DosError {
       Ref ref = nullptr;
-      const std::int32_t error = find(ref);
-      return error == 0 ? GiveLock(vp, ref, exclusive, lock) : error;
+      const DosError error = find(ref);
+      return error ? error : MakeLock(vp, ref, exclusive, lock);
     });
     return lock;
   }
   /// A shared lock on `ref`.
   static ::Lock* SharedLock(Port* vp, std::int32_t* res2, const Ref& ref) {
     ::Lock* lock = nullptr;
-    Truth(res2, [&] { return GiveLock(vp, ref, false, lock); });
+    Truth(res2, [&] { return MakeLock(vp, ref, false, lock); });
     return lock;
   }
 
@@ -204,20 +205,20 @@ class VolumePort {
   }
 
   static ::Lock* FSDupLockFromFH(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
-    return SharedLock(vp, res2, FileOf(fh).place);
+    return SharedLock(vp, res2, FileOf(fh).entry);
   }
 
   static ::Lock* FSParentOfFH(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
-    return SharedLock(vp, res2, Volume::Parent(*FileOf(fh).place));
+    return SharedLock(vp, res2, Volume::Parent(*FileOf(fh).entry));
   }
 
   static std::int32_t FSChangeLockMode(Port* vp, std::int32_t* res2, ::Lock* lock,
                                        std::int32_t mode) {
-    return Truth(res2, [&]() -> std::int32_t {
+    return Truth(res2, [&]() -> DosError {
       if (lock == nullptr) return ERROR_INVALID_LOCK;
       if (mode != SHARED_LOCK && mode != EXCLUSIVE_LOCK) return ERROR_BAD_NUMBER;
       bool exclusive = IsExclusive(*lock);
-      const std::int32_t error =
+      const DosError error =
           VolumeOf(vp).ChangeLock(*RefOf(lock), exclusive, mode == EXCLUSIVE_LOCK);
       lock->fl_Access = exclusive ? EXCLUSIVE_LOCK : SHARED_LOCK;
       return error;
@@ -234,21 +235,21 @@ class VolumePort {
                              const char* name, std::int32_t mode) {
     return Truth(res2, [&] {
       auto file = std::make_unique<OpenFile>();
-      const std::int32_t error = VolumeOf(vp).Open(RefOf(rel), name, mode, *file);
-      if (error == 0) fh->fh_Arg2 = file.release();
+      const DosError error = VolumeOf(vp).Open(RefOf(rel), name, mode, *file);
+      if (!error) fh->fh_Arg2 = file.release();
       return error;
     });
   }
 
   static std::int32_t FSOpenFromLock(Port* vp, std::int32_t* res2, ::FileHandle* fh, ::Lock* lock) {
-    return Truth(res2, [&]() -> std::int32_t {
+    return Truth(res2, [&]() -> DosError {
       if (lock == nullptr) return ERROR_INVALID_LOCK;
       auto file = std::make_unique<OpenFile>();
-      const std::int32_t error = VolumeOf(vp).OpenLocked(RefOf(lock), IsExclusive(*lock), *file);
-      if (error != 0) return error;
+      const DosError error = VolumeOf(vp).OpenLocked(RefOf(lock), IsExclusive(*lock), *file);
+      if (error) return error;
       fh->fh_Arg2 = file.release();
       FreeLock(vp, lock);
-      return 0;
+      return kNoError;
     });
   }
 
@@ -298,14 +299,14 @@ class VolumePort {
 
   static std::int32_t FSChangeFileMode(Port* vp, std::int32_t* res2, ::FileHandle* fh,
                                        std::int32_t mode) {
-    return Truth(res2, [&]() -> std::int32_t {
+    return Truth(res2, [&]() -> DosError {
       if (mode != SHARED_LOCK && mode != EXCLUSIVE_LOCK) return ERROR_BAD_NUMBER;
       return VolumeOf(vp).ChangeFileMode(FileOf(fh), mode == EXCLUSIVE_LOCK);
     });
   }
 
   static std::int32_t FSSameFile(Port*, std::int32_t*, ::FileHandle* a, ::FileHandle* b) {
-    return Volume::IsSameObject(*FileOf(a).place, *FileOf(b).place) ? kTrue : kFalse;
+    return Volume::IsSameObject(*FileOf(a).entry, *FileOf(b).entry) ? kTrue : kFalse;
   }
 
   // ---- Objects ---------------------------------------------------------------------------------
@@ -316,7 +317,7 @@ class VolumePort {
 
   static std::int32_t FSRename(Port* vp, std::int32_t* res2, ::Lock* source_rel, const char* source,
                                ::Lock* destination_rel, const char* destination) {
-    return Truth(res2, [&]() -> std::int32_t {
+    return Truth(res2, [&]() -> DosError {
       for (const ::Lock* const lock : {source_rel, destination_rel}) {
         if (lock != nullptr && lock->fl_Port != &vp->MP) return ERROR_RENAME_ACROSS_DEVICES;
       }
@@ -331,7 +332,7 @@ class VolumePort {
 
   static std::int32_t FSCreateHardLink(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
                                        ::Lock* target) {
-    return Truth(res2, [&]() -> std::int32_t {
+    return Truth(res2, [&]() -> DosError {
       if (target == nullptr || target->fl_Port != &vp->MP) return ERROR_INVALID_LOCK;
       return VolumeOf(vp).MakeHardLink(RefOf(rel), name, *RefOf(target));
     });
@@ -339,19 +340,19 @@ class VolumePort {
 
   static std::int32_t FSReadSoftLink(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
                                      char* buffer, std::int32_t size) {
-    std::string target;
-    const std::int32_t ok = Truth(res2, [&]() -> std::int32_t {
+    std::int32_t length = -1;
+    Truth(res2, [&]() -> DosError {
       Ref ref = nullptr;
-      const std::int32_t error = VolumeOf(vp).Find(RefOf(rel), name, ref);
-      return error == 0 ? VolumeOf(vp).ReadTarget(*ref, target) : error;
+      std::string target;
+      if (const DosError error = VolumeOf(vp).Find(RefOf(rel), name, ref)) return error;
+      if (const DosError error = VolumeOf(vp).ReadTarget(*ref, target)) return error;
+      length = -2;  // as long as the target does not fit
+      if (size < 0 || target.size() >= static_cast<std::size_t>(size)) return ERROR_LINE_TOO_LONG;
+      std::memcpy(buffer, target.c_str(), target.size() + 1);
+      length = static_cast<std::int32_t>(target.size());
+      return kNoError;
     });
-    if (ok == kFalse) return -1;
-    if (size < 0 || target.size() >= static_cast<std::size_t>(size)) {
-      *res2 = ERROR_LINE_TOO_LONG;
-      return -2;
-    }
-    std::memcpy(buffer, target.c_str(), target.size() + 1);
-    return static_cast<std::int32_t>(target.size());
+    return length;
   }
 
   static std::int32_t FSSetDate(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
@@ -374,8 +375,7 @@ class VolumePort {
   static std::int32_t FSSetComment(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name,
                                    const char* comment) {
     if (std::strlen(comment) > kMaxComment) {
-      *res2 = ERROR_COMMENT_TOO_BIG;
-      return kFalse;
+      return Truth(res2, [] { return DosError(ERROR_COMMENT_TOO_BIG); });
     }
     return Set(vp, res2, rel, name, [comment](auto& object) { object.comment = comment; });
   }
@@ -392,44 +392,44 @@ class VolumePort {
 
   // ---- Examination -----------------------------------------------------------------------------
 
-  /// A record of `facts`; `link` is what a scan tells of a link.
-  static std::int32_t Tell(Port* vp, const std::string& name, const Facts& facts,
-                           const std::string& link, ::ExamineData*& told) {
+  /// Makes an examine record of `info`; `link` is what a scan shows as the target of a link.
+  static DosError MakeRecord(Port* vp, const std::string& name, const ObjectInfo& info,
+                             const std::string& link, ::ExamineData*& record) {
     const ::HandlerServices& dos = Of(vp).dos;
     const ::TagItem tags[] = {{QUORLE_ADO_ExamineData_NameSize, name.size() + 1},
-                              {QUORLE_ADO_ExamineData_CommentSize, facts.comment.size() + 1},
+                              {QUORLE_ADO_ExamineData_CommentSize, info.comment.size() + 1},
                               {QUORLE_ADO_ExamineData_LinkSize, link.size() + 1},
                               {QUORLE_TAG_DONE, 0}};
     auto* const data =
         static_cast<::ExamineData*>(dos.AllocDosObject(&dos, QUORLE_DOS_EXAMINEDATA, tags));
     if (data == nullptr) return ERROR_NO_FREE_STORE;
-    data->Type = facts.type;
-    data->FileSize = facts.size;
-    data->RefCount = facts.references;
-    data->ObjectID = facts.id;
-    data->Date = facts.date;
-    data->Protection = facts.protection;
-    data->OwnerUID = facts.owner;
-    data->OwnerGID = facts.group;
+    data->Type = info.type;
+    data->FileSize = info.size;
+    data->RefCount = info.references;
+    data->ObjectID = info.id;
+    data->Date = info.date;
+    data->Protection = info.protection;
+    data->OwnerUID = info.owner;
+    data->OwnerGID = info.group;
     CopyText(name, data->Name, data->NameSize);
-    CopyText(facts.comment, data->Comment, data->CommentSize);
+    CopyText(info.comment, data->Comment, data->CommentSize);
     CopyText(link, data->Link, data->LinkSize);
-    told = data;
-    return 0;
+    record = data;
+    return kNoError;
   }
 
-  static std::int32_t Examine(Port* vp, const Ref& ref, ::ExamineData*& data) {
-    Facts facts;
-    const std::int32_t error = VolumeOf(vp).Examine(*ref, facts);
-    return error == 0 ? Tell(vp, ref->name, facts, {}, data) : error;
+  static DosError Examine(Port* vp, const Ref& ref, ::ExamineData*& data) {
+    ObjectInfo info;
+    const DosError error = VolumeOf(vp).Examine(*ref, info);
+    return error ? error : MakeRecord(vp, ref->name, info, {}, data);
   }
 
   static ::ExamineData* FSExamineObj(Port* vp, std::int32_t* res2, ::Lock* rel, const char* name) {
     ::ExamineData* data = nullptr;
     Truth(res2, [&] {
       Ref ref = nullptr;
-      const std::int32_t error = VolumeOf(vp).Find(RefOf(rel), name, ref);
-      return error == 0 ? Examine(vp, ref, data) : error;
+      const DosError error = VolumeOf(vp).Find(RefOf(rel), name, ref);
+      return error ? error : Examine(vp, ref, data);
     });
     return data;
   }
@@ -442,7 +442,7 @@ class VolumePort {
 
   static ::ExamineData* FSExamineFile(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
     ::ExamineData* data = nullptr;
-    Truth(res2, [&] { return Examine(vp, FileOf(fh).place, data); });
+    Truth(res2, [&] { return Examine(vp, FileOf(fh).entry, data); });
     return data;
   }
 
@@ -450,10 +450,10 @@ class VolumePort {
                                    ::PRIVATE_ExamineDirContext* context) {
     return Truth(res2, [&] {
       Ref found = nullptr;
-      Facts facts;
-      const std::int32_t error =
-          VolumeOf(vp).Next(RefOrRoot(vp, context->Directory), *context, found, facts);
-      return error == 0 ? Tell(vp, found->name, facts, facts.link, context->Entry) : error;
+      ObjectInfo info;
+      const DosError error =
+          VolumeOf(vp).Next(RefOrRoot(vp, context->Directory), *context, found, info);
+      return error ? error : MakeRecord(vp, found->name, info, info.link, context->Entry);
     });
   }
 
@@ -467,24 +467,24 @@ class VolumePort {
   }
 
   static std::int32_t FillInfo(Port* vp, std::int32_t* res2, ::InfoData* info) {
-    return Truth(res2, [&]() -> std::int32_t {
+    return Truth(res2, [&]() -> DosError {
       const Volume& volume = VolumeOf(vp);
-      Room room;
-      if (const std::int32_t error = volume.HowMuchRoom(room); error != 0) return error;
-      // A block that is too small to count the room in 32 bits is told as a larger one.
-      while (BlockWord(room.blocks) != room.blocks) {
-        room.blocks /= 2;
-        room.blocks_used /= 2;
-        room.block_size *= 2;
+      VolumeSpace space;
+      if (const DosError error = volume.GetSpace(space)) return error;
+      // A block that is too small to count the space in 32 bits is reported as a larger one.
+      while (BlockWord(space.blocks) != space.blocks) {
+        space.blocks /= 2;
+        space.blocks_used /= 2;
+        space.block_size *= 2;
       }
       *info = {};
       info->id_DiskState = DiskState(volume.settings());
-      info->id_NumBlocks = BlockWord(room.blocks);
-      info->id_NumBlocksUsed = BlockWord(room.blocks_used);
-      info->id_BytesPerBlock = static_cast<std::uint32_t>(room.block_size);
+      info->id_NumBlocks = BlockWord(space.blocks);
+      info->id_NumBlocksUsed = BlockWord(space.blocks_used);
+      info->id_BytesPerBlock = static_cast<std::uint32_t>(space.block_size);
       info->id_DiskType = static_cast<std::int32_t>(volume.settings().dos_type);
       info->id_InUse = volume.in_use();
-      return 0;
+      return kNoError;
     });
   }
 
@@ -494,17 +494,17 @@ class VolumePort {
   }
 
   static std::int32_t FSRelabel(Port* vp, std::int32_t* res2, const char* name) {
-    return Truth(res2, [&]() -> std::int32_t {
+    return Truth(res2, [&]() -> DosError {
       const ::HandlerServices& dos = Of(vp).dos;
       Volume& volume = VolumeOf(vp);
       const VolumeSettings& settings = volume.settings();
-      if (const std::int32_t problem = WriteProblem(settings); problem != 0) return problem;
+      if (const DosError problem = WriteProblem(settings)) return problem;
       if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
       const std::string old = settings.label;
       const char* const node = IsNoLabel(settings, name) ? nullptr : name;
       if (dos.SetVolumeName(&dos, vp, node) == 0) return ERROR_OBJECT_EXISTS;
-      const std::int32_t error = volume.Relabel(name);
-      if (error != 0) dos.SetVolumeName(&dos, vp, old.empty() ? nullptr : old.c_str());
+      const DosError error = volume.Relabel(name);
+      if (error) dos.SetVolumeName(&dos, vp, old.empty() ? nullptr : old.c_str());
       return error;
     });
   }

@@ -75,10 +75,10 @@ struct CloseStream {
 
 }  // namespace
 
-std::int32_t CodeFor(int host_error, std::int32_t denied) {
+DosError CodeFor(int host_error, DosError denied) {
   switch (host_error) {
     case 0:
-      return 0;
+      return kNoError;
     case EACCES:
     case EPERM:
     case EBADF:  // a descriptor that was opened for less, since more was denied
@@ -141,7 +141,7 @@ bool BelongsToVolume(const HostStat& stat, std::uint64_t device) {
   return stat.device == device && !stat.is_mount_root && (stat.IsFile() || stat.IsDirectory());
 }
 
-std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened) {
+DosError OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened) {
   // Looked at first: opening a device may do something.
   if (const int error = StatAt(directory, name, opened.stat); error != 0) {
     return CodeFor(error, ERROR_READ_PROTECTED);
@@ -155,11 +155,11 @@ std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device
   }
   const int error = opened.fd ? StatOf(opened.fd.get(), opened.stat) : errno;
   if (error != 0) return CodeFor(error, ERROR_READ_PROTECTED);
-  return BelongsToVolume(opened.stat, device) ? 0 : ERROR_OBJECT_WRONG_TYPE;
+  return BelongsToVolume(opened.stat, device) ? kNoError : ERROR_OBJECT_WRONG_TYPE;
 }
 
-std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t device,
-                           const Identity& meant, Opened& content, std::int32_t& write_refusal) {
+DosError OpenContentAt(int directory, const std::string& name, std::uint64_t device,
+                       const Identity& meant, Opened& content, DosError& write_refusal) {
   if (const int error = StatAt(directory, name, content.stat); error != 0) {
     return CodeFor(error, ERROR_READ_PROTECTED);
   }
@@ -167,7 +167,7 @@ std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t
     return BelongsToVolume(content.stat, device) && content.stat.identity() == meant;
   };
   if (!is_meant()) return ERROR_INVALID_LOCK;
-  write_refusal = 0;
+  write_refusal = kNoError;
   content.fd = Descriptor(::openat(directory, name.c_str(), O_RDWR | kCareful));
   if (!content.fd && (IsDenied(errno) || errno == EROFS || errno == ETXTBSY)) {
     write_refusal = CodeFor(errno, ERROR_WRITE_PROTECTED);
@@ -175,12 +175,12 @@ std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t
   }
   const int error = content.fd ? StatOf(content.fd.get(), content.stat) : errno;
   if (error != 0) return CodeFor(error, ERROR_READ_PROTECTED);
-  if (is_meant()) return 0;
+  if (is_meant()) return kNoError;
   content.fd.Close();
   return ERROR_INVALID_LOCK;
 }
 
-std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content) {
+DosError MakeFileAt(int directory, const std::string& name, Opened& content) {
   content.fd =
       Descriptor(::openat(directory, name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
   if (!content.fd) return CodeFor(errno, ERROR_WRITE_PROTECTED);
@@ -188,12 +188,12 @@ std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content)
   return CodeFor(StatOf(content.fd.get(), content.stat), ERROR_WRITE_PROTECTED);
 }
 
-std::int32_t MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
-                             Opened& made) {
+DosError MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
+                         Opened& made) {
   if (::mkdirat(directory, name.c_str(), 0777) != 0) return CodeFor(errno, ERROR_WRITE_PROTECTED);
-  const std::int32_t code = OpenAt(directory, name, device, made);
-  if (code != 0) ::unlinkat(directory, name.c_str(), AT_REMOVEDIR);
-  return code;
+  const DosError error = OpenAt(directory, name, device, made);
+  if (error) ::unlinkat(directory, name.c_str(), AT_REMOVEDIR);
+  return error;
 }
 
 int LinkAt(const Opened& file, int directory, const std::string& name) {
@@ -220,14 +220,14 @@ Outcome MoveAt(int directory, const std::string& name, const Identity& meant,
                      [&](const HostStat&) { return RenameAt(directory, aside, to_directory, to); });
 }
 
-std::int32_t OpenAgain(const Opened& opened, Opened& again) {
+DosError OpenAgain(const Opened& opened, Opened& again) {
   again.readable = opened.readable;
   again.fd = Descriptor(::fcntl(opened.fd.get(), F_DUPFD_CLOEXEC, 0));
   const int error = again.fd ? StatOf(again.fd.get(), again.stat) : errno;
   return CodeFor(error, ERROR_READ_PROTECTED);
 }
 
-std::int32_t ListNames(int directory, std::vector<std::string>& names) {
+DosError ListNames(int directory, std::vector<std::string>& names) {
   names.clear();
   // A descriptor of its own: a stream moves the position of the one that it has.
   Descriptor own(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -243,7 +243,7 @@ std::int32_t ListNames(int directory, std::vector<std::string>& names) {
   }
   if (errno != 0) return CodeFor(errno, ERROR_READ_PROTECTED);
   std::sort(names.begin(), names.end());
-  return 0;
+  return kNoError;
 }
 
 int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to) {

@@ -10,9 +10,13 @@
 #include <tuple>
 #include <vector>
 
+#include "handlers/common/dos_error.h"
 #include "handlers/hostdir/descriptor.h"
 
 namespace quorle::hostdir {
+
+using common::DosError;
+using common::kNoError;
 
 /// What distinguishes an object of the host from all others. The number alone does not: the host gives that
 /// of a removed object to the next one. Where it knows no births, the number has to do.
@@ -54,7 +58,7 @@ struct HostStat {
 
 /// The platform's code for an error of the host. `denied` is the code for a permission that is
 /// missing: what that means depends on the operation.
-std::int32_t CodeFor(int host_error, std::int32_t denied);
+DosError CodeFor(int host_error, DosError denied);
 
 /// An object of the host that is open for its attributes.
 struct Opened {
@@ -76,18 +80,18 @@ int StatAt(int directory, const std::string& name, HostStat& stat);
 bool BelongsToVolume(const HostStat& stat, std::uint64_t device);
 /// Opens the file or directory `name` (one component, never a path) in `directory`. Returns a code:
 /// 212 for an object that is foreign to the volume on `device`.
-std::int32_t OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened);
+DosError OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened);
 /// Opens the content of a file, for reading alone when the host does not let it be written;
 /// `write_refusal` is the code then, else 0. 211 when it is not the one that is
 /// `meant`.
-std::int32_t OpenContentAt(int directory, const std::string& name, std::uint64_t device,
-                           const Identity& meant, Opened& content, std::int32_t& write_refusal);
+DosError OpenContentAt(int directory, const std::string& name, std::uint64_t device,
+                       const Identity& meant, Opened& content, DosError& write_refusal);
 /// Makes an empty file and opens its content.
-std::int32_t MakeFileAt(int directory, const std::string& name, Opened& content);
+DosError MakeFileAt(int directory, const std::string& name, Opened& content);
 /// Makes a directory and opens it. `name` must be one that nobody else uses: no host does both at
 /// once, and what is opened must be what was made.
-std::int32_t MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
-                             Opened& made);
+DosError MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
+                         Opened& made);
 /// Gives the open file `file` the further name `name` in `directory`. What is linked is that file,
 /// whatever has its names by now. Returns an error of the host.
 int LinkAt(const Opened& file, int directory, const std::string& name);
@@ -106,9 +110,9 @@ Outcome RemoveAt(int directory, const std::string& name, const Identity& meant,
 Outcome MoveAt(int directory, const std::string& name, const Identity& meant,
                const std::string& aside, int to_directory, const std::string& to);
 /// Another descriptor for what is open, and what the host tells of it now.
-std::int32_t OpenAgain(const Opened& opened, Opened& again);
+DosError OpenAgain(const Opened& opened, Opened& again);
 /// The names in a directory, in byte order, without "." and "..".
-std::int32_t ListNames(int directory, std::vector<std::string>& names);
+DosError ListNames(int directory, std::vector<std::string>& names);
 /// Renames without ever replacing anything, as far as the host can promise it: where it cannot,
 /// what appears between a look and the renaming is replaced. Returns an error of the host.
 int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to);

@@ -136,7 +136,7 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
   }
   if (!request.has_label) {
     Record record;
-    if (records->Read(root, record) == 0 && record.label) settings.label = *record.label;
+    if (!records->Read(root, record) && record.label) settings.label = *record.label;
     if (!common::IsName(settings.label)) settings.label = settings.device + " Disk";
   }
   const std::string path = WholePath(request.path);

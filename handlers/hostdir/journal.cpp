@@ -191,7 +191,7 @@ Descriptor OpenStateFolder(const Opened& root, std::string& problem) {
 std::vector<OldJournal> FindOldJournals(int folder, const Opened& root, const std::string& path) {
   std::vector<OldJournal> found;
   std::vector<std::string> names;
-  ListNames(folder, names);
+  static_cast<void>(ListNames(folder, names));  // in one that cannot be read there are none
   for (const std::string& name : names) {
     OldJournal journal{.file = name, .text = {}};
     if (!name.starts_with(kFilePrefix) || !ReadJournal(folder, name, journal.text)) continue;

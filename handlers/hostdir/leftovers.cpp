@@ -117,12 +117,12 @@ class Leftovers {
   }
 
   bool EnterDirectoryOf(std::string_view place, Opened& directory) const {
-    if (OpenAgain(root_, directory) != 0) return false;
+    if (OpenAgain(root_, directory)) return false;
     while (place.find('/') != std::string_view::npos) {
       const std::string name(CutAt('/', place));
       Opened above = std::move(directory);
       directory = {};
-      if (OpenAt(above.fd.get(), name, root_.stat.device, directory) != 0) return false;
+      if (OpenAt(above.fd.get(), name, root_.stat.device, directory)) return false;
       if (!directory.IsDirectory()) return false;
     }
     return true;
@@ -131,7 +131,7 @@ class Leftovers {
   void RemoveIt(const Opened& directory, const std::string& name, const HostStat& stat,
                 const std::string& path) {
     Opened object;
-    const bool is_open = OpenAt(directory.fd.get(), name, root_.stat.device, object) == 0;
+    const bool is_open = !OpenAt(directory.fd.get(), name, root_.stat.device, object);
     const Outcome outcome = RemoveAt(directory.fd.get(), name, stat.identity(), AsideName());
     if (outcome.error != 0) {
       stuck_.push_back(path);

@@ -13,9 +13,9 @@ class RecordStore {
   virtual ~RecordStore() = default;
 
   /// The record of an object; of one that has none, a plain record.
-  virtual std::int32_t Read(const Opened& object, Record& record) = 0;
+  virtual DosError Read(const Opened& object, Record& record) = 0;
   /// Keeps the record. On failure the old one stays.
-  virtual std::int32_t Write(const Opened& object, const Record& record) = 0;
+  virtual DosError Write(const Opened& object, const Record& record) = 0;
   /// The object is gone.
   virtual void Forget(const Opened& object) = 0;
 };

@@ -77,20 +77,20 @@ class SideFile final : public RecordStore {
     return true;
   }
 
-  std::int32_t Read(const Opened& object, Record& record) override {
+  DosError Read(const Opened& object, Record& record) override {
     const auto found = records_.find(KeyOf(object));
     record = found == records_.end() ? Record() : FromText(found->second);
-    return 0;
+    return kNoError;
   }
 
-  std::int32_t Write(const Opened& object, const Record& record) override {
+  DosError Write(const Opened& object, const Record& record) override {
     return Keep(KeyOf(object), ToText(record));
   }
 
   void Forget(const Opened& object) override {
     // Without room for the line the object only seems to be there still: nothing has its key again.
     const std::string key = KeyOf(object);
-    if (Keep(key, {}) != 0) records_.erase(key);
+    if (Keep(key, {})) records_.erase(key);
   }
 
  private:
@@ -147,9 +147,9 @@ class SideFile final : public RecordStore {
     }
   }
 
-  std::int32_t Keep(const std::string& key, const std::string& text) {
+  DosError Keep(const std::string& key, const std::string& text) {
     const auto found = records_.find(key);
-    if (found == records_.end() ? text.empty() : found->second == text) return 0;
+    if (found == records_.end() ? text.empty() : found->second == text) return kNoError;
     HostStat before;
     if (const int error = StatOf(file_.get(), before); error != 0) {
       return CodeFor(error, ERROR_WRITE_PROTECTED);
@@ -162,7 +162,7 @@ class SideFile final : public RecordStore {
       return CodeFor(error, ERROR_WRITE_PROTECTED);
     }
     Remember(key, text);
-    return 0;
+    return kNoError;
   }
 
   std::map<std::string, std::string> records_;

@@ -25,8 +25,8 @@ struct Object {
   Kind kind = Kind::kFile;
   common::Holders holders;  ///< of a file
   std::vector<OpenFile*> handles;
-  Opened content;                  ///< of a file, as long as there are handles
-  std::int32_t write_refusal = 0;  ///< the code when the host does not let us write the content
+  Opened content;          ///< of a file, as long as there are handles
+  DosError write_refusal;  ///< the error when the host does not let us write the content
 
   bool IsFile() const { return kind == Kind::kFile; }
   bool IsDirectory() const { return kind == Kind::kDirectory; }

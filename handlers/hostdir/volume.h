@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "handlers/common/facts.h"
+#include "handlers/common/object_info.h"
 #include "handlers/common/settings.h"
 #include "handlers/hostdir/host.h"
 #include "handlers/hostdir/journal.h"
@@ -26,14 +26,14 @@ using common::VolumeSettings;
 
 /// What an open file is to the volume.
 struct OpenFile {
-  PlaceRef place;
+  PlaceRef entry;
   bool exclusive = false;
   bool changed = false;  ///< something was written; its directories learn of it at the end
   std::int64_t position = 0;
 };
 
-/// A directory of the host under the rules of the platform. Every operation returns an error code,
-/// 0 for success; what it found or made comes back through the last parameter. A null `rel` is the
+/// A directory of the host under the rules of the platform. Every operation returns an error or
+/// none; what it found or made comes back through the last parameter. A null `rel` is the
 /// root, a name of "" the object of `rel`.
 ///
 /// Every operation walks from the root's descriptor, one name at a time, follows no symbolic link
@@ -65,13 +65,13 @@ class Volume {
   // ---- Looking up, locking -------------------------------------------------------------------
 
   /// The object itself, a soft link too.
-  std::int32_t Find(const PlaceRef& rel, std::string_view name, PlaceRef& found);
+  DosError Find(const PlaceRef& rel, std::string_view name, PlaceRef& found);
   /// The object, unless it is a soft link: 233.
-  std::int32_t FindTarget(const PlaceRef& rel, std::string_view name, PlaceRef& found);
+  DosError FindTarget(const PlaceRef& rel, std::string_view name, PlaceRef& found);
   /// Takes a lock; `exclusive` says which, and is false afterwards for a directory.
-  std::int32_t TakeLock(Place& place, bool& exclusive);
+  DosError TakeLock(Place& place, bool& exclusive);
   void ReleaseLock(Place& place, bool exclusive);
-  std::int32_t ChangeLock(Place& place, bool& exclusive, bool to_exclusive);
+  DosError ChangeLock(Place& place, bool& exclusive, bool to_exclusive);
   /// The directory above; null for the root.
   static const PlaceRef& Parent(const Place& place) { return place.directory; }
   static bool IsSameObject(const Place& a, const Place& b) { return a.object == b.object; }
@@ -79,55 +79,55 @@ class Volume {
   // ---- Files ---------------------------------------------------------------------------------
 
   /// Opens in a MODE_...; the file is `file`'s to close with Close().
-  std::int32_t Open(const PlaceRef& rel, std::string_view name, std::int32_t mode, OpenFile& file);
+  DosError Open(const PlaceRef& rel, std::string_view name, std::int32_t mode, OpenFile& file);
   /// Opens what a lock holds; on success the lock is the file's.
-  std::int32_t OpenLocked(const PlaceRef& place, bool exclusive, OpenFile& file);
+  DosError OpenLocked(const PlaceRef& place, bool exclusive, OpenFile& file);
   /// The file is closed whatever comes back.
-  std::int32_t Close(OpenFile& file);
-  std::int32_t ChangeFileMode(OpenFile& file, bool to_exclusive);
-  std::int32_t Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count);
-  std::int32_t Write(OpenFile& file, const void* data, std::int32_t bytes);
-  std::int32_t Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
-  std::int32_t Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
-  std::int32_t SizeOf(const OpenFile& file, std::int64_t& size);
+  DosError Close(OpenFile& file);
+  DosError ChangeFileMode(OpenFile& file, bool to_exclusive);
+  DosError Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count);
+  DosError Write(OpenFile& file, const void* data, std::int32_t bytes);
+  DosError Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
+  DosError Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
+  DosError SizeOf(const OpenFile& file, std::int64_t& size);
 
   // ---- Objects -------------------------------------------------------------------------------
 
-  std::int32_t MakeDirectory(const PlaceRef& rel, std::string_view name, PlaceRef& made);
-  std::int32_t MakeSoftLink(const PlaceRef& rel, std::string_view name, std::string_view target);
-  std::int32_t MakeHardLink(const PlaceRef& rel, std::string_view name, const Place& target);
-  std::int32_t Delete(const PlaceRef& rel, std::string_view name);
-  std::int32_t Rename(const PlaceRef& from_rel, std::string_view from, const PlaceRef& to_rel,
-                      std::string_view to);
-  std::int32_t SetDate(const PlaceRef& rel, std::string_view name, const ::DateStamp& date);
+  DosError MakeDirectory(const PlaceRef& rel, std::string_view name, PlaceRef& made);
+  DosError MakeSoftLink(const PlaceRef& rel, std::string_view name, std::string_view target);
+  DosError MakeHardLink(const PlaceRef& rel, std::string_view name, const Place& target);
+  DosError Delete(const PlaceRef& rel, std::string_view name);
+  DosError Rename(const PlaceRef& from_rel, std::string_view from, const PlaceRef& to_rel,
+                  std::string_view to);
+  DosError SetDate(const PlaceRef& rel, std::string_view name, const ::DateStamp& date);
   /// Changes the record of the object with `change`.
-  std::int32_t SetAttribute(const PlaceRef& rel, std::string_view name,
-                            const std::function<void(Record&)>& change);
+  DosError SetAttribute(const PlaceRef& rel, std::string_view name,
+                        const std::function<void(Record&)>& change);
 
   // ---- Looking at objects --------------------------------------------------------------------
 
-  std::int32_t Examine(const Place& place, common::Facts& facts);
+  DosError Examine(const Place& place, common::ObjectInfo& info);
   /// 212 when it is no soft link.
-  std::int32_t ReadTarget(const Place& place, std::string& target);
+  DosError ReadTarget(const Place& place, std::string& target);
   /// The next object of a scan; 232 at the end. FSPrivate[0] of the context, which starts as 0, is
   /// the number of the scan from then on. Shown is what was there when the scan started and still
   /// is, in the host's byte order; foreign objects are passed over.
-  std::int32_t Next(const PlaceRef& directory, ::PRIVATE_ExamineDirContext& context,
-                    PlaceRef& found, common::Facts& facts);
+  DosError Next(const PlaceRef& directory, ::PRIVATE_ExamineDirContext& context, PlaceRef& found,
+                common::ObjectInfo& info);
   /// Forgets scans of the directory that `lock` holds which were not carried to their end.
   void EndScans(const ::Lock* lock);
 
   // ---- The volume ----------------------------------------------------------------------------
 
-  std::int32_t WriteProtect(bool on, std::uint32_t key) {
+  DosError WriteProtect(bool on, std::uint32_t key) {
     return common::WriteProtect(settings_, on, key);
   }
-  /// Whether a change is possible: 0, 213 or 214.
-  std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }
+  /// Whether a change is possible: none, 213 or 214.
+  DosError WriteProblem() const { return common::WriteProblem(settings_); }
   /// The caller has asked whether the volume can be changed, and whether `name` is one and free.
-  std::int32_t Relabel(std::string_view name);
-  std::int32_t Flush();
-  std::int32_t HowMuchRoom(common::Room& room) const;
+  DosError Relabel(std::string_view name);
+  DosError Flush();
+  DosError GetSpace(common::VolumeSpace& space) const;
   std::uint32_t max_name() const;
   std::uint32_t in_use() const { return in_use_; }
 
@@ -142,46 +142,46 @@ class Volume {
 
   /// Opens what is at `place`; `visit` sees every directory on the way, from the root on, and the
   /// object itself. 211 when the host has something else there, or nothing.
-  std::int32_t Reach(const Place& place, Opened& opened, const Visit& visit = nullptr);
+  DosError Reach(const Place& place, Opened& opened, const Visit& visit = nullptr);
   /// The host's name of what `name` means in a directory, a foreign object too; 205 for nothing. A
   /// name in just this case comes first, then the first in byte order that differs in case alone.
-  std::int32_t Search(int directory, std::string_view name, std::string& host_name);
+  DosError Search(int directory, std::string_view name, std::string& host_name);
   /// The place of something that is open.
-  std::int32_t PlaceOf(const PlaceRef& directory, const std::string& host_name,
-                       const Opened& opened, PlaceRef& place);
+  DosError PlaceOf(const PlaceRef& directory, const std::string& host_name, const Opened& opened,
+                   PlaceRef& place);
   /// 0 for an object that may be changed, else 211.
-  std::int32_t ForeignProblem(const Object& object) const;
+  DosError ForeignProblem(const Object& object) const;
   /// Notes what was just made as `path` and is `host_name` in `directory` now.
   void AddOwn(const std::string& path, const Opened& directory, const std::string& host_name,
               const Opened& made);
   /// Makes an empty file that is noted so, and opens it.
-  std::int32_t MakeOwnFile(const Place& place, const Opened& directory,
-                           const std::string& host_name, Opened& made);
+  DosError MakeOwnFile(const Place& place, const Opened& directory, const std::string& host_name,
+                       Opened& made);
   /// Removes `path`, which is `object`, the `host_name` in `directory`. `denied` is the code for a
   /// permission that is missing.
-  std::int32_t Remove(const std::string& path, const Opened& directory,
-                      const std::string& host_name, const Opened& object, std::int32_t denied);
+  DosError Remove(const std::string& path, const Opened& directory, const std::string& host_name,
+                  const Opened& object, DosError denied);
   /// Reports an object that `outcome` says has lost its name.
   void ReportAside(const Outcome& outcome, const std::string& host_name);
   /// A place for a new object: its directory, and that nothing has the name.
-  std::int32_t FindPlace(const PlaceRef& rel, std::string_view name, PlaceRef& place,
-                         Opened& directory);
+  DosError FindPlace(const PlaceRef& rel, std::string_view name, PlaceRef& place,
+                     Opened& directory);
   /// Makes an object new: owner and group of its directory, today's date. When that fails it is
   /// removed again.
-  std::int32_t Furnish(const std::string& path, const Opened& directory,
-                       const std::string& host_name, Opened& made, bool soft_link);
-  std::int32_t MakeFile(const PlaceRef& rel, std::string_view name, PlaceRef& made);
-  std::int32_t OpenContent(const Place& place);
+  DosError Furnish(const std::string& path, const Opened& directory, const std::string& host_name,
+                   Opened& made, bool soft_link);
+  DosError MakeFile(const PlaceRef& rel, std::string_view name, PlaceRef& made);
+  DosError OpenContent(const Place& place);
   void Hold(OpenFile& file, const PlaceRef& place, bool exclusive);
   /// Empties a file for MODE_NEWFILE; other names of it stay.
-  std::int32_t Reset(Object& object);
+  DosError Reset(Object& object);
   /// What a change of content leaves on the file itself.
   void Stamp(Object& object);
-  std::int32_t RecordOf(const Place& place, Record& record);
-  std::int32_t FactsOf(const Opened& opened, Kind kind, common::Facts& facts);
+  DosError RecordOf(const Place& place, Record& record);
+  DosError InfoOf(const Opened& opened, Kind kind, common::ObjectInfo& info);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`.
-  std::int32_t Date(Opened& opened, Record& record, const ::DateStamp& date);
+  DosError Date(Opened& opened, Record& record, const ::DateStamp& date);
   /// Clears the archive bits of a directory and all above, and dates them when `dated`. What the
   /// host refuses here is no failure of the operation that it comes after.
   void Touch(const PlaceRef& directory, bool dated);

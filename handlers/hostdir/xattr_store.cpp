@@ -21,23 +21,23 @@ constexpr std::size_t kMaxRecord = 4096;
 
 class XattrStore final : public RecordStore {
  public:
-  std::int32_t Read(const Opened& object, Record& record) override {
+  DosError Read(const Opened& object, Record& record) override {
     record = {};
     if (!object.readable) return ERROR_READ_PROTECTED;
     std::array<char, kMaxRecord> text;
     const ssize_t length = ::fgetxattr(object.fd.get(), kAttribute, text.data(), text.size());
-    if (length < 0) return errno == ENODATA ? 0 : CodeFor(errno, ERROR_READ_PROTECTED);
+    if (length < 0) return errno == ENODATA ? kNoError : CodeFor(errno, ERROR_READ_PROTECTED);
     record = FromText(std::string_view(text.data(), static_cast<std::size_t>(length)));
-    return 0;
+    return kNoError;
   }
 
-  std::int32_t Write(const Opened& object, const Record& record) override {
+  DosError Write(const Opened& object, const Record& record) override {
     const std::string text = ToText(record);
     const int fd = object.fd.get();
     if (text.empty()) {
-      if (::fremovexattr(fd, kAttribute) == 0 || errno == ENODATA) return 0;
+      if (::fremovexattr(fd, kAttribute) == 0 || errno == ENODATA) return kNoError;
     } else if (::fsetxattr(fd, kAttribute, text.data(), text.size(), 0) == 0) {
-      return 0;
+      return kNoError;
     }
     return CodeFor(errno, ERROR_WRITE_PROTECTED);
   }

@@ -55,33 +55,33 @@ void Volume::Discard(Entry& root) {
 
 // ---- Looking up, locking -----------------------------------------------------------------------
 
-std::int32_t Volume::Find(Entry* rel, std::string_view name, Entry*& found) {
+DosError Volume::Find(Entry* rel, std::string_view name, Entry*& found) {
   Entry& base = rel == nullptr ? root_ : *rel;
   if (name.empty()) {
     found = &base;
-    return 0;
+    return kNoError;
   }
   if (!base.node->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
   if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
   found = base.node->entries.Find(name);
-  return found == nullptr ? ERROR_OBJECT_NOT_FOUND : 0;
+  return found == nullptr ? ERROR_OBJECT_NOT_FOUND : kNoError;
 }
 
-std::int32_t Volume::FindTarget(Entry* rel, std::string_view name, Entry*& found) {
-  if (const std::int32_t error = Find(rel, name, found); error != 0) return error;
-  return found->node->IsSoftLink() ? ERROR_IS_SOFT_LINK : 0;
+DosError Volume::FindTarget(Entry* rel, std::string_view name, Entry*& found) {
+  if (const DosError error = Find(rel, name, found)) return error;
+  return found->node->IsSoftLink() ? ERROR_IS_SOFT_LINK : kNoError;
 }
 
-std::int32_t Volume::TakeLock(Entry& entry, bool& exclusive) {
+DosError Volume::TakeLock(Entry& entry, bool& exclusive) {
   Node& node = *entry.node;
   if (!node.IsFile()) {
     exclusive = false;
-  } else if (const std::int32_t error = node.holders.Take(exclusive); error != 0) {
+  } else if (const DosError error = node.holders.Take(exclusive)) {
     return error;
   }
   ++entry.uses;
   ++in_use_;
-  return 0;
+  return kNoError;
 }
 
 void Volume::ReleaseLock(Entry& entry, bool exclusive) {
@@ -90,9 +90,9 @@ void Volume::ReleaseLock(Entry& entry, bool exclusive) {
   --in_use_;
 }
 
-std::int32_t Volume::ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive) {
+DosError Volume::ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive) {
   if (entry.node->IsFile()) return entry.node->holders.Change(exclusive, to_exclusive);
-  return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : 0;
+  return to_exclusive ? ERROR_OBJECT_WRONG_TYPE : kNoError;
 }
 
 Entry* Volume::Parent(const Entry& entry) {
@@ -102,31 +102,31 @@ Entry* Volume::Parent(const Entry& entry) {
 // ---- Files -------------------------------------------------------------------------------------
 
 void Volume::Hold(OpenFile& file, Entry& entry, bool exclusive) {
-  file.place = &entry;
+  file.entry = &entry;
   file.exclusive = exclusive;
   entry.node->handles.push_back(&file);
 }
 
-std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file) {
+DosError Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file) {
   if (mode != MODE_OLDFILE && mode != MODE_READWRITE && mode != MODE_NEWFILE) {
     return ERROR_BAD_NUMBER;
   }
   // The volume comes first: with its protection on, a new file is refused whatever is there.
   if (mode == MODE_NEWFILE) {
-    if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+    if (const DosError problem = WriteProblem()) return problem;
   }
   Entry* entry = nullptr;
-  std::int32_t error = FindTarget(rel, name, entry);
+  DosError error = FindTarget(rel, name, entry);
   const bool is_new = error == ERROR_OBJECT_NOT_FOUND && mode != MODE_OLDFILE;
   if (is_new) {
-    if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+    if (const DosError problem = WriteProblem()) return problem;
     Node* directory = nullptr;
     error = FindPlace(rel, name, directory);
-    if (error == 0) {
+    if (!error) {
       error = Insert(*directory, name, std::make_unique<Node>(Node::Kind::kFile), entry);
     }
   }
-  if (error != 0) return error;
+  if (error) return error;
   Node& node = *entry->node;
   if (!node.IsFile()) return ERROR_OBJECT_WRONG_TYPE;
 
@@ -137,7 +137,7 @@ std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, 
     if ((node.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   }
   error = TakeLock(*entry, exclusive);
-  if (error != 0) return error;
+  if (error) return error;
   file = {};
   Hold(file, *entry, exclusive);
   if (exclusive && !is_new) {
@@ -149,42 +149,42 @@ std::int32_t Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, 
     node.date = now_();
     file.changed = true;
   }
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::OpenLocked(Entry* entry, bool exclusive, OpenFile& file) {
+DosError Volume::OpenLocked(Entry* entry, bool exclusive, OpenFile& file) {
   if (!entry->node->IsFile()) return ERROR_OBJECT_WRONG_TYPE;
   file = {};
   Hold(file, *entry, exclusive);
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::Close(OpenFile& file) {
-  Entry& entry = *file.place;
+DosError Volume::Close(OpenFile& file) {
+  Entry& entry = *file.entry;
   std::erase(entry.node->handles, &file);
   ReleaseLock(entry, file.exclusive);
   if (file.changed) Touch(entry.directory);
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::ChangeFileMode(OpenFile& file, bool to_exclusive) {
-  return ChangeLock(*file.place, file.exclusive, to_exclusive);
+DosError Volume::ChangeFileMode(OpenFile& file, bool to_exclusive) {
+  return ChangeLock(*file.entry, file.exclusive, to_exclusive);
 }
 
-std::int32_t Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count) {
-  Node& node = *file.place->node;
+DosError Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count) {
+  Node& node = *file.entry->node;
   if (bytes < 0) return ERROR_BAD_NUMBER;
   if ((node.protection & EXDF_NO_READ) != 0) return ERROR_READ_PROTECTED;
   count = static_cast<std::int32_t>(
       node.content.Read(file.position, buffer, static_cast<std::size_t>(bytes)));
   file.position += count;
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
-  Node& node = *file.place->node;
+DosError Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
+  Node& node = *file.entry->node;
   if (bytes < 0) return ERROR_BAD_NUMBER;
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if (const DosError problem = WriteProblem()) return problem;
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
   std::int64_t end = 0;
   if (__builtin_add_overflow(file.position, bytes, &end)) return ERROR_OBJECT_TOO_LARGE;
@@ -198,26 +198,26 @@ std::int32_t Volume::Write(OpenFile& file, const void* data, std::int32_t bytes)
   file.changed = true;
   node.protection &= ~std::uint32_t{EXDF_ARCHIVE};
   node.date = now_();
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
-  const std::int64_t size = file.place->node->content.size();
+DosError Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
+  const std::int64_t size = file.entry->node->content.size();
   std::int64_t target = 0;
-  const std::int32_t error = common::FindPosition(mode, position, file.position, size, target);
-  if (error != 0) return error;
+  const DosError error = common::FindPosition(mode, position, file.position, size, target);
+  if (error) return error;
   if (target > size) return ERROR_SEEK_ERROR;
   file.position = target;
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
-  Node& node = *file.place->node;
+DosError Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
+  Node& node = *file.entry->node;
   std::int64_t target = 0;
-  const std::int32_t error =
+  const DosError error =
       common::FindPosition(mode, size, file.position, node.content.size(), target);
-  if (error != 0) return error;
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+  if (error) return error;
+  if (const DosError problem = WriteProblem()) return problem;
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
   for (const OpenFile* const other : node.handles) {
     if (other != &file && other->position > target) return ERROR_OBJECT_IN_USE;
@@ -229,27 +229,27 @@ std::int32_t Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size
   file.changed = true;
   node.protection &= ~std::uint32_t{EXDF_ARCHIVE};
   node.date = now_();
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::SizeOf(const OpenFile& file, std::int64_t& size) {
-  size = file.place->node->content.size();
-  return 0;
+DosError Volume::SizeOf(const OpenFile& file, std::int64_t& size) {
+  size = file.entry->node->content.size();
+  return kNoError;
 }
 
 // ---- Objects -----------------------------------------------------------------------------------
 
-std::int32_t Volume::FindPlace(Entry* rel, std::string_view name, Node*& directory) {
+DosError Volume::FindPlace(Entry* rel, std::string_view name, Node*& directory) {
   Entry* existing = nullptr;
-  const std::int32_t error = Find(rel, name, existing);
-  if (error == 0) return ERROR_OBJECT_EXISTS;
+  const DosError error = Find(rel, name, existing);
+  if (!error) return ERROR_OBJECT_EXISTS;
   if (error != ERROR_OBJECT_NOT_FOUND) return error;
   directory = rel == nullptr ? &root_node_ : rel->node;
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node,
-                            Entry*& made) {
+DosError Volume::Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node,
+                        Entry*& made) {
   if (!HasRoomFor(1)) return ERROR_DISK_FULL;
   Entry& entry = node->own;
   entry.name = name;
@@ -265,31 +265,31 @@ std::int32_t Volume::Insert(Node& directory, std::string_view name, std::unique_
   ++objects_;
   made = &entry;
   static_cast<void>(node.release());  // freed with its last name
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::MakeDirectory(Entry* rel, std::string_view name, Entry*& made) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+DosError Volume::MakeDirectory(Entry* rel, std::string_view name, Entry*& made) {
+  if (const DosError problem = WriteProblem()) return problem;
   Node* directory = nullptr;
-  if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
+  if (const DosError error = FindPlace(rel, name, directory)) return error;
   return Insert(*directory, name, std::make_unique<Node>(Node::Kind::kDirectory), made);
 }
 
-std::int32_t Volume::MakeSoftLink(Entry* rel, std::string_view name, std::string_view target) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+DosError Volume::MakeSoftLink(Entry* rel, std::string_view name, std::string_view target) {
+  if (const DosError problem = WriteProblem()) return problem;
   if (target.empty() || target.size() > kMaxTarget) return ERROR_INVALID_COMPONENT_NAME;
   Node* directory = nullptr;
-  if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
+  if (const DosError error = FindPlace(rel, name, directory)) return error;
   Entry* made = nullptr;
   auto node = std::make_unique<Node>(Node::Kind::kSoftLink);
   node->target = target;
   return Insert(*directory, name, std::move(node), made);
 }
 
-std::int32_t Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& target) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+DosError Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& target) {
+  if (const DosError problem = WriteProblem()) return problem;
   Node* directory = nullptr;
-  if (const std::int32_t error = FindPlace(rel, name, directory); error != 0) return error;
+  if (const DosError error = FindPlace(rel, name, directory)) return error;
   Node& node = *target.node;
   if (node.IsDirectory() && IsInside(*directory, node)) return ERROR_OBJECT_WRONG_TYPE;
   if (!HasRoomFor(1)) return ERROR_DISK_FULL;
@@ -303,7 +303,7 @@ std::int32_t Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& targ
   directory->entries.Add(*entry);
   node.names.push_back(entry.release());
   ++objects_;
-  return 0;
+  return kNoError;
 }
 
 void Volume::Remove(Entry& entry) {
@@ -317,10 +317,10 @@ void Volume::Remove(Entry& entry) {
   delete node;
 }
 
-std::int32_t Volume::Delete(Entry* rel, std::string_view name) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+DosError Volume::Delete(Entry* rel, std::string_view name) {
+  if (const DosError problem = WriteProblem()) return problem;
   Entry* entry = nullptr;
-  if (const std::int32_t error = Find(rel, name, entry); error != 0) return error;
+  if (const DosError error = Find(rel, name, entry)) return error;
   if (entry == &root_ || entry->uses > 0) return ERROR_OBJECT_IN_USE;
   Node& node = *entry->node;
   if ((node.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
@@ -334,20 +334,20 @@ std::int32_t Volume::Delete(Entry* rel, std::string_view name) {
   Node* const directory = entry->directory;
   Remove(*entry);
   Touch(directory);
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_rel,
-                            std::string_view to) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+DosError Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_rel,
+                        std::string_view to) {
+  if (const DosError problem = WriteProblem()) return problem;
   Entry* entry = nullptr;
-  if (const std::int32_t error = Find(from_rel, from, entry); error != 0) return error;
+  if (const DosError error = Find(from_rel, from, entry)) return error;
   if (entry == &root_) return ERROR_OBJECT_IN_USE;
   Entry* existing = nullptr;
-  const std::int32_t error = Find(to_rel, to, existing);
-  if (error != 0 && error != ERROR_OBJECT_NOT_FOUND) return error;
+  const DosError error = Find(to_rel, to, existing);
+  if (error && error != ERROR_OBJECT_NOT_FOUND) return error;
   if (existing != nullptr && existing != entry) return ERROR_OBJECT_EXISTS;
-  if (existing == entry && to.empty()) return 0;
+  if (existing == entry && to.empty()) return kNoError;
   Node& target = to_rel == nullptr ? root_node_ : *to_rel->node;
   if (entry->node->IsDirectory() && IsInside(target, *entry->node)) {
     return ERROR_OBJECT_IN_USE;
@@ -362,22 +362,22 @@ std::int32_t Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_re
   target.entries.Add(*entry);
   Touch(source);
   if (source != &target) Touch(&target);
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::SetDate(Entry* rel, std::string_view name, const DateStamp& date) {
+DosError Volume::SetDate(Entry* rel, std::string_view name, const DateStamp& date) {
   return SetAttribute(rel, name, [&date](Node& node) { node.date = date; });
 }
 
-std::int32_t Volume::SetAttribute(Entry* rel, std::string_view name,
-                                  const std::function<void(Node&)>& change) {
-  if (const std::int32_t problem = WriteProblem(); problem != 0) return problem;
+DosError Volume::SetAttribute(Entry* rel, std::string_view name,
+                              const std::function<void(Node&)>& change) {
+  if (const DosError problem = WriteProblem()) return problem;
   Entry* entry = nullptr;
-  if (const std::int32_t error = FindTarget(rel, name, entry); error != 0) return error;
+  if (const DosError error = FindTarget(rel, name, entry)) return error;
   change(*entry->node);
   // Only from the directory upward: attributes of a copy must survive being set.
   ClearArchiveBits(entry->directory);
-  return 0;
+  return kNoError;
 }
 
 bool Volume::IsInside(const Node& directory, const Node& ancestor) const {
@@ -404,40 +404,40 @@ void Volume::ClearArchiveBits(Node* directory) {
 
 // ---- Looking at objects ------------------------------------------------------------------------
 
-std::int32_t Volume::Examine(const Entry& entry, common::Facts& facts) {
+DosError Volume::Examine(const Entry& entry, common::ObjectInfo& info) {
   const Node& node = *entry.node;
   const bool is_own_name = node.names.front() == &entry;
   switch (node.kind) {
     case Node::Kind::kFile:
-      facts.type = FSO_TYPE_FILE;
-      facts.size = node.content.size();
+      info.type = FSO_TYPE_FILE;
+      info.size = node.content.size();
       break;
     case Node::Kind::kDirectory:
-      facts.type = FSO_TYPE_DIRECTORY;
+      info.type = FSO_TYPE_DIRECTORY;
       break;
     case Node::Kind::kSoftLink:
-      facts.type = static_cast<std::uint32_t>(FSO_TYPE_SOFTLINK) | FSOF_LINK;
+      info.type = static_cast<std::uint32_t>(FSO_TYPE_SOFTLINK) | FSOF_LINK;
       break;
   }
-  if (!is_own_name) facts.type |= FSOF_LINK;
-  facts.references = is_own_name ? static_cast<std::uint32_t>(node.names.size()) : 1;
-  facts.id = node.id;
-  facts.date = node.date;
-  facts.protection = node.protection;
-  facts.owner = node.owner;
-  facts.group = node.group;
-  facts.comment = node.comment;
-  return 0;
+  if (!is_own_name) info.type |= FSOF_LINK;
+  info.references = is_own_name ? static_cast<std::uint32_t>(node.names.size()) : 1;
+  info.id = node.id;
+  info.date = node.date;
+  info.protection = node.protection;
+  info.owner = node.owner;
+  info.group = node.group;
+  info.comment = node.comment;
+  return kNoError;
 }
 
-std::int32_t Volume::ReadTarget(const Entry& entry, std::string& target) {
+DosError Volume::ReadTarget(const Entry& entry, std::string& target) {
   if (!entry.node->IsSoftLink()) return ERROR_OBJECT_WRONG_TYPE;
   target = entry.node->target;
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::Next(const Entry* directory, PRIVATE_ExamineDirContext& context, Entry*& found,
-                          common::Facts& facts) {
+DosError Volume::Next(const Entry* directory, PRIVATE_ExamineDirContext& context, Entry*& found,
+                      common::ObjectInfo& info) {
   if (!directory->node->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
   std::uint64_t serial =
       static_cast<std::uint64_t>(static_cast<std::uint32_t>(context.FSPrivate[1])) << 32 |
@@ -446,27 +446,27 @@ std::int32_t Volume::Next(const Entry* directory, PRIVATE_ExamineDirContext& con
   if (found == nullptr) return ERROR_NO_MORE_ENTRIES;
   const Node& node = *found->node;
   if (node.IsSoftLink()) {
-    facts.link = node.target;
+    info.link = node.target;
   } else if (node.names.front() != found) {
-    facts.link = node.names.front()->name;
+    info.link = node.names.front()->name;
   }
   context.FSPrivate[0] = static_cast<std::intptr_t>(static_cast<std::uint32_t>(serial));
   context.FSPrivate[1] = static_cast<std::intptr_t>(serial >> 32);
-  return Examine(*found, facts);
+  return Examine(*found, info);
 }
 
 // ---- The volume --------------------------------------------------------------------------------
 
-std::int32_t Volume::Relabel(std::string_view name) {
+DosError Volume::Relabel(std::string_view name) {
   root_.name = name;
   settings_.label = common::IsNoLabel(settings_, name) ? std::string_view() : name;
   root_node_.date = now_();
-  return 0;
+  return kNoError;
 }
 
-std::int32_t Volume::HowMuchRoom(common::Room& room) const {
-  room = {blocks(), blocks_used(), static_cast<std::uint64_t>(Content::kPageSize)};
-  return 0;
+DosError Volume::GetSpace(common::VolumeSpace& space) const {
+  space = {blocks(), blocks_used(), static_cast<std::uint64_t>(Content::kPageSize)};
+  return kNoError;
 }
 
 std::uint32_t Volume::max_name() const {

@@ -8,14 +8,18 @@
 #include <string_view>
 #include <vector>
 
-#include "handlers/common/facts.h"
+#include "handlers/common/dos_error.h"
 #include "handlers/common/holders.h"
+#include "handlers/common/object_info.h"
 #include "handlers/common/settings.h"
 #include "handlers/ram/content.h"
 #include "handlers/ram/directory.h"
 #include "quorle/handler.h"
 
 namespace quorle::ram {
+
+using common::DosError;
+using common::kNoError;
 
 struct Node;
 struct OpenFile;
@@ -62,7 +66,7 @@ struct alignas(64) Node {
 
 /// What an open file is to the volume.
 struct OpenFile {
-  Entry* place = nullptr;
+  Entry* entry = nullptr;
   bool exclusive = false;
   bool changed = false;  ///< something was written; its directories learn of it at the end
   std::int64_t position = 0;
@@ -70,8 +74,8 @@ struct OpenFile {
 
 using common::VolumeSettings;
 
-/// The tree of objects and the rules for changing it. Every operation returns an error code, 0 for
-/// success; what it found or made comes back through the last parameter. A null `rel` is the root,
+/// The tree of objects and the rules for changing it. Every operation returns an error or
+/// none; what it found or made comes back through the last parameter. A null `rel` is the root,
 /// a name of "" the object of `rel`.
 ///
 /// Codes that the platform leaves open are chosen so: a name looked up under a file gives 212, an
@@ -94,13 +98,13 @@ class Volume {
   // ---- Looking up, locking -------------------------------------------------------------------
 
   /// The object itself, a soft link too.
-  std::int32_t Find(Entry* rel, std::string_view name, Entry*& found);
+  DosError Find(Entry* rel, std::string_view name, Entry*& found);
   /// The object, unless it is a soft link: 233.
-  std::int32_t FindTarget(Entry* rel, std::string_view name, Entry*& found);
+  DosError FindTarget(Entry* rel, std::string_view name, Entry*& found);
   /// Takes a lock; `exclusive` says which, and is false afterwards for a directory.
-  std::int32_t TakeLock(Entry& entry, bool& exclusive);
+  DosError TakeLock(Entry& entry, bool& exclusive);
   void ReleaseLock(Entry& entry, bool exclusive);
-  std::int32_t ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive);
+  DosError ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive);
   /// The name of the directory above; null for the root.
   static Entry* Parent(const Entry& entry);
   static bool IsSameObject(const Entry& a, const Entry& b) { return a.node == b.node; }
@@ -108,52 +112,52 @@ class Volume {
   // ---- Files ---------------------------------------------------------------------------------
 
   /// Opens in a MODE_...; the file is `file`'s to close with Close().
-  std::int32_t Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file);
+  DosError Open(Entry* rel, std::string_view name, std::int32_t mode, OpenFile& file);
   /// Opens what a lock holds; on success the lock is the file's.
-  std::int32_t OpenLocked(Entry* entry, bool exclusive, OpenFile& file);
-  std::int32_t Close(OpenFile& file);
-  std::int32_t ChangeFileMode(OpenFile& file, bool to_exclusive);
-  std::int32_t Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count);
-  std::int32_t Write(OpenFile& file, const void* data, std::int32_t bytes);
-  std::int32_t Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
-  std::int32_t Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
-  static std::int32_t SizeOf(const OpenFile& file, std::int64_t& size);
+  DosError OpenLocked(Entry* entry, bool exclusive, OpenFile& file);
+  DosError Close(OpenFile& file);
+  DosError ChangeFileMode(OpenFile& file, bool to_exclusive);
+  DosError Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count);
+  DosError Write(OpenFile& file, const void* data, std::int32_t bytes);
+  DosError Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
+  DosError Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
+  static DosError SizeOf(const OpenFile& file, std::int64_t& size);
 
   // ---- Objects -------------------------------------------------------------------------------
 
-  std::int32_t MakeDirectory(Entry* rel, std::string_view name, Entry*& made);
-  std::int32_t MakeSoftLink(Entry* rel, std::string_view name, std::string_view target);
-  std::int32_t MakeHardLink(Entry* rel, std::string_view name, Entry& target);
-  std::int32_t Delete(Entry* rel, std::string_view name);
-  std::int32_t Rename(Entry* from_rel, std::string_view from, Entry* to_rel, std::string_view to);
-  std::int32_t SetDate(Entry* rel, std::string_view name, const DateStamp& date);
+  DosError MakeDirectory(Entry* rel, std::string_view name, Entry*& made);
+  DosError MakeSoftLink(Entry* rel, std::string_view name, std::string_view target);
+  DosError MakeHardLink(Entry* rel, std::string_view name, Entry& target);
+  DosError Delete(Entry* rel, std::string_view name);
+  DosError Rename(Entry* from_rel, std::string_view from, Entry* to_rel, std::string_view to);
+  DosError SetDate(Entry* rel, std::string_view name, const DateStamp& date);
   /// Changes attributes of the object with `change`.
-  std::int32_t SetAttribute(Entry* rel, std::string_view name,
-                            const std::function<void(Node&)>& change);
+  DosError SetAttribute(Entry* rel, std::string_view name,
+                        const std::function<void(Node&)>& change);
 
   // ---- Looking at objects --------------------------------------------------------------------
 
-  static std::int32_t Examine(const Entry& entry, common::Facts& facts);
+  static DosError Examine(const Entry& entry, common::ObjectInfo& info);
   /// 212 when it is no soft link.
-  static std::int32_t ReadTarget(const Entry& entry, std::string& target);
+  static DosError ReadTarget(const Entry& entry, std::string& target);
   /// The next entry of a scan; 232 at the end. FSPrivate[0] and [1] of the context, which start as
   /// 0, hold the serial number of the last one: low and high half.
-  static std::int32_t Next(const Entry* directory, PRIVATE_ExamineDirContext& context,
-                           Entry*& found, common::Facts& facts);
+  static DosError Next(const Entry* directory, PRIVATE_ExamineDirContext& context, Entry*& found,
+                       common::ObjectInfo& info);
   /// A scan keeps nothing here.
   void EndScans(const Lock*) {}
 
   // ---- The volume ----------------------------------------------------------------------------
 
-  std::int32_t WriteProtect(bool on, std::uint32_t key) {
+  DosError WriteProtect(bool on, std::uint32_t key) {
     return common::WriteProtect(settings_, on, key);
   }
   /// The caller has asked whether the volume can be changed, and whether `name` is one and free.
-  std::int32_t Relabel(std::string_view name);
-  /// Whether a change is possible: 0, 213 or 214.
-  std::int32_t WriteProblem() const { return common::WriteProblem(settings_); }
-  std::int32_t Flush() { return 0; }
-  std::int32_t HowMuchRoom(common::Room& room) const;
+  DosError Relabel(std::string_view name);
+  /// Whether a change is possible: none, 213 or 214.
+  DosError WriteProblem() const { return common::WriteProblem(settings_); }
+  DosError Flush() { return kNoError; }
+  DosError GetSpace(common::VolumeSpace& space) const;
   std::uint32_t max_name() const;
   std::uint64_t blocks() const;
   std::uint64_t blocks_used() const { return objects_ + pages_; }
@@ -161,9 +165,8 @@ class Volume {
 
  private:
   /// A place for a new entry: its directory, and that nothing has the name.
-  std::int32_t FindPlace(Entry* rel, std::string_view name, Node*& directory);
-  std::int32_t Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node,
-                      Entry*& made);
+  DosError FindPlace(Entry* rel, std::string_view name, Node*& directory);
+  DosError Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node, Entry*& made);
   /// Removes an entry, and the object with its last name.
   void Remove(Entry& entry);
   void Discard(Entry& root);

@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <type_traits>
 #include <vector>
 
+#include "handlers/common/dos_error.h"
 #include "handlers/common/holders.h"
 #include "handlers/common/vectors.h"
 #include "hosted/dos/machine.h"
@@ -16,66 +18,92 @@
 namespace quorle::common {
 namespace {
 
+// Nothing but an ERROR_... of the platform is one, and no number comes out of one by itself.
+static_assert(std::is_convertible_v<decltype(::ERROR_OBJECT_NOT_FOUND), DosError>);
+static_assert(!std::is_constructible_v<DosError, int>);
+static_assert(!std::is_constructible_v<DosError, std::int64_t>);
+static_assert(!std::is_constructible_v<DosError, decltype(::MODE_OLDFILE)>);
+static_assert(!std::is_convertible_v<DosError, int>);
+static_assert(!std::is_convertible_v<DosError, bool>);
+
+TEST(DosErrorTest, AnErrorIsTrueAndHasItsCode) {
+  EXPECT_FALSE(kNoError);
+  EXPECT_EQ(kNoError.code(), 0);
+  const DosError error = ::ERROR_OBJECT_IN_USE;
+  EXPECT_TRUE(error);
+  EXPECT_EQ(error.code(), 202);
+  EXPECT_TRUE(error == ::ERROR_OBJECT_IN_USE);
+  EXPECT_FALSE(error == ::ERROR_OBJECT_EXISTS);
+}
+
+TEST(DosErrorTest, TheFirstErrorCounts) {
+  const DosError first = ::ERROR_DISK_FULL;
+  const DosError second = ::ERROR_BAD_NUMBER;
+  EXPECT_TRUE(first.Or(second) == first);
+  EXPECT_TRUE(kNoError.Or(second) == second);
+  EXPECT_FALSE(kNoError.Or(kNoError));
+}
+
 TEST(HoldersTest, SharedOnesStandBesideEachOther) {
   Holders holders;
   EXPECT_FALSE(holders.any());
-  EXPECT_EQ(holders.Take(false), 0);
-  EXPECT_EQ(holders.Take(false), 0);
-  EXPECT_EQ(holders.Take(true), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Take(false).code(), 0);
+  EXPECT_EQ(holders.Take(false).code(), 0);
+  EXPECT_EQ(holders.Take(true).code(), ERROR_OBJECT_IN_USE);
   holders.Release(false);
-  EXPECT_EQ(holders.Take(true), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Take(true).code(), ERROR_OBJECT_IN_USE);
   holders.Release(false);
   EXPECT_FALSE(holders.any());
-  EXPECT_EQ(holders.Take(true), 0);
+  EXPECT_EQ(holders.Take(true).code(), 0);
 }
 
 TEST(HoldersTest, AnExclusiveOneStandsAlone) {
   Holders holders;
-  EXPECT_EQ(holders.Take(true), 0);
+  EXPECT_EQ(holders.Take(true).code(), 0);
   EXPECT_TRUE(holders.any());
-  EXPECT_EQ(holders.Take(true), ERROR_OBJECT_IN_USE);
-  EXPECT_EQ(holders.Take(false), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Take(true).code(), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Take(false).code(), ERROR_OBJECT_IN_USE);
   holders.Release(true);
   EXPECT_FALSE(holders.any());
 }
 
 TEST(HoldersTest, OneChangesOverWhenItIsAlone) {
   Holders holders;
-  EXPECT_EQ(holders.Take(false), 0);
-  EXPECT_EQ(holders.Take(false), 0);
+  EXPECT_EQ(holders.Take(false).code(), 0);
+  EXPECT_EQ(holders.Take(false).code(), 0);
   bool exclusive = false;
-  EXPECT_EQ(holders.Change(exclusive, true), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Change(exclusive, true).code(), ERROR_OBJECT_IN_USE);
   EXPECT_FALSE(exclusive);
-  EXPECT_EQ(holders.Change(exclusive, false), 0);
+  EXPECT_EQ(holders.Change(exclusive, false).code(), 0);
   holders.Release(false);
-  EXPECT_EQ(holders.Change(exclusive, true), 0);
+  EXPECT_EQ(holders.Change(exclusive, true).code(), 0);
   EXPECT_TRUE(exclusive);
-  EXPECT_EQ(holders.Take(false), ERROR_OBJECT_IN_USE);
-  EXPECT_EQ(holders.Change(exclusive, true), 0);
-  EXPECT_EQ(holders.Change(exclusive, false), 0);
+  EXPECT_EQ(holders.Take(false).code(), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(holders.Change(exclusive, true).code(), 0);
+  EXPECT_EQ(holders.Change(exclusive, false).code(), 0);
   EXPECT_FALSE(exclusive);
-  EXPECT_EQ(holders.Take(false), 0);
+  EXPECT_EQ(holders.Take(false).code(), 0);
 }
 
 TEST(FindPositionTest, CountsFromTheStartTheMiddleAndTheEnd) {
   std::int64_t found = 0;
-  EXPECT_EQ(FindPosition(OFFSET_BEGINNING, 3, 10, 100, found), 0);
+  EXPECT_EQ(FindPosition(OFFSET_BEGINNING, 3, 10, 100, found).code(), 0);
   EXPECT_EQ(found, 3);
-  EXPECT_EQ(FindPosition(OFFSET_CURRENT, -10, 10, 100, found), 0);
+  EXPECT_EQ(FindPosition(OFFSET_CURRENT, -10, 10, 100, found).code(), 0);
   EXPECT_EQ(found, 0);
-  EXPECT_EQ(FindPosition(OFFSET_END, 1, 10, 100, found), 0);
+  EXPECT_EQ(FindPosition(OFFSET_END, 1, 10, 100, found).code(), 0);
   EXPECT_EQ(found, 101) << "what is behind the end is the caller's to judge";
 }
 
 TEST(FindPositionTest, RefusesWhatCannotBe) {
   constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
   std::int64_t found = 0;
-  EXPECT_EQ(FindPosition(OFFSET_BEGINNING, -1, 10, 100, found), ERROR_SEEK_ERROR);
-  EXPECT_EQ(FindPosition(OFFSET_CURRENT, -11, 10, 100, found), ERROR_SEEK_ERROR);
-  EXPECT_EQ(FindPosition(OFFSET_END, -101, 10, 100, found), ERROR_SEEK_ERROR);
-  EXPECT_EQ(FindPosition(OFFSET_CURRENT, kMost, 1, 100, found), ERROR_SEEK_ERROR);
-  EXPECT_EQ(FindPosition(2, 0, 10, 100, found), ERROR_BAD_NUMBER);
-  EXPECT_EQ(FindPosition(-2, 0, 10, 100, found), ERROR_BAD_NUMBER);
+  EXPECT_EQ(FindPosition(OFFSET_BEGINNING, -1, 10, 100, found).code(), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(OFFSET_CURRENT, -11, 10, 100, found).code(), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(OFFSET_END, -101, 10, 100, found).code(), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(OFFSET_CURRENT, kMost, 1, 100, found).code(), ERROR_SEEK_ERROR);
+  EXPECT_EQ(FindPosition(2, 0, 10, 100, found).code(), ERROR_BAD_NUMBER);
+  EXPECT_EQ(FindPosition(-2, 0, 10, 100, found).code(), ERROR_BAD_NUMBER);
 }
 
 /// What dos tells of a volume in memory with room for `size` bytes.

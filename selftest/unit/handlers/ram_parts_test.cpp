@@ -193,68 +193,68 @@ TEST(RamVolumeTest, FullVolumeRefusesAndStaysWhole) {
       },
       8 * 4096);
   OpenFile file;
-  ASSERT_EQ(volume.Open(nullptr, "file", MODE_NEWFILE, file), 0);
+  ASSERT_EQ(volume.Open(nullptr, "file", MODE_NEWFILE, file).code(), 0);
   const std::string page(4096, 'x');
   int pages = 0;
-  while (volume.Write(file, page.data(), 4096) == 0) ++pages;
+  while (!volume.Write(file, page.data(), 4096)) ++pages;
   EXPECT_EQ(pages, 6) << "eight blocks less the root and the file";
-  EXPECT_EQ(volume.Write(file, page.data(), 4096), ERROR_DISK_FULL);
+  EXPECT_EQ(volume.Write(file, page.data(), 4096).code(), ERROR_DISK_FULL);
   EXPECT_EQ(file.position, 6 * 4096);
-  EXPECT_EQ(file.place->node->content.size(), 6 * 4096);
+  EXPECT_EQ(file.entry->node->content.size(), 6 * 4096);
   Entry* made = nullptr;
-  EXPECT_EQ(volume.MakeDirectory(nullptr, "directory", made), ERROR_DISK_FULL);
-  volume.Close(file);
-  EXPECT_EQ(volume.Delete(nullptr, "file"), 0);
+  EXPECT_EQ(volume.MakeDirectory(nullptr, "directory", made).code(), ERROR_DISK_FULL);
+  EXPECT_FALSE(volume.Close(file));
+  EXPECT_EQ(volume.Delete(nullptr, "file").code(), 0);
   EXPECT_EQ(volume.blocks_used(), 1U);
-  EXPECT_EQ(volume.MakeDirectory(nullptr, "directory", made), 0);
+  EXPECT_EQ(volume.MakeDirectory(nullptr, "directory", made).code(), 0);
 }
 
 TEST(RamVolumeTest, DeepTreesAreFreed) {
   Volume volume({.device = "DH0", .label = "", .version = ""}, [] { return ::DateStamp{1, 2, 3}; });
   Entry* at = nullptr;
-  for (int depth = 0; depth < 3000; ++depth) ASSERT_EQ(volume.MakeDirectory(at, "d", at), 0);
+  for (int depth = 0; depth < 3000; ++depth) ASSERT_EQ(volume.MakeDirectory(at, "d", at).code(), 0);
 }
 
 TEST(RamVolumeTest, LoopsAreRefusedThroughLinksToo) {
   Volume volume({.device = "DH0", .label = "", .version = ""}, [] { return ::DateStamp{1, 2, 3}; });
   Entry* a = nullptr;
   Entry* b = nullptr;
-  ASSERT_EQ(volume.MakeDirectory(nullptr, "a", a), 0);
-  ASSERT_EQ(volume.MakeDirectory(nullptr, "b", b), 0);
-  ASSERT_EQ(volume.MakeHardLink(a, "link-to-b", *b), 0);
-  EXPECT_EQ(volume.MakeHardLink(b, "link-to-a", *a), ERROR_OBJECT_WRONG_TYPE)
+  ASSERT_EQ(volume.MakeDirectory(nullptr, "a", a).code(), 0);
+  ASSERT_EQ(volume.MakeDirectory(nullptr, "b", b).code(), 0);
+  ASSERT_EQ(volume.MakeHardLink(a, "link-to-b", *b).code(), 0);
+  EXPECT_EQ(volume.MakeHardLink(b, "link-to-a", *a).code(), ERROR_OBJECT_WRONG_TYPE)
       << "b stands in a already";
-  EXPECT_EQ(volume.Rename(nullptr, "a", b, "a"), ERROR_OBJECT_IN_USE);
-  EXPECT_EQ(volume.MakeHardLink(a, "self", *a), ERROR_OBJECT_WRONG_TYPE);
-  EXPECT_EQ(volume.MakeHardLink(a, "root", *volume.root()), ERROR_OBJECT_WRONG_TYPE);
+  EXPECT_EQ(volume.Rename(nullptr, "a", b, "a").code(), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(volume.MakeHardLink(a, "self", *a).code(), ERROR_OBJECT_WRONG_TYPE);
+  EXPECT_EQ(volume.MakeHardLink(a, "root", *volume.root()).code(), ERROR_OBJECT_WRONG_TYPE);
 }
 
 TEST(RamVolumeTest, LinkedObjectLivesUntilItsLastName) {
   Volume volume({.device = "DH0", .label = "", .version = ""}, [] { return ::DateStamp{1, 2, 3}; });
   OpenFile file;
-  ASSERT_EQ(volume.Open(nullptr, "file", MODE_NEWFILE, file), 0);
-  ASSERT_EQ(volume.Write(file, "data", 4), 0);
-  volume.Close(file);
+  ASSERT_EQ(volume.Open(nullptr, "file", MODE_NEWFILE, file).code(), 0);
+  ASSERT_EQ(volume.Write(file, "data", 4).code(), 0);
+  EXPECT_FALSE(volume.Close(file));
   Entry* entry = nullptr;
-  ASSERT_EQ(volume.Find(nullptr, "file", entry), 0);
-  ASSERT_EQ(volume.MakeHardLink(nullptr, "link", *entry), 0);
-  ASSERT_EQ(volume.Delete(nullptr, "file"), 0);
-  ASSERT_EQ(volume.Open(nullptr, "link", MODE_OLDFILE, file), 0);
-  EXPECT_EQ(file.place->node->content.size(), 4);
-  volume.Close(file);
-  EXPECT_EQ(volume.Delete(nullptr, "link"), 0);
+  ASSERT_EQ(volume.Find(nullptr, "file", entry).code(), 0);
+  ASSERT_EQ(volume.MakeHardLink(nullptr, "link", *entry).code(), 0);
+  ASSERT_EQ(volume.Delete(nullptr, "file").code(), 0);
+  ASSERT_EQ(volume.Open(nullptr, "link", MODE_OLDFILE, file).code(), 0);
+  EXPECT_EQ(file.entry->node->content.size(), 4);
+  EXPECT_FALSE(volume.Close(file));
+  EXPECT_EQ(volume.Delete(nullptr, "link").code(), 0);
   EXPECT_EQ(volume.blocks_used(), 1U);
 }
 
 TEST(RamVolumeTest, PassKeyOpensWhatItClosed) {
   Volume volume({.device = "DH0", .label = "", .version = ""}, [] { return ::DateStamp{1, 2, 3}; });
-  EXPECT_EQ(volume.WriteProtect(true, 5), 0);
+  EXPECT_EQ(volume.WriteProtect(true, 5).code(), 0);
   EXPECT_EQ(common::DiskState(volume.settings()), ID_DISKSTATE_WRITE_PROTECTED);
-  EXPECT_EQ(volume.WriteProtect(false, 0), ERROR_BAD_NUMBER);
-  EXPECT_EQ(volume.WriteProtect(false, 5), 0);
+  EXPECT_EQ(volume.WriteProtect(false, 0).code(), ERROR_BAD_NUMBER);
+  EXPECT_EQ(volume.WriteProtect(false, 5).code(), 0);
   EXPECT_EQ(common::DiskState(volume.settings()), ID_DISKSTATE_VALIDATED);
-  EXPECT_EQ(volume.WriteProtect(true, 0), 0);
-  EXPECT_EQ(volume.WriteProtect(false, 0), 0);
+  EXPECT_EQ(volume.WriteProtect(true, 0).code(), 0);
+  EXPECT_EQ(volume.WriteProtect(false, 0).code(), 0);
 }
 
 }  // namespace
