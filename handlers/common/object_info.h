@@ -7,6 +7,8 @@
 
 namespace quorle::common {
 
+enum class ObjectKind : std::uint8_t { kFile, kDirectory, kSoftLink };
+
 /// What an examination of an object reports.
 struct ObjectInfo {
   std::uint32_t type = 0;        ///< FSO_TYPE_..., with FSOF_LINK where it is due

@@ -18,10 +18,6 @@ namespace {
 /// For every open: no link is followed, no device waited for, nothing left to child processes.
 constexpr int kCareful = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-bool IsDenied(int host_error) {
-  return host_error == EACCES || host_error == EPERM;
-}
-
 std::timespec TimeOf(const ::statx_timestamp& moment) {
   std::timespec time{};
   time.tv_sec = static_cast<std::time_t>(moment.tv_sec);
@@ -29,12 +25,11 @@ std::timespec TimeOf(const ::statx_timestamp& moment) {
   return time;
 }
 
-int Look(int directory, const char* name, int flags, HostStat& stat) {
+HostError Look(int directory, const char* name, int flags, HostStat& stat) {
   struct ::statx found {};
-  if (::statx(directory, name, flags | AT_STATX_FORCE_SYNC, STATX_BASIC_STATS | STATX_BTIME,
-              &found) != 0) {
-    return errno;
-  }
+  const int result = ::statx(directory, name, flags | AT_STATX_FORCE_SYNC,
+                             STATX_BASIC_STATS | STATX_BTIME, &found);
+  if (const HostError error = HostError::Of(result)) return error;
   stat.device = std::uint64_t{found.stx_dev_major} << 32 | found.stx_dev_minor;
   stat.inode = found.stx_ino;
   stat.mode = found.stx_mode;
@@ -46,27 +41,32 @@ int Look(int directory, const char* name, int flags, HostStat& stat) {
   stat.changed = TimeOf(found.stx_mtime);
   stat.born.reset();
   if ((found.stx_mask & STATX_BTIME) != 0) stat.born = TimeOf(found.stx_btime);
-  return 0;
+  return {};
 }
 
-/// Gives `name` the name `aside`, does `change(stat)` to it there when it is the one that is `meant`,
-/// and gives it its name back when it is not or when the change fails with an error of the host.
+/// What is open as `fd`: its error, when there is no descriptor.
+HostError StatOfOpened(const Descriptor& fd, HostStat& stat) {
+  return fd ? StatOf(fd.get(), stat) : HostError::Last();
+}
+
+/// Renames what is called `from` to `aside`, does `change(stat)` to it there when it is the one that
+/// is `meant`, and gives it its name back when it is not or when the change fails.
 template <class Change>
-Outcome ChangeAside(int directory, const std::string& name, const Identity& meant,
-                    const std::string& aside, const Change& change) {
+Outcome ChangeAside(const NameAt& from, const Identity& meant, const std::string& aside,
+                    const Change& change) {
+  const NameAt hidden{from.directory, aside};
   HostStat stat;
-  const auto look = [&](const std::string& at) {
-    const int error = StatAt(directory, at, stat);
-    return error == 0 && stat.identity() != meant ? ESTALE : error;
+  const auto look = [&](const NameAt& at) {
+    const HostError error = StatAt(at, stat);
+    return !error && stat.identity() != meant ? HostError(ESTALE) : error;
   };
   // What plainly is another object is not even renamed.
-  int error = look(name);
-  if (error == 0) error = RenameAt(directory, name, directory, aside);
-  if (error != 0) return {.error = error};
-  error = look(aside);
-  if (error == 0) error = change(stat);
-  if (error == 0) return {};
-  return {.error = error, .is_aside = RenameAt(directory, aside, directory, name) != 0};
+  if (const HostError error = look(from)) return {.error = error};
+  if (const HostError error = RenameAt(from, hidden)) return {.error = error};
+  HostError error = look(hidden);
+  if (!error) error = change(stat);
+  if (!error) return {};
+  return {.error = error, .is_aside = static_cast<bool>(RenameAt(hidden, from))};
 }
 
 struct CloseStream {
@@ -75,65 +75,11 @@ struct CloseStream {
 
 }  // namespace
 
-DosError CodeFor(int host_error, DosError denied) {
-  switch (host_error) {
-    case 0:
-      return kNoError;
-    case EACCES:
-    case EPERM:
-    case EBADF:  // a descriptor that was opened for less, since more was denied
-      return denied;
-    case ENOENT:
-      return ERROR_OBJECT_NOT_FOUND;
-    case ENOTDIR:
-    case EISDIR:
-    case ELOOP:  // a symbolic link where none is followed
-    case ENXIO:
-      return ERROR_OBJECT_WRONG_TYPE;
-    case EEXIST:
-      return ERROR_OBJECT_EXISTS;
-    case ENOTEMPTY:
-      return ERROR_DIRECTORY_NOT_EMPTY;
-    case ENAMETOOLONG:
-    case EINVAL:  // a name that this filesystem does not take
-    case EILSEQ:
-      return ERROR_INVALID_COMPONENT_NAME;
-    case EROFS:
-      return ERROR_DISK_WRITE_PROTECTED;
-    case EXDEV:
-      return ERROR_RENAME_ACROSS_DEVICES;
-    case EBUSY:
-    case ETXTBSY:
-      return ERROR_OBJECT_IN_USE;
-    case ENOMEM:
-    case EMFILE:
-    case ENFILE:
-      return ERROR_NO_FREE_STORE;
-    case ENOSPC:
-    case EDQUOT:
-    case EMLINK:  // no room for one more name
-    case EFBIG:   // nor for a file of that size
-      return ERROR_DISK_FULL;
-    case E2BIG:
-    case ERANGE:
-    case EOVERFLOW:
-      return ERROR_OBJECT_TOO_LARGE;
-    case ENOSYS:
-    case EOPNOTSUPP:
-      return ERROR_ACTION_NOT_KNOWN;
-    case ESTALE:
-      return ERROR_INVALID_LOCK;
-    default:
-      // The platform has no code for a medium that cannot be read (EIO): one that must be checked.
-      return ERROR_DISK_NOT_VALIDATED;
-  }
+HostError StatAt(const NameAt& at, HostStat& stat) {
+  return Look(at.directory, at.name.c_str(), AT_SYMLINK_NOFOLLOW, stat);
 }
 
-int StatAt(int directory, const std::string& name, HostStat& stat) {
-  return Look(directory, name.c_str(), AT_SYMLINK_NOFOLLOW, stat);
-}
-
-int StatOf(int fd, HostStat& stat) {
+HostError StatOf(int fd, HostStat& stat) {
   return Look(fd, "", AT_EMPTY_PATH, stat);
 }
 
@@ -141,99 +87,93 @@ bool BelongsToVolume(const HostStat& stat, std::uint64_t device) {
   return stat.device == device && !stat.is_mount_root && (stat.IsFile() || stat.IsDirectory());
 }
 
-DosError OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened) {
+DosError OpenAt(const NameAt& at, std::uint64_t device, Opened& opened) {
   // Looked at first: opening a device may do something.
-  if (const int error = StatAt(directory, name, opened.stat); error != 0) {
-    return CodeFor(error, ERROR_READ_PROTECTED);
-  }
+  if (const HostError error = StatAt(at, opened.stat)) return error.ForReading();
   if (!BelongsToVolume(opened.stat, device)) return ERROR_OBJECT_WRONG_TYPE;
   opened.readable = true;
-  opened.fd = Descriptor(::openat(directory, name.c_str(), O_RDONLY | kCareful));
-  if (!opened.fd && IsDenied(errno)) {
+  opened.fd = Descriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | kCareful));
+  if (!opened.fd && HostError::Last().Is(EACCES, EPERM)) {
     opened.readable = false;
-    opened.fd = Descriptor(::openat(directory, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    opened.fd =
+        Descriptor(::openat(at.directory, at.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   }
-  const int error = opened.fd ? StatOf(opened.fd.get(), opened.stat) : errno;
-  if (error != 0) return CodeFor(error, ERROR_READ_PROTECTED);
+  if (const HostError error = StatOfOpened(opened.fd, opened.stat)) return error.ForReading();
   return BelongsToVolume(opened.stat, device) ? kNoError : ERROR_OBJECT_WRONG_TYPE;
 }
 
-DosError OpenContentAt(int directory, const std::string& name, std::uint64_t device,
-                       const Identity& meant, Opened& content, DosError& write_refusal) {
-  if (const int error = StatAt(directory, name, content.stat); error != 0) {
-    return CodeFor(error, ERROR_READ_PROTECTED);
-  }
+DosError OpenContentAt(const NameAt& at, std::uint64_t device, const Identity& meant,
+                       Opened& content, DosError& write_refusal) {
+  if (const HostError error = StatAt(at, content.stat)) return error.ForReading();
   const auto is_meant = [&] {
     return BelongsToVolume(content.stat, device) && content.stat.identity() == meant;
   };
   if (!is_meant()) return ERROR_INVALID_LOCK;
   write_refusal = kNoError;
-  content.fd = Descriptor(::openat(directory, name.c_str(), O_RDWR | kCareful));
-  if (!content.fd && (IsDenied(errno) || errno == EROFS || errno == ETXTBSY)) {
-    write_refusal = CodeFor(errno, ERROR_WRITE_PROTECTED);
-    content.fd = Descriptor(::openat(directory, name.c_str(), O_RDONLY | kCareful));
+  content.fd = Descriptor(::openat(at.directory, at.name.c_str(), O_RDWR | kCareful));
+  if (!content.fd && HostError::Last().Is(EACCES, EPERM, EROFS, ETXTBSY)) {
+    write_refusal = HostError::Last().ForWriting();
+    content.fd = Descriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | kCareful));
   }
-  const int error = content.fd ? StatOf(content.fd.get(), content.stat) : errno;
-  if (error != 0) return CodeFor(error, ERROR_READ_PROTECTED);
+  if (const HostError error = StatOfOpened(content.fd, content.stat)) return error.ForReading();
   if (is_meant()) return kNoError;
   content.fd.Close();
   return ERROR_INVALID_LOCK;
 }
 
-DosError MakeFileAt(int directory, const std::string& name, Opened& content) {
-  content.fd =
-      Descriptor(::openat(directory, name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
-  if (!content.fd) return CodeFor(errno, ERROR_WRITE_PROTECTED);
+DosError MakeFileAt(const NameAt& at, Opened& content) {
+  content.fd = Descriptor(
+      ::openat(at.directory, at.name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
   // What cannot be looked at cannot be removed either: nothing says that it still has the name.
-  return CodeFor(StatOf(content.fd.get(), content.stat), ERROR_WRITE_PROTECTED);
+  return StatOfOpened(content.fd, content.stat).ForWriting();
 }
 
-DosError MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
-                         Opened& made) {
-  if (::mkdirat(directory, name.c_str(), 0777) != 0) return CodeFor(errno, ERROR_WRITE_PROTECTED);
-  const DosError error = OpenAt(directory, name, device, made);
-  if (error) ::unlinkat(directory, name.c_str(), AT_REMOVEDIR);
+DosError MakeDirectoryAt(const NameAt& at, std::uint64_t device, Opened& made) {
+  const int result = ::mkdirat(at.directory, at.name.c_str(), 0777);
+  if (const HostError error = HostError::Of(result)) return error.ForWriting();
+  const DosError error = OpenAt(at, device, made);
+  if (error) ::unlinkat(at.directory, at.name.c_str(), AT_REMOVEDIR);
   return error;
 }
 
-int LinkAt(const Opened& file, int directory, const std::string& name) {
+HostError LinkAt(const Opened& file, const NameAt& to) {
   const int fd = file.fd.get();
-  if (::linkat(fd, "", directory, name.c_str(), AT_EMPTY_PATH) == 0) return 0;
+  const HostError error =
+      HostError::Of(::linkat(fd, "", to.directory, to.name.c_str(), AT_EMPTY_PATH));
   // Not every kernel lets every user do that; then the way over /proc does.
-  if (errno != ENOENT && errno != EPERM) return errno;
+  if (!error.Is(ENOENT, EPERM)) return error;
   const std::string path = "/proc/self/fd/" + std::to_string(fd);
-  return ::linkat(AT_FDCWD, path.c_str(), directory, name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0
-                                                                                           : errno;
+  return HostError::Of(
+      ::linkat(AT_FDCWD, path.c_str(), to.directory, to.name.c_str(), AT_SYMLINK_FOLLOW));
 }
 
-Outcome RemoveAt(int directory, const std::string& name, const Identity& meant,
-                 const std::string& aside) {
-  return ChangeAside(directory, name, meant, aside, [&](const HostStat& stat) {
+Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside) {
+  return ChangeAside(at, meant, aside, [&](const HostStat& stat) {
     const int flags = stat.IsDirectory() ? AT_REMOVEDIR : 0;
-    return ::unlinkat(directory, aside.c_str(), flags) == 0 ? 0 : errno;
+    return HostError::Of(::unlinkat(at.directory, aside.c_str(), flags));
   });
 }
 
-Outcome MoveAt(int directory, const std::string& name, const Identity& meant,
-               const std::string& aside, int to_directory, const std::string& to) {
-  return ChangeAside(directory, name, meant, aside,
-                     [&](const HostStat&) { return RenameAt(directory, aside, to_directory, to); });
+Outcome MoveAt(const NameAt& from, const Identity& meant, const std::string& aside,
+               const NameAt& to) {
+  return ChangeAside(from, meant, aside, [&](const HostStat&) {
+    return RenameAt({from.directory, aside}, to);
+  });
 }
 
 DosError OpenAgain(const Opened& opened, Opened& again) {
   again.readable = opened.readable;
   again.fd = Descriptor(::fcntl(opened.fd.get(), F_DUPFD_CLOEXEC, 0));
-  const int error = again.fd ? StatOf(again.fd.get(), again.stat) : errno;
-  return CodeFor(error, ERROR_READ_PROTECTED);
+  return StatOfOpened(again.fd, again.stat).ForReading();
 }
 
 DosError ListNames(int directory, std::vector<std::string>& names) {
   names.clear();
   // A descriptor of its own: a stream moves the position of the one that it has.
   Descriptor own(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!own) return CodeFor(errno, ERROR_READ_PROTECTED);
+  if (!own) return HostError::Last().ForReading();
   const std::unique_ptr<DIR, CloseStream> stream(::fdopendir(own.get()));
-  if (stream == nullptr) return CodeFor(errno, ERROR_READ_PROTECTED);
+  if (stream == nullptr) return HostError::Last().ForReading();
   static_cast<void>(own.Release());  // the stream's now
   errno = 0;
   while (const dirent* const entry = ::readdir(stream.get())) {
@@ -241,21 +181,22 @@ DosError ListNames(int directory, std::vector<std::string>& names) {
     if (name != "." && name != "..") names.emplace_back(name);
     errno = 0;
   }
-  if (errno != 0) return CodeFor(errno, ERROR_READ_PROTECTED);
+  if (errno != 0) return HostError::Last().ForReading();
   std::sort(names.begin(), names.end());
   return kNoError;
 }
 
-int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to) {
-  if (::renameat2(from_directory, from.c_str(), to_directory, to.c_str(), RENAME_NOREPLACE) == 0) {
-    return 0;
-  }
+HostError RenameAt(const NameAt& from, const NameAt& to) {
+  const char* const old_name = from.name.c_str();
+  const char* const new_name = to.name.c_str();
+  const HostError error = HostError::Of(
+      ::renameat2(from.directory, old_name, to.directory, new_name, RENAME_NOREPLACE));
   // EINVAL is also what a directory on its way into itself gets; then the second call says so
   // again.
-  if (errno != EINVAL && errno != ENOSYS) return errno;
+  if (!error.Is(EINVAL, ENOSYS)) return error;
   HostStat stat;
-  if (StatAt(to_directory, to, stat) == 0) return EEXIST;
-  return ::renameat(from_directory, from.c_str(), to_directory, to.c_str()) == 0 ? 0 : errno;
+  if (!StatAt(to, stat)) return HostError(EEXIST);
+  return HostError::Of(::renameat(from.directory, old_name, to.directory, new_name));
 }
 
 }  // namespace quorle::hostdir

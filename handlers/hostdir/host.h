@@ -10,13 +10,10 @@
 #include <tuple>
 #include <vector>
 
-#include "handlers/common/dos_error.h"
 #include "handlers/hostdir/descriptor.h"
+#include "handlers/hostdir/host_error.h"
 
 namespace quorle::hostdir {
-
-using common::DosError;
-using common::kNoError;
 
 /// What distinguishes an object of the host from all others. The number alone does not: the host gives that
 /// of a removed object to the next one. Where it knows no births, the number has to do.
@@ -33,7 +30,7 @@ struct Identity {
   }
 };
 
-/// What the host tells of an object. Never of what a symbolic link leads to.
+/// What the host says of an object. Never of what a symbolic link leads to.
 struct HostStat {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
@@ -43,7 +40,7 @@ struct HostStat {
   std::timespec changed{};              ///< the content
   std::optional<std::timespec> born{};  ///< where the host knows
 
-  /// The root of a mount of the host, which may show what stands elsewhere on the same filesystem.
+  /// The root of a mount of the host, which may show what lies elsewhere on the same filesystem.
   bool is_mount_root = false;
   bool is_append_only = false;  ///< chattr +a: nothing in it is renamed or removed
   bool is_immutable = false;    ///< chattr +i
@@ -56,9 +53,11 @@ struct HostStat {
   }
 };
 
-/// The platform's code for an error of the host. `denied` is the code for a permission that is
-/// missing: what that means depends on the operation.
-DosError CodeFor(int host_error, DosError denied);
+/// A name in a directory of the host that is open: one component, never a path.
+struct NameAt {
+  int directory;  ///< its descriptor
+  const std::string& name;
+};
 
 /// An object of the host that is open for its attributes.
 struct Opened {
@@ -70,51 +69,50 @@ struct Opened {
   bool IsDirectory() const { return stat.IsDirectory(); }
 };
 
-/// Looks at what is open, or at `name` in `directory`. What the host itself remembers of it does
-/// not count: a file with two names may be remembered twice. Returns an error of the host, 0 for
-/// success.
-int StatOf(int fd, HostStat& stat);
-int StatAt(int directory, const std::string& name, HostStat& stat);
+/// Looks at what is open, or at what has a name. What the host itself remembers of it does not
+/// count: a file with two names may be remembered twice.
+HostError StatOf(int fd, HostStat& stat);
+HostError StatAt(const NameAt& at, HostStat& stat);
 /// Whether an object can be part of a volume on the device `device`: a file or a directory there.
 /// All others are foreign: symbolic links, pipes, devices, and what is mounted from elsewhere.
 bool BelongsToVolume(const HostStat& stat, std::uint64_t device);
-/// Opens the file or directory `name` (one component, never a path) in `directory`. Returns a code:
-/// 212 for an object that is foreign to the volume on `device`.
-DosError OpenAt(int directory, const std::string& name, std::uint64_t device, Opened& opened);
+/// Opens a file or directory. 212 for an object that is foreign to the volume on `device`.
+DosError OpenAt(const NameAt& at, std::uint64_t device, Opened& opened);
+/// Whether OpenAt() found nothing, or nothing that can be part of the volume.
+inline bool IsGoneOrForeign(DosError error) {
+  return error == ERROR_OBJECT_NOT_FOUND || error == ERROR_OBJECT_WRONG_TYPE;
+}
 /// Opens the content of a file, for reading alone when the host does not let it be written;
-/// `write_refusal` is the code then, else 0. 211 when it is not the one that is
-/// `meant`.
-DosError OpenContentAt(int directory, const std::string& name, std::uint64_t device,
-                       const Identity& meant, Opened& content, DosError& write_refusal);
+/// `write_refusal` is the error then, else none. 211 when it is not the one that is `meant`.
+DosError OpenContentAt(const NameAt& at, std::uint64_t device, const Identity& meant,
+                       Opened& content, DosError& write_refusal);
 /// Makes an empty file and opens its content.
-DosError MakeFileAt(int directory, const std::string& name, Opened& content);
-/// Makes a directory and opens it. `name` must be one that nobody else uses: no host does both at
+DosError MakeFileAt(const NameAt& at, Opened& content);
+/// Makes a directory and opens it. The name must be one that nobody else uses: no host does both at
 /// once, and what is opened must be what was made.
-DosError MakeDirectoryAt(int directory, const std::string& name, std::uint64_t device,
-                         Opened& made);
-/// Gives the open file `file` the further name `name` in `directory`. What is linked is that file,
-/// whatever has its names by now. Returns an error of the host.
-int LinkAt(const Opened& file, int directory, const std::string& name);
+DosError MakeDirectoryAt(const NameAt& at, std::uint64_t device, Opened& made);
+/// Gives the open file `file` a further name. What is linked is that file, whatever has its names by
+/// now.
+HostError LinkAt(const Opened& file, const NameAt& to);
 /// What became of an object that was to be removed or renamed.
 struct Outcome {
-  int error = 0;          ///< of the host; ESTALE: another object has the name
+  HostError error;        ///< ESTALE: another object has the name
   bool is_aside = false;  ///< an object has lost its name to yet another, and stays as `aside`
 };
-/// Removes the file or the empty directory `name`, or renames it, when it is the one that is
-/// `meant`. No host does either by identity. So the object first gets the name `aside` in its
-/// directory, which nobody else uses, is looked at there, and then removed or given its new name;
-/// another one gets its own name back. So what another process puts in the place of an object has
-/// another time of status at worst. Nothing is ever replaced, as far as RenameAt() can promise it.
-Outcome RemoveAt(int directory, const std::string& name, const Identity& meant,
-                 const std::string& aside);
-Outcome MoveAt(int directory, const std::string& name, const Identity& meant,
-               const std::string& aside, int to_directory, const std::string& to);
-/// Another descriptor for what is open, and what the host tells of it now.
+/// Removes a file or an empty directory, or renames it, when it is the one that is `meant`. No host
+/// does either by identity. So the object first gets the name `aside` in its directory, which nobody
+/// else uses, is looked at there, and then removed or given its new name; another one gets its own
+/// name back. So what another process puts in the place of an object has another time of status at
+/// worst. Nothing is ever replaced, as far as RenameAt() can promise it.
+Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside);
+Outcome MoveAt(const NameAt& from, const Identity& meant, const std::string& aside,
+               const NameAt& to);
+/// Another descriptor for what is open, and what the host says of it now.
 DosError OpenAgain(const Opened& opened, Opened& again);
 /// The names in a directory, in byte order, without "." and "..".
 DosError ListNames(int directory, std::vector<std::string>& names);
 /// Renames without ever replacing anything, as far as the host can promise it: where it cannot,
-/// what appears between a look and the renaming is replaced. Returns an error of the host.
-int RenameAt(int from_directory, const std::string& from, int to_directory, const std::string& to);
+/// what appears between a look and the renaming is replaced.
+HostError RenameAt(const NameAt& from, const NameAt& to);
 
 }  // namespace quorle::hostdir

@@ -59,10 +59,6 @@ KeyAnswer ReadKey(std::string_view key, const char* value, MountRequest& request
   return KeyAnswer::kUnknown;
 }
 
-std::string HostMessage() {
-  return std::generic_category().message(errno);
-}
-
 /// Whether this process may read, write and search what it makes itself.
 bool IsUmaskUsable(mode_t& mask) {
   // There is no way to look at it that does not set it; this value gives away nothing meanwhile.
@@ -78,9 +74,9 @@ bool OpenRoot(const std::string& path, Opened& root, std::string& problem) {
   struct ::statvfs host {};
   mode_t mask = 0;
   if (!root.fd || ::fstatvfs(root.fd.get(), &host) != 0) {
-    problem = "cannot open the directory: " + HostMessage();
-  } else if (const int error = StatOf(root.fd.get(), root.stat); error != 0) {
-    problem = "cannot look at the directory: " + std::generic_category().message(error);
+    problem = "cannot open the directory: " + HostError::Last().Message();
+  } else if (const HostError error = StatOf(root.fd.get(), root.stat)) {
+    problem = "cannot look at the directory: " + error.Message();
   } else if (root.stat.is_append_only) {
     problem = "the directory is append-only (chattr +a): nothing could be deleted there";
   } else if (root.stat.is_immutable) {
@@ -88,7 +84,7 @@ bool OpenRoot(const std::string& path, Opened& root, std::string& problem) {
   } else if ((host.f_flag & ST_RDONLY) != 0) {
     problem = "the directory's filesystem is mounted read-only";
   } else if (::faccessat(root.fd.get(), ".", R_OK | W_OK | X_OK, AT_EACCESS) != 0) {
-    problem = "the directory cannot be written: " + HostMessage();
+    problem = "the directory cannot be written: " + HostError::Last().Message();
   } else if (!IsUmaskUsable(mask)) {
     std::array<char, 16> octal{};
     std::snprintf(octal.data(), octal.size(), "%04o", static_cast<unsigned>(mask));
@@ -154,8 +150,12 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
     report("no journal is kept, and what a killed run has left is not looked for: " + problem);
   }
   Journal journal = folder ? Journal(std::move(folder), root, path, report) : Journal();
-  return VolumePort::Start(mount, std::move(settings), std::move(root), std::move(records),
-                           request.scratch, std::move(journal), report);
+  MountedDirectory directory{.root = std::move(root),
+                             .records = std::move(records),
+                             .scratch = request.scratch,
+                             .journal = std::move(journal),
+                             .report = report};
+  return VolumePort::Start(mount, std::move(settings), std::move(directory));
 }
 
 constexpr ::Handler kHandler = {sizeof(::Handler),   QUORLE_HANDLER_VERSION,

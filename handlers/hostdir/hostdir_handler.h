@@ -22,7 +22,7 @@ extern "C" {
  *                     else is refused with 211. no: everything on the volume is the tester's. yes
  *                     unless given
  *
- * docs/hostdir.md tells what is kept where, and what a host filesystem cannot do.
+ * docs/hostdir.md says what is kept where, and what a host filesystem cannot do.
  *
  * Not offered: FSInhibit(), FSFormat(), FSSerialize(), notification and record locks answer 209, as
  * does a hard link to a directory.

@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "handlers/common/settings.h"
@@ -26,10 +25,6 @@ using common::ReadNumber;
 constexpr std::string_view kFirstLine = "quorle directory journal 1\n";
 constexpr std::string_view kFilePrefix = "directory-";
 
-std::string MessageOf(int host_error) {
-  return std::generic_category().message(host_error);
-}
-
 std::string TextOf(const Identity& identity) {
   return std::to_string(identity.device) + ' ' + std::to_string(identity.inode) + ' ' +
          std::to_string(identity.born_seconds) + ' ' + std::to_string(identity.born_nanoseconds);
@@ -42,7 +37,7 @@ bool ReadIdentity(std::string_view& words, Identity& identity) {
          ReadNumber(CutAt(' ', words), identity.born_nanoseconds);
 }
 
-/// Whether `path` is `above` or stands below it.
+/// Whether `path` is `above` or lies below it.
 bool IsBelow(const std::string& path, const std::string& above) {
   return path == above || path.starts_with(above + '/');
 }
@@ -60,14 +55,14 @@ void ReadLine(std::string_view line, JournalText& text) {
   } else if (word == "aside") {
     text.aside_names.push_back(Unescaped(line));
   } else if (word == "making") {
-    text.entries.Making(Unescaped(line));
+    text.entries.StartMaking(Unescaped(line));
   } else if (word == "made" && ReadIdentity(line, identity)) {
-    text.entries.Made(identity, Unescaped(line));
+    text.entries.FinishMaking(identity, Unescaped(line));
   } else if (word == "moving") {
     const std::string from = Unescaped(CutAt(' ', line));
-    text.entries.Moving(from, Unescaped(line));
+    text.entries.Rename(from, Unescaped(line));
   } else if (word == "gone") {
-    text.entries.Gone(Unescaped(line));
+    text.entries.Remove(Unescaped(line));
   }
 }
 
@@ -89,7 +84,7 @@ bool ReadJournal(int folder, const std::string& name, JournalText& text) {
 }
 
 /// Whether a directory is the one of a journal. Devices may get other numbers when the host starts
-/// again; without births, a FUSE filesystem gives out other numbers each time.
+/// again; without births, a FUSE filesystem uses other numbers each time.
 bool IsSameRoot(const JournalText& text, const Opened& root, const std::string& path) {
   if (!root.stat.born) return text.root_path == path;
   Identity identity = root.stat.identity();
@@ -101,7 +96,7 @@ bool IsSameRoot(const JournalText& text, const Opened& root, const std::string& 
 bool LiesIn(int fd, const Opened& root) {
   Descriptor at(::openat(fd, ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
   HostStat last;
-  for (HostStat stat; at && StatOf(at.get(), stat) == 0; last = stat) {
+  for (HostStat stat; at && !StatOf(at.get(), stat); last = stat) {
     if (stat.identity() == root.stat.identity()) return true;
     if (stat.identity() == last.identity()) break;  // the top
     at = Descriptor(::openat(at.get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -124,25 +119,25 @@ std::filesystem::path StatePath() {
 
 // ---- Entries -----------------------------------------------------------------------------------
 
-void JournalEntries::Making(const std::string& path) {
-  Gone(path);
+void JournalEntries::StartMaking(const std::string& path) {
+  Remove(path);
   entries_.push_back({.path = path, .former = {}, .identity = std::nullopt});
 }
 
-void JournalEntries::Made(const Identity& identity, const std::string& path) {
+void JournalEntries::FinishMaking(const Identity& identity, const std::string& path) {
   for (JournalEntry& entry : entries_) {
     if (entry.path == path) entry.identity = identity;
   }
 }
 
-void JournalEntries::Moving(const std::string& from, const std::string& to) {
+void JournalEntries::Rename(const std::string& from, const std::string& to) {
   for (JournalEntry& entry : entries_) {
     if (!IsBelow(entry.path, from)) continue;
     entry.former = std::exchange(entry.path, to + entry.path.substr(from.size()));
   }
 }
 
-void JournalEntries::Gone(const std::string& path) {
+void JournalEntries::Remove(const std::string& path) {
   std::erase_if(entries_, [&path](const JournalEntry& entry) { return entry.path == path; });
 }
 
@@ -163,18 +158,13 @@ Descriptor OpenStateFolder(const Opened& root, std::string& problem) {
       return Descriptor(::openat(at.get(), name, O_PATH | O_DIRECTORY | O_CLOEXEC));
     };
     Descriptor next = enter();
-    int error = next ? 0 : errno;
-    if (error == ENOENT) {
+    if (!next && errno == ENOENT) {
       // Nothing is made in the directory itself.
       if (LiesIn(at.get(), root)) break;
-      error = ::mkdirat(at.get(), name, 0700) == 0 ? 0 : errno;
-      if (error == 0 || error == EEXIST) {
-        next = enter();
-        error = next ? 0 : errno;
-      }
+      if (::mkdirat(at.get(), name, 0700) == 0 || errno == EEXIST) next = enter();
     }
-    if (error != 0) {
-      problem = "cannot open " + path.string() + ": " + MessageOf(error);
+    if (!next) {
+      problem = "cannot open " + path.string() + ": " + HostError::Last().Message();
       return {};
     }
     at = std::move(next);
@@ -184,7 +174,7 @@ Descriptor OpenStateFolder(const Opened& root, std::string& problem) {
     return {};
   }
   at = Descriptor(::openat(at.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!at) problem = "cannot open " + path.string() + ": " + MessageOf(errno);
+  if (!at) problem = "cannot open " + path.string() + ": " + HostError::Last().Message();
   return at;
 }
 
@@ -209,7 +199,7 @@ Journal::Journal(Descriptor folder, const Opened& root, const std::string& path,
   file_ = Descriptor(::openat(folder_.get(), name_.c_str(),
                               O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600));
   if (!file_) {
-    report_("no journal is kept: " + MessageOf(errno));
+    report_("no journal is kept: " + HostError::Last().Message());
     return;
   }
   ::flock(file_.get(), LOCK_EX | LOCK_NB);
@@ -223,29 +213,29 @@ Journal::~Journal() {
   if (file_) ::unlinkat(folder_.get(), name_.c_str(), 0);
 }
 
-void Journal::Aside(const std::string& name) {
+void Journal::AddAsideName(const std::string& name) {
   const std::string line = "aside " + Escaped(name) + '\n';
   head_ += line;
   Write(line);
 }
 
-void Journal::Making(const std::string& path) {
-  entries_.Making(path);
+void Journal::StartMaking(const std::string& path) {
+  entries_.StartMaking(path);
   Write("making " + Escaped(path) + '\n');
 }
 
-void Journal::Made(const Identity& identity, const std::string& path) {
-  entries_.Made(identity, path);
+void Journal::FinishMaking(const Identity& identity, const std::string& path) {
+  entries_.FinishMaking(identity, path);
   Write("made " + TextOf(identity) + ' ' + Escaped(path) + '\n');
 }
 
-void Journal::Moving(const std::string& from, const std::string& to) {
-  entries_.Moving(from, to);
+void Journal::Rename(const std::string& from, const std::string& to) {
+  entries_.Rename(from, to);
   Write("moving " + Escaped(from) + ' ' + Escaped(to) + '\n');
 }
 
-void Journal::Gone(const std::string& path) {
-  entries_.Gone(path);
+void Journal::Remove(const std::string& path) {
+  entries_.Remove(path);
   Write("gone " + Escaped(path) + '\n');
   // Nothing is there any more: the file starts again, and does not grow with the run.
   if (file_ && entries_.all().empty() && ::ftruncate(file_.get(), 0) == 0) Write(head_);
@@ -258,7 +248,8 @@ void Journal::Write(std::string_view line) {
     if (count > 0) {
       line.remove_prefix(static_cast<std::size_t>(count));
     } else if (count == 0 || errno != EINTR) {
-      report_("no journal is kept any more: " + MessageOf(count == 0 ? ENOSPC : errno));
+      const HostError error = count == 0 ? HostError(ENOSPC) : HostError::Last();
+      report_("no journal is kept any more: " + error.Message());
       ::unlinkat(folder_.get(), name_.c_str(), 0);
       file_.Close();
       return;

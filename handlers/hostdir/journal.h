@@ -25,11 +25,11 @@ struct JournalEntry {
 class JournalEntries {
  public:
   const std::vector<JournalEntry>& all() const { return entries_; }
-  void Making(const std::string& path);
-  void Made(const Identity& identity, const std::string& path);
+  void StartMaking(const std::string& path);
+  void FinishMaking(const Identity& identity, const std::string& path);
   /// With everything below it.
-  void Moving(const std::string& from, const std::string& to);
-  void Gone(const std::string& path);
+  void Rename(const std::string& from, const std::string& to);
+  void Remove(const std::string& path);
 
  private:
   std::vector<JournalEntry> entries_;
@@ -60,7 +60,7 @@ struct OldJournal {
 std::vector<OldJournal> FindOldJournals(int folder, const Opened& root, const std::string& path);
 
 /// A file that says what a mount has made and not removed, for the next one to find when this one is
-/// killed. It stands outside of the directory and is gone at the end. What is written is safe from
+/// killed. It lies outside of the directory and is gone at the end. What is written is safe from
 /// the end of the process, not from that of the host.
 class Journal {
  public:
@@ -78,11 +78,11 @@ class Journal {
 
   // ---- What is about to happen, or has happened; paths as in JournalEntry --------------------
 
-  void Aside(const std::string& name);
-  void Making(const std::string& path);
-  void Made(const Identity& identity, const std::string& path);
-  void Moving(const std::string& from, const std::string& to);
-  void Gone(const std::string& path);
+  void AddAsideName(const std::string& name);
+  void StartMaking(const std::string& path);
+  void FinishMaking(const Identity& identity, const std::string& path);
+  void Rename(const std::string& from, const std::string& to);
+  void Remove(const std::string& path);
 
  private:
   void Write(std::string_view line);

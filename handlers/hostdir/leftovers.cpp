@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <ctime>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -79,33 +78,32 @@ class Leftovers {
  private:
   void Handle(const JournalEntry& entry) {
     bool is_there = false;
-    for (const std::string& place : PlacesOf(entry)) {
+    for (const std::string& path : PathsOf(entry)) {
       Opened directory;
       HostStat stat;
-      const std::string name = place.substr(place.rfind('/') + 1);
-      if (!EnterDirectoryOf(place, directory) || StatAt(directory.fd.get(), name, stat) != 0) {
-        continue;
-      }
+      const std::string name = path.substr(path.rfind('/') + 1);
+      if (!EnterDirectoryOf(path, directory)) continue;
+      if (StatAt({directory.fd.get(), name}, stat)) continue;
       if (IsIt(entry, stat)) {
         RemoveIt(directory, name, stat, entry.path);
         return;
       }
       // What has its name is worth a line; elsewhere, what may be it.
-      is_there = is_there || place == entry.path || !entry.identity || !stat.born;
+      is_there = is_there || path == entry.path || !entry.identity || !stat.born;
     }
     if (is_there) unproved_.push_back(entry.path);
   }
 
   /// Where it may be, the most likely first.
-  std::vector<std::string> PlacesOf(const JournalEntry& entry) const {
-    std::vector<std::string> places = {entry.path};
-    if (!entry.former.empty()) places.push_back(entry.former);
+  std::vector<std::string> PathsOf(const JournalEntry& entry) const {
+    std::vector<std::string> paths = {entry.path};
+    if (!entry.former.empty()) paths.push_back(entry.former);
     // While it was removed or renamed it had another name.
     for (const std::string& aside : journal_.aside_names) {
-      places.push_back(Beside(entry.path, aside));
-      if (!entry.former.empty()) places.push_back(Beside(entry.former, aside));
+      paths.push_back(Beside(entry.path, aside));
+      if (!entry.former.empty()) paths.push_back(Beside(entry.former, aside));
     }
-    return places;
+    return paths;
   }
 
   /// The device's number may have changed since, and there must be a birth.
@@ -116,13 +114,13 @@ class Leftovers {
     return stat.identity() == identity;
   }
 
-  bool EnterDirectoryOf(std::string_view place, Opened& directory) const {
+  bool EnterDirectoryOf(std::string_view path, Opened& directory) const {
     if (OpenAgain(root_, directory)) return false;
-    while (place.find('/') != std::string_view::npos) {
-      const std::string name(CutAt('/', place));
+    while (path.find('/') != std::string_view::npos) {
+      const std::string name(CutAt('/', path));
       Opened above = std::move(directory);
       directory = {};
-      if (OpenAt(above.fd.get(), name, root_.stat.device, directory)) return false;
+      if (OpenAt({above.fd.get(), name}, root_.stat.device, directory)) return false;
       if (!directory.IsDirectory()) return false;
     }
     return true;
@@ -131,11 +129,12 @@ class Leftovers {
   void RemoveIt(const Opened& directory, const std::string& name, const HostStat& stat,
                 const std::string& path) {
     Opened object;
-    const bool is_open = !OpenAt(directory.fd.get(), name, root_.stat.device, object);
-    const Outcome outcome = RemoveAt(directory.fd.get(), name, stat.identity(), AsideName());
-    if (outcome.error != 0) {
+    const NameAt at{directory.fd.get(), name};
+    const bool is_open = !OpenAt(at, root_.stat.device, object);
+    const Outcome outcome = RemoveAt(at, stat.identity(), AsideName());
+    if (outcome.error) {
       stuck_.push_back(path);
-      why_stuck_ = std::generic_category().message(outcome.error);
+      why_stuck_ = outcome.error.Message();
       return;
     }
     removed_.push_back(path);

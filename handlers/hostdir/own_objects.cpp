@@ -18,13 +18,13 @@ OwnObjects::OwnObjects(Scratch scratch, const Identity& root) : scratch_(scratch
   objects_.emplace(root, Descriptor());
 }
 
-void OwnObjects::Add(const Identity& identity, int directory, const std::string& name) {
+void OwnObjects::Add(const Identity& identity, const NameAt& at) {
   Descriptor open;
   if (objects_.size() <= kMostOpen) {
     // For nothing but its number: no host takes this for a file in use.
-    open = Descriptor(::openat(directory, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    open = Descriptor(::openat(at.directory, at.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     HostStat stat;
-    if (open && (StatOf(open.get(), stat) != 0 || stat.identity() != identity)) open.Close();
+    if (open && (StatOf(open.get(), stat) || stat.identity() != identity)) open.Close();
   }
   objects_.insert_or_assign(identity, std::move(open));
 }

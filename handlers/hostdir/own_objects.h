@@ -9,7 +9,7 @@
 
 namespace quorle::hostdir {
 
-/// Whether a mount keeps its hands off what it has not made.
+/// Whether a mount leaves alone what it has not made.
 enum class Scratch : std::uint8_t {
   kOwn,  ///< only what this mount has made is changed, and the root
   kAll,  ///< everything on the volume is
@@ -24,8 +24,8 @@ class OwnObjects {
   bool MayChange(const Identity& identity) const {
     return scratch_ == Scratch::kAll || objects_.count(identity) != 0;
   }
-  /// Adds what was just made as `name` in `directory`.
-  void Add(const Identity& identity, int directory, const std::string& name);
+  /// Adds what was just made and is called `at` now.
+  void Add(const Identity& identity, const NameAt& at);
   /// It has no name any more.
   void Remove(const Identity& identity) { objects_.erase(identity); }
 

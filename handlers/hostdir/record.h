@@ -10,7 +10,7 @@
 
 namespace quorle::hostdir {
 
-/// A date that the host's own time of change cannot hold, and the time that stands in for it. It
+/// A date that the host's own time of change cannot hold, and the time that replaces it on the host. It
 /// counts as long as the host still has that time: then nobody else has changed the object.
 struct KeptDate {
   ::DateStamp date;

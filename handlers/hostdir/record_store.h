@@ -7,7 +7,7 @@
 
 namespace quorle::hostdir {
 
-/// Where the records of objects are kept. Every function returns an error code, 0 for success.
+/// Where the records of objects are kept.
 class RecordStore {
  public:
   virtual ~RecordStore() = default;

@@ -9,7 +9,6 @@
 #include <ctime>
 #include <map>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "handlers/hostdir/host_names.h"
@@ -24,28 +23,27 @@ static_assert(std::string_view(kFile) == kOwnPrefix);
 
 constexpr mode_t kMode = 0666;
 
-bool WriteAll(int fd, std::string_view text) {
+HostError WriteAll(int fd, std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = ::write(fd, text.data(), text.size());
     if (count > 0) {
       text.remove_prefix(static_cast<std::size_t>(count));
     } else if (count == 0 || errno != EINTR) {
-      if (count == 0) errno = ENOSPC;
-      return false;
+      return count == 0 ? HostError(ENOSPC) : HostError::Last();
     }
   }
-  return true;
+  return {};
 }
 
-bool ReadAll(int fd, std::string& text) {
+HostError ReadAll(int fd, std::string& text) {
   char buffer[1 << 16];
   for (;;) {
     const ssize_t count = ::read(fd, buffer, sizeof buffer);
-    if (count == 0) return true;
+    if (count == 0) return {};
     if (count > 0) {
       text.append(buffer, static_cast<std::size_t>(count));
     } else if (errno != EINTR) {
-      return false;
+      return HostError::Last();
     }
   }
 }
@@ -66,15 +64,15 @@ std::string Line(const std::string& key, const std::string& text) {
 
 class SideFile final : public RecordStore {
  public:
-  /// False when the file cannot be read or written: `problem` says at what, errno why.
-  bool Open(const Opened& root, std::string& problem) {
-    problem = std::string("cannot read ") + kFile;
-    if (!Load(root.fd.get()) || !WriteAnew(root.fd.get(), problem)) return false;
-    problem.clear();
+  /// `step` is what could not be done when the file cannot be read or written.
+  HostError Open(const Opened& root, std::string& step) {
+    step = std::string("cannot read ") + kFile;
+    if (const HostError error = Load(root.fd.get())) return error;
+    if (const HostError error = Rewrite(root.fd.get(), step)) return error;
     // The file is none of the volume's business: its root has not changed.
     const std::timespec times[2] = {{0, UTIME_OMIT}, root.stat.changed};
     ::futimens(root.fd.get(), times);
-    return true;
+    return {};
   }
 
   DosError Read(const Opened& object, Record& record) override {
@@ -94,17 +92,14 @@ class SideFile final : public RecordStore {
   }
 
  private:
-  bool Load(int root) {
+  HostError Load(int root) {
     const Descriptor old(::openat(root, kFile, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!old) return errno == ENOENT;
+    if (!old) return errno == ENOENT ? HostError() : HostError::Last();
     HostStat stat;
-    if ((errno = StatOf(old.get(), stat)) != 0) return false;
-    if (!stat.IsFile()) {
-      errno = EINVAL;
-      return false;
-    }
+    if (const HostError error = StatOf(old.get(), stat)) return error;
+    if (!stat.IsFile()) return HostError(EINVAL);
     std::string text;
-    if (!ReadAll(old.get(), text)) return false;
+    if (const HostError error = ReadAll(old.get(), text)) return error;
     // A last line without its end was never finished.
     std::size_t start = 0;
     for (std::size_t end = 0; (end = text.find('\n', start)) != std::string::npos;
@@ -114,29 +109,30 @@ class SideFile final : public RecordStore {
       if (blank == std::string_view::npos) continue;
       Remember(std::string(line.substr(0, blank)), std::string(line.substr(blank + 1)));
     }
-    return true;
+    return {};
   }
 
-  bool WriteAnew(int root, std::string& problem) {
+  HostError Rewrite(int root, std::string& step) {
     std::string text;
     for (const auto& [key, record] : records_) text += Line(key, record);
     // One that was left behind, or that somebody put there, is not written into: it may have another
     // name outside of the directory.
-    problem = std::string("cannot remove an old ") + kNewFile;
-    if (::unlinkat(root, kNewFile, 0) != 0 && errno != ENOENT) return false;
-    problem = std::string("cannot write ") + kFile;
+    step = std::string("cannot remove an old ") + kNewFile;
+    const HostError removal = HostError::Of(::unlinkat(root, kNewFile, 0));
+    if (removal && !removal.Is(ENOENT)) return removal;
+    step = std::string("cannot write ") + kFile;
     Descriptor fresh(
         ::openat(root, kNewFile, O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, kMode));
-    if (!fresh) return false;
-    if (!WriteAll(fresh.get(), text) || ::fsync(fresh.get()) != 0 ||
-        ::renameat(root, kNewFile, root, kFile) != 0) {
-      const int error = errno;
+    if (!fresh) return HostError::Last();
+    HostError error = WriteAll(fresh.get(), text);
+    if (!error) error = HostError::Of(::fsync(fresh.get()));
+    if (!error) error = HostError::Of(::renameat(root, kNewFile, root, kFile));
+    if (error) {
       ::unlinkat(root, kNewFile, 0);
-      errno = error;
-      return false;
+    } else {
+      file_ = std::move(fresh);
     }
-    file_ = std::move(fresh);
-    return true;
+    return error;
   }
 
   void Remember(const std::string& key, const std::string& text) {
@@ -151,15 +147,11 @@ class SideFile final : public RecordStore {
     const auto found = records_.find(key);
     if (found == records_.end() ? text.empty() : found->second == text) return kNoError;
     HostStat before;
-    if (const int error = StatOf(file_.get(), before); error != 0) {
-      return CodeFor(error, ERROR_WRITE_PROTECTED);
-    }
-    if (!WriteAll(file_.get(), Line(key, text))) {
-      const int error = errno;
+    if (const HostError error = StatOf(file_.get(), before)) return error.ForWriting();
+    if (const HostError error = WriteAll(file_.get(), Line(key, text))) {
       // Half a line would swallow the next one.
-      if (::ftruncate(file_.get(), static_cast<off_t>(before.size)) != 0)
-        return ERROR_DISK_NOT_VALIDATED;
-      return CodeFor(error, ERROR_WRITE_PROTECTED);
+      const bool is_whole = ::ftruncate(file_.get(), static_cast<off_t>(before.size)) == 0;
+      return is_whole ? error.ForWriting() : ERROR_DISK_NOT_VALIDATED;
     }
     Remember(key, text);
     return kNoError;
@@ -173,8 +165,10 @@ class SideFile final : public RecordStore {
 
 std::unique_ptr<RecordStore> OpenSideFile(const Opened& root, std::string& problem) {
   auto store = std::make_unique<SideFile>();
-  if (store->Open(root, problem)) return store;
-  problem += " (" + std::generic_category().message(errno) + ")";
+  std::string step;
+  const HostError error = store->Open(root, step);
+  if (!error) return store;
+  problem = step + " (" + error.Message() + ")";
   return nullptr;
 }
 

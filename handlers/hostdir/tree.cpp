@@ -10,68 +10,68 @@ constexpr std::size_t kFirstSweep = 64;
 
 }  // namespace
 
-Place::~Place() {
+Entry::~Entry() {
   Detach();
   // Directories above that nothing else needs end one by one, however many there are.
-  PlaceRef above = std::move(directory);
+  EntryRef above = std::move(directory);
   while (above != nullptr && above.use_count() == 1) {
     above->Detach();
-    PlaceRef next = std::move(above->directory);
+    EntryRef next = std::move(above->directory);
     above = std::move(next);
   }
 }
 
-void Place::Detach() {
-  if (named && directory != nullptr) directory->entries.erase(host_name);
-  named = false;
+void Entry::Detach() {
+  if (has_name && directory != nullptr) directory->entries.erase(host_name);
+  has_name = false;
 }
 
-Tree::Tree(const Identity& root) : root_(std::make_shared<Place>()), sweep_at_(kFirstSweep) {
-  root_->object = ObjectOf(root, Kind::kDirectory);
+Tree::Tree(const Identity& root) : root_(std::make_shared<Entry>()), sweep_at_(kFirstSweep) {
+  root_->object = ObjectOf(root, ObjectKind::kDirectory);
 }
 
-PlaceRef Tree::At(const PlaceRef& directory, const std::string& host_name, std::string_view name,
-                  const Identity& identity, Kind kind) {
+EntryRef Tree::EntryFor(const EntryRef& directory, const std::string& host_name,
+                        std::string_view name, const Identity& identity, ObjectKind kind) {
   const auto in_use = directory->entries.find(host_name);
   if (in_use != directory->entries.end()) {
-    PlaceRef place = in_use->second.lock();
-    if (place->object->identity == identity && place->object->kind == kind) return place;
-    place->Detach();
+    EntryRef entry = in_use->second.lock();
+    if (entry->object->identity == identity && entry->object->kind == kind) return entry;
+    entry->Detach();
   }
-  auto place = std::make_shared<Place>();
-  place->host_name = host_name;
-  place->name = name;
-  place->object = ObjectOf(identity, kind);
-  directory->entries.emplace(host_name, place);
-  place->directory = directory;
-  return place;
+  auto entry = std::make_shared<Entry>();
+  entry->host_name = host_name;
+  entry->name = name;
+  entry->object = ObjectOf(identity, kind);
+  directory->entries.emplace(host_name, entry);
+  entry->directory = directory;
+  return entry;
 }
 
-PlaceRef Tree::Anew(const PlaceRef& directory, const std::string& host_name, std::string_view name,
-                    const Identity& identity, Kind kind) {
+EntryRef Tree::Insert(const EntryRef& directory, const std::string& host_name,
+                      std::string_view name, const Identity& identity, ObjectKind kind) {
   const auto gone = directory->entries.find(host_name);
   if (gone != directory->entries.end()) gone->second.lock()->Detach();
   objects_.erase(identity);
-  return At(directory, host_name, name, identity, kind);
+  return EntryFor(directory, host_name, name, identity, kind);
 }
 
-void Tree::Move(const PlaceRef& place, const PlaceRef& directory, const std::string& host_name,
+void Tree::Move(const EntryRef& entry, const EntryRef& directory, const std::string& host_name,
                 std::string_view name) {
   std::string new_host_name = host_name;
   std::string new_name(name);
   // Only something that the host has removed can still be known there.
   const auto gone = directory->entries.find(host_name);
   if (gone != directory->entries.end()) gone->second.lock()->Detach();
-  directory->entries.emplace(host_name, place);
+  directory->entries.emplace(host_name, entry);
   // Nothing fails from here on.
-  if (place->directory != directory || place->host_name != host_name) place->Detach();
-  place->directory = directory;
-  place->host_name.swap(new_host_name);
-  place->name.swap(new_name);
-  place->named = true;
+  if (entry->directory != directory || entry->host_name != host_name) entry->Detach();
+  entry->directory = directory;
+  entry->host_name.swap(new_host_name);
+  entry->name.swap(new_name);
+  entry->has_name = true;
 }
 
-std::shared_ptr<Object> Tree::ObjectOf(const Identity& identity, Kind kind) {
+std::shared_ptr<Object> Tree::ObjectOf(const Identity& identity, ObjectKind kind) {
   std::weak_ptr<Object>& known = objects_[identity];
   std::shared_ptr<Object> object = known.lock();
   if (object != nullptr && object->kind == kind) return object;
@@ -86,8 +86,8 @@ std::shared_ptr<Object> Tree::ObjectOf(const Identity& identity, Kind kind) {
   return object;
 }
 
-bool IsInside(const Place& place, const Place& ancestor) {
-  for (const Place* at = &place; at != nullptr; at = at->directory.get()) {
+bool IsInside(const Entry& entry, const Entry& ancestor) {
+  for (const Entry* at = &entry; at != nullptr; at = at->directory.get()) {
     if (at == &ancestor) return true;
   }
   return false;

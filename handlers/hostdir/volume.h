@@ -22,14 +22,24 @@
 
 namespace quorle::hostdir {
 
+using common::ObjectInfo;
 using common::VolumeSettings;
 
 /// What an open file is to the volume.
 struct OpenFile {
-  PlaceRef entry;
+  EntryRef entry;
   bool exclusive = false;
-  bool changed = false;  ///< something was written; its directories learn of it at the end
+  bool changed = false;  ///< something was written; its directories are dated at the end
   std::int64_t position = 0;
+};
+
+/// A directory of the host that is mounted, and what a mount of it works with.
+struct MountedDirectory {
+  Opened root;
+  std::unique_ptr<RecordStore> records;
+  Scratch scratch = Scratch::kOwn;
+  Journal journal;
+  std::function<void(const std::string& line)> report;  ///< prints a line for the user
 };
 
 /// A directory of the host under the rules of the platform. Every operation returns an error or
@@ -51,37 +61,34 @@ struct OpenFile {
 class Volume {
  public:
   using Now = std::function<::DateStamp()>;
-  /// Has one line for whoever runs the program.
-  using Report = std::function<void(const std::string& line)>;
-  using Ref = PlaceRef;
+  using Ref = EntryRef;
   using OpenFile = hostdir::OpenFile;
 
-  Volume(VolumeSettings settings, Now now, Opened root, std::unique_ptr<RecordStore> records,
-         Scratch scratch, Journal journal, Report report);
+  Volume(VolumeSettings settings, Now now, MountedDirectory directory);
 
   const VolumeSettings& settings() const { return settings_; }
-  const PlaceRef& root() const { return tree_.root(); }
+  const EntryRef& root() const { return tree_.root(); }
 
   // ---- Looking up, locking -------------------------------------------------------------------
 
   /// The object itself, a soft link too.
-  DosError Find(const PlaceRef& rel, std::string_view name, PlaceRef& found);
+  DosError Find(const EntryRef& rel, std::string_view name, EntryRef& found);
   /// The object, unless it is a soft link: 233.
-  DosError FindTarget(const PlaceRef& rel, std::string_view name, PlaceRef& found);
+  DosError FindTarget(const EntryRef& rel, std::string_view name, EntryRef& found);
   /// Takes a lock; `exclusive` says which, and is false afterwards for a directory.
-  DosError TakeLock(Place& place, bool& exclusive);
-  void ReleaseLock(Place& place, bool exclusive);
-  DosError ChangeLock(Place& place, bool& exclusive, bool to_exclusive);
+  DosError TakeLock(Entry& entry, bool& exclusive);
+  void ReleaseLock(Entry& entry, bool exclusive);
+  DosError ChangeLock(Entry& entry, bool& exclusive, bool to_exclusive);
   /// The directory above; null for the root.
-  static const PlaceRef& Parent(const Place& place) { return place.directory; }
-  static bool IsSameObject(const Place& a, const Place& b) { return a.object == b.object; }
+  static const EntryRef& Parent(const Entry& entry) { return entry.directory; }
+  static bool IsSameObject(const Entry& a, const Entry& b) { return a.object == b.object; }
 
   // ---- Files ---------------------------------------------------------------------------------
 
   /// Opens in a MODE_...; the file is `file`'s to close with Close().
-  DosError Open(const PlaceRef& rel, std::string_view name, std::int32_t mode, OpenFile& file);
+  DosError Open(const EntryRef& rel, std::string_view name, std::int32_t mode, OpenFile& file);
   /// Opens what a lock holds; on success the lock is the file's.
-  DosError OpenLocked(const PlaceRef& place, bool exclusive, OpenFile& file);
+  DosError OpenLocked(const EntryRef& entry, bool exclusive, OpenFile& file);
   /// The file is closed whatever comes back.
   DosError Close(OpenFile& file);
   DosError ChangeFileMode(OpenFile& file, bool to_exclusive);
@@ -89,32 +96,37 @@ class Volume {
   DosError Write(OpenFile& file, const void* data, std::int32_t bytes);
   DosError Seek(OpenFile& file, std::int32_t mode, std::int64_t position);
   DosError Resize(OpenFile& file, std::int32_t mode, std::int64_t size);
-  DosError SizeOf(const OpenFile& file, std::int64_t& size);
+  DosError SizeOf(const OpenFile& file, std::int64_t& size) const;
 
   // ---- Objects -------------------------------------------------------------------------------
 
-  DosError MakeDirectory(const PlaceRef& rel, std::string_view name, PlaceRef& made);
-  DosError MakeSoftLink(const PlaceRef& rel, std::string_view name, std::string_view target);
-  DosError MakeHardLink(const PlaceRef& rel, std::string_view name, const Place& target);
-  DosError Delete(const PlaceRef& rel, std::string_view name);
-  DosError Rename(const PlaceRef& from_rel, std::string_view from, const PlaceRef& to_rel,
+  DosError MakeDirectory(const EntryRef& rel, std::string_view name, EntryRef& made);
+  DosError MakeSoftLink(const EntryRef& rel, std::string_view name, std::string_view target);
+  DosError MakeHardLink(const EntryRef& rel, std::string_view name, const Entry& target);
+  DosError Delete(const EntryRef& rel, std::string_view name);
+  DosError Rename(const EntryRef& from_rel, std::string_view from, const EntryRef& to_rel,
                   std::string_view to);
-  DosError SetDate(const PlaceRef& rel, std::string_view name, const ::DateStamp& date);
+  DosError SetDate(const EntryRef& rel, std::string_view name, const ::DateStamp& date) {
+    return ChangeAttributes(
+        rel, name, [](Record&) {}, &date);
+  }
   /// Changes the record of the object with `change`.
-  DosError SetAttribute(const PlaceRef& rel, std::string_view name,
-                        const std::function<void(Record&)>& change);
+  DosError SetAttribute(const EntryRef& rel, std::string_view name,
+                        const std::function<void(Record&)>& change) {
+    return ChangeAttributes(rel, name, change, nullptr);
+  }
 
   // ---- Looking at objects --------------------------------------------------------------------
 
-  DosError Examine(const Place& place, common::ObjectInfo& info);
+  DosError Examine(const Entry& entry, ObjectInfo& info);
   /// 212 when it is no soft link.
-  DosError ReadTarget(const Place& place, std::string& target);
+  DosError ReadTarget(const Entry& entry, std::string& target);
   /// The next object of a scan; 232 at the end. FSPrivate[0] of the context, which starts as 0, is
   /// the number of the scan from then on. Shown is what was there when the scan started and still
   /// is, in the host's byte order; foreign objects are passed over.
-  DosError Next(const PlaceRef& directory, ::PRIVATE_ExamineDirContext& context, PlaceRef& found,
-                common::ObjectInfo& info);
-  /// Forgets scans of the directory that `lock` holds which were not carried to their end.
+  DosError Next(const EntryRef& directory, ::PRIVATE_ExamineDirContext& context, EntryRef& found,
+                ObjectInfo& info);
+  /// Forgets scans of the directory that `lock` holds which were not followed to their end.
   void EndScans(const ::Lock* lock);
 
   // ---- The volume ----------------------------------------------------------------------------
@@ -138,53 +150,99 @@ class Volume {
     std::vector<std::string> names;
     std::size_t next = 0;
   };
+  /// A name in a directory that is open, of something that is there or is to be made.
+  struct Location {
+    EntryRef parent;
+    Opened directory;  ///< which `parent` is
+    std::string host_name;
+    std::string path;  ///< what the journal calls it
+
+    NameAt at() const { return {directory.fd.get(), host_name}; }
+    /// Is `name` in `in` from now on; `directory` is still to be opened.
+    void Set(EntryRef in, std::string name);
+  };
   using Visit = std::function<void(Opened&)>;
 
-  /// Opens what is at `place`; `visit` sees every directory on the way, from the root on, and the
-  /// object itself. 211 when the host has something else there, or nothing.
-  DosError Reach(const Place& place, Opened& opened, const Visit& visit = nullptr);
-  /// The host's name of what `name` means in a directory, a foreign object too; 205 for nothing. A
-  /// name in just this case comes first, then the first in byte order that differs in case alone.
-  DosError Search(int directory, std::string_view name, std::string& host_name);
-  /// The place of something that is open.
-  DosError PlaceOf(const PlaceRef& directory, const std::string& host_name, const Opened& opened,
-                   PlaceRef& place);
-  /// 0 for an object that may be changed, else 211.
+  // ---- Looking up: volume_lookup.cpp ---------------------------------------------------------
+
+  /// Opens what `entry` leads to; `visit` sees every directory on the way, from the root on, and
+  /// the object itself. 211 when the host has something else there, or nothing.
+  DosError Reach(const Entry& entry, Opened& opened, const Visit& visit = nullptr);
+  /// Opens a directory and looks for `name` in it: gives the host's name of what is meant, a foreign
+  /// object too; 205 for nothing. A name in just this case comes first, then the first in byte order
+  /// that differs in case alone.
+  DosError Search(const Entry& directory, std::string_view name, Opened& opened,
+                  std::string& host_name);
+  /// The entry of something that is open.
+  DosError EntryOf(const EntryRef& directory, const std::string& host_name, const Opened& opened,
+                   EntryRef& entry);
+  /// The location of an entry, which is not the root.
+  DosError Locate(const Entry& entry, Location& location);
+  /// The location of a new object. 203 when something has the name.
+  DosError LocateNew(const EntryRef& rel, std::string_view name, Location& location);
+  /// None for an object that may be changed, else 211.
   DosError ForeignProblem(const Object& object) const;
-  /// Notes what was just made as `path` and is `host_name` in `directory` now.
-  void AddOwn(const std::string& path, const Opened& directory, const std::string& host_name,
-              const Opened& made);
-  /// Makes an empty file that is noted so, and opens it.
-  DosError MakeOwnFile(const Place& place, const Opened& directory, const std::string& host_name,
-                       Opened& made);
-  /// Removes `path`, which is `object`, the `host_name` in `directory`. `denied` is the code for a
-  /// permission that is missing.
-  DosError Remove(const std::string& path, const Opened& directory, const std::string& host_name,
-                  const Opened& object, DosError denied);
-  /// Reports an object that `outcome` says has lost its name.
-  void ReportAside(const Outcome& outcome, const std::string& host_name);
-  /// A place for a new object: its directory, and that nothing has the name.
-  DosError FindPlace(const PlaceRef& rel, std::string_view name, PlaceRef& place,
-                     Opened& directory);
-  /// Makes an object new: owner and group of its directory, today's date. When that fails it is
-  /// removed again.
-  DosError Furnish(const std::string& path, const Opened& directory, const std::string& host_name,
-                   Opened& made, bool soft_link);
-  DosError MakeFile(const PlaceRef& rel, std::string_view name, PlaceRef& made);
-  DosError OpenContent(const Place& place);
-  void Hold(OpenFile& file, const PlaceRef& place, bool exclusive);
+
+  // ---- Files: volume_files.cpp ---------------------------------------------------------------
+
+  DosError OpenContent(const Entry& entry);
+  void Hold(OpenFile& file, const EntryRef& entry, bool exclusive);
+  /// Whether MODE_NEWFILE may empty a file that is there.
+  DosError ResetProblem(const Entry& entry);
   /// Empties a file for MODE_NEWFILE; other names of it stay.
   DosError Reset(Object& object);
-  /// What a change of content leaves on the file itself.
-  void Stamp(Object& object);
-  DosError RecordOf(const Place& place, Record& record);
-  DosError InfoOf(const Opened& opened, Kind kind, common::ObjectInfo& info);
+  /// Whether the content of an open file may be changed.
+  DosError ContentProblem(const Object& object) const;
+  /// common::FindPosition() in `file`; `size` is the one that it has.
+  DosError FindPosition(const OpenFile& file, std::int32_t mode, std::int64_t offset,
+                        std::int64_t& found, std::int64_t& size) const;
+
+  // ---- Objects: volume_objects.cpp -----------------------------------------------------------
+
+  DosError MakeFile(const EntryRef& rel, std::string_view name, EntryRef& made);
+  /// Makes a file that holds `content`, is noted as the mount's own, and is open afterwards. With
+  /// content it is a soft link.
+  DosError MakeOwnFile(const Location& location, std::string_view content, Opened& made);
+  /// Makes a directory likewise, which still has no record.
+  DosError MakeOwnDirectory(const Location& location, Opened& made);
+  /// Notes what was just made for `location` and has the name `host_name` in its directory now.
+  void AddOwn(const Location& location, const std::string& host_name, const Opened& made);
+  /// Gives a new object its first record and date: owner and group of its directory, today's date.
+  /// When that fails it is removed again.
+  DosError Initialize(const Location& location, Opened& made, bool soft_link);
+  /// Removes `object`, which is at `location`.
+  DosError Remove(const Location& location, const Opened& object);
+  /// Renames unless both are the same; `name` is the platform's for `to`.
+  DosError Move(const EntryRef& entry, const Location& from, const Location& to,
+                std::string_view name);
+  /// Reports an object that `outcome` says has lost its name.
+  void ReportAside(const Outcome& outcome, const std::string& host_name);
+
+  // ---- Attributes: volume_attributes.cpp -----------------------------------------------------
+
+  /// What operations change in a record.
+  using Change = std::function<void(Record&)>;
+
+  /// Reads the record of an object. One that the host keeps from us is plain.
+  DosError ReadRecord(const Opened& opened, Record& record) const;
+  /// Reads the record of an object, has `change` change it, dates the object unless `date` is null,
+  /// and writes the record.
+  DosError ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date);
+  /// The same for the object that a name leads to.
+  DosError ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
+                            const ::DateStamp* date);
+  DosError InfoOf(const Opened& opened, ObjectKind kind, ObjectInfo& info) const;
+  /// Starts a scan of `directory`; `scan` becomes its number.
+  DosError StartScan(const ::PRIVATE_ExamineDirContext& context, const Opened& directory,
+                     std::intptr_t& scan);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`.
-  DosError Date(Opened& opened, Record& record, const ::DateStamp& date);
-  /// Clears the archive bits of a directory and all above, and dates them when `dated`. What the
-  /// host refuses here is no failure of the operation that it comes after.
-  void Touch(const PlaceRef& directory, bool dated);
+  static DosError Date(Opened& opened, Record& record, const ::DateStamp& date);
+  /// Marks a change of an object: clears its archive bit, and dates it unless `date` is null. What
+  /// the host refuses here is no failure of the operation that it comes after.
+  void MarkChanged(Opened& object, const ::DateStamp* date);
+  /// Does that for a directory and all above, with today's date when `dated`.
+  void Touch(const EntryRef& directory, bool dated);
 
   VolumeSettings settings_;
   Opened root_;
@@ -192,7 +250,7 @@ class Volume {
   Now now_;
   OwnObjects own_;
   Journal journal_;
-  Report report_;
+  std::function<void(const std::string& line)> report_;
   std::string name_at_mount_;              ///< of the volume
   std::optional<std::string> kept_label_;  ///< that of the root's record at the same time
   std::string aside_;  ///< what an object is called while it is removed or renamed

@@ -9,7 +9,7 @@ namespace quorle::hostdir {
 std::string Escaped(std::string_view text);
 /// The text that became `word`.
 std::string Unescaped(std::string_view word);
-/// Cuts `text` at the first `separator`; returns what stands before it and leaves the rest.
+/// Cuts `text` at the first `separator`; returns what comes before it and leaves the rest.
 std::string_view CutAt(char separator, std::string_view& text);
 
 }  // namespace quorle::hostdir

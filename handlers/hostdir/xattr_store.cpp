@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <string_view>
-#include <system_error>
 
 #include "quorle/handler.h"
 
@@ -26,7 +25,10 @@ class XattrStore final : public RecordStore {
     if (!object.readable) return ERROR_READ_PROTECTED;
     std::array<char, kMaxRecord> text;
     const ssize_t length = ::fgetxattr(object.fd.get(), kAttribute, text.data(), text.size());
-    if (length < 0) return errno == ENODATA ? kNoError : CodeFor(errno, ERROR_READ_PROTECTED);
+    if (length < 0) {
+      const HostError error = HostError::Last();
+      return error.Is(ENODATA) ? kNoError : error.ForReading();
+    }
     record = FromText(std::string_view(text.data(), static_cast<std::size_t>(length)));
     return kNoError;
   }
@@ -34,12 +36,11 @@ class XattrStore final : public RecordStore {
   DosError Write(const Opened& object, const Record& record) override {
     const std::string text = ToText(record);
     const int fd = object.fd.get();
-    if (text.empty()) {
-      if (::fremovexattr(fd, kAttribute) == 0 || errno == ENODATA) return kNoError;
-    } else if (::fsetxattr(fd, kAttribute, text.data(), text.size(), 0) == 0) {
-      return kNoError;
+    if (!text.empty()) {
+      return HostError::Of(::fsetxattr(fd, kAttribute, text.data(), text.size(), 0)).ForWriting();
     }
-    return CodeFor(errno, ERROR_WRITE_PROTECTED);
+    const HostError error = HostError::Of(::fremovexattr(fd, kAttribute));
+    return error.Is(ENODATA) ? kNoError : error.ForWriting();
   }
 
   void Forget(const Opened&) override {}
@@ -52,11 +53,11 @@ std::unique_ptr<RecordStore> OpenXattrStore(const Opened& root, std::string& pro
     ::fremovexattr(root.fd.get(), kProbe);
     return std::make_unique<XattrStore>();
   }
-  const int error = errno;
-  const std::string message = " (" + std::generic_category().message(error) + ")";
-  if (error == ENOSPC || error == EDQUOT) {
+  const HostError error = HostError::Last();
+  const std::string message = " (" + error.Message() + ")";
+  if (error.Is(ENOSPC, EDQUOT)) {
     problem = "there is no room for extended attributes of the directory" + message;
-  } else if (error == EOPNOTSUPP) {
+  } else if (error.Is(EOPNOTSUPP)) {
     problem =
         "the directory cannot have extended attributes" + message + "; metadata=file does without";
   } else {

@@ -1,19 +1,101 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <type_traits>
 
 #include "handlers/common/names.h"
 #include "handlers/hostdir/host_dates.h"
+#include "handlers/hostdir/host_error.h"
 #include "handlers/hostdir/host_names.h"
 #include "handlers/hostdir/record.h"
 
 namespace quorle::hostdir {
 namespace {
 
-// ---- Names
-// ---------------------------------------------------------------------------------------
+// ---- Errors -------------------------------------------------------------------------------------
+
+// An error of the host is none of the platform and the other way round: neither becomes the other, is
+// assigned to it or compared with it.
+static_assert(!std::is_convertible_v<int, HostError>);
+static_assert(!std::is_constructible_v<DosError, HostError>);
+static_assert(!std::is_constructible_v<HostError, DosError>);
+static_assert(!std::is_constructible_v<DosError, decltype(errno)>);
+static_assert(!std::is_assignable_v<DosError&, HostError>);
+static_assert(!std::is_assignable_v<HostError&, DosError>);
+static_assert(!std::is_convertible_v<HostError, int>);
+template <class A, class B>
+concept Comparable = requires(A a, B b) {
+  a == b;
+};
+static_assert(Comparable<DosError, DosError>);
+static_assert(!Comparable<DosError, HostError>);
+static_assert(!Comparable<DosError, int>);
+static_assert(!Comparable<HostError, int>);
+
+TEST(HostErrorTest, IsThatOfAFailedCall) {
+  EXPECT_FALSE(HostError());
+  EXPECT_FALSE(HostError::Of(0));
+  EXPECT_FALSE(HostError::Of(3));
+  errno = ENOSPC;
+  const HostError error = HostError::Of(-1);
+  EXPECT_TRUE(error);
+  EXPECT_TRUE(error.Is(ENOSPC));
+  EXPECT_TRUE(error.Is(EDQUOT, ENOSPC));
+  EXPECT_FALSE(error.Is(EDQUOT, EFBIG));
+  EXPECT_EQ(error.Message(), "No space left on device");
+}
+
+TEST(HostErrorTest, NoErrorIsNoneOfThePlatform) {
+  const HostError none;
+  for (const DosError error : {none.ForReading(), none.ForWriting(), none.ForDeleting(),
+                               none.ForResizing(), none.ForLinking(), none.ForMoving(true)}) {
+    EXPECT_FALSE(error);
+  }
+}
+
+TEST(HostErrorTest, AMissingPermissionIsWhatWasDenied) {
+  for (const int number : {EACCES, EPERM, EBADF}) {
+    const HostError error(number);
+    EXPECT_EQ(error.ForReading().code(), ERROR_READ_PROTECTED);
+    EXPECT_EQ(error.ForWriting().code(), ERROR_WRITE_PROTECTED);
+    EXPECT_EQ(error.ForDeleting().code(), ERROR_DELETE_PROTECTED);
+  }
+}
+
+TEST(HostErrorTest, OthersAreTheSameWhateverWasDone) {
+  struct Row {
+    int number;
+    std::int32_t code;
+  };
+  for (const Row& row :
+       {Row{ENOENT, ERROR_OBJECT_NOT_FOUND}, Row{ENOTDIR, ERROR_OBJECT_WRONG_TYPE},
+        Row{ELOOP, ERROR_OBJECT_WRONG_TYPE}, Row{EEXIST, ERROR_OBJECT_EXISTS},
+        Row{ENOTEMPTY, ERROR_DIRECTORY_NOT_EMPTY}, Row{ENAMETOOLONG, ERROR_INVALID_COMPONENT_NAME},
+        Row{EROFS, ERROR_DISK_WRITE_PROTECTED}, Row{EXDEV, ERROR_RENAME_ACROSS_DEVICES},
+        Row{EBUSY, ERROR_OBJECT_IN_USE}, Row{ENOMEM, ERROR_NO_FREE_STORE},
+        Row{ENOSPC, ERROR_DISK_FULL}, Row{EFBIG, ERROR_DISK_FULL},
+        Row{EOVERFLOW, ERROR_OBJECT_TOO_LARGE}, Row{EOPNOTSUPP, ERROR_ACTION_NOT_KNOWN},
+        Row{ESTALE, ERROR_INVALID_LOCK}, Row{EIO, ERROR_DISK_NOT_VALIDATED}}) {
+    EXPECT_EQ(HostError(row.number).ForReading().code(), row.code) << row.number;
+    EXPECT_EQ(HostError(row.number).ForWriting().code(), row.code) << row.number;
+  }
+}
+
+TEST(HostErrorTest, SomeMeanMoreByWhatWasDone) {
+  EXPECT_EQ(HostError(EEXIST).ForDeleting().code(), ERROR_DIRECTORY_NOT_EMPTY);
+  EXPECT_EQ(HostError(EINVAL).ForWriting().code(), ERROR_INVALID_COMPONENT_NAME);
+  EXPECT_EQ(HostError(EINVAL).ForResizing().code(), ERROR_DISK_FULL);
+  EXPECT_EQ(HostError(EINVAL).ForMoving(true).code(), ERROR_OBJECT_IN_USE);
+  EXPECT_EQ(HostError(EINVAL).ForMoving(false).code(), ERROR_INVALID_COMPONENT_NAME);
+  EXPECT_EQ(HostError(EPERM).ForLinking().code(), ERROR_ACTION_NOT_KNOWN);
+  EXPECT_EQ(HostError(ENOENT).ForLinking().code(), ERROR_INVALID_LOCK);
+}
+
+// ---- Names --------------------------------------------------------------------------------------
 
 std::string NameOf(std::string_view host) {
   std::string name;
@@ -81,8 +163,7 @@ TEST(HostdirNamesTest, WhatNoNameMakesIsForeign) {
   EXPECT_EQ(NameOf(std::string_view("a\0b", 3)), "(foreign)");
 }
 
-// ---- Records
-// -------------------------------------------------------------------------------------
+// ---- Records ------------------------------------------------------------------------------------
 
 TEST(HostdirRecordTest, APlainRecordIsNothing) {
   EXPECT_EQ(ToText({}), "");
@@ -128,8 +209,7 @@ TEST(HostdirRecordTest, WhatIsNotUnderstoodIsPassedOver) {
   EXPECT_EQ(record.comment, "50%%zz%4");
 }
 
-// ---- Dates
-// ---------------------------------------------------------------------------------------
+// ---- Dates --------------------------------------------------------------------------------------
 
 TEST(HostdirDatesTest, DatesComeBack) {
   // A zone without summer time: in others an hour a year has no moment of its own.
