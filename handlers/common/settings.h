@@ -13,7 +13,7 @@ namespace quorle::common {
 
 /// How a volume was mounted, as far as all filesystems have it in common, and the state it is in.
 struct VolumeSettings {
-  std::string device;  ///< stands in where there is no volume name
+  std::string device;  ///< is used where there is no volume name
   std::string label;   ///< the volume's name; empty: none
   std::uint32_t dos_type = 0x444F5309;
   std::uint32_t version_number = 53U << 16 | 1;  ///< the version, the revision in the low half
@@ -52,8 +52,8 @@ KeyAnswer ReadCommonKey(std::string_view key, const char* value, VolumeSettings&
 void ReportKey(const ::HandlerMount& mount, const ::MountKey& pair, KeyAnswer answer,
                const char* handler, const char* keys);
 
-/// Hands every key of a mount to `read(key, value)`, which gives a KeyAnswer, and those that it
-/// does not know to ReadCommonKey(). False, with the reason in `Problem`, at the first that is
+/// Calls `read(key, value)`, which returns a KeyAnswer, for every key of a mount, and ReadCommonKey()
+/// for those that it does not know. False, with the reason in `Problem`, at the first that is
 /// refused.
 template <class Read>
 bool ReadKeys(const ::HandlerMount& mount, VolumeSettings& settings, const char* handler,
@@ -69,7 +69,7 @@ bool ReadKeys(const ::HandlerMount& mount, VolumeSettings& settings, const char*
   return true;
 }
 
-/// Whether `name` stands for no label: a volume that was mounted without one goes by the name of
+/// Whether `name` means no label: a volume that was mounted without one goes by the name of
 /// its device, and can be given it back.
 bool IsNoLabel(const VolumeSettings& settings, std::string_view name);
 /// What the root is called.

@@ -15,8 +15,8 @@
 
 namespace quorle::hostdir {
 
-/// What distinguishes an object of the host from all others. The number alone does not: the host gives that
-/// of a removed object to the next one. Where it knows no births, the number has to do.
+/// What distinguishes an object of the host from all others. The number alone does not: the host
+/// uses that of a removed object for the next one. Where it knows no births, the number has to do.
 struct Identity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;

@@ -10,7 +10,7 @@ inline constexpr std::string_view kOwnPrefix = ".quorle-metadata";
 
 /// The bytes under which the host keeps an object called `name` (Latin-1): the name in UTF-8. The
 /// names "." and "..", and those that begin as the handler's own files do, are kept with each
-/// leading dot replaced by U+F02E, a character for private use that no Latin-1 name can stand for.
+/// leading dot replaced by U+F02E, a character for private use that no Latin-1 name has.
 std::string ToHostName(std::string_view name);
 
 /// Letters and digits that nobody else uses at the end of a name.

@@ -168,8 +168,10 @@ class Volume {
   /// Opens what `entry` leads to; `visit` sees every directory on the way, from the root on, and
   /// the object itself. 211 when the host has something else there, or nothing.
   DosError Reach(const Entry& entry, Opened& opened, const Visit& visit = nullptr);
-  /// Opens a directory and looks for `name` in it: gives the host's name of what is meant, a foreign
-  /// object too; 205 for nothing. A name in just this case comes first, then the first in byte order
+  /// Opens what `entry` leads to and reads its record.
+  DosError ReachRecord(const Entry& entry, Opened& opened, Record& record);
+  /// Opens a directory and looks for `name` in it: returns the host's name of what is meant, a foreign
+  /// object too, in `host_name`; 205 for nothing. A name in just this case comes first, then the first in byte order
   /// that differs in case alone.
   DosError Search(const Entry& directory, std::string_view name, Opened& opened,
                   std::string& host_name);
@@ -189,8 +191,8 @@ class Volume {
   void Hold(OpenFile& file, const EntryRef& entry, bool exclusive);
   /// Whether MODE_NEWFILE may empty a file that is there.
   DosError ResetProblem(const Entry& entry);
-  /// Empties a file for MODE_NEWFILE; other names of it stay.
-  DosError Reset(Object& object);
+  /// Opens and empties a file for MODE_NEWFILE; other names of it stay.
+  DosError Reset(const Entry& entry);
   /// Whether the content of an open file may be changed.
   DosError ContentProblem(const Object& object) const;
   /// common::FindPosition() in `file`; `size` is the one that it has.

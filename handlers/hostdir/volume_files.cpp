@@ -36,21 +36,22 @@ DosError Volume::ResetProblem(const Entry& entry) {
   if (entry.object->holders.any()) return ERROR_OBJECT_IN_USE;
   Opened object;
   Record record;
-  if (const DosError error = Reach(entry, object)) return error;
-  if (const DosError error = records_->Read(object, record)) return error;
+  if (const DosError error = ReachRecord(entry, object, record)) return error;
   return (record.protection & EXDF_NO_DELETE) != 0 ? ERROR_DELETE_PROTECTED : kNoError;
 }
 
-DosError Volume::Reset(Object& object) {
-  if (object.write_refusal) return object.write_refusal;
-  const HostError error = HostError::Of(::ftruncate(object.content.fd.get(), 0));
+DosError Volume::Reset(const Entry& entry) {
+  Opened& content = entry.object->content;
+  if (const DosError error = OpenContent(entry)) return error;
+  if (entry.object->write_refusal) return entry.object->write_refusal;
+  const HostError error = HostError::Of(::ftruncate(content.fd.get(), 0));
   if (error) return error.ForWriting();
   const auto clear = [](Record& record) {
     record.comment.clear();
     record.protection = 0;
   };
   const ::DateStamp now = now_();
-  return ChangeRecord(object.content, clear, &now);
+  return ChangeRecord(content, clear, &now);
 }
 
 DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t mode,
@@ -72,9 +73,7 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
   if (const DosError error = is_reset ? ResetProblem(*entry) : kNoError) return error;
   object.handles.reserve(object.handles.size() + 1);
   if (const DosError error = TakeLock(*entry, exclusive)) return error;
-  DosError error = OpenContent(*entry);
-  if (!error && is_reset) error = Reset(object);
-  if (error) {
+  if (const DosError error = is_reset ? Reset(*entry) : OpenContent(*entry)) {
     ReleaseLock(*entry, exclusive);
     if (object.handles.empty()) object.content.fd.Close();
     return error;

@@ -78,6 +78,11 @@ DosError Volume::Reach(const Entry& entry, Opened& opened, const Visit& visit) {
   return kNoError;
 }
 
+DosError Volume::ReachRecord(const Entry& entry, Opened& opened, Record& record) {
+  if (const DosError error = Reach(entry, opened)) return error;
+  return records_->Read(opened, record);
+}
+
 DosError Volume::Search(const Entry& directory, std::string_view name, Opened& opened,
                         std::string& host_name) {
   if (!directory.object->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;

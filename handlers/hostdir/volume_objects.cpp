@@ -156,8 +156,7 @@ DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   if (const DosError error = ForeignProblem(*entry->object)) return error;
   Opened object;
   Record record;
-  if (const DosError error = Reach(*entry, object)) return error;
-  if (const DosError error = records_->Read(object, record)) return error;
+  if (const DosError error = ReachRecord(*entry, object, record)) return error;
   if ((record.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   if (entry->object->IsFile() && (record.protection & EXDF_NO_WRITE) != 0) {
     return ERROR_WRITE_PROTECTED;

@@ -31,7 +31,7 @@ void Directory::Add(Entry& entry) {
   entry.hash = HashName(entry.name);
   const auto turn = static_cast<std::uint32_t>(turns_.size());
   turns_.push_back({++last_serial_, &entry});
-  Place(slots_, {&entry, entry.hash, turn});
+  Insert(slots_, {&entry, entry.hash, turn});
   ++count_;
 }
 
@@ -70,7 +70,7 @@ Directory::Slot& Directory::SlotOf(const Entry& entry) {
   return slots_[at];
 }
 
-void Directory::Place(std::vector<Slot>& slots, const Slot& slot) {
+void Directory::Insert(std::vector<Slot>& slots, const Slot& slot) {
   const std::size_t mask = slots.size() - 1;
   std::size_t at = slot.hash & mask;
   while (slots[at].entry != nullptr) at = (at + 1) & mask;
@@ -80,7 +80,7 @@ void Directory::Place(std::vector<Slot>& slots, const Slot& slot) {
 void Directory::Grow() {
   std::vector<Slot> larger(std::max(kFirstSlots, slots_.size() * 2));
   for (const Slot& slot : slots_) {
-    if (slot.entry != nullptr) Place(larger, slot);
+    if (slot.entry != nullptr) Insert(larger, slot);
   }
   slots_.swap(larger);
 }

@@ -33,7 +33,7 @@ class Directory {
   struct Slot {
     Entry* entry = nullptr;
     std::uint32_t hash = 0;
-    std::uint32_t turn = 0;  ///< where it stands in turns_
+    std::uint32_t turn = 0;  ///< its index in turns_
   };
   struct Turn {
     std::uint64_t serial;
@@ -41,13 +41,13 @@ class Directory {
   };
 
   void Grow();
-  static void Place(std::vector<Slot>& slots, const Slot& slot);
+  static void Insert(std::vector<Slot>& slots, const Slot& slot);
   Slot& SlotOf(const Entry& entry);
   void Compact();
 
   std::vector<Slot> slots_;     ///< as many as a power of two, at most half of them used
   std::vector<Turn> turns_;     ///< in the order of adding, for scans
-  std::size_t first_turn_ = 0;  ///< before it stand only turns of entries that are gone
+  std::size_t first_turn_ = 0;  ///< before it are only turns of entries that are gone
   std::size_t count_ = 0;
   std::uint64_t last_serial_ = 0;
 };

@@ -14,7 +14,7 @@ constexpr std::uint64_t kShownBlocks = 1U << 20;
 
 }  // namespace
 
-Node::Node(Kind what) : kind(what) {
+Node::Node(ObjectKind what) : kind(what) {
   own.node = this;
   names.push_back(&own);
 }
@@ -23,7 +23,7 @@ Volume::Volume(VolumeSettings settings, Now now, std::uint64_t size)
     : settings_(std::move(settings)),
       now_(std::move(now)),
       size_(size),
-      root_node_(Node::Kind::kDirectory) {
+      root_node_(ObjectKind::kDirectory) {
   root_.name = common::RootName(settings_);
   root_node_.id = ++last_id_;
   root_node_.date = now_();
@@ -112,32 +112,23 @@ DosError Volume::Open(Entry* rel, std::string_view name, std::int32_t mode, Open
     return ERROR_BAD_NUMBER;
   }
   // The volume comes first: with its protection on, a new file is refused whatever is there.
-  if (mode == MODE_NEWFILE) {
-    if (const DosError problem = WriteProblem()) return problem;
-  }
+  bool exclusive = mode == MODE_NEWFILE;
+  if (const DosError error = exclusive ? WriteProblem() : kNoError) return error;
   Entry* entry = nullptr;
-  DosError error = FindTarget(rel, name, entry);
-  const bool is_new = error == ERROR_OBJECT_NOT_FOUND && mode != MODE_OLDFILE;
-  if (is_new) {
-    if (const DosError problem = WriteProblem()) return problem;
-    Node* directory = nullptr;
-    error = FindPlace(rel, name, directory);
-    if (!error) {
-      error = Insert(*directory, name, std::make_unique<Node>(Node::Kind::kFile), entry);
-    }
+  const DosError found = FindTarget(rel, name, entry);
+  const bool is_new = found == ERROR_OBJECT_NOT_FOUND && mode != MODE_OLDFILE;
+  if (const DosError error = is_new ? Make(ObjectKind::kFile, rel, name, entry) : found) {
+    return error;
   }
-  if (error) return error;
   Node& node = *entry->node;
   if (!node.IsFile()) return ERROR_OBJECT_WRONG_TYPE;
 
-  bool exclusive = mode == MODE_NEWFILE;
   node.handles.reserve(node.handles.size() + 1);
   if (exclusive && !is_new) {
     if (node.holders.any()) return ERROR_OBJECT_IN_USE;
     if ((node.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   }
-  error = TakeLock(*entry, exclusive);
-  if (error) return error;
+  if (const DosError error = TakeLock(*entry, exclusive)) return error;
   file = {};
   Hold(file, *entry, exclusive);
   if (exclusive && !is_new) {
@@ -184,7 +175,7 @@ DosError Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int
 DosError Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
   Node& node = *file.entry->node;
   if (bytes < 0) return ERROR_BAD_NUMBER;
-  if (const DosError problem = WriteProblem()) return problem;
+  if (const DosError error = WriteProblem()) return error;
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
   std::int64_t end = 0;
   if (__builtin_add_overflow(file.position, bytes, &end)) return ERROR_OBJECT_TOO_LARGE;
@@ -204,8 +195,9 @@ DosError Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
 DosError Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
   const std::int64_t size = file.entry->node->content.size();
   std::int64_t target = 0;
-  const DosError error = common::FindPosition(mode, position, file.position, size, target);
-  if (error) return error;
+  if (const DosError error = common::FindPosition(mode, position, file.position, size, target)) {
+    return error;
+  }
   if (target > size) return ERROR_SEEK_ERROR;
   file.position = target;
   return kNoError;
@@ -214,10 +206,11 @@ DosError Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) 
 DosError Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
   Node& node = *file.entry->node;
   std::int64_t target = 0;
-  const DosError error =
-      common::FindPosition(mode, size, file.position, node.content.size(), target);
-  if (error) return error;
-  if (const DosError problem = WriteProblem()) return problem;
+  const std::int64_t old_size = node.content.size();
+  if (const DosError error =
+          common::FindPosition(mode, size, file.position, old_size, target).Or(WriteProblem())) {
+    return error;
+  }
   if ((node.protection & EXDF_NO_WRITE) != 0) return ERROR_WRITE_PROTECTED;
   for (const OpenFile* const other : node.handles) {
     if (other != &file && other->position > target) return ERROR_OBJECT_IN_USE;
@@ -239,11 +232,12 @@ DosError Volume::SizeOf(const OpenFile& file, std::int64_t& size) {
 
 // ---- Objects -----------------------------------------------------------------------------------
 
-DosError Volume::FindPlace(Entry* rel, std::string_view name, Node*& directory) {
+DosError Volume::LocateNew(Entry* rel, std::string_view name, Node*& directory) {
+  if (const DosError error = WriteProblem()) return error;
   Entry* existing = nullptr;
-  const DosError error = Find(rel, name, existing);
-  if (!error) return ERROR_OBJECT_EXISTS;
-  if (error != ERROR_OBJECT_NOT_FOUND) return error;
+  const DosError found = Find(rel, name, existing);
+  if (!found) return ERROR_OBJECT_EXISTS;
+  if (found != ERROR_OBJECT_NOT_FOUND) return found;
   directory = rel == nullptr ? &root_node_ : rel->node;
   return kNoError;
 }
@@ -268,28 +262,31 @@ DosError Volume::Insert(Node& directory, std::string_view name, std::unique_ptr<
   return kNoError;
 }
 
-DosError Volume::MakeDirectory(Entry* rel, std::string_view name, Entry*& made) {
-  if (const DosError problem = WriteProblem()) return problem;
+DosError Volume::Make(ObjectKind kind, Entry* rel, std::string_view name, Entry*& made) {
   Node* directory = nullptr;
-  if (const DosError error = FindPlace(rel, name, directory)) return error;
-  return Insert(*directory, name, std::make_unique<Node>(Node::Kind::kDirectory), made);
+  if (const DosError error = LocateNew(rel, name, directory)) return error;
+  return Insert(*directory, name, std::make_unique<Node>(kind), made);
+}
+
+DosError Volume::MakeDirectory(Entry* rel, std::string_view name, Entry*& made) {
+  return Make(ObjectKind::kDirectory, rel, name, made);
 }
 
 DosError Volume::MakeSoftLink(Entry* rel, std::string_view name, std::string_view target) {
-  if (const DosError problem = WriteProblem()) return problem;
-  if (target.empty() || target.size() > kMaxTarget) return ERROR_INVALID_COMPONENT_NAME;
+  if (target.empty() || target.size() > kMaxTarget) {
+    return WriteProblem().Or(ERROR_INVALID_COMPONENT_NAME);
+  }
   Node* directory = nullptr;
-  if (const DosError error = FindPlace(rel, name, directory)) return error;
+  if (const DosError error = LocateNew(rel, name, directory)) return error;
   Entry* made = nullptr;
-  auto node = std::make_unique<Node>(Node::Kind::kSoftLink);
+  auto node = std::make_unique<Node>(ObjectKind::kSoftLink);
   node->target = target;
   return Insert(*directory, name, std::move(node), made);
 }
 
 DosError Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& target) {
-  if (const DosError problem = WriteProblem()) return problem;
   Node* directory = nullptr;
-  if (const DosError error = FindPlace(rel, name, directory)) return error;
+  if (const DosError error = LocateNew(rel, name, directory)) return error;
   Node& node = *target.node;
   if (node.IsDirectory() && IsInside(*directory, node)) return ERROR_OBJECT_WRONG_TYPE;
   if (!HasRoomFor(1)) return ERROR_DISK_FULL;
@@ -318,7 +315,7 @@ void Volume::Remove(Entry& entry) {
 }
 
 DosError Volume::Delete(Entry* rel, std::string_view name) {
-  if (const DosError problem = WriteProblem()) return problem;
+  if (const DosError error = WriteProblem()) return error;
   Entry* entry = nullptr;
   if (const DosError error = Find(rel, name, entry)) return error;
   if (entry == &root_ || entry->uses > 0) return ERROR_OBJECT_IN_USE;
@@ -339,7 +336,7 @@ DosError Volume::Delete(Entry* rel, std::string_view name) {
 
 DosError Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_rel,
                         std::string_view to) {
-  if (const DosError problem = WriteProblem()) return problem;
+  if (const DosError error = WriteProblem()) return error;
   Entry* entry = nullptr;
   if (const DosError error = Find(from_rel, from, entry)) return error;
   if (entry == &root_) return ERROR_OBJECT_IN_USE;
@@ -371,7 +368,7 @@ DosError Volume::SetDate(Entry* rel, std::string_view name, const DateStamp& dat
 
 DosError Volume::SetAttribute(Entry* rel, std::string_view name,
                               const std::function<void(Node&)>& change) {
-  if (const DosError problem = WriteProblem()) return problem;
+  if (const DosError error = WriteProblem()) return error;
   Entry* entry = nullptr;
   if (const DosError error = FindTarget(rel, name, entry)) return error;
   change(*entry->node);
@@ -404,18 +401,18 @@ void Volume::ClearArchiveBits(Node* directory) {
 
 // ---- Looking at objects ------------------------------------------------------------------------
 
-DosError Volume::Examine(const Entry& entry, common::ObjectInfo& info) {
+DosError Volume::Examine(const Entry& entry, ObjectInfo& info) {
   const Node& node = *entry.node;
   const bool is_own_name = node.names.front() == &entry;
   switch (node.kind) {
-    case Node::Kind::kFile:
+    case ObjectKind::kFile:
       info.type = FSO_TYPE_FILE;
       info.size = node.content.size();
       break;
-    case Node::Kind::kDirectory:
+    case ObjectKind::kDirectory:
       info.type = FSO_TYPE_DIRECTORY;
       break;
-    case Node::Kind::kSoftLink:
+    case ObjectKind::kSoftLink:
       info.type = static_cast<std::uint32_t>(FSO_TYPE_SOFTLINK) | FSOF_LINK;
       break;
   }
@@ -437,7 +434,7 @@ DosError Volume::ReadTarget(const Entry& entry, std::string& target) {
 }
 
 DosError Volume::Next(const Entry* directory, PRIVATE_ExamineDirContext& context, Entry*& found,
-                      common::ObjectInfo& info) {
+                      ObjectInfo& info) {
   if (!directory->node->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
   std::uint64_t serial =
       static_cast<std::uint64_t>(static_cast<std::uint32_t>(context.FSPrivate[1])) << 32 |

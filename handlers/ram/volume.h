@@ -20,6 +20,8 @@ namespace quorle::ram {
 
 using common::DosError;
 using common::kNoError;
+using common::ObjectInfo;
+using common::ObjectKind;
 
 struct Node;
 struct OpenFile;
@@ -29,7 +31,7 @@ struct OpenFile;
 struct Entry {
   std::string name;
   Node* node = nullptr;
-  Node* directory = nullptr;  ///< where it stands; null for the root
+  Node* directory = nullptr;  ///< which it is in; null for the root
   std::uint32_t hash = 0;     // the directory's own, as is turn
   std::uint32_t uses = 0;     ///< locks and open files
 };
@@ -39,13 +41,11 @@ struct Entry {
 /// What finding and locking it reads comes first, its own name included, and fills one line of the
 /// processor's cache: among a million objects, a look-up costs what fetching that line costs.
 struct alignas(64) Node {
-  enum class Kind : std::uint8_t { kFile, kDirectory, kSoftLink };
-
-  explicit Node(Kind what);
+  explicit Node(ObjectKind what);
 
   Entry own;                ///< its first name, as long as it has it
   common::Holders holders;  ///< of a file
-  Kind kind;
+  ObjectKind kind;
 
   std::vector<Entry*> names;  ///< all of them; those behind the first are hard links
   std::uint64_t id = 0;
@@ -59,16 +59,16 @@ struct alignas(64) Node {
   Directory entries;               ///< of a directory
   std::string target;              ///< of a soft link
 
-  bool IsFile() const { return kind == Kind::kFile; }
-  bool IsDirectory() const { return kind == Kind::kDirectory; }
-  bool IsSoftLink() const { return kind == Kind::kSoftLink; }
+  bool IsFile() const { return kind == ObjectKind::kFile; }
+  bool IsDirectory() const { return kind == ObjectKind::kDirectory; }
+  bool IsSoftLink() const { return kind == ObjectKind::kSoftLink; }
 };
 
 /// What an open file is to the volume.
 struct OpenFile {
   Entry* entry = nullptr;
   bool exclusive = false;
-  bool changed = false;  ///< something was written; its directories learn of it at the end
+  bool changed = false;  ///< something was written; its directories are dated at the end
   std::int64_t position = 0;
 };
 
@@ -137,13 +137,13 @@ class Volume {
 
   // ---- Looking at objects --------------------------------------------------------------------
 
-  static DosError Examine(const Entry& entry, common::ObjectInfo& info);
+  static DosError Examine(const Entry& entry, ObjectInfo& info);
   /// 212 when it is no soft link.
   static DosError ReadTarget(const Entry& entry, std::string& target);
   /// The next entry of a scan; 232 at the end. FSPrivate[0] and [1] of the context, which start as
   /// 0, hold the serial number of the last one: low and high half.
   static DosError Next(const Entry* directory, PRIVATE_ExamineDirContext& context, Entry*& found,
-                       common::ObjectInfo& info);
+                       ObjectInfo& info);
   /// A scan keeps nothing here.
   void EndScans(const Lock*) {}
 
@@ -164,13 +164,14 @@ class Volume {
   std::uint32_t in_use() const { return in_use_; }
 
  private:
-  /// A place for a new entry: its directory, and that nothing has the name.
-  DosError FindPlace(Entry* rel, std::string_view name, Node*& directory);
+  /// The directory of a new entry. 203 when something has the name.
+  DosError LocateNew(Entry* rel, std::string_view name, Node*& directory);
   DosError Insert(Node& directory, std::string_view name, std::unique_ptr<Node> node, Entry*& made);
+  DosError Make(ObjectKind kind, Entry* rel, std::string_view name, Entry*& made);
   /// Removes an entry, and the object with its last name.
   void Remove(Entry& entry);
   void Discard(Entry& root);
-  /// Whether `directory` is `ancestor` or stands below it, by whatever names.
+  /// Whether `directory` is `ancestor` or lies below it, by whatever names.
   bool IsInside(const Node& directory, const Node& ancestor) const;
   /// Dates a directory that changed and clears the archive bits up to the root.
   void Touch(Node* directory);
