@@ -44,7 +44,7 @@ TEST(DosErrorTest, TheFirstErrorCounts) {
   EXPECT_FALSE(kNoError.Or(kNoError));
 }
 
-TEST(HoldersTest, SharedOnesStandBesideEachOther) {
+TEST(HoldersTest, SharedOnesGoTogether) {
   Holders holders;
   EXPECT_FALSE(holders.any());
   EXPECT_EQ(holders.Take(false).code(), 0);
@@ -57,7 +57,7 @@ TEST(HoldersTest, SharedOnesStandBesideEachOther) {
   EXPECT_EQ(holders.Take(true).code(), 0);
 }
 
-TEST(HoldersTest, AnExclusiveOneStandsAlone) {
+TEST(HoldersTest, AnExclusiveOneIsAlone) {
   Holders holders;
   EXPECT_EQ(holders.Take(true).code(), 0);
   EXPECT_TRUE(holders.any());
@@ -106,7 +106,7 @@ TEST(FindPositionTest, RefusesWhatCannotBe) {
   EXPECT_EQ(FindPosition(-2, 0, 10, 100, found).code(), ERROR_BAD_NUMBER);
 }
 
-/// What dos tells of a volume in memory with room for `size` bytes.
+/// What dos reports of a volume in memory with room for `size` bytes.
 InfoData InfoOf(const std::string& size) {
   selftest::TestBench bench({"--mount", "DH0=ram,size=" + size, "DH0:"});
   InfoData info{};
@@ -114,14 +114,14 @@ InfoData InfoOf(const std::string& size) {
   return info;
 }
 
-TEST(VolumePortTest, TellsTheRoomInBlocks) {
+TEST(VolumePortTest, ReportsTheSpaceInBlocks) {
   const InfoData info = InfoOf("1048576");
   EXPECT_EQ(info.id_BytesPerBlock, 4096U);
   EXPECT_EQ(info.id_NumBlocks, 256U);
   EXPECT_EQ(info.id_NumBlocksUsed, 1U) << "the root";
 }
 
-TEST(VolumePortTest, TellsRoomThat32BitsCannotCountInLargerBlocks) {
+TEST(VolumePortTest, ReportsSpaceThat32BitsCannotCountInLargerBlocks) {
   // 2^31 blocks of 4 KiB: one more than the platform's number holds.
   const InfoData info = InfoOf("0x80000000000");
   EXPECT_EQ(info.id_BytesPerBlock, 8192U);

@@ -136,12 +136,12 @@ TEST_F(RamDirectoryTest, ScanGoesOnAfterItsPlaceWasRemoved) {
   Entry& first = Add("first");
   Entry& second = Add("second");
   Add("third");
-  std::uint64_t place = 0;
-  EXPECT_EQ(directory_.Next(place), &first);
-  EXPECT_EQ(directory_.Next(place), &second);
+  std::uint64_t serial = 0;
+  EXPECT_EQ(directory_.Next(serial), &first);
+  EXPECT_EQ(directory_.Next(serial), &second);
   directory_.Remove(second);
-  EXPECT_EQ(directory_.Next(place)->name, "third");
-  EXPECT_EQ(directory_.Next(place), nullptr);
+  EXPECT_EQ(directory_.Next(serial)->name, "third");
+  EXPECT_EQ(directory_.Next(serial), nullptr);
 }
 
 // A scan that removes what it finds, as a program does that empties a directory.
@@ -223,7 +223,7 @@ TEST(RamVolumeTest, LoopsAreRefusedThroughLinksToo) {
   ASSERT_EQ(volume.MakeDirectory(nullptr, "b", b).code(), 0);
   ASSERT_EQ(volume.MakeHardLink(a, "link-to-b", *b).code(), 0);
   EXPECT_EQ(volume.MakeHardLink(b, "link-to-a", *a).code(), ERROR_OBJECT_WRONG_TYPE)
-      << "b stands in a already";
+      << "b is in a already";
   EXPECT_EQ(volume.Rename(nullptr, "a", b, "a").code(), ERROR_OBJECT_IN_USE);
   EXPECT_EQ(volume.MakeHardLink(a, "self", *a).code(), ERROR_OBJECT_WRONG_TYPE);
   EXPECT_EQ(volume.MakeHardLink(a, "root", *volume.root()).code(), ERROR_OBJECT_WRONG_TYPE);
