@@ -5,7 +5,7 @@
  *   quorle --mount DH0=plugin:./minimal_handler.so DH0:
  *
  * It reads and writes, has directories, dates and protection bits. It is not finished, and some of it is
- * wrong: docs/handler-authors.md goes through what the tester says and how it is mended.
+ * wrong: docs/handler-authors.md goes through what the tester says and how it is fixed.
  */
 #include <ctype.h>
 #include <stdio.h>

@@ -1,10 +1,10 @@
 /*
- * mended_handler.c - minimal_handler.c with everything mended that the tester complained of.
+ * complete_handler.c - minimal_handler.c with everything fixed that the tester complained of.
  *
- *   cc -shared -fPIC $(pkg-config --cflags quorle) mended_handler.c -o mended_handler.so
- *   quorle --mount DH0=plugin:./mended_handler.so DH0:
+ *   cc -shared -fPIC $(pkg-config --cflags quorle) complete_handler.c -o complete_handler.so
+ *   quorle --mount DH0=plugin:./complete_handler.so DH0:
  *
- * docs/handler-authors.md tells which mend answers which diagnostic. Hard links are left out:
+ * docs/handler-authors.md says which fix answers which diagnostic. Hard links are left out:
  * without them a filesystem is smaller, not wrong.
  */
 #include <ctype.h>
@@ -25,10 +25,10 @@ typedef struct Node {
   int64_t size;
   struct DateStamp date;
   char comment[256];
-  char *target; /* mend 9: what a soft link holds; null otherwise */
+  char *target; /* fix 9: what a soft link holds; null otherwise */
   uint32_t protection, owner, group;
   uint64_t id;
-  int users;     /* mend 1: locks and open files */
+  int users;     /* fix 1: locks and open files */
   int exclusive; /* and whether the one user shares it with nobody */
 } Node;
 
@@ -44,7 +44,7 @@ typedef struct {
   const struct HandlerServices *dos;
   Node root;
   uint64_t last_id;
-  int write_protected; /* mend 7 */
+  int write_protected; /* fix 7 */
   uint32_t key;
   uint32_t in_use; /* locks and open files */
 } Volume;
@@ -70,7 +70,7 @@ static Node *Find(Port *port, int32_t *res2, struct Lock *rel, const char *name)
   return NULL;
 }
 
-/* Mend 9: dos follows soft links, when it is told that it has met one. */
+/* Fix 9: dos follows soft links, when the answer says that it has met one. */
 static Node *FindTarget(Port *port, int32_t *res2, struct Lock *rel, const char *name) {
   Node *node = Find(port, res2, rel, name);
   if (node == NULL || node->target == NULL) return node;
@@ -84,13 +84,13 @@ static void Stamp(Port *port, Node *node) {
   node->protection &= ~(uint32_t)EXDF_ARCHIVE;
 }
 
-/* Mend 4: a change is one of the directory too. */
+/* Fix 4: a change is one of the directory too. */
 static void Touch(Port *port, Node *node) {
   Stamp(port, node);
   if (node->parent) Stamp(port, node->parent);
 }
 
-/* Mend 7: whether the volume may be changed. */
+/* Fix 7: whether the volume may be changed. */
 static int MayChange(Port *port, int32_t *res2) {
   if (VolumeOf(port)->write_protected) *res2 = ERROR_DISK_WRITE_PROTECTED;
   return !VolumeOf(port)->write_protected;
@@ -133,7 +133,7 @@ static void Free(Node *node) {
 
 /* ---- Locks ---------------------------------------------------------------------------------- */
 
-/* Mend 1: one more user of a node, whom nobody else may be in the way of. */
+/* Fix 1: one more user of a node, whom nobody else may be in the way of. */
 static int Take(Port *port, int32_t *res2, Node *node, int exclusive) {
   if (node->users && (exclusive || node->exclusive)) {
     *res2 = ERROR_OBJECT_IN_USE;
@@ -238,7 +238,7 @@ static int32_t FSOpen(Port *port, int32_t *res2, struct FileHandle *fh, struct L
     node = Create(port, res2, rel, name, 0);
   }
   if (node == NULL || (mode == MODE_NEWFILE && !MayChange(port, res2))) return 0;
-  if (mode == MODE_NEWFILE && node->protection & EXDF_NO_DELETE) { /* mend 3: to empty it is to delete it */
+  if (mode == MODE_NEWFILE && node->protection & EXDF_NO_DELETE) { /* fix 3: to empty it is to delete it */
     *res2 = ERROR_DELETE_PROTECTED;
     return 0;
   }
@@ -257,7 +257,7 @@ static int32_t FSClose(Port *port, int32_t *res2, struct FileHandle *fh) {
   return -1;
 }
 
-/* Mend 6: what was missing, and skipped, or in the way of other tests. */
+/* Fix 6: what was missing, and skipped, or in the way of other tests. */
 static int32_t FSOpenFromLock(Port *port, int32_t *res2, struct FileHandle *fh, struct Lock *lock) {
   Node *node = NodeOf(port, lock);
   int exclusive = node->exclusive;
@@ -297,7 +297,7 @@ static int32_t FSRead(Port *port, int32_t *res2, struct FileHandle *fh, void *bu
   int64_t left = file->node->size - file->position;
   int32_t count = left < bytes ? (int32_t)left : bytes;
   (void)port;
-  if (file->node->protection & EXDF_NO_READ) { /* mend 5 */
+  if (file->node->protection & EXDF_NO_READ) { /* fix 5 */
     *res2 = ERROR_READ_PROTECTED;
     return -1;
   }
@@ -319,7 +319,7 @@ static int Resize(int32_t *res2, Node *node, int64_t size) {
   return 1;
 }
 
-/* Mend 5. */
+/* Fix 5. */
 static int MayWrite(Port *port, int32_t *res2, const Node *node) {
   if (!MayChange(port, res2)) return 0;
   if (node->protection & EXDF_NO_WRITE) *res2 = ERROR_WRITE_PROTECTED;
@@ -379,7 +379,7 @@ static int64_t FSGetFileSize(Port *port, int32_t *res2, struct FileHandle *fh) {
 static int32_t FSDelete(Port *port, int32_t *res2, struct Lock *rel, const char *name) {
   Node *node = Find(port, res2, rel, name);
   if (node == NULL || !MayChange(port, res2)) return 0;
-  /* Mend 2. */
+  /* Fix 2. */
   if (node->parent == NULL || node->users)
     *res2 = ERROR_OBJECT_IN_USE;
   else if (node->protection & EXDF_NO_DELETE)
@@ -393,7 +393,7 @@ static int32_t FSDelete(Port *port, int32_t *res2, struct Lock *rel, const char 
   return -1;
 }
 
-/* Mend 8. */
+/* Fix 8. */
 static int32_t FSRename(Port *port, int32_t *res2, struct Lock *source_rel, const char *source,
                         struct Lock *destination_rel, const char *destination) {
   Node *node = Find(port, res2, source_rel, source), *parent = NodeOf(port, destination_rel), *there;
@@ -463,7 +463,7 @@ static int32_t FSSetGroup(Port *port, int32_t *res2, struct Lock *rel, const cha
   return node ? -1 : 0;
 }
 
-/* Mend 9. */
+/* Fix 9. */
 static int32_t FSCreateSoftLink(Port *port, int32_t *res2, struct Lock *rel, const char *name, const char *target) {
   size_t size = strlen(target) + 1;
   char *copy;
@@ -579,7 +579,7 @@ static int32_t FSRelabel(Port *port, int32_t *res2, const char *name) {
 
 static Port *Mount(const struct HandlerMount *mount) {
   const struct HandlerServices *dos = mount->Dos;
-  const char *name = "Mended";
+  const char *name = "Complete";
   Volume *volume = calloc(1, sizeof *volume);
   if (volume == NULL) return NULL;
   for (uint32_t i = 0; i < mount->KeyCount; ++i)
@@ -623,6 +623,6 @@ static void Unmount(Port *port) {
 
 const struct Handler *QuorleHandler(uint32_t version) {
   static const struct Handler handler = {
-      .StructSize = sizeof handler, .Version = QUORLE_HANDLER_VERSION, .Name = "mended", .Mount = Mount, .Unmount = Unmount};
+      .StructSize = sizeof handler, .Version = QUORLE_HANDLER_VERSION, .Name = "complete", .Mount = Mount, .Unmount = Unmount};
   return version >= QUORLE_HANDLER_VERSION ? &handler : NULL;
 }
