@@ -8,9 +8,8 @@ namespace quorle::common {
 
 /// An error code of the platform, or none. It is made from the ERROR_... of handler.h and of nothing
 /// else: an errno of the host or a count does not compile in its place. As a condition it is true
-/// when there is an error, so that one line passes it on:
-///
-///     if (const DosError error = Find(rel, name, entry)) return error;
+/// when there is an error. It can be returned, and it can be thrown: Check() and Catch() lead from
+/// the one to the other.
 class [[nodiscard]] DosError {
  public:
   using Code = decltype(ERROR_OBJECT_NOT_FOUND);
@@ -32,5 +31,21 @@ class [[nodiscard]] DosError {
 };
 
 inline constexpr DosError kNoError;
+
+/// Throws `error` unless it is none.
+inline void Check(DosError error) {
+  if (error) throw error;
+}
+
+/// Makes `call`. Returns the error that it throws, or none.
+template <class Call>
+DosError Catch(const Call& call) {
+  try {
+    call();
+  } catch (const DosError& error) {
+    return error;
+  }
+  return kNoError;
+}
 
 }  // namespace quorle::common

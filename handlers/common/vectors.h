@@ -13,14 +13,16 @@ namespace quorle::common {
 inline constexpr std::int32_t kTrue = -1;
 inline constexpr std::int32_t kFalse = 0;
 
-/// Makes `call`, which returns a DosError; its code goes to `res2`, and `success` or `failure` comes
-/// back. Only here does an error of a volume become the number of the C header. No exception leaves
-/// a vector: the only one there is is a host without memory.
+/// Makes `call`, which returns a DosError or throws it; its code goes to `res2`, and `success` or
+/// `failure` comes back. Only here does an error of a volume become the number of the C header. No
+/// exception leaves a vector: the only other one there is is a host without memory.
 template <class Result, class Call>
 Result Answer(std::int32_t* res2, Result success, Result failure, const Call& call) {
   DosError error;
   try {
     error = call();
+  } catch (const DosError& thrown) {
+    error = thrown;
   } catch (const std::exception&) {
     error = ERROR_NO_FREE_STORE;
   }

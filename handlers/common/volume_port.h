@@ -27,8 +27,9 @@ namespace quorle::common {
 ///               `ref->name` is the name. A null one as an argument means the root.
 ///     OpenFile  an open file: `entry`, the Ref through which it was opened, and `position`
 ///
-/// and the operations called below. Each returns a DosError and gives what it found or made
-/// through its last parameters; it may throw what the C++ library throws.
+/// and the operations called below. Each returns a DosError, or throws it unless it is of locks or
+/// Relabel(), and gives what it found or made through its last parameters; it may throw what the
+/// C++ library throws.
 template <class Volume>
 class VolumePort {
  public:

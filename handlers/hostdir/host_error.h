@@ -7,6 +7,8 @@
 
 namespace quorle::hostdir {
 
+using common::Catch;
+using common::Check;
 using common::DosError;
 using common::kNoError;
 

@@ -39,7 +39,7 @@ DosError Volume::Relabel(std::string_view name) {
     if (is_no_label || name == name_at_mount_) record.label = kept_label_;
   };
   const ::DateStamp now = now_();
-  if (const DosError error = ChangeRecord(root_, change, &now)) return error;
+  if (const DosError error = Catch([&] { ChangeRecord(root_, change, &now); })) return error;
   root()->name = name;
   settings_.label = is_no_label ? std::string_view() : name;
   return kNoError;
@@ -51,8 +51,7 @@ DosError Volume::Flush() {
 
 DosError Volume::GetSpace(common::VolumeSpace& space) const {
   struct ::statvfs stat {};
-  const HostError error = HostError::Of(::fstatvfs(root_.fd.get(), &stat));
-  if (error) return error.ForReading();
+  Check(HostError::Of(::fstatvfs(root_.fd.get(), &stat)).ForReading());
   space.blocks = stat.f_blocks;
   space.blocks_used = stat.f_blocks - std::min<std::uint64_t>(stat.f_bavail, stat.f_blocks);
   space.block_size = stat.f_frsize;

@@ -42,9 +42,9 @@ struct MountedDirectory {
   std::function<void(const std::string& line)> report;  ///< prints a line for the user
 };
 
-/// A directory of the host under the rules of the platform. Every operation returns an error or
-/// none; what it found or made comes back through the last parameter. A null `rel` is the
-/// root, a name of "" the object of `rel`.
+/// A directory of the host under the rules of the platform. Every operation returns an error
+/// or none, or throws the error; what it found or made comes back through the last parameter. A null
+/// `rel` is the root, a name of "" the object of `rel`.
 ///
 /// Every operation walks from the root's descriptor, one name at a time, follows no symbolic link
 /// and compares what it finds with what the lock was taken on. So it acts on the object that was
@@ -107,13 +107,15 @@ class Volume {
   DosError Rename(const EntryRef& from_rel, std::string_view from, const EntryRef& to_rel,
                   std::string_view to);
   DosError SetDate(const EntryRef& rel, std::string_view name, const ::DateStamp& date) {
-    return ChangeAttributes(
-        rel, name, [](Record&) {}, &date);
+    const auto keep = [](Record&) {};
+    ChangeAttributes(rel, name, keep, &date);
+    return kNoError;
   }
   /// Changes the record of the object with `change`.
   DosError SetAttribute(const EntryRef& rel, std::string_view name,
                         const std::function<void(Record&)>& change) {
-    return ChangeAttributes(rel, name, change, nullptr);
+    ChangeAttributes(rel, name, change, nullptr);
+    return kNoError;
   }
 
   // ---- Looking at objects --------------------------------------------------------------------
@@ -157,66 +159,67 @@ class Volume {
     std::string host_name;
     std::string path;  ///< what the journal calls it
 
+    /// `name` in `in`; `directory` is still to be opened.
+    Location(EntryRef in, std::string name);
     NameAt at() const { return {directory.fd.get(), host_name}; }
-    /// Is `name` in `in` from now on; `directory` is still to be opened.
-    void Set(EntryRef in, std::string name);
   };
   using Visit = std::function<void(Opened&)>;
+
+  // What follows returns what it found or made, and throws its error.
 
   // ---- Looking up: volume_lookup.cpp ---------------------------------------------------------
 
   /// Opens what `entry` leads to; `visit` sees every directory on the way, from the root on, and
   /// the object itself. 211 when the host has something else there, or nothing.
-  DosError Reach(const Entry& entry, Opened& opened, const Visit& visit = nullptr);
-  /// Opens what `entry` leads to and reads its record.
-  DosError ReachRecord(const Entry& entry, Opened& opened, Record& record);
-  /// Opens a directory and looks for `name` in it: returns the host's name of what is meant, a foreign
-  /// object too, in `host_name`; 205 for nothing. A name in just this case comes first, then the first in byte order
-  /// that differs in case alone.
-  DosError Search(const Entry& directory, std::string_view name, Opened& opened,
-                  std::string& host_name);
+  Opened Reach(const Entry& entry, const Visit& visit = nullptr);
+  /// Opens a directory and looks for `name` in it: whether it is there, and the host's name of what
+  /// is meant, a foreign object too. A name in just this case comes first, then the first in byte
+  /// order that differs in case alone.
+  bool Search(const Entry& directory, std::string_view name, Opened& opened,
+              std::string& host_name);
   /// The entry of something that is open.
-  DosError EntryOf(const EntryRef& directory, const std::string& host_name, const Opened& opened,
-                   EntryRef& entry);
+  EntryRef EntryOf(const EntryRef& directory, const std::string& host_name, const Opened& opened);
+  /// As Find() and FindTarget().
+  EntryRef LookUp(const EntryRef& rel, std::string_view name);
+  EntryRef LookUpTarget(const EntryRef& rel, std::string_view name);
   /// The location of an entry, which is not the root.
-  DosError Locate(const Entry& entry, Location& location);
+  Location Locate(const Entry& entry);
   /// The location of a new object. 203 when something has the name.
-  DosError LocateNew(const EntryRef& rel, std::string_view name, Location& location);
-  /// None for an object that may be changed, else 211.
-  DosError ForeignProblem(const Object& object) const;
+  Location LocateNew(const EntryRef& rel, std::string_view name);
+  /// 211 for an object that may not be changed.
+  void CheckOwn(const Object& object) const;
 
   // ---- Files: volume_files.cpp ---------------------------------------------------------------
 
-  DosError OpenContent(const Entry& entry);
+  void OpenContent(const Entry& entry);
   void Hold(OpenFile& file, const EntryRef& entry, bool exclusive);
   /// Whether MODE_NEWFILE may empty a file that is there.
-  DosError ResetProblem(const Entry& entry);
+  void CheckReset(const Entry& entry);
   /// Opens and empties a file for MODE_NEWFILE; other names of it stay.
-  DosError Reset(const Entry& entry);
+  void Reset(const Entry& entry);
   /// Whether the content of an open file may be changed.
-  DosError ContentProblem(const Object& object) const;
+  void CheckContent(const Object& object) const;
   /// common::FindPosition() in `file`; `size` is the one that it has.
-  DosError FindPosition(const OpenFile& file, std::int32_t mode, std::int64_t offset,
-                        std::int64_t& found, std::int64_t& size) const;
+  std::int64_t FindPosition(const OpenFile& file, std::int32_t mode, std::int64_t offset,
+                            std::int64_t& size) const;
 
   // ---- Objects: volume_objects.cpp -----------------------------------------------------------
 
-  DosError MakeFile(const EntryRef& rel, std::string_view name, EntryRef& made);
+  EntryRef MakeFile(const EntryRef& rel, std::string_view name);
   /// Makes a file that holds `content`, is noted as the mount's own, and is open afterwards. With
   /// content it is a soft link.
-  DosError MakeOwnFile(const Location& location, std::string_view content, Opened& made);
-  /// Makes a directory likewise, which still has no record.
-  DosError MakeOwnDirectory(const Location& location, Opened& made);
+  Opened MakeOwnFile(const Location& location, std::string_view content);
+  /// Makes a directory likewise.
+  Opened MakeOwnDirectory(const Location& location);
   /// Notes what was just made for `location` and has the name `host_name` in its directory now.
   void AddOwn(const Location& location, const std::string& host_name, const Opened& made);
   /// Gives a new object its first record and date: owner and group of its directory, today's date.
   /// When that fails it is removed again.
-  DosError Initialize(const Location& location, Opened& made, bool soft_link);
+  void Initialize(const Location& location, Opened& made, bool soft_link);
   /// Removes `object`, which is at `location`.
-  DosError Remove(const Location& location, const Opened& object);
+  void Remove(const Location& location, const Opened& object);
   /// Renames unless both are the same; `name` is the platform's for `to`.
-  DosError Move(const EntryRef& entry, const Location& from, const Location& to,
-                std::string_view name);
+  void Move(const EntryRef& entry, const Location& from, const Location& to, std::string_view name);
   /// Reports an object that `outcome` says has lost its name.
   void ReportAside(const Outcome& outcome, const std::string& host_name);
 
@@ -225,21 +228,21 @@ class Volume {
   /// What operations change in a record.
   using Change = std::function<void(Record&)>;
 
-  /// Reads the record of an object. One that the host keeps from us is plain.
-  DosError ReadRecord(const Opened& opened, Record& record) const;
+  Record ReadRecord(const Opened& opened) const;
+  /// The same, but plain when the host keeps the record from us.
+  Record ReadRecordIfAllowed(const Opened& opened) const;
   /// Reads the record of an object, has `change` change it, dates the object unless `date` is null,
   /// and writes the record.
-  DosError ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date);
+  void ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date);
   /// The same for the object that a name leads to.
-  DosError ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
-                            const ::DateStamp* date);
-  DosError InfoOf(const Opened& opened, ObjectKind kind, ObjectInfo& info) const;
-  /// Starts a scan of `directory`; `scan` becomes its number.
-  DosError StartScan(const ::PRIVATE_ExamineDirContext& context, const Opened& directory,
-                     std::intptr_t& scan);
+  void ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
+                        const ::DateStamp* date);
+  ObjectInfo InfoOf(const Opened& opened, ObjectKind kind) const;
+  /// Starts a scan of `directory` and returns its number.
+  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Opened& directory);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`.
-  static DosError Date(Opened& opened, Record& record, const ::DateStamp& date);
+  static void Date(Opened& opened, Record& record, const ::DateStamp& date);
   /// Marks a change of an object: clears its archive bit, and dates it unless `date` is null. What
   /// the host refuses here is no failure of the operation that it comes after.
   void MarkChanged(Opened& object, const ::DateStamp* date);

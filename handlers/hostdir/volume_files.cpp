@@ -20,38 +20,34 @@ void Volume::Hold(OpenFile& file, const EntryRef& entry, bool exclusive) {
   entry->object->handles.push_back(&file);
 }
 
-DosError Volume::OpenContent(const Entry& entry) {
+void Volume::OpenContent(const Entry& entry) {
   Object& object = *entry.object;
-  if (object.content.fd) return kNoError;
-  if (!entry.has_name) return ERROR_INVALID_LOCK;
-  Opened directory;
-  if (const DosError error = Reach(*entry.directory, directory)) return error;
+  if (object.content.fd) return;
+  if (!entry.has_name) throw DosError(ERROR_INVALID_LOCK);
+  const Opened directory = Reach(*entry.directory);
   const DosError error = OpenContentAt({directory.fd.get(), entry.host_name}, root_.stat.device,
                                        object.identity, object.content, object.write_refusal);
-  return error == ERROR_OBJECT_NOT_FOUND ? ERROR_INVALID_LOCK : error;
+  Check(error == ERROR_OBJECT_NOT_FOUND ? ERROR_INVALID_LOCK : error);
 }
 
-DosError Volume::ResetProblem(const Entry& entry) {
-  if (const DosError error = ForeignProblem(*entry.object)) return error;
-  if (entry.object->holders.any()) return ERROR_OBJECT_IN_USE;
-  Opened object;
-  Record record;
-  if (const DosError error = ReachRecord(entry, object, record)) return error;
-  return (record.protection & EXDF_NO_DELETE) != 0 ? ERROR_DELETE_PROTECTED : kNoError;
+void Volume::CheckReset(const Entry& entry) {
+  CheckOwn(*entry.object);
+  if (entry.object->holders.any()) throw DosError(ERROR_OBJECT_IN_USE);
+  const Record record = ReadRecord(Reach(entry));
+  if ((record.protection & EXDF_NO_DELETE) != 0) throw DosError(ERROR_DELETE_PROTECTED);
 }
 
-DosError Volume::Reset(const Entry& entry) {
+void Volume::Reset(const Entry& entry) {
+  OpenContent(entry);
+  Check(entry.object->write_refusal);
   Opened& content = entry.object->content;
-  if (const DosError error = OpenContent(entry)) return error;
-  if (entry.object->write_refusal) return entry.object->write_refusal;
-  const HostError error = HostError::Of(::ftruncate(content.fd.get(), 0));
-  if (error) return error.ForWriting();
+  Check(HostError::Of(::ftruncate(content.fd.get(), 0)).ForWriting());
   const auto clear = [](Record& record) {
     record.comment.clear();
     record.protection = 0;
   };
   const ::DateStamp now = now_();
-  return ChangeRecord(content, clear, &now);
+  ChangeRecord(content, clear, &now);
 }
 
 DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t mode,
@@ -61,19 +57,24 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
   }
   bool exclusive = mode == MODE_NEWFILE;
   // The volume comes first: with its protection on, a new file is refused whatever is there.
-  if (const DosError error = exclusive ? WriteProblem() : kNoError) return error;
+  if (exclusive) Check(WriteProblem());
   EntryRef entry;
-  const DosError found = FindTarget(rel, name, entry);
+  const DosError found = Catch([&] { entry = LookUpTarget(rel, name); });
   const bool is_new = found == ERROR_OBJECT_NOT_FOUND && mode != MODE_OLDFILE;
-  if (const DosError error = is_new ? MakeFile(rel, name, entry) : found) return error;
+  if (is_new) {
+    entry = MakeFile(rel, name);
+  } else {
+    Check(found);
+  }
   Object& object = *entry->object;
   if (!object.IsFile()) return ERROR_OBJECT_WRONG_TYPE;
 
   const bool is_reset = exclusive && !is_new;
-  if (const DosError error = is_reset ? ResetProblem(*entry) : kNoError) return error;
+  if (is_reset) CheckReset(*entry);
   object.handles.reserve(object.handles.size() + 1);
-  if (const DosError error = TakeLock(*entry, exclusive)) return error;
-  if (const DosError error = is_reset ? Reset(*entry) : OpenContent(*entry)) {
+  Check(TakeLock(*entry, exclusive));
+  const DosError error = Catch([&] { is_reset ? Reset(*entry) : OpenContent(*entry); });
+  if (error) {
     ReleaseLock(*entry, exclusive);
     if (object.handles.empty()) object.content.fd.Close();
     return error;
@@ -86,7 +87,7 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
 DosError Volume::OpenLocked(const EntryRef& entry, bool exclusive, OpenFile& file) {
   if (!entry->object->IsFile()) return ERROR_OBJECT_WRONG_TYPE;
   entry->object->handles.reserve(entry->object->handles.size() + 1);
-  if (const DosError error = OpenContent(*entry)) return error;
+  OpenContent(*entry);
   Hold(file, entry, exclusive);
   return kNoError;
 }
@@ -110,36 +111,34 @@ DosError Volume::ChangeFileMode(OpenFile& file, bool to_exclusive) {
 DosError Volume::Read(OpenFile& file, void* buffer, std::int32_t bytes, std::int32_t& count) {
   const Opened& content = file.entry->object->content;
   if (bytes < 0) return ERROR_BAD_NUMBER;
-  Record record;
-  if (const DosError error = records_->Read(content, record)) return error;
-  if ((record.protection & EXDF_NO_READ) != 0) return ERROR_READ_PROTECTED;
+  if ((ReadRecord(content).protection & EXDF_NO_READ) != 0) return ERROR_READ_PROTECTED;
   std::size_t got = 0;
-  const HostError error = ReadAt(content.fd.get(), file.position, static_cast<char*>(buffer),
-                                 static_cast<std::size_t>(bytes), got);
-  if (error) return error.ForReading();
+  Check(ReadAt(content.fd.get(), file.position, static_cast<char*>(buffer),
+               static_cast<std::size_t>(bytes), got)
+            .ForReading());
   count = static_cast<std::int32_t>(got);
   file.position += count;
   return kNoError;
 }
 
-DosError Volume::ContentProblem(const Object& object) const {
-  if (const DosError error = WriteProblem().Or(ForeignProblem(object))) return error;
-  Record record;
-  if (const DosError error = records_->Read(object.content, record)) return error;
-  return (record.protection & EXDF_NO_WRITE) != 0 ? ERROR_WRITE_PROTECTED : object.write_refusal;
+void Volume::CheckContent(const Object& object) const {
+  Check(WriteProblem());
+  CheckOwn(object);
+  const Record record = ReadRecord(object.content);
+  if ((record.protection & EXDF_NO_WRITE) != 0) throw DosError(ERROR_WRITE_PROTECTED);
+  Check(object.write_refusal);
 }
 
 DosError Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
   Object& object = *file.entry->object;
   if (bytes < 0) return ERROR_BAD_NUMBER;
-  if (const DosError error = ContentProblem(object)) return error;
+  CheckContent(object);
   std::int64_t end = 0;
   if (__builtin_add_overflow(file.position, bytes, &end)) return ERROR_OBJECT_TOO_LARGE;
   std::int64_t old_size = 0;
-  if (const DosError error = SizeOf(file, old_size)) return error;
+  Check(SizeOf(file, old_size));
   const std::string_view text(static_cast<const char*>(data), static_cast<std::size_t>(bytes));
-  const HostError error = WriteWhole(object.content.fd.get(), file.position, text, old_size);
-  if (error) return error.ForWriting();
+  Check(WriteWhole(object.content.fd.get(), file.position, text, old_size).ForWriting());
   file.position = end;
   file.changed = true;
   const ::DateStamp now = now_();
@@ -154,16 +153,17 @@ DosError Volume::SizeOf(const OpenFile& file, std::int64_t& size) const {
   return error.ForReading();
 }
 
-DosError Volume::FindPosition(const OpenFile& file, std::int32_t mode, std::int64_t offset,
-                              std::int64_t& found, std::int64_t& size) const {
-  if (const DosError error = SizeOf(file, size)) return error;
-  return common::FindPosition(mode, offset, file.position, size, found);
+std::int64_t Volume::FindPosition(const OpenFile& file, std::int32_t mode, std::int64_t offset,
+                                  std::int64_t& size) const {
+  std::int64_t found = 0;
+  Check(SizeOf(file, size));
+  Check(common::FindPosition(mode, offset, file.position, size, found));
+  return found;
 }
 
 DosError Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) {
-  std::int64_t target = 0;
   std::int64_t size = 0;
-  if (const DosError error = FindPosition(file, mode, position, target, size)) return error;
+  const std::int64_t target = FindPosition(file, mode, position, size);
   if (target > size) return ERROR_SEEK_ERROR;
   file.position = target;
   return kNoError;
@@ -171,16 +171,14 @@ DosError Volume::Seek(OpenFile& file, std::int32_t mode, std::int64_t position) 
 
 DosError Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
   Object& object = *file.entry->object;
-  std::int64_t target = 0;
   std::int64_t old_size = 0;
-  if (const DosError error = FindPosition(file, mode, size, target, old_size)) return error;
-  if (const DosError error = ContentProblem(object)) return error;
+  const std::int64_t target = FindPosition(file, mode, size, old_size);
+  CheckContent(object);
   for (const OpenFile* const other : object.handles) {
     if (other != &file && other->position > target) return ERROR_OBJECT_IN_USE;
   }
   const int fd = object.content.fd.get();
-  const HostError error = HostError::Of(::ftruncate(fd, static_cast<off_t>(target)));
-  if (error) return error.ForResizing();
+  Check(HostError::Of(::ftruncate(fd, static_cast<off_t>(target))).ForResizing());
   file.position = std::min(file.position, target);
   file.changed = true;
   const ::DateStamp now = now_();

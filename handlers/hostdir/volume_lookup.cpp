@@ -53,118 +53,116 @@ const std::string* FindName(const std::vector<std::string>& names, std::string_v
 
 }  // namespace
 
-DosError Volume::Reach(const Entry& entry, Opened& opened, const Visit& visit) {
+Opened Volume::Reach(const Entry& entry, const Visit& visit) {
   std::vector<const Entry*> way;
   for (const Entry* at = &entry; at->directory != nullptr; at = at->directory.get()) {
-    if (!at->has_name) return ERROR_INVALID_LOCK;
+    if (!at->has_name) throw DosError(ERROR_INVALID_LOCK);
     way.push_back(at);
   }
-  if (const DosError error = OpenAgain(root_, opened)) return error;
+  Opened opened;
+  Check(OpenAgain(root_, opened));
   if (visit) visit(opened);
   for (auto step = way.rbegin(); step != way.rend(); ++step) {
     const Entry& next = **step;
-    Opened above = std::move(opened);
-    opened = {};
-    if (const DosError error =
-            OpenAt({above.fd.get(), next.host_name}, root_.stat.device, opened)) {
-      return IsGoneOrForeign(error) ? ERROR_INVALID_LOCK : error;
-    }
+    const Opened above = std::exchange(opened, {});
+    const DosError error = OpenAt({above.fd.get(), next.host_name}, root_.stat.device, opened);
+    Check(IsGoneOrForeign(error) ? ERROR_INVALID_LOCK : error);
     if (opened.stat.identity() != next.object->identity ||
         opened.IsDirectory() != next.object->IsDirectory()) {
-      return ERROR_INVALID_LOCK;
+      throw DosError(ERROR_INVALID_LOCK);
     }
     if (visit) visit(opened);
   }
-  return kNoError;
+  return opened;
 }
 
-DosError Volume::ReachRecord(const Entry& entry, Opened& opened, Record& record) {
-  if (const DosError error = Reach(entry, opened)) return error;
-  return records_->Read(opened, record);
-}
-
-DosError Volume::Search(const Entry& directory, std::string_view name, Opened& opened,
-                        std::string& host_name) {
-  if (!directory.object->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
-  if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
-  if (const DosError error = Reach(directory, opened)) return error;
+bool Volume::Search(const Entry& directory, std::string_view name, Opened& opened,
+                    std::string& host_name) {
+  if (!directory.object->IsDirectory()) throw DosError(ERROR_OBJECT_WRONG_TYPE);
+  if (!IsName(name)) throw DosError(ERROR_INVALID_COMPONENT_NAME);
+  opened = Reach(directory);
   const int fd = opened.fd.get();
   host_name = ToHostName(name);
   HostStat stat;
-  const HostError there = StatAt({fd, host_name}, stat);
-  if (!there && !IsThereInOtherCase(fd, name)) return kNoError;
-  if (there && !there.Is(ENOENT)) return there.ForReading();
+  const HostError error = StatAt({fd, host_name}, stat);
+  if (!error && !IsThereInOtherCase(fd, name)) return true;
+  if (!error.Is(ENOENT)) Check(error.ForReading());
 
   std::vector<std::string> names;
-  if (const DosError error = ListNames(fd, names)) return error;
+  Check(ListNames(fd, names));
   const std::string* const found = FindName(names, name, host_name);
-  if (found == nullptr) return ERROR_OBJECT_NOT_FOUND;
-  host_name = *found;
-  return kNoError;
+  if (found != nullptr) host_name = *found;
+  return found != nullptr;
 }
 
-DosError Volume::EntryOf(const EntryRef& directory, const std::string& host_name,
-                         const Opened& opened, EntryRef& entry) {
+EntryRef Volume::EntryOf(const EntryRef& directory, const std::string& host_name,
+                         const Opened& opened) {
   ObjectKind kind = ObjectKind::kDirectory;
   if (opened.IsFile()) {
-    Record record;
-    if (const DosError error = ReadRecord(opened, record)) return error;
     // What the host does not let us look into is a file.
+    const Record record = ReadRecordIfAllowed(opened);
     kind = record.soft_link ? ObjectKind::kSoftLink : ObjectKind::kFile;
   }
   std::string name;
-  if (!FromHostName(host_name, name)) return ERROR_OBJECT_NOT_FOUND;
-  entry = tree_.EntryFor(directory, host_name, name, opened.stat.identity(), kind);
-  return kNoError;
+  if (!FromHostName(host_name, name)) throw DosError(ERROR_OBJECT_NOT_FOUND);
+  return tree_.EntryFor(directory, host_name, name, opened.stat.identity(), kind);
 }
 
-DosError Volume::Find(const EntryRef& rel, std::string_view name, EntryRef& found) {
+EntryRef Volume::LookUp(const EntryRef& rel, std::string_view name) {
   const EntryRef& base = rel == nullptr ? root() : rel;
-  if (name.empty()) {
-    found = base;
-    return kNoError;
-  }
+  if (name.empty()) return base;
   Opened directory;
   Opened opened;
   std::string host_name;
-  if (const DosError error = Search(*base, name, directory, host_name)) return error;
-  const NameAt at{directory.fd.get(), host_name};
-  if (const DosError error = OpenAt(at, root_.stat.device, opened)) return error;
-  return EntryOf(base, host_name, opened, found);
+  if (!Search(*base, name, directory, host_name)) throw DosError(ERROR_OBJECT_NOT_FOUND);
+  Check(OpenAt({directory.fd.get(), host_name}, root_.stat.device, opened));
+  return EntryOf(base, host_name, opened);
+}
+
+EntryRef Volume::LookUpTarget(const EntryRef& rel, std::string_view name) {
+  EntryRef entry = LookUp(rel, name);
+  if (entry->object->IsSoftLink()) throw DosError(ERROR_IS_SOFT_LINK);
+  return entry;
+}
+
+DosError Volume::Find(const EntryRef& rel, std::string_view name, EntryRef& found) {
+  found = LookUp(rel, name);
+  return kNoError;
 }
 
 DosError Volume::FindTarget(const EntryRef& rel, std::string_view name, EntryRef& found) {
-  if (const DosError error = Find(rel, name, found)) return error;
-  return found->object->IsSoftLink() ? ERROR_IS_SOFT_LINK : kNoError;
+  found = LookUpTarget(rel, name);
+  return kNoError;
 }
 
-void Volume::Location::Set(EntryRef in, std::string name) {
-  parent = std::move(in);
-  host_name = std::move(name);
-  path = host_name;
+Volume::Location::Location(EntryRef in, std::string name)
+    : parent(std::move(in)), host_name(std::move(name)), path(host_name) {
   for (const Entry* above = parent.get(); above->directory != nullptr;) {
     path.insert(0, above->host_name + '/');
     above = above->directory.get();
   }
 }
 
-DosError Volume::Locate(const Entry& entry, Location& location) {
-  location.Set(entry.directory, entry.host_name);
-  return Reach(*entry.directory, location.directory);
+Volume::Location Volume::Locate(const Entry& entry) {
+  Location location(entry.directory, entry.host_name);
+  location.directory = Reach(*entry.directory);
+  return location;
 }
 
-DosError Volume::LocateNew(const EntryRef& rel, std::string_view name, Location& location) {
-  if (const DosError error = WriteProblem()) return error;
-  if (name.empty()) return ERROR_OBJECT_EXISTS;
-  location.Set(rel == nullptr ? root() : rel, ToHostName(name));
+Volume::Location Volume::LocateNew(const EntryRef& rel, std::string_view name) {
+  Check(WriteProblem());
+  if (name.empty()) throw DosError(ERROR_OBJECT_EXISTS);
+  Location location(rel == nullptr ? root() : rel, ToHostName(name));
   std::string existing;
-  const DosError found = Search(*location.parent, name, location.directory, existing);
-  if (!found) return ERROR_OBJECT_EXISTS;
-  return found == ERROR_OBJECT_NOT_FOUND ? ForeignProblem(*location.parent->object) : found;
+  if (Search(*location.parent, name, location.directory, existing)) {
+    throw DosError(ERROR_OBJECT_EXISTS);
+  }
+  CheckOwn(*location.parent->object);
+  return location;
 }
 
-DosError Volume::ForeignProblem(const Object& object) const {
-  return own_.MayChange(object.identity) ? kNoError : ERROR_INVALID_LOCK;
+void Volume::CheckOwn(const Object& object) const {
+  if (!own_.MayChange(object.identity)) throw DosError(ERROR_INVALID_LOCK);
 }
 
 DosError Volume::TakeLock(Entry& entry, bool& exclusive) {

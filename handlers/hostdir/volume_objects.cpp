@@ -20,59 +20,64 @@ void Volume::AddOwn(const Location& location, const std::string& host_name, cons
   own_.Add(made.stat.identity(), {location.directory.fd.get(), host_name});
 }
 
-DosError Volume::MakeOwnFile(const Location& location, std::string_view content, Opened& made) {
+Opened Volume::MakeOwnFile(const Location& location, std::string_view content) {
+  Opened made;
   journal_.StartMaking(location.path);
-  if (const DosError error = MakeFileAt(location.at(), made)) {
-    journal_.Remove(location.path);
-    return error;
-  }
+  const DosError error = MakeFileAt(location.at(), made);
+  if (error) journal_.Remove(location.path);
+  Check(error);
   AddOwn(location, location.host_name, made);
-  if (const HostError error = WriteAt(made.fd.get(), 0, content)) {
-    static_cast<void>(Remove(location, made));
-    return error.ForWriting();
-  }
-  return Initialize(location, made, !content.empty());
+  const HostError full = WriteAt(made.fd.get(), 0, content);
+  if (full) static_cast<void>(Catch([&] { Remove(location, made); }));
+  Check(full.ForWriting());
+  Initialize(location, made, !content.empty());
+  return made;
 }
 
-DosError Volume::MakeOwnDirectory(const Location& location, Opened& made) {
+Opened Volume::MakeOwnDirectory(const Location& location) {
+  Opened made;
   const NameAt aside{location.directory.fd.get(), aside_};
-  if (const DosError error = MakeDirectoryAt(aside, root_.stat.device, made)) return error;
-  AddOwn(location, aside_, made);
-  const HostError error = RenameAt(aside, location.at());
-  if (error) {
-    ::unlinkat(aside.directory, aside_.c_str(), AT_REMOVEDIR);
-    own_.Remove(made.stat.identity());
+  journal_.StartMaking(location.path);
+  DosError error = MakeDirectoryAt(aside, root_.stat.device, made);
+  if (!error) {
+    AddOwn(location, aside_, made);
+    error = RenameAt(aside, location.at()).ForWriting();
+    if (error) {
+      ::unlinkat(aside.directory, aside_.c_str(), AT_REMOVEDIR);
+      own_.Remove(made.stat.identity());
+    }
   }
-  return error.ForWriting();
+  if (error) journal_.Remove(location.path);
+  Check(error);
+  Initialize(location, made, false);
+  return made;
 }
 
-DosError Volume::Initialize(const Location& location, Opened& made, bool soft_link) {
-  Record above;
-  DosError error = records_->Read(location.directory, above);
-  if (!error) {
+void Volume::Initialize(const Location& location, Opened& made, bool soft_link) {
+  try {
+    const Record above = ReadRecord(location.directory);
     Record record;
     record.soft_link = soft_link;
     record.owner = above.owner;
     record.group = above.group;
-    error = Date(made, record, now_());
-    if (!error) error = records_->Write(made, record);
+    Date(made, record, now_());
+    Check(records_->Write(made, record));
+  } catch (const DosError&) {
+    static_cast<void>(Catch([&] { Remove(location, made); }));
+    throw;
   }
-  if (error) static_cast<void>(Remove(location, made));
-  return error;
 }
 
-DosError Volume::Remove(const Location& location, const Opened& object) {
+void Volume::Remove(const Location& location, const Opened& object) {
   const Identity identity = object.stat.identity();
   const Outcome outcome = RemoveAt(location.at(), identity, aside_);
   ReportAside(outcome, location.host_name);
-  if (!outcome.error) {
-    journal_.Remove(location.path);
-    if (object.IsDirectory() || object.stat.links <= 1) {
-      records_->Forget(object);
-      own_.Remove(identity);
-    }
+  Check(outcome.error.ForDeleting());
+  journal_.Remove(location.path);
+  if (object.IsDirectory() || object.stat.links <= 1) {
+    records_->Forget(object);
+    own_.Remove(identity);
   }
-  return outcome.error.ForDeleting();
 }
 
 void Volume::ReportAside(const Outcome& outcome, const std::string& host_name) {
@@ -85,29 +90,20 @@ void Volume::ReportAside(const Outcome& outcome, const std::string& host_name) {
 
 // ---- Making ------------------------------------------------------------------------------------
 
-DosError Volume::MakeFile(const EntryRef& rel, std::string_view name, EntryRef& made) {
-  Location location;
-  Opened content;
-  if (const DosError error = LocateNew(rel, name, location)) return error;
-  if (const DosError error = MakeOwnFile(location, {}, content)) return error;
-  made = tree_.Insert(location.parent, location.host_name, name, content.stat.identity(),
-                      ObjectKind::kFile);
+EntryRef Volume::MakeFile(const EntryRef& rel, std::string_view name) {
+  const Location location = LocateNew(rel, name);
+  Opened content = MakeOwnFile(location, {});
+  EntryRef made = tree_.Insert(location.parent, location.host_name, name, content.stat.identity(),
+                               ObjectKind::kFile);
   made->object->content = std::move(content);
   made->object->write_refusal = kNoError;
   Touch(location.parent, true);
-  return kNoError;
+  return made;
 }
 
 DosError Volume::MakeDirectory(const EntryRef& rel, std::string_view name, EntryRef& made) {
-  Location location;
-  Opened opened;
-  if (const DosError error = LocateNew(rel, name, location)) return error;
-  journal_.StartMaking(location.path);
-  if (const DosError error = MakeOwnDirectory(location, opened)) {
-    journal_.Remove(location.path);
-    return error;
-  }
-  if (const DosError error = Initialize(location, opened, false)) return error;
+  const Location location = LocateNew(rel, name);
+  const Opened opened = MakeOwnDirectory(location);
   made = tree_.Insert(location.parent, location.host_name, name, opened.stat.identity(),
                       ObjectKind::kDirectory);
   Touch(location.parent, true);
@@ -115,32 +111,26 @@ DosError Volume::MakeDirectory(const EntryRef& rel, std::string_view name, Entry
 }
 
 DosError Volume::MakeSoftLink(const EntryRef& rel, std::string_view name, std::string_view target) {
-  if (target.empty() || target.size() > common::kMaxTarget) {
-    return WriteProblem().Or(ERROR_INVALID_COMPONENT_NAME);
-  }
-  Location location;
-  Opened content;
-  if (const DosError error = LocateNew(rel, name, location)) return error;
-  if (const DosError error = MakeOwnFile(location, target, content)) return error;
+  Check(WriteProblem());
+  if (target.empty() || target.size() > common::kMaxTarget) return ERROR_INVALID_COMPONENT_NAME;
+  const Location location = LocateNew(rel, name);
+  static_cast<void>(MakeOwnFile(location, target));
   Touch(location.parent, true);
   return kNoError;
 }
 
 DosError Volume::MakeHardLink(const EntryRef& rel, std::string_view name, const Entry& target) {
-  Location location;
-  if (const DosError error = LocateNew(rel, name, location)) return error;
+  const Location location = LocateNew(rel, name);
   if (target.object->IsDirectory()) {
     // A loop is refused as such; any other link to a directory is what the host does not have.
     return IsInside(*location.parent, target) ? ERROR_OBJECT_WRONG_TYPE : ERROR_ACTION_NOT_KNOWN;
   }
-  Opened source;
-  if (const DosError error = Reach(target, source)) return error;
-  if (const DosError error = ForeignProblem(*target.object)) return error;
+  const Opened source = Reach(target);
+  CheckOwn(*target.object);
   journal_.StartMaking(location.path);
-  if (const HostError error = LinkAt(source, location.at())) {
-    journal_.Remove(location.path);
-    return error.ForLinking();
-  }
+  const HostError error = LinkAt(source, location.at());
+  if (error) journal_.Remove(location.path);
+  Check(error.ForLinking());
   journal_.FinishMaking(target.object->identity, location.path);
   Touch(location.parent, true);
   return kNoError;
@@ -149,26 +139,23 @@ DosError Volume::MakeHardLink(const EntryRef& rel, std::string_view name, const 
 // ---- Deleting and renaming ---------------------------------------------------------------------
 
 DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
-  if (const DosError error = WriteProblem()) return error;
-  EntryRef entry;
-  if (const DosError error = Find(rel, name, entry)) return error;
+  Check(WriteProblem());
+  const EntryRef entry = LookUp(rel, name);
   if (entry == root() || entry->uses > 0) return ERROR_OBJECT_IN_USE;
-  if (const DosError error = ForeignProblem(*entry->object)) return error;
-  Opened object;
-  Record record;
-  if (const DosError error = ReachRecord(*entry, object, record)) return error;
+  CheckOwn(*entry->object);
+  const Opened object = Reach(*entry);
+  const Record record = ReadRecord(object);
   if ((record.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   if (entry->object->IsFile() && (record.protection & EXDF_NO_WRITE) != 0) {
     return ERROR_WRITE_PROTECTED;
   }
-  Location location;
-  if (const DosError error = Locate(*entry, location)) return error;
+  const Location location = Locate(*entry);
   if (object.IsDirectory()) {
     // Asked first: the directory above keeps its date when nothing is deleted.
     std::vector<std::string> names;
     if (!ListNames(object.fd.get(), names) && !names.empty()) return ERROR_DIRECTORY_NOT_EMPTY;
   }
-  if (const DosError error = Remove(location, object)) return error;
+  Remove(location, object);
   entry->Detach();
   Touch(location.parent, true);
   return kNoError;
@@ -176,43 +163,37 @@ DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
 
 DosError Volume::Rename(const EntryRef& from_rel, std::string_view from, const EntryRef& to_rel,
                         std::string_view to) {
-  if (const DosError error = WriteProblem()) return error;
-  EntryRef entry;
-  if (const DosError error = Find(from_rel, from, entry)) return error;
+  Check(WriteProblem());
+  const EntryRef entry = LookUp(from_rel, from);
   if (entry == root()) return ERROR_OBJECT_IN_USE;
-  Location source;
-  Location target;
-  target.Set(to_rel == nullptr ? root() : to_rel, ToHostName(to));
+  Location target(to_rel == nullptr ? root() : to_rel, ToHostName(to));
   if (to.empty()) return target.parent == entry ? kNoError : ERROR_OBJECT_EXISTS;
 
-  if (const DosError error = Locate(*entry, source)) return error;
+  const Location source = Locate(*entry);
   std::string existing;
-  const DosError found = Search(*target.parent, to, target.directory, existing);
-  if (found && found != ERROR_OBJECT_NOT_FOUND) return found;
-  const bool is_itself = !found && source.parent == target.parent && existing == source.host_name;
-  if (!found && !is_itself) return ERROR_OBJECT_EXISTS;
-  if (IsInside(*target.parent, *entry)) return ERROR_OBJECT_IN_USE;
-  for (const EntryRef& changed : {entry, source.parent, target.parent}) {
-    if (const DosError error = ForeignProblem(*changed->object)) return error;
+  if (Search(*target.parent, to, target.directory, existing)) {
+    const bool is_itself = source.parent == target.parent && existing == source.host_name;
+    if (!is_itself) return ERROR_OBJECT_EXISTS;
   }
-  if (const DosError error = Move(entry, source, target, to)) return error;
+  if (IsInside(*target.parent, *entry)) return ERROR_OBJECT_IN_USE;
+  CheckOwn(*entry->object);
+  CheckOwn(*source.parent->object);
+  CheckOwn(*target.parent->object);
+  Move(entry, source, target, to);
   Touch(source.parent, true);
   if (source.parent != target.parent) Touch(target.parent, true);
   return kNoError;
 }
 
-DosError Volume::Move(const EntryRef& entry, const Location& from, const Location& to,
-                      std::string_view name) {
-  if (from.parent == to.parent && from.host_name == to.host_name) return kNoError;
+void Volume::Move(const EntryRef& entry, const Location& from, const Location& to,
+                  std::string_view name) {
+  if (from.parent == to.parent && from.host_name == to.host_name) return;
   journal_.Rename(from.path, to.path);
   const Outcome outcome = MoveAt(from.at(), entry->object->identity, aside_, to.at());
   ReportAside(outcome, from.host_name);
-  if (outcome.error) {
-    journal_.Rename(to.path, from.path);
-    return outcome.error.ForMoving(entry->object->IsDirectory());
-  }
+  if (outcome.error) journal_.Rename(to.path, from.path);
+  Check(outcome.error.ForMoving(entry->object->IsDirectory()));
   Tree::Move(entry, to.parent, to.host_name, name);
-  return kNoError;
 }
 
 }  // namespace quorle::hostdir

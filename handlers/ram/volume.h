@@ -74,9 +74,9 @@ struct OpenFile {
 
 using common::VolumeSettings;
 
-/// The tree of objects and the rules for changing it. Every operation returns an error or
-/// none; what it found or made comes back through the last parameter. A null `rel` is the root,
-/// a name of "" the object of `rel`.
+/// The tree of objects and the rules for changing it. Every operation returns an error or none, and
+/// throws no error: one that fails costs no more than another. What it found or made comes back
+/// through the last parameter. A null `rel` is the root, a name of "" the object of `rel`.
 ///
 /// Codes that the platform leaves open are chosen so: a name looked up under a file gives 212, an
 /// impossible name 210, an unknown mode 115, a change to a volume that is not validated 213.
