@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -42,6 +43,25 @@ TEST(DosErrorTest, TheFirstErrorCounts) {
   EXPECT_TRUE(first.Or(second) == first);
   EXPECT_TRUE(kNoError.Or(second) == second);
   EXPECT_FALSE(kNoError.Or(kNoError));
+}
+
+TEST(DosErrorTest, CheckThrowsAndCatchReturns) {
+  const DosError full = ::ERROR_DISK_FULL;
+  EXPECT_TRUE(Catch([&] { Check(full); }) == full);
+  EXPECT_FALSE(Catch([] { Check(kNoError); }));
+  EXPECT_THROW(static_cast<void>(Catch([] { throw std::bad_alloc(); })), std::bad_alloc);
+}
+
+TEST(AnswerTest, TakesAnErrorThatIsReturnedOrThrown) {
+  std::int32_t res2 = -1;
+  EXPECT_EQ(Truth(&res2, [] { return kNoError; }), kTrue);
+  EXPECT_EQ(res2, 0);
+  EXPECT_EQ(Truth(&res2, [] { return DosError(::ERROR_DISK_FULL); }), kFalse);
+  EXPECT_EQ(res2, 221);
+  EXPECT_EQ(Truth(&res2, []() -> DosError { throw DosError(::ERROR_SEEK_ERROR); }), kFalse);
+  EXPECT_EQ(res2, 219);
+  EXPECT_EQ(Truth(&res2, []() -> DosError { throw std::bad_alloc(); }), kFalse);
+  EXPECT_EQ(res2, 103) << "a host without memory";
 }
 
 TEST(HoldersTest, SharedOnesGoTogether) {
