@@ -44,7 +44,7 @@ std::size_t strlen(const char* text) {
   return static_cast<std::size_t>(end - text);
 }
 
-/// Stands in the tables of abstract classes; no object is ever of one.
+/// Is in the tables of abstract classes; no object is ever of one.
 [[noreturn]] void __cxa_pure_virtual() {
   __builtin_trap();
 }

@@ -288,7 +288,7 @@ LockHandle NativeDos::DoPkt(PortHandle port, std::int32_t action, LockHandle loc
 
 bool NativeDos::CopyStringSTRToBSTR(const char* text, std::uint8_t* buffer, std::uint32_t size) {
   dos_->CopyStringCToBSTR(dos_, text, ToBptr(buffer), size);
-  // Its result is not the same in all versions; the length byte tells.
+  // Its result is not the same in all versions; the length byte shows it.
   return text[buffer[0]] == '\0';
 }
 

@@ -34,7 +34,7 @@ void RunConstructors() {
 
 /// Where the platform enters the program, as a plain function: with the shell's argument line,
 /// which ReadArgs() reads by itself, and with ExecBase. A start from the desktop comes here as
-/// well; the harness tells the two apart. Returns the shell's return code.
+/// well; the harness distinguishes the two. Returns the shell's return code.
 extern "C" [[gnu::used, gnu::section(".text.start")]] std::int32_t _start(const char* /*arguments*/,
                                                                           std::int32_t /*length*/,
                                                                           ExecBase* base) {

@@ -14,7 +14,7 @@ namespace quorle {
 /// dos.library: every operation on files, locks, objects and volumes, console output, error codes.
 ///
 /// Conventions. An operation that fails returns zero (false, null, no handle) unless its comment
-/// says otherwise, and `IoErr()` then tells why (ERROR_...). An operation that succeeds leaves
+/// says otherwise, and `IoErr()` then says why (ERROR_...). An operation that succeeds leaves
 /// `IoErr()` alone, with the exceptions that are named. Names are resolved against the current
 /// directory ("" is the current directory itself, ":" the root of its volume, a leading "/" its
 /// parent), or against the device, volume or assign before their colon.

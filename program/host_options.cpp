@@ -134,12 +134,12 @@ bool ReadLimit(std::string_view text, HostOptions& options) {
 
 HostCommand Refused(std::string text) {
   while (text.ends_with('\n')) text.pop_back();
-  return {.kind = HostCommand::Kind::kRefused, .options = {}, .text = std::move(text)};
+  return {.type = HostCommand::Type::kRefused, .options = {}, .text = std::move(text)};
 }
 
 HostCommand Answer(std::string text) {
   if (!text.ends_with('\n')) text += '\n';
-  return {.kind = HostCommand::Kind::kAnswer, .options = {}, .text = std::move(text)};
+  return {.type = HostCommand::Type::kAnswer, .options = {}, .text = std::move(text)};
 }
 
 HostCommand ReadValues(const OptionTexts& texts, const CLI::App& app) {
@@ -234,10 +234,10 @@ HostCommand ReadHostCommand(std::span<const char* const> words) {
     if (app.count(name) > 1) return Refused(std::string(name) + " is given twice");
   }
   if (texts.list_deviations) {
-    return {.kind = HostCommand::Kind::kListDeviations, .options = {}, .text = {}};
+    return {.type = HostCommand::Type::kListDeviations, .options = {}, .text = {}};
   }
   HostCommand command = ReadValues(texts, app);
-  if (command.kind == HostCommand::Kind::kRun) command.options.arguments = JoinArguments(words);
+  if (command.type == HostCommand::Type::kRun) command.options.arguments = JoinArguments(words);
   return command;
 }
 

@@ -25,13 +25,13 @@ struct HostOptions {
 
 /// What the words of a command line came to.
 struct HostCommand {
-  enum class Kind : std::uint8_t {
+  enum class Type : std::uint8_t {
     kRun,             ///< run the tester as `options` say
     kAnswer,          ///< print `text` and end well: --help, --version
     kListDeviations,  ///< print the deviations that there are
     kRefused,         ///< `text` is one line that says what is wrong
   };
-  Kind kind = Kind::kRun;
+  Type type = Type::kRun;
   HostOptions options;
   std::string text;
 };

@@ -141,14 +141,14 @@ int KeepStandardOutput() {
 }
 
 std::int32_t Obey(const HostCommand& command, Console& console) {
-  switch (command.kind) {
-    case HostCommand::Kind::kAnswer:
+  switch (command.type) {
+    case HostCommand::Type::kAnswer:
       console.Print(command.text);
       return RETURN_OK;
-    case HostCommand::Kind::kListDeviations:
+    case HostCommand::Type::kListDeviations:
       console.Print(DeviationList());
       return RETURN_OK;
-    case HostCommand::Kind::kRefused:
+    case HostCommand::Type::kRefused:
       console.Report(command.text);
       return RETURN_FAIL;
     default:

@@ -14,7 +14,7 @@ namespace quorle {
 ///   restart=yes|no   whether the next test gets another process after one has ended; no unless
 ///                    given
 ///
-/// `watch` is told how processes ended, `gate`, which may be null, for how long they were stopped;
+/// `watch` reports how processes ended, `gate`, which may be null, for how long they were stopped;
 /// both must outlive the mounts.
 NamedHandler PluginHandler(RunWatch& watch, CallGate* gate = nullptr);
 

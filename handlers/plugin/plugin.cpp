@@ -31,7 +31,7 @@ std::unique_ptr<Plugin> Plugin::Load(const std::string& path, std::string& probl
   std::unique_ptr<Plugin> plugin(new Plugin);
   // Without a slash the loader would look in the system's folders.
   const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
-  // Everything that is missing is told now, not in the middle of a test; what the object exports
+  // Everything that is missing is reported now, not in the middle of a test; what the object exports
   // does not get in the way of another one.
   plugin->object_ = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (plugin->object_ == nullptr) {

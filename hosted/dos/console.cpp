@@ -63,7 +63,7 @@ void Console::Report(std::string_view line) {
 }
 
 void Console::PrintError(std::string_view text) {
-  // Nobody is left to be told when this fails.
+  // There is nowhere to report a failure of this.
   static_cast<void>(errors_.Write(text));
 }
 

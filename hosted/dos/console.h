@@ -44,7 +44,7 @@ class Console {
   Console(ByteSink& output, ByteSink& errors, bool terminal);
 
   /// Prints `text`. The first failure is reported on standard error, what is printed after it is
-  /// dropped: the run goes on, and its exit status tells (see failed()).
+  /// dropped: the run goes on, and its exit status shows it (see failed()).
   void Print(std::string_view text);
   /// One line about the host program on standard error; the line break is added. Control characters
   /// of what it names are shown (control_characters.h).

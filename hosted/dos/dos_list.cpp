@@ -54,7 +54,7 @@ bool DosList::IsTaken(std::string_view name, const ::MsgPort* except) const {
   return false;
 }
 
-Place DosList::Find(std::string_view name) const {
+PortObject DosList::Find(std::string_view name) const {
   for (HandlerPort* const port : devices_) {
     if (CompareLatin1(port->device_name(), name) == 0) return {port, nullptr};
     if (port->volume_name() && CompareLatin1(*port->volume_name(), name) == 0) {

@@ -10,8 +10,8 @@
 
 namespace quorle {
 
-/// Where a name before a colon leads.
-struct Place {
+/// An object of a handler: where a name before a colon leads, or what a lock is on.
+struct PortObject {
   HandlerPort* port = nullptr;
   ::Lock* lock = nullptr;  ///< null: the root of the port's volume
 };
@@ -30,7 +30,7 @@ class DosList {
   /// Whether a device or volume (but the volume of the port `except`) or assign is called `name`.
   bool IsTaken(std::string_view name, const ::MsgPort* except = nullptr) const;
   /// What `name` (without colon) leads to; a place without a port when nothing has that name.
-  Place Find(std::string_view name) const;
+  PortObject Find(std::string_view name) const;
 
   /// All devices, in the order in which they were added.
   const std::vector<HandlerPort*>& devices() const { return devices_; }
@@ -41,7 +41,7 @@ class DosList {
  private:
   struct Assign {
     std::string name;
-    Place place;
+    PortObject place;
   };
 
   std::vector<HandlerPort*> devices_;

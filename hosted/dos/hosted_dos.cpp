@@ -26,7 +26,7 @@ void HostedDos::ReleaseEverything() {
     std::int32_t res2 = 0;
     file.port->Close(res2, *file.handle);
   });
-  locks_.RemoveAll([](Place& lock) {
+  locks_.RemoveAll([](PortObject& lock) {
     std::int32_t res2 = 0;
     lock.port->UnLock(res2, lock.lock);
   });
@@ -36,10 +36,10 @@ void HostedDos::ReleaseEverything() {
   current_dir_ = {};
 }
 
-Place HostedDos::Start() {
+PortObject HostedDos::Start() {
   if (!current_dir_) return {parts_.list.home(), nullptr};
-  const Place* const lock = locks_.Find(current_dir_);
-  return lock == nullptr ? Place{} : *lock;
+  const PortObject* const lock = locks_.Find(current_dir_);
+  return lock == nullptr ? PortObject{} : *lock;
 }
 
 LockHandle HostedDos::AddLock(HandlerPort& port, ::Lock* lock) {
@@ -59,8 +59,8 @@ PortHandle HostedDos::HandleOf(HandlerPort& port) {
   return handle;
 }
 
-Place* HostedDos::LockBehind(LockHandle lock) {
-  Place* const found = locks_.Find(lock);
+PortObject* HostedDos::LockBehind(LockHandle lock) {
+  PortObject* const found = locks_.Find(lock);
   if (found == nullptr) Fail(lock ? ERROR_INVALID_LOCK : ERROR_REQUIRED_ARG_MISSING);
   return found;
 }

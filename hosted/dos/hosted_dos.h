@@ -53,7 +53,7 @@ struct OpenObjects {
 ///
 /// Error codes. An operation that succeeds leaves IoErr() alone, one that fails leaves its code; the
 /// exceptions are ParentDir(), DateStamp(), DoPkt() and what dos.h names. Handles of nothing, given
-/// back handles and foreign ones are told apart from live ones and never dereferenced. Where the
+/// back handles and foreign ones are distinguished from live ones and never dereferenced. Where the
 /// platform does not say what they are answered with, our choice is 116 for a missing argument (no
 /// name, no handle where one is needed) and 211 for a handle that is not live.
 class HostedDos final : public DosInterface {
@@ -169,7 +169,7 @@ class HostedDos final : public DosInterface {
   bool Fail(std::int32_t code) { return Fail<bool>(code); }
 
   /// Where relative names start: the current directory; without a port when its lock is gone.
-  Place Start();
+  PortObject Start();
   /// Makes `call(port, res2, directory, leaf)` on the object `name`; a false result is a failure
   /// with the code `res2`. Any of our own failures is a value-initialised result.
   template <class Call>
@@ -180,7 +180,7 @@ class HostedDos final : public DosInterface {
   const ExamineData* AddRecord(HandlerPort& port, ::ExamineData* record);
   PortHandle HandleOf(HandlerPort& port);
   /// The thing behind a handle, or null with the error code set.
-  Place* LockBehind(LockHandle lock);
+  PortObject* LockBehind(LockHandle lock);
   OpenFile* FileBehind(FileHandle file);
   HandlerPort* PortBehind(PortHandle port);
 
@@ -203,7 +203,7 @@ class HostedDos final : public DosInterface {
 
   HostedDosParts parts_;
   HostedDosSettings settings_;
-  HandleTable<struct LockKind, Place> locks_;
+  HandleTable<struct LockKind, PortObject> locks_;
   HandleTable<struct FileKind, OpenFile> files_;
   HandleTable<struct RdArgsKind, std::unique_ptr<ParsedArguments>> arguments_;
   std::unordered_map<const ExamineData*, std::unique_ptr<ExamineRecord>> records_;

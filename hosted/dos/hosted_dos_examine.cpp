@@ -92,7 +92,7 @@ const ExamineData* HostedDos::ExamineObject(std::uint32_t tag, FileHandle file) 
 
 const ExamineData* HostedDos::ExamineObject(std::uint32_t tag, LockHandle lock) {
   if (tag != EX_LockInput) return Fail<const ExamineData*>(ERROR_REQUIRED_ARG_MISSING);
-  const Place* const place = LockBehind(lock);
+  const PortObject* const place = LockBehind(lock);
   if (place == nullptr) return nullptr;
   std::int32_t res2 = 0;
   ::ExamineData* const record = place->port->ExamineLock(res2, place->lock);

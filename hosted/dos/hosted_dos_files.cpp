@@ -75,7 +75,7 @@ std::int64_t HostedDos::GetFileSize(FileHandle file) {
 // A kind that does not go with the handle is a choice of ours: 212.
 
 bool HostedDos::ChangeMode(std::int32_t type, LockHandle lock, std::int32_t mode) {
-  const Place* const place = LockBehind(lock);
+  const PortObject* const place = LockBehind(lock);
   if (place == nullptr) return false;
   if (type != CHANGE_LOCK) return Fail(ERROR_OBJECT_WRONG_TYPE);
   std::int32_t res2 = 0;

@@ -11,7 +11,7 @@ LockHandle HostedDos::Lock(const char* name, std::int32_t mode) {
 
 void HostedDos::UnLock(LockHandle lock) {
   if (!lock) return;
-  const Place* const place = LockBehind(lock);
+  const PortObject* const place = LockBehind(lock);
   if (place == nullptr) return;
   std::int32_t res2 = 0;
   if (!place->port->UnLock(res2, place->lock)) Fail(res2);
@@ -21,7 +21,7 @@ void HostedDos::UnLock(LockHandle lock) {
 LockHandle HostedDos::DupLock(LockHandle lock) {
   // No lock is the root of the process's own filesystem, and so is its duplicate: not a failure.
   if (!lock) return {};
-  const Place* const place = LockBehind(lock);
+  const PortObject* const place = LockBehind(lock);
   if (place == nullptr) return {};
   HandlerPort& port = *place->port;
   std::int32_t res2 = 0;
@@ -38,7 +38,7 @@ LockHandle HostedDos::DupLockFromFH(FileHandle file) {
 }
 
 FileHandle HostedDos::OpenFromLock(LockHandle lock) {
-  const Place* const place = LockBehind(lock);
+  const PortObject* const place = LockBehind(lock);
   if (place == nullptr) return {};
   HandlerPort& port = *place->port;
   auto handle = std::make_unique<::FileHandle>();
@@ -49,7 +49,7 @@ FileHandle HostedDos::OpenFromLock(LockHandle lock) {
 }
 
 LockHandle HostedDos::ParentDir(LockHandle lock) {
-  const Place* const place = LockBehind(lock);
+  const PortObject* const place = LockBehind(lock);
   if (place == nullptr) return {};
   HandlerPort& port = *place->port;
   std::int32_t res2 = 0;
@@ -68,8 +68,8 @@ LockHandle HostedDos::ParentOfFH(FileHandle file) {
 
 std::int32_t HostedDos::SameLock(LockHandle a, LockHandle b) {
   if (!a || !b) return LOCK_DIFFERENT;
-  const Place* const left = LockBehind(a);
-  const Place* const right = LockBehind(b);
+  const PortObject* const left = LockBehind(a);
+  const PortObject* const right = LockBehind(b);
   if (left == nullptr || right == nullptr || left->port != right->port) return LOCK_DIFFERENT;
   // A handler answers yes or no; that it is one volume is known here.
   std::int32_t res2 = 0;

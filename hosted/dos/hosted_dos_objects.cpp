@@ -103,10 +103,10 @@ bool HostedDos::CreateLink(const char* name, Create create) {
 }
 
 bool HostedDos::MakeLink(const char* name, LockHandle target, std::int32_t kind) {
-  const Place* const place = LockBehind(target);
+  const PortObject* const place = LockBehind(target);
   if (place == nullptr) return false;
   if (kind != LINK_HARD) return Fail(ERROR_OBJECT_WRONG_TYPE);
-  // A lock of another volume is passed on as it stands: its port tells the handler.
+  // A lock of another volume is passed on as it is: its port shows the handler which it is.
   return CreateLink(name, [lock = place->lock](HandlerPort& port, std::int32_t& res2,
                                                ::Lock* directory, const char* leaf) {
     return port.CreateHardLink(res2, directory, leaf, lock);
@@ -125,9 +125,9 @@ bool HostedDos::MakeLink(const char* name, const char* target, std::int32_t kind
 std::int32_t HostedDos::ReadSoftLink(PortHandle port, LockHandle lock, const char* name,
                                      char* buffer, std::int32_t size) {
   // Without a port the lock says which handler is meant; without a lock it is the port's root.
-  Place start;
+  PortObject start;
   if (lock) {
-    const Place* const place = LockBehind(lock);
+    const PortObject* const place = LockBehind(lock);
     if (place == nullptr) return -1;
     start = *place;
   }

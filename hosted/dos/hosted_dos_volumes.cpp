@@ -138,7 +138,7 @@ bool HostedDos::DiskInfoOf(HandlerPort& port, InfoData& info) {
           .id_NumBlocksUsed = static_cast<std::int32_t>(data.id_NumBlocksUsed),
           .id_BytesPerBlock = static_cast<std::int32_t>(data.id_BytesPerBlock),
           .id_DiskType = data.id_DiskType,
-          // The platform's address of the volume node; here it tells that there is one.
+          // The platform's address of the volume node; here it shows that there is one.
           .id_VolumeNode = port.volume_name() ? 1U : 0U,
           .id_InUse = data.id_InUse};
   return true;
@@ -177,13 +177,13 @@ LockHandle HostedDos::DoPkt(PortHandle port, std::int32_t action, LockHandle loc
                             const std::uint8_t* arg5) {
   HandlerPort* const handler = PortBehind(port);
   if (handler == nullptr) return {};
-  Place place;
+  PortObject place;
   if (lock) {
-    const Place* const found = LockBehind(lock);
+    const PortObject* const found = LockBehind(lock);
     if (found == nullptr) return {};
     place = *found;
   }
-  // The result of any other packet could not be told from a lock here.
+  // The result of any other packet could not be distinguished from a lock here.
   if (!IsLockPacket(action, name != nullptr)) return Fail<LockHandle>(ERROR_ACTION_NOT_KNOWN);
   ::DosPacket packet{};
   packet.dp_Type = action;
@@ -213,7 +213,7 @@ bool HostedDos::CopyStringSTRToBSTR(const char* text, std::uint8_t* buffer, std:
 }
 
 FileLock HostedDos::FileLockOf(LockHandle lock) {
-  const Place* const place = locks_.Find(lock);
+  const PortObject* const place = locks_.Find(lock);
   return {place == nullptr ? PortHandle{} : HandleOf(*place->port)};
 }
 

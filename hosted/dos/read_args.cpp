@@ -119,12 +119,12 @@ std::optional<std::vector<Field>> ReadTemplate(std::string_view text) {
 // ---- Items -------------------------------------------------------------------------------------
 
 struct Item {
-  enum class Kind : std::uint8_t { kEnd, kWord, kQuoted, kEquals, kUnclosed };
-  Kind kind = Kind::kEnd;
+  enum class ItemType : std::uint8_t { kEnd, kWord, kQuoted, kEquals, kUnclosed };
+  ItemType kind = ItemType::kEnd;
   std::string text;
   std::size_t start = 0;  ///< where it stands in the line
 
-  bool HasText() const { return kind == Kind::kWord || kind == Kind::kQuoted; }
+  bool HasText() const { return kind == ItemType::kWord || kind == ItemType::kQuoted; }
 };
 
 /// Separates a line into items.
@@ -142,12 +142,12 @@ class ItemReader {
     }
     if (line_[at_] == '=') {
       ++at_;
-      item.kind = Item::Kind::kEquals;
+      item.kind = Item::ItemType::kEquals;
     } else if (line_[at_] == '"') {
       ++at_;
       Quoted(item);
     } else {
-      item.kind = Item::Kind::kWord;
+      item.kind = Item::ItemType::kWord;
       while (at_ < line_.size() && !IsBlank(line_[at_]) && line_[at_] != '=')
         item.text += line_[at_++];
     }
@@ -157,7 +157,7 @@ class ItemReader {
   /// Whether a '=' comes next; takes it.
   bool TakeEquals() {
     const std::size_t before = at_;
-    if (Next().kind == Item::Kind::kEquals) return true;
+    if (Next().kind == Item::ItemType::kEquals) return true;
     at_ = before;
     return false;
   }
@@ -178,11 +178,11 @@ class ItemReader {
 
   /// Reads to the closing quote, which ends the item whatever follows.
   void Quoted(Item& item) {
-    item.kind = Item::Kind::kUnclosed;
+    item.kind = Item::ItemType::kUnclosed;
     while (at_ < line_.size()) {
       const char c = line_[at_++];
       if (c == '"') {
-        item.kind = Item::Kind::kQuoted;
+        item.kind = Item::ItemType::kQuoted;
         return;
       }
       if (c != '*') {
@@ -242,13 +242,13 @@ class Matcher {
       const Item item = reader.Next();
       std::int32_t error = 0;
       switch (item.kind) {
-        case Item::Kind::kEnd:
+        case Item::ItemType::kEnd:
           return Missing();
-        case Item::Kind::kEquals:
+        case Item::ItemType::kEquals:
           return ERROR_BAD_TEMPLATE;
-        case Item::Kind::kUnclosed:
+        case Item::ItemType::kUnclosed:
           return ERROR_UNMATCHED_QUOTES;
-        case Item::Kind::kWord:
+        case Item::ItemType::kWord:
           if (Field* const named = Named(item.text); named != nullptr) {
             error = FillByName(*named, reader);
             break;
@@ -281,7 +281,7 @@ class Matcher {
     }
     reader.TakeEquals();
     const Item value = reader.Next();
-    if (value.kind == Item::Kind::kUnclosed) return ERROR_UNMATCHED_QUOTES;
+    if (value.kind == Item::ItemType::kUnclosed) return ERROR_UNMATCHED_QUOTES;
     if (!value.HasText()) return ERROR_KEY_NEEDS_ARG;
     return Fill(field, value.text);
   }

@@ -20,7 +20,7 @@ std::string Splice(const std::string& target, const std::string& rest) {
 
 }  // namespace
 
-ResolvedName::ResolvedName(const DosList& list, Place start) : list_(list), here_(start) {}
+ResolvedName::ResolvedName(const DosList& list, PortObject start) : list_(list), here_(start) {}
 
 ResolvedName::~ResolvedName() {
   MoveTo({}, false);
@@ -38,7 +38,7 @@ bool ResolvedName::FollowLink() {
 
 bool ResolvedName::Walk(std::string path) {
   for (;;) {
-    // After a link `path` begins anew, perhaps on another volume; otherwise it has no colon left
+    // After a link `path` begins again, perhaps on another volume; otherwise it has no colon left
     // that counts.
     const int links_before = links_;
     if (!EnterStart(path)) return false;
@@ -66,7 +66,8 @@ bool ResolvedName::EnterStart(std::string& path) {
   if (colon == std::string::npos) {
     return here_.port != nullptr || Fail(ERROR_INVALID_LOCK);
   }
-  const Place place = colon == 0 ? Place{here_.port, nullptr} : list_.Find(path.substr(0, colon));
+  const PortObject place =
+      colon == 0 ? PortObject{here_.port, nullptr} : list_.Find(path.substr(0, colon));
   if (place.port == nullptr)
     return Fail(colon == 0 ? ERROR_INVALID_LOCK : ERROR_DEVICE_NOT_MOUNTED);
   MoveTo(place, false);
@@ -115,7 +116,7 @@ bool ResolvedName::ReadLink(const std::string& component, std::string& target) {
   return Fail(ERROR_INVALID_COMPONENT_NAME);
 }
 
-void ResolvedName::MoveTo(Place place, bool owned) {
+void ResolvedName::MoveTo(PortObject place, bool owned) {
   if (owned_ && here_.lock != nullptr) {
     std::int32_t res2 = 0;
     here_.port->UnLock(res2, here_.lock);

@@ -21,15 +21,15 @@ class ResolvedName {
  public:
   /// `list` and the lock of `start` must outlive this. A start without a port is none: a name that
   /// needs it fails with 211.
-  ResolvedName(const DosList& list, Place start);
+  ResolvedName(const DosList& list, PortObject start);
   ~ResolvedName();
   ResolvedName(const ResolvedName&) = delete;
   ResolvedName& operator=(const ResolvedName&) = delete;
 
-  /// Walks to the directory of the last component of `name`. False: error() tells why.
+  /// Walks to the directory of the last component of `name`. False: error() says why.
   bool Resolve(std::string_view name);
   /// Goes on from the object, which a handler called a soft link (233), to what the link leads to.
-  /// False: error() tells why; 217 after more than kMaxLinks links in all.
+  /// False: error() says why; 217 after more than kMaxLinks links in all.
   bool FollowLink();
 
   HandlerPort& port() const { return *here_.port; }
@@ -51,11 +51,11 @@ class ResolvedName {
   /// Goes down into `component`; `path` is what comes after it, and is replaced when it is a link.
   bool EnterChild(const std::string& component, std::string& path);
   bool ReadLink(const std::string& component, std::string& target);
-  void MoveTo(Place place, bool owned);
+  void MoveTo(PortObject place, bool owned);
   bool Fail(std::int32_t code);
 
   const DosList& list_;
-  Place here_;
+  PortObject here_;
   bool owned_ = false;  ///< whether here_.lock was taken by this
   std::string leaf_;
   int links_ = 0;

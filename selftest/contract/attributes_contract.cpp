@@ -11,14 +11,14 @@ constexpr DateStamp kOldDate{kLongAgo, 2, 2};
 
 TEST_P(ContractTest, AFileIsExaminedInEveryWayAlike) {
   MakeFile("file", "content");
-  const Facts by_name = Look("file");
-  const Facts itself = LookAtItself("file");
+  const ObjectFacts by_name = Look("file");
+  const ObjectFacts itself = LookAtItself("file");
   const LockHandle lock = MustLock("file");
-  const Facts by_lock = Keep(dos().ExamineObject(EX_LockInput, lock));
+  const ObjectFacts by_lock = Keep(dos().ExamineObject(EX_LockInput, lock));
   dos().UnLock(lock);
   const FileHandle file = MustOpen("file", MODE_OLDFILE);
-  const Facts by_handle = Keep(dos().ExamineObject(EX_FileHandleInput, file));
-  for (const Facts& facts : {by_name, itself, by_lock, by_handle}) {
+  const ObjectFacts by_handle = Keep(dos().ExamineObject(EX_FileHandleInput, file));
+  for (const ObjectFacts& facts : {by_name, itself, by_lock, by_handle}) {
     ASSERT_TRUE(facts.found);
     EXPECT_EQ(facts.type, FSO_TYPE_FILE);
     EXPECT_EQ(facts.size, 7);
@@ -30,7 +30,7 @@ TEST_P(ContractTest, AFileIsExaminedInEveryWayAlike) {
 }
 
 TEST_P(ContractTest, TheRootIsADirectoryWithTheNameOfItsVolume) {
-  const Facts facts = Keep(dos().ExamineObject(EX_LockInput, root()));
+  const ObjectFacts facts = Keep(dos().ExamineObject(EX_LockInput, root()));
   ASSERT_TRUE(facts.found);
   EXPECT_EQ(facts.type, FSO_TYPE_DIRECTORY);
   EXPECT_EQ(facts.size, -1);
@@ -42,7 +42,7 @@ TEST_P(ContractTest, TheRootIsADirectoryWithTheNameOfItsVolume) {
 
 TEST_P(ContractTest, ASoftLinkIsExaminedItself) {
   MakeSoftLink("link", ":");
-  const Facts facts = LookAtItself("link");
+  const ObjectFacts facts = LookAtItself("link");
   ASSERT_TRUE(facts.found);
   EXPECT_EQ(facts.type, FSO_TYPE_SOFTLINK);
   EXPECT_EQ(facts.name, "link");
@@ -176,7 +176,7 @@ TEST_P(ContractTest, TheEmptyNameNamesTheLockedFileForAttributes) {
   EXPECT_EQ(Code(dos().SetProtection("", 34)), 0);
   EXPECT_EQ(Code(dos().SetDate("", kOldDate)), 0);
   dos().SetCurrentDir(root());
-  const Facts facts = Keep(dos().ExamineObject(EX_LockInput, lock));
+  const ObjectFacts facts = Keep(dos().ExamineObject(EX_LockInput, lock));
   EXPECT_EQ(facts.comment, "test");
   EXPECT_EQ(facts.protection, 34U);
   EXPECT_EQ(facts.date.ds_Days, kLongAgo);
@@ -204,13 +204,13 @@ class ChangeContract : public ContractTest {
   }
 
   bool IsMarked(const char* name) {
-    const Facts facts = Look(name);
+    const ObjectFacts facts = Look(name);
     return facts.date.ds_Days == kLongAgo && (facts.protection & EXDF_ARCHIVE) != 0;
   }
 
   /// Whether the date is new and the archive bit clear.
   bool IsChanged(const char* name) {
-    const Facts facts = Look(name);
+    const ObjectFacts facts = Look(name);
     return facts.date.ds_Days == kToday && (facts.protection & EXDF_ARCHIVE) == 0;
   }
 };

@@ -168,28 +168,28 @@ std::string ContractTest::ContentOf(const char* name) {
   return content;
 }
 
-Facts ContractTest::Keep(const ExamineData* data) {
+ObjectFacts ContractTest::Keep(const ExamineData* data) {
   if (data == nullptr) return {};
-  Facts facts{.found = true,
-              .type = data->Type & FSO_TYPE_MASK,
-              .size = data->FileSize,
-              .date = data->Date,
-              .links = data->RefCount,
-              .id = data->ObjectID,
-              .name = data->Name,
-              .comment = data->Comment,
-              .protection = data->Protection,
-              .owner = data->OwnerUID,
-              .group = data->OwnerGID};
+  ObjectFacts facts{.found = true,
+                    .type = data->Type & FSO_TYPE_MASK,
+                    .size = data->FileSize,
+                    .date = data->Date,
+                    .links = data->RefCount,
+                    .id = data->ObjectID,
+                    .name = data->Name,
+                    .comment = data->Comment,
+                    .protection = data->Protection,
+                    .owner = data->OwnerUID,
+                    .group = data->OwnerGID};
   dos().FreeDosObject(DOS_EXAMINEDATA, data);
   return facts;
 }
 
-Facts ContractTest::Look(const char* name) {
+ObjectFacts ContractTest::Look(const char* name) {
   return Keep(dos().ExamineObject(EX_StringNameInput, name));
 }
 
-Facts ContractTest::LookAtItself(const char* name) {
+ObjectFacts ContractTest::LookAtItself(const char* name) {
   return Keep(dos().ExamineObject(EX_ObjectNameInput, name));
 }
 

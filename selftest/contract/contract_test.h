@@ -45,7 +45,7 @@ inline constexpr std::int32_t kToday = 16000;
 inline constexpr std::int32_t kLongAgo = 12000;
 
 /// What is known of an object, kept beyond its record. `found` is false when it cannot be examined.
-struct Facts {
+struct ObjectFacts {
   bool found = false;
   std::uint32_t type = 0;  ///< the low byte
   std::int64_t size = 0;
@@ -72,7 +72,7 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
   /// Skips a subject that this host has no place for.
   void SetUp() override;
 
-  /// Mounts the subject anew with further keys, on an empty volume.
+  /// Mounts the subject again with further keys, on an empty volume.
   void Remount(const MountKeys& keys);
 
   DosInterface& dos() { return machine_->dos(); }
@@ -94,9 +94,9 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
 
   bool Exists(const char* name);
   std::string ContentOf(const char* name);
-  Facts Look(const char* name);  ///< links followed
-  Facts LookAtItself(const char* name);
-  Facts Keep(const ExamineData* data);  ///< the facts of a record, which is freed
+  ObjectFacts Look(const char* name);  ///< links followed
+  ObjectFacts LookAtItself(const char* name);
+  ObjectFacts Keep(const ExamineData* data);  ///< the facts of a record, which is freed
 
   /// The error code of a call that gave `result`: 0 when it succeeded.
   template <class Result>
@@ -124,7 +124,7 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
    public:
     bool TakeBreak() override { return false; }
   };
-  class StandingClock final : public Clock {
+  class FixedClock final : public Clock {
    public:
     DateStamp Now() override { return {kToday, 720, 100}; }
     void Sleep(std::uint32_t) override {}
@@ -138,7 +138,7 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
   Console console_{stream_, stream_, false};
   NoInput input_;
   NoBreak breaks_;
-  StandingClock clock_;
+  FixedClock clock_;
   RunWatch watch_{[](const std::string& line) { ADD_FAILURE() << line; }};
   std::unique_ptr<Machine> machine_;
   LockHandle root_;

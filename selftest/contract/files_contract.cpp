@@ -65,7 +65,7 @@ TEST_P(ContractTest, ANewFileOverAnOldOneResetsItsAttributes) {
   EXPECT_TRUE(dos().SetComment("file", "a comment"));
   EXPECT_TRUE(dos().SetDate("file", {kLongAgo, 1, 2}));
   EXPECT_EQ(OpenCode("file", MODE_NEWFILE), 0);
-  const Facts facts = Look("file");
+  const ObjectFacts facts = Look("file");
   EXPECT_EQ(facts.size, 0);
   EXPECT_EQ(facts.protection, EXDF_DEFAULT);
   EXPECT_EQ(facts.comment, "");
@@ -80,8 +80,8 @@ TEST_P(ContractTest, ANewFileThroughALinkEmptiesTheOneFile) {
   EXPECT_EQ(OpenCode("link", MODE_NEWFILE), 0);
   EXPECT_EQ(ContentOf("file"), "");
   EXPECT_EQ(Look("file").protection, EXDF_DEFAULT);
-  MakeFile("file", "anew");
-  EXPECT_EQ(ContentOf("link"), "anew");
+  MakeFile("file", "again");
+  EXPECT_EQ(ContentOf("link"), "again");
 }
 
 TEST_P(ContractTest, ANewFileDoesNotReplaceALinkedDirectory) {
@@ -128,7 +128,7 @@ TEST_P(ContractTest, AProtectedDiskIsNamedBeforeAProtectedFile) {
 
 TEST_P(ContractTest, ANewFileHasPlainAttributes) {
   MakeFile("File");
-  const Facts facts = Look("file");
+  const ObjectFacts facts = Look("file");
   EXPECT_EQ(facts.type, FSO_TYPE_FILE);
   EXPECT_EQ(facts.name, "File");
   EXPECT_EQ(facts.size, 0);

@@ -49,7 +49,7 @@ TEST_P(ContractTest, TheEmptyNameIsTheLockedObjectItself) {
   EXPECT_EQ(dos().SameLock(directory, root()), LOCK_SAME);
 }
 
-TEST_P(ContractTest, NothingStandsUnderAFile) {
+TEST_P(ContractTest, NothingIsUnderAFile) {
   MakeFile("file");
   const std::int32_t code = LockCode("file/x", SHARED_LOCK);
   EXPECT_TRUE(code == ERROR_OBJECT_WRONG_TYPE || code == ERROR_OBJECT_NOT_FOUND) << code;

@@ -12,7 +12,7 @@ TEST_P(ContractTest, ANewDirectoryComesWithASharedLock) {
   const LockHandle lock = dos().CreateDir("Dir");
   ASSERT_TRUE(lock);
   EXPECT_TRUE(dos().DupLock(lock));
-  const Facts facts = Look("dir");
+  const ObjectFacts facts = Look("dir");
   EXPECT_EQ(facts.type, FSO_TYPE_DIRECTORY);
   EXPECT_EQ(facts.name, "Dir");
   EXPECT_EQ(facts.size, -1);
@@ -67,7 +67,7 @@ TEST_P(ContractTest, ANameHasAtMost255Bytes) {
   EXPECT_EQ(OpenCode(longer.c_str(), MODE_NEWFILE), ERROR_INVALID_COMPONENT_NAME);
 }
 
-TEST_P(ContractTest, ATreeOfDirectoriesIsMadeLevelByLevel) {
+TEST_P(ContractTest, ATreeOfDirectoriesGrowsLevelByLevel) {
   const LockHandle lock = dos().CreateDirTree("a/b/c");
   ASSERT_TRUE(lock);
   EXPECT_EQ(dos().SameLock(lock, MustLock("a/b/c")), LOCK_SAME);
@@ -150,7 +150,7 @@ TEST_P(ContractTest, RenamedObjectsKeepWhatTheyHold) {
   const std::uint64_t id = Look("file").id;
   EXPECT_EQ(Code(dos().Rename("file", "Other")), 0);
   EXPECT_FALSE(Exists("file"));
-  const Facts facts = Look("other");
+  const ObjectFacts facts = Look("other");
   EXPECT_EQ(facts.name, "Other");
   EXPECT_EQ(facts.id, id);
   EXPECT_EQ(facts.comment, "a comment");
@@ -288,7 +288,7 @@ TEST_P(ContractTest, LinksReplaceNothing) {
 
 // ---- Soft links --------------------------------------------------------------------------------
 
-TEST_P(ContractTest, ASoftLinkHoldsItsTargetAsItStands) {
+TEST_P(ContractTest, ASoftLinkHoldsItsTargetUnchanged) {
   for (const char* const target : {"x", "DH0:some/where", "/up//and/down", ":"}) {
     MakeSoftLink("link", target);
     char buffer[64] = {};

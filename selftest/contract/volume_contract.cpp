@@ -21,7 +21,7 @@ TEST_P(ContractTest, ThePortShowsItsKind) {
   EXPECT_TRUE(dos().IsFileSystem(port()));
 }
 
-TEST_P(ContractTest, AFilesystemTellsItsVersionAndType) {
+TEST_P(ContractTest, AFilesystemReportsItsVersionAndType) {
   char version[256] = {};
   std::uint32_t type = 0;
   EXPECT_TRUE(dos().FileSystemAttr(port(), version, sizeof version, type));

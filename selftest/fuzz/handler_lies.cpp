@@ -61,19 +61,19 @@ constexpr Setting kSettings[] = {
 };
 
 /// What one run reported.
-struct Told {
+struct RunReport {
   int lies = 0;
   std::vector<std::string> faults;
 };
 
-Told RunOver(const Setting& setting, unsigned seed) {
-  Told told;
-  RunWatch watch([&told](const std::string& line) {
+RunReport RunOver(const Setting& setting, unsigned seed) {
+  RunReport run;
+  RunWatch watch([&run](const std::string& line) {
     // "handler of" is a lie that was seen, "handler process of" a process that did not last.
     if (line.starts_with("handler of ")) {
-      ++told.lies;
+      ++run.lies;
     } else {
-      told.faults.push_back(line);
+      run.faults.push_back(line);
     }
   });
   const auto make = [&](MountSpec&, std::string&) -> std::unique_ptr<HandlerProgram> {
@@ -108,21 +108,21 @@ Told RunOver(const Setting& setting, unsigned seed) {
       {.console = console, .input = no_input, .clock = clock, .breaks = no_break, .watch = &watch},
       problem);
   if (machine == nullptr) {
-    told.faults.push_back("not mounted: " + problem);
-    return told;
+    run.faults.push_back("not mounted: " + problem);
+    return run;
   }
   SilentListener listener;
   const std::int32_t result = Run(machine->exec(), kCatalogue, listener);
   if (result != RETURN_OK && result != RETURN_ERROR && result != RETURN_FAIL) {
-    told.faults.push_back("result " + std::to_string(result));
+    run.faults.push_back("result " + std::to_string(result));
   }
   OpenObjects open = machine->dos().CountOpen();
   open.examine_records = 0;  // some sub-tests are meant to leave them
   if (!(open == OpenObjects{}) || !(machine->exec().Balance() == ExecBalance{})) {
-    told.faults.emplace_back("something is still open");
+    run.faults.emplace_back("something is still open");
   }
   machine->ShutDown();
-  return told;
+  return run;
 }
 
 int RunAll(unsigned seeds, unsigned first) {
@@ -130,9 +130,9 @@ int RunAll(unsigned seeds, unsigned first) {
   for (const Setting& setting : kSettings) {
     long lies = 0;
     for (unsigned seed = first; seed < first + seeds; ++seed) {
-      const Told told = RunOver(setting, seed);
-      lies += told.lies;
-      for (const std::string& fault : told.faults) {
+      const RunReport run = RunOver(setting, seed);
+      lies += run.lies;
+      for (const std::string& fault : run.faults) {
         std::fprintf(stderr, "%s, seed %u: %s\n", setting.name, seed, fault.c_str());
         ++faults;
       }

@@ -63,16 +63,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const std::string& word : words) pointers.push_back(word.c_str());
 
   const quorle::HostCommand command = quorle::ReadHostCommand(pointers);
-  switch (command.kind) {
-    case quorle::HostCommand::Kind::kRefused:
+  switch (command.type) {
+    case quorle::HostCommand::Type::kRefused:
       Require(IsOneLine(quorle::ShowControlsOfLine(command.text)));
       break;
-    case quorle::HostCommand::Kind::kAnswer:
+    case quorle::HostCommand::Type::kAnswer:
       Require(command.text.ends_with('\n'));
       break;
-    case quorle::HostCommand::Kind::kListDeviations:
+    case quorle::HostCommand::Type::kListDeviations:
       break;
-    case quorle::HostCommand::Kind::kRun:
+    case quorle::HostCommand::Type::kRun:
       for (const quorle::MountSpec& spec : command.options.mounts) {
         Require(!spec.name.empty() && spec.name.find(':') == std::string::npos);
         Require(!spec.handler.empty());

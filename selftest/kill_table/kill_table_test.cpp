@@ -87,7 +87,7 @@ bool IsToBeApproved(std::string_view name) {
   return ("," + std::string(names) + ",").find("," + std::string(name) + ",") != std::string::npos;
 }
 
-/// The volumes object by object. Whether one tells that it is being validated is left out, since a
+/// The volumes object by object. Whether one reports that it is being validated is left out, since a
 /// deviation may tell that; whether it is write-protected is not.
 std::string VolumesOf(TestBench& bench) {
   std::string volumes = bench.Volumes();
@@ -148,12 +148,12 @@ const WatchedRun& Conforming(const Setting& setting) {
 /// when no sub-test of it differs: its closing line says nothing new then.
 std::vector<WatchedPart> Differences(const WatchedRun& run, const WatchedRun& conforming) {
   std::vector<WatchedPart> parts;
-  std::set<std::uint8_t> told;
+  std::set<std::uint8_t> shown;
   for (const WatchedPart& part : run.parts) {
     const WatchedPart* const usual = conforming.Find(part.test, part.sub_test);
     if (usual != nullptr && *usual == part) continue;
-    if (part.sub_test == 0 && part.text.empty() && told.contains(part.test)) continue;
-    told.insert(part.test);
+    if (part.sub_test == 0 && part.text.empty() && shown.contains(part.test)) continue;
+    shown.insert(part.test);
     parts.push_back(part);
   }
   return parts;
@@ -186,7 +186,7 @@ struct Kill {
   std::uint8_t test;
   std::int32_t sub_test;
   std::string diagnostic;
-  bool fails;  ///< in some setting; otherwise it is only told
+  bool fails;  ///< in some setting; otherwise it only prints
 };
 
 /// A text as one line, without styles.

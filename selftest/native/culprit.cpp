@@ -5,7 +5,7 @@
 #include "platform/constants.h"
 
 // A program for the platform that does one thing wrong, so that the test loader can be seen to
-// notice. Which thing is told by the revision of dos.library: see check_loader.
+// notice. Which thing follows from the revision of dos.library: see check_loader.
 
 namespace quorle::native {
 namespace {

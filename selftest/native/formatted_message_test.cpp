@@ -40,7 +40,7 @@ std::string Printed(const native::FormattedMessage& message, std::vector<FormatA
   return Formatted(message.format(), args);
 }
 
-/// Whether the message comes out right; tells when it does not.
+/// Whether the message comes out right; prints it when it does not.
 bool IsRight(const char* format, const std::vector<FormatArgument>& args) {
   const native::FormattedMessage message(format, args.data(), args.size());
   const std::string wanted = Formatted(format, args);

@@ -85,7 +85,7 @@ class Cases {
     std::printf("%s: %s\n", test.name.c_str(), what.c_str());
   }
 
-  /// Tells the first line that differs.
+  /// Reports the first line that differs.
   void Differs(const Case& test, const std::string& run, const std::string& reference) {
     const auto [a, b] = std::mismatch(run.begin(), run.end(), reference.begin(), reference.end());
     const auto line = [](const std::string& text, std::string::const_iterator at) {

@@ -24,7 +24,7 @@ class NativeProgram {
 
   std::uint32_t stack_bytes() const { return file_.stack_bytes(); }
 
-  /// Loads the file anew and runs it. `exec` is all that it can reach.
+  /// Loads the file again and runs it. `exec` is all that it can reach.
   NativeResult Run(ExecInterface& exec) const;
 
  private:

@@ -550,7 +550,7 @@ struct PlatformTables::Calls {
 // ---- Records -----------------------------------------------------------------------------------
 
 PlatformTables::Record& PlatformTables::NewRecord(std::size_t bytes) {
-  // Rubbish behind the record as well, so that a read past its end tells.
+  // Rubbish behind the record as well, so that a read past its end shows.
   records_.emplace_back(bytes + 64, kRubbish);
   return records_.back();
 }

@@ -20,7 +20,7 @@ namespace quorle::selftest {
 ///
 /// Behind them is somebody's ExecInterface. Locks, ports and the like become records at addresses
 /// that are never used again, filled with rubbish where the program must not read. All numbers here
-/// are written down anew, from the platform's documentation: nothing is shared with the program
+/// are written down again, from the platform's documentation: nothing is shared with the program
 /// under test.
 ///
 /// A call that no correct program makes (a record that was never handed out, a tag list that is not

@@ -44,10 +44,10 @@ bool ParsePlace(std::string_view text, RunPlace& place) {
     if (!ParseNumber(text.substr(0, dot), place.row) || place.row <= 0) return false;
     text.remove_prefix(dot + 1);
   } else if (text == "start" || text == "end") {
-    place.kind = text == "start" ? RunPlace::Kind::kStart : RunPlace::Kind::kEnd;
+    place.phase = text == "start" ? RunPlace::Phase::kStart : RunPlace::Phase::kEnd;
     return true;
   }
-  place.kind = text == "group" ? RunPlace::Kind::kGroup : RunPlace::Kind::kSubTest;
+  place.phase = text == "group" ? RunPlace::Phase::kGroup : RunPlace::Phase::kSubTest;
   return text == "group" || (ParseNumber(text, place.sub_test) && place.sub_test > 0);
 }
 
@@ -133,7 +133,7 @@ bool ParseAction(std::string_view rest, FaultRule& rule) {
 }
 
 bool IsIn(const RunPlace& wanted, const RunPlace& place) {
-  return wanted.kind == place.kind && (wanted.row == 0 || wanted.row == place.row) &&
+  return wanted.phase == place.phase && (wanted.row == 0 || wanted.row == place.row) &&
          wanted.sub_test == place.sub_test;
 }
 

@@ -13,11 +13,11 @@ namespace quorle::selftest {
 
 /// A part of a run.
 struct RunPlace {
-  enum class Kind { kStart, kGroup, kSubTest, kEnd };
+  enum class Phase { kStart, kGroup, kSubTest, kEnd };
 
-  Kind kind = Kind::kStart;
+  Phase phase = Phase::kStart;
   std::int32_t row = 0;       ///< of the catalogue, from 1; of a rule 0 is any
-  std::int32_t sub_test = 0;  ///< from 1; 0 unless `kind` is kSubTest
+  std::int32_t sub_test = 0;  ///< from 1; 0 unless `phase` is kSubTest
 };
 
 /// One platform call that misbehaves in one way. A rule is a line of text:

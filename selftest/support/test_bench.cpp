@@ -87,7 +87,7 @@ HostOptions OptionsFrom(const std::vector<std::string>& words) {
   pointers.reserve(words.size());
   for (const std::string& word : words) pointers.push_back(word.c_str());
   HostCommand command = ReadHostCommand(pointers);
-  if (command.kind != HostCommand::Kind::kRun) throw std::runtime_error(command.text);
+  if (command.type != HostCommand::Type::kRun) throw std::runtime_error(command.text);
   return std::move(command.options);
 }
 
@@ -160,25 +160,25 @@ class PlaceListener final : public RunListener {
   }
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
     row_ = row;
-    Enter(RunPlace::Kind::kGroup);
+    Enter(RunPlace::Phase::kGroup);
     inner_.OnGroupStart(entry, row);
   }
   void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {
-    Enter(RunPlace::Kind::kSubTest, number);
+    Enter(RunPlace::Phase::kSubTest, number);
     inner_.OnSubTestStart(sub_test, number);
   }
   void OnSubTestEnd(const SubTest& sub_test, std::int32_t status) override {
-    Enter(RunPlace::Kind::kGroup);
+    Enter(RunPlace::Phase::kGroup);
     inner_.OnSubTestEnd(sub_test, status);
   }
   void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
-    Enter(RunPlace::Kind::kEnd);
+    Enter(RunPlace::Phase::kEnd);
     inner_.OnGroupEnd(entry, result);
   }
 
  private:
-  void Enter(RunPlace::Kind kind, std::int32_t sub_test = 0) {
-    rules_.Enter({.kind = kind, .row = row_, .sub_test = sub_test});
+  void Enter(RunPlace::Phase phase, std::int32_t sub_test = 0) {
+    rules_.Enter({.phase = phase, .row = row_, .sub_test = sub_test});
   }
 
   FaultRules& rules_;
@@ -225,7 +225,7 @@ TestBench::TestBench(const std::vector<std::string>& words, const std::string& r
   p.tracer.emplace(p.faulty->dos(), p.trace);
   p.traced.emplace(p.faulty->exec(), p.faulty->dos(), std::vector<CallHook*>{&*p.tracer});
   // The file that a rule's "succeed" hands out is there from the start: the volumes do not change.
-  // Made by the handler itself, so that handles are numbered as in the program.
+  // The handler itself makes it, so that handles are numbered as in the program.
   HandlerPort& env = *p.machine->list().Find("ENV").port;
   std::int32_t res2 = 0;
   ::FileHandle file{};

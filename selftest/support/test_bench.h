@@ -28,7 +28,7 @@ class TestBench {
   TestBench(const TestBench&) = delete;
   TestBench& operator=(const TestBench&) = delete;
 
-  /// One run of the tester; returns the process result. Rules start anew with every run.
+  /// One run of the tester; returns the process result. Rules count from 0 in every run.
   std::int32_t Run(const TestEntry* catalogue = kCatalogue);
   /// The same; `listener` hears of each group and sub-test.
   std::int32_t Run(const TestEntry* catalogue, RunListener& listener);
@@ -55,7 +55,7 @@ class TestBench {
   /// From now on traces show no data that a call read.
   void LeaveOutData();
 
-  /// Replaces the rules and starts counting anew.
+  /// Replaces the rules, which count from 0.
   void SetRules(const std::string& rules);
   /// The first rule that has not fired, as its operation's name; empty when all have.
   std::string UnusedRule() const;

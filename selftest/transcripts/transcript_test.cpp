@@ -49,7 +49,7 @@ bool LeavesObjectsBehind(const std::string& output) {
 }
 
 /// The calls of the tests, one a line: what is done between the switching off of requesters and its
-/// end. Of an examine record only the handle is told, since its contents are the filesystem's, and no
+/// end. Of an examine record only the handle is shown, since its contents are the filesystem's, and no
 /// size of an allocation, which is another where pointers are.
 std::string CallsOfTests(const std::vector<std::string>& trace) {
   std::string text;

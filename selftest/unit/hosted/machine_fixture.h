@@ -17,8 +17,8 @@
 
 namespace quorle {
 
-/// Gives the lines that it was told.
-class ToldInput final : public LineInput {
+/// Gives fixed lines.
+class FixedInput final : public LineInput {
  public:
   bool ReadLine(std::string& line) override {
     if (lines.empty()) return false;
@@ -30,7 +30,7 @@ class ToldInput final : public LineInput {
 };
 
 /// A break key to press.
-class ToldBreak final : public BreakSource {
+class FixedBreak final : public BreakSource {
  public:
   bool TakeBreak() override { return std::exchange(pressed, false); }
   bool pressed = false;
@@ -104,8 +104,8 @@ class MachineTest : public ::testing::Test {
   MemorySink output_;
   MemorySink errors_;
   Console console_{output_, errors_, false};
-  ToldInput input_;
-  ToldBreak breaks_;
+  FixedInput input_;
+  FixedBreak breaks_;
   FixedClock clock_;
   std::unique_ptr<Machine> machine_;
 };

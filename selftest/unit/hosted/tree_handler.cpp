@@ -12,8 +12,8 @@ namespace quorle {
 namespace {
 
 struct Node {
-  enum class Kind { kDirectory, kFile, kLink };
-  Kind kind = Kind::kDirectory;
+  enum class ObjectType { kDirectory, kFile, kLink };
+  ObjectType kind = ObjectType::kDirectory;
   Node* parent = nullptr;
   std::string name;
   std::string target;
@@ -46,7 +46,7 @@ Node* Child(Node& directory, std::string_view name) {
 Node* Find(Tree& tree, std::int32_t* res2, const ::Lock* rel, const char* name) {
   Node& start = NodeOf(tree, rel);
   if (*name == '\0') return &start;
-  if (start.kind != Node::Kind::kDirectory) {
+  if (start.kind != Node::ObjectType::kDirectory) {
     *res2 = ERROR_OBJECT_WRONG_TYPE;
     return nullptr;
   }
@@ -70,7 +70,7 @@ Node* Find(Tree& tree, std::int32_t* res2, const ::Lock* rel, const char* name) 
   Tree& tree = TreeOf(port);
   Node* const node = Find(tree, res2, rel, name);
   if (node == nullptr) return nullptr;
-  if (node->kind == Node::Kind::kLink) {
+  if (node->kind == Node::ObjectType::kLink) {
     *res2 = ERROR_IS_SOFT_LINK;
     return nullptr;
   }
@@ -94,7 +94,7 @@ std::int32_t ReadLink(::FileSystemVectorPort* port, std::int32_t* res2, ::Lock* 
                       const char* name, char* buffer, std::int32_t size) {
   Node* const node = Find(TreeOf(port), res2, rel, name);
   if (node == nullptr) return -1;
-  if (node->kind != Node::Kind::kLink) {
+  if (node->kind != Node::ObjectType::kLink) {
     *res2 = ERROR_OBJECT_WRONG_TYPE;
     return -1;
   }
@@ -110,13 +110,13 @@ void AddObject(Tree& tree, std::string_view path) {
   Node node;
   const std::size_t arrow = path.find('>');
   if (arrow != std::string_view::npos) {
-    node.kind = Node::Kind::kLink;
+    node.kind = Node::ObjectType::kLink;
     node.target = path.substr(arrow + 1);
     path = path.substr(0, arrow);
   } else if (path.ends_with('/')) {
     path.remove_suffix(1);
   } else {
-    node.kind = Node::Kind::kFile;
+    node.kind = Node::ObjectType::kFile;
   }
   Node* directory = &tree.root;
   for (std::size_t slash = path.find('/'); slash != std::string_view::npos;

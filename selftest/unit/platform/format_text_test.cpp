@@ -112,7 +112,7 @@ TEST(FormatTextTest, ErrorConversionsPrintNothingInBuffers) {
   EXPECT_EQ(FormatList("<%n%m>", {}, {205, false}), "<>");
 }
 
-TEST(FormatTextTest, WhatIsNoConversionStands) {
+TEST(FormatTextTest, WhatIsNoConversionStays) {
   EXPECT_EQ(Format("%q"), "%q");
   EXPECT_EQ(Format("50%"), "50%");
   EXPECT_EQ(Format("%-"), "%-");

@@ -20,14 +20,14 @@ std::string Joined(const std::vector<const char*>& words) {
 /// The complaint about a command line.
 std::string Refusal(const std::vector<const char*>& words) {
   const HostCommand command = Read(words);
-  EXPECT_EQ(command.kind, HostCommand::Kind::kRefused);
+  EXPECT_EQ(command.type, HostCommand::Type::kRefused);
   EXPECT_FALSE(command.text.empty());
   return command.text;
 }
 
 TEST(HostOptionsTest, WithoutOptionsEverythingIsTheTesters) {
   const HostCommand command = Read({"RAM:", "TN=5", "NI"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun);
+  ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_EQ(command.options.arguments, "RAM: TN=5 NI");
   EXPECT_TRUE(command.options.mounts.empty());
   EXPECT_FALSE(command.options.trace_file.has_value());
@@ -51,7 +51,7 @@ TEST(HostOptionsTest, ALimitIsANumberOfSeconds) {
 
 TEST(HostOptionsTest, NoWordsAtAllAreAnEmptyCommandLine) {
   const HostCommand command = Read({});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun);
+  ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_EQ(command.options.arguments, "");
 }
 
@@ -59,7 +59,7 @@ TEST(HostOptionsTest, EveryOption) {
   const HostCommand command =
       Read({"--mount", "DH0=ram,port=packet,volume=Work", "--trace", "calls.jsonl", "--no-delay",
             "--dos-version", "52.7", "--workbench", "--mount=DH1=dir:/tmp", "DH0:"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun) << command.text;
+  ASSERT_EQ(command.type, HostCommand::Type::kRun) << command.text;
   const HostOptions& options = command.options;
   ASSERT_EQ(options.mounts.size(), 2U);
   EXPECT_EQ(options.mounts[0].name, "DH0");
@@ -78,22 +78,22 @@ TEST(HostOptionsTest, EveryOption) {
 
 TEST(HostOptionsTest, TheFirstOtherWordEndsTheHostOptions) {
   HostCommand command = Read({"--no-delay", "RAM:", "--trace", "x", "--bogus"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun);
+  ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_FALSE(command.options.trace_file.has_value());
   EXPECT_EQ(command.options.arguments, "RAM: --trace x --bogus");
 
   command = Read({"-x", "--no-delay"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun);
+  ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_TRUE(command.options.delays);
   EXPECT_EQ(command.options.arguments, "-x --no-delay");
 }
 
 TEST(HostOptionsTest, ALoneDoubleDashEndsThemToo) {
   HostCommand command = Read({"--no-delay", "--", "--trace", "x"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun);
+  ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_EQ(command.options.arguments, "--trace x");
   command = Read({"--"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun);
+  ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_EQ(command.options.arguments, "");
   command = Read({"RAM:", "--"});
   EXPECT_EQ(command.options.arguments, "RAM: --");
@@ -101,7 +101,7 @@ TEST(HostOptionsTest, ALoneDoubleDashEndsThemToo) {
 
 TEST(HostOptionsTest, AValueMayLookLikeAnything) {
   const HostCommand command = Read({"--trace", "--no-delay", "RAM:"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun) << command.text;
+  ASSERT_EQ(command.type, HostCommand::Type::kRun) << command.text;
   EXPECT_EQ(command.options.trace_file, "--no-delay");
   EXPECT_TRUE(command.options.delays);
   EXPECT_EQ(command.options.arguments, "RAM:");
@@ -140,7 +140,7 @@ TEST(HostOptionsTest, WrongOptionsAreRefused) {
 
 TEST(HostOptionsTest, AFlagMayBeRepeated) {
   const HostCommand command = Read({"--no-delay", "--no-delay", "RAM:"});
-  ASSERT_EQ(command.kind, HostCommand::Kind::kRun);
+  ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_FALSE(command.options.delays);
 }
 
@@ -167,7 +167,7 @@ TEST(HostOptionsTest, AWrongMountIsRefused) {
 
 TEST(HostOptionsTest, HelpAndVersionAreAboutTheHostProgram) {
   const HostCommand help = Read({"--help"});
-  EXPECT_EQ(help.kind, HostCommand::Kind::kAnswer);
+  EXPECT_EQ(help.type, HostCommand::Type::kAnswer);
   for (const char* const option : {"--mount", "--trace", "--no-delay", "--dos-version",
                                    "--workbench", "--help", "--version"}) {
     EXPECT_NE(help.text.find(option), std::string::npos) << option;
@@ -176,13 +176,13 @@ TEST(HostOptionsTest, HelpAndVersionAreAboutTheHostProgram) {
   EXPECT_NE(help.text.find("TN 47 is refused, FTN 46 runs the last two"), std::string::npos);
   EXPECT_TRUE(help.text.ends_with('\n'));
   const HostCommand version = Read({"--version"});
-  EXPECT_EQ(version.kind, HostCommand::Kind::kAnswer);
+  EXPECT_EQ(version.type, HostCommand::Type::kAnswer);
   EXPECT_EQ(version.text, "quorle 53.24 for Linux\n");
   // Behind the first other word they are the tester's.
-  EXPECT_EQ(Read({"RAM:", "--help"}).kind, HostCommand::Kind::kRun);
+  EXPECT_EQ(Read({"RAM:", "--help"}).type, HostCommand::Type::kRun);
 }
 
-TEST(JoinArgumentsTest, PlainWordsStayAsTheyStand) {
+TEST(JoinArgumentsTest, PlainWordsStayUnchanged) {
   EXPECT_EQ(Joined({"RAM:", "TN=5", "?", "a\"b", "a*b", "x;y", "FTN", "3"}),
             "RAM: TN=5 ? a\"b a*b x;y FTN 3");
 }
@@ -211,7 +211,7 @@ TEST(JoinArgumentsTest, AWordThatBeginsWithAQuoteWasQuotedOnPurpose) {
 
 TEST(HostOptionsTest, DeviationsAreListedOnRequest) {
   const char* const words[] = {"--list-deviations"};
-  EXPECT_EQ(ReadHostCommand(words).kind, HostCommand::Kind::kListDeviations);
+  EXPECT_EQ(ReadHostCommand(words).type, HostCommand::Type::kListDeviations);
 }
 
 }  // namespace

@@ -7,12 +7,12 @@
 namespace quorle::selftest {
 namespace {
 
-using Kind = RunPlace::Kind;
+using Phase = RunPlace::Phase;
 
-constexpr RunPlace kSecondSubTest = {.kind = Kind::kSubTest, .row = 24, .sub_test = 2};
-constexpr RunPlace kThirdSubTest = {.kind = Kind::kSubTest, .row = 24, .sub_test = 3};
-constexpr RunPlace kGroup = {.kind = Kind::kGroup, .row = 24, .sub_test = 0};
-constexpr RunPlace kEnd = {.kind = Kind::kEnd, .row = 24, .sub_test = 0};
+constexpr RunPlace kSecondSubTest = {.phase = Phase::kSubTest, .row = 24, .sub_test = 2};
+constexpr RunPlace kThirdSubTest = {.phase = Phase::kSubTest, .row = 24, .sub_test = 3};
+constexpr RunPlace kGroup = {.phase = Phase::kGroup, .row = 24, .sub_test = 0};
+constexpr RunPlace kEnd = {.phase = Phase::kEnd, .row = 24, .sub_test = 0};
 
 class FaultRulesTest : public testing::Test {
  protected:
@@ -57,7 +57,7 @@ TEST_F(FaultRulesTest, InAPlaceCallsCountFromItsBeginning) {
 
 TEST_F(FaultRulesTest, ARowNarrowsThePlace) {
   Parse("24.2/Lock#1 fail 202");
-  EXPECT_EQ(Calls({.kind = Kind::kSubTest, .row = 23, .sub_test = 2}, 2), "..");
+  EXPECT_EQ(Calls({.phase = Phase::kSubTest, .row = 23, .sub_test = 2}, 2), "..");
   EXPECT_EQ(Calls(kSecondSubTest, 2), "x.");
 }
 

@@ -117,10 +117,10 @@ TEST(TranscriptFileTest, ALineThatIsNoneIsNamed) {
       {"== a\nprint:\n", "line 2 is not one of a transcript: print:"},
       {"== a\n== a\n", "there are two cases a"},
   };
-  for (const auto& [text, told] : kWrong) {
+  for (const auto& [text, report] : kWrong) {
     std::string problem;
     EXPECT_FALSE(TranscriptFile::Parse(text, problem)) << text;
-    EXPECT_EQ(problem, told);
+    EXPECT_EQ(problem, report);
   }
 }
 

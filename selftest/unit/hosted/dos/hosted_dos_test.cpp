@@ -359,7 +359,7 @@ TEST_F(HostedDosTest, ATrailingSlashNamesADirectoryButNoEntry) {
   EXPECT_EQ(Code(dos().MakeLink("dir/", "x", LINK_SOFT)), ERROR_OBJECT_EXISTS);
 }
 
-TEST_F(HostedDosTest, ADirectoryTreeIsMadeFromAnywhere) {
+TEST_F(HostedDosTest, ADirectoryTreeGrowsFromAnywhere) {
   EXPECT_TRUE(dos().CreateDirTree("DH1:a/b/c"));
   EXPECT_EQ(dos().CountOpen().locks, 1U);  // the levels above are not held
   EXPECT_TRUE(dos().Lock("DH1:a/b/c", SHARED_LOCK));
@@ -704,7 +704,7 @@ TEST_F(HostedDosTest, DatesBecomeText) {
   EXPECT_FALSE(dos().DateToStr(date));
 }
 
-// ---- With a handler that answers what it is told -----------------------------------------------
+// ---- With a handler with fixed answers -----------------------------------------------
 
 class ClockThatCounts final : public Clock {
  public:
@@ -744,12 +744,12 @@ class RecordedDosTest : public ::testing::Test {
   MemorySink output_;
   MemorySink errors_;
   Console console_{output_, errors_, false};
-  ToldInput input_;
-  ToldBreak breaks_;
+  FixedInput input_;
+  FixedBreak breaks_;
   ClockThatCounts clock_;
 };
 
-TEST_F(RecordedDosTest, ANewDirectorysExclusiveLockIsMadeShared) {
+TEST_F(RecordedDosTest, ANewDirectorysExclusiveLockBecomesShared) {
   HostedDos dos(Parts(), {});
   ::Lock& lock = *handler_.locks[0];
   handler_.result = reinterpret_cast<std::intptr_t>(&lock);
@@ -776,7 +776,7 @@ TEST_F(RecordedDosTest, OneComponentIsOneCall) {
   EXPECT_EQ(Functions(), "");
 }
 
-TEST_F(RecordedDosTest, TheHandlersCodeIsPassedOnAsItStands) {
+TEST_F(RecordedDosTest, TheHandlersCodeIsPassedOnUnchanged) {
   HostedDos dos(Parts(), {});
   for (const std::int32_t code : {0, 1, 209, 99999, -1}) {
     handler_.res2 = code;
@@ -795,7 +795,7 @@ TEST_F(RecordedDosTest, DeleteAndRenameLeaveASoftLinkToTheHandler) {
   EXPECT_EQ(Functions(), "FSDelete FSRename ");
 }
 
-TEST_F(RecordedDosTest, ALinkIsNotMadeWhereSomethingCannotBeLocked) {
+TEST_F(RecordedDosTest, NoLinkArisesWhereSomethingCannotBeLocked) {
   HostedDos dos(Parts(), {});
   for (const std::int32_t code : {ERROR_OBJECT_IN_USE, ERROR_IS_SOFT_LINK}) {
     handler_.res2 = code;

@@ -21,7 +21,7 @@ TEST(HostedUtilityTest, StrlcpyBoundsAndEndsTheCopy) {
   EXPECT_EQ(buffer[0], '?');
 }
 
-TEST(HostedUtilityTest, SNPrintfBoundsAndTellsTheWholeLength) {
+TEST(HostedUtilityTest, SNPrintfBoundsAndReturnsTheWholeLength) {
   HostedUtility utility;
   char buffer[8] = "???????";
   EXPECT_EQ(utility.SNPrintf(buffer, 8, "%s%02ld", "FILE", 3), 6);

@@ -79,7 +79,7 @@ TEST_F(MachineBuildTest, NamesAreTakenOnce) {
   EXPECT_EQ(Problem({first, Spec("DH1", "tree", {{"volume", "Play"}})}), "");
 }
 
-TEST_F(MachineBuildTest, AHandlersProblemIsToldWithTheDevice) {
+TEST_F(MachineBuildTest, AHandlersProblemIsReportedWithTheDevice) {
   EXPECT_TRUE(
       Problem({Spec("DH0", "ram", {{"nosuchkey", "1"}})}).starts_with("cannot mount DH0: "));
 }

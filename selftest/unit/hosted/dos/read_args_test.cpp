@@ -251,7 +251,7 @@ TEST(ReadArgsTest, RequiredFieldsTakeFromTheEndOfTheMultiple) {
   EXPECT_EQ(ErrorOf("FROM/M,N/A/N", "a b"), ERROR_BAD_NUMBER);
 }
 
-TEST(ReadArgsTest, RestOfTheLineAsItStands) {
+TEST(ReadArgsTest, RestOfTheLineUnchanged) {
   EXPECT_EQ(Parse("A,B/F", "x y  \"z\" = *n ;w").Text(1), "y  \"z\" = *n ;w");
   EXPECT_EQ(Parse("B/F", "\"a b\" c").Text(0), "\"a b\" c");
   EXPECT_EQ(Parse("A,B/F", "B = x y").Text(1), "x y");

@@ -103,7 +103,7 @@ class ResolverTest : public ::testing::Test {
   std::unique_ptr<HandlerPort> other_;
   DosList list_;
   ::Lock* assign_ = nullptr;
-  Place start_;
+  PortObject start_;
 };
 
 TEST_F(ResolverTest, RelativeNamesStartWhereTheCallerSays) {
