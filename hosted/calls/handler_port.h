@@ -16,6 +16,8 @@
 
 namespace quorle {
 
+template <auto kFunction>
+class Invocation;
 class MountedHandler;
 struct NamedLayer;
 
@@ -159,7 +161,18 @@ class HandlerPort {
   bool AddNotify(std::int32_t& res2, ::NotifyRequest* request);
   bool RemoveNotify(std::int32_t& res2, ::NotifyRequest* request);
 
+  // ---- Any function --------------------------------------------------------------------------
+
+  /// Calls the function that `kFunction`, a member of FileSystemVectors, points to, with `args` after
+  /// the port and the error code: what all operations above do. The answer is as theirs. Defined in
+  /// invoke.h, which the caller includes.
+  template <auto kFunction, class... Args>
+  auto Invoke(std::int32_t& res2, Args... args);
+
  private:
+  template <auto kFunction>
+  friend class Invocation;
+
   /// A function of the table that is called through the gate; false when a packet must be sent.
   template <class Function>
   struct Vectored;
@@ -180,17 +193,6 @@ class HandlerPort {
   static bool EndTexts(const ::TagItem* tags);
   void Report(Breach breach, std::int32_t& res2);
   void Report(const std::string& what, std::int32_t code, std::int32_t& res2);
-  // Each sends a packet and reads its results as what it stands for.
-  ::Lock* LockFrom(std::int32_t& res2, ::DosPacket packet);
-  ::ExamineData* RecordFrom(std::int32_t& res2, ::DosPacket packet);
-  bool TruthFrom(std::int32_t& res2, ::DosPacket packet);
-  std::int32_t CountFrom(std::int32_t& res2, ::DosPacket packet, std::int32_t room);
-  std::int64_t NumberFrom(std::int32_t& res2, ::DosPacket packet);
-  bool SetAttribute(std::int32_t& res2, std::int32_t action, ::Lock* rel, const char* name,
-                    std::intptr_t value);
-  bool SetOwnerInfo(std::int32_t& res2, ::Lock* rel, const char* name, std::uint32_t tag,
-                    std::uint32_t id);
-
   PortType type_;
   std::string device_name_;
   CallGate* gate_ = nullptr;

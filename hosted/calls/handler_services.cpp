@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "hosted/calls/call_shape.h"
+#include "calls/call_shape.h"
 #include "hosted/calls/packet_adapter.h"
 
 namespace quorle {
@@ -291,7 +291,7 @@ void HostServices::SetCheck(std::string check) {
 }
 
 std::string HostServices::CallName(const Place& place) {
-  return place.action != 0 ? isolation::NameOfPacket(place.action) : place.function;
+  return place.action != 0 ? calls::NameOfPacket(place.action) : place.function;
 }
 
 std::string HostServices::PlaceText(const Place& place) const {

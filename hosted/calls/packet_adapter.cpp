@@ -1,284 +1,184 @@
 #include "hosted/calls/packet_adapter.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
+#include <string_view>
+#include <tuple>
+#include <utility>
 
-#include "platform/constants.h"
+#include "calls/vector_table.h"
+#include "calls/words.h"
 
 namespace quorle {
 namespace {
 
-// A function of the vector table; `Rest` is what follows the port and the error code.
-template <class Result, class... Rest>
-using VectorFunction = Result (*)(::FileSystemVectorPort*, std::int32_t*, Rest...);
+using calls::kVector;
+using Vectors = ::FileSystemVectors;
 
-// One packet on its way to a function. The Answer functions return false when that is missing.
-class Call {
+/// An argument of a function from the word of a packet that carries it.
+template <char kLetter, class Arg>
+class Unpacked {
  public:
-  Call(::FileSystemVectorPort& port, ::DosPacket& packet) : port_(port), packet_(packet) {}
-
-  const ::FileSystemVectors& vectors() const { return port_.FSV; }
-  const ::DosPacket& packet() const { return packet_; }
-
-  template <class... Rest, class... Args>
-  bool AnswerTruth(VectorFunction<std::int32_t, Rest...> function, Args... args) {
-    std::int32_t result = 0;
-    if (!Run(result, function, args...)) return false;
-    const std::int32_t truth = result != 0 ? kDosTrue : kDosFalse;
-    if (IsWidePacket(packet_.dp_Type)) {
-      packet_.dp_Res64 = truth;
-    } else {
-      packet_.dp_Res1 = truth;
-    }
-    return true;
-  }
-
-  template <class... Rest, class... Args>
-  bool AnswerCount(VectorFunction<std::int32_t, Rest...> function, Args... args) {
-    std::int32_t result = 0;
-    if (!Run(result, function, args...)) return false;
-    packet_.dp_Res1 = result;
-    return true;
-  }
-
-  template <class... Rest, class... Args>
-  bool AnswerNumber(VectorFunction<std::int64_t, Rest...> function, Args... args) {
-    return Run(packet_.dp_Res64, function, args...);
-  }
-
-  template <class Object, class... Rest, class... Args>
-  bool AnswerObject(VectorFunction<Object*, Rest...> function, Args... args) {
-    Object* result = nullptr;
-    if (!Run(result, function, args...)) return false;
-    packet_.dp_Res1 = reinterpret_cast<std::intptr_t>(result);
-    return true;
-  }
-
-  void Refuse(std::int32_t code) {
-    packet_.dp_Res1 = kDosFalse;
-    packet_.dp_Res2 = code;
-  }
+  explicit Unpacked(std::int64_t word) : value_(calls::FromWord<Arg>(word)) {}
+  Arg value() const { return value_; }
 
  private:
-  template <class Result, class... Rest, class... Args>
-  bool Run(Result& result, VectorFunction<Result, Rest...> function, Args... args) {
-    if (function == nullptr) return false;
-    std::int32_t res2 = 0;
-    result = function(&port_, &res2, args...);
-    packet_.dp_Res2 = res2;
-    return true;
-  }
-
-  ::FileSystemVectorPort& port_;
-  ::DosPacket& packet_;
+  Arg value_;
 };
 
-::Lock* LockAt(std::intptr_t argument) {
-  return PointedTo<::Lock>(argument);
+class UnpackedText {
+ public:
+  explicit UnpackedText(std::int64_t word) : text_(static_cast<std::intptr_t>(word)) {}
+  const char* value() const { return text_.c_str(); }
+
+ private:
+  PlainText text_;
+};
+template <class Arg>
+class Unpacked<'T', Arg> : public UnpackedText {
+  using UnpackedText::UnpackedText;
+};
+template <class Arg>
+class Unpacked<'M', Arg> : public UnpackedText {
+  using UnpackedText::UnpackedText;
+};
+
+/// Calls `kFunction`, which the port must have, and fills the results of `packet`.
+template <auto kFunction, class... Args>
+void CallFor(::FileSystemVectorPort& port, ::DosPacket& packet, Args... args) {
+  calls::Outcome outcome;
+  const auto result = (port.FSV.*kFunction)(&port, &outcome.res2, args...);
+  outcome.result = calls::ToWord(result);
+  if (kVector<kFunction>.result == '#') outcome.result = result != 0 ? kDosTrue : kDosFalse;
+  calls::SetOutcome(packet, outcome);
 }
 
-::FileHandle* FileAt(std::intptr_t argument) {
-  return PointedTo<::FileHandle>(argument);
-}
-
-std::int32_t Signed(std::intptr_t argument) {
-  return static_cast<std::int32_t>(argument);
-}
-
-std::uint32_t Unsigned(std::intptr_t argument) {
-  return static_cast<std::uint32_t>(argument);
-}
-
-bool AnswerMakeLink(Call& call) {
-  const ::DosPacket& p = call.packet();
-  const PlainText name(p.dp_Arg2);
-  if (p.dp_Arg4 == QUORLE_PACKET_LINK_HARD) {
-    return call.AnswerTruth(call.vectors().FSCreateHardLink, LockAt(p.dp_Arg1), name.c_str(),
-                            LockAt(p.dp_Arg3));
+/// The word of the argument `kAt` of `kFunction`: where the layout of its packet has it.
+template <auto kFunction, std::size_t kAt>
+std::int64_t WordOfArgument(const ::DosPacket& packet) {
+  constexpr std::size_t kPlace =
+      kVector<kFunction>.packet.layout.find(static_cast<char>('1' + kAt));
+  if constexpr (kPlace == std::string_view::npos) {
+    static_assert(kVector<kFunction>.packet.action == calls::kActionIsMode);
+    return packet.dp_Type;
+  } else {
+    return calls::WordsOf(packet)[kPlace];
   }
-  return call.AnswerTruth(call.vectors().FSCreateSoftLink, LockAt(p.dp_Arg1), name.c_str(),
-                          PointedTo<const char>(p.dp_Arg3));
 }
 
-bool AnswerChangeMode(Call& call) {
-  const ::DosPacket& p = call.packet();
-  const std::int32_t mode = Signed(p.dp_Arg3);
-  if (p.dp_Arg1 == CHANGE_LOCK) {
-    return call.AnswerTruth(call.vectors().FSChangeLockMode, LockAt(p.dp_Arg2), mode);
-  }
-  if (p.dp_Arg1 == CHANGE_FH) {
-    return call.AnswerTruth(call.vectors().FSChangeFileMode, FileAt(p.dp_Arg2), mode);
-  }
-  call.Refuse(ERROR_BAD_NUMBER);
+template <auto kFunction, class Result, class... Args, std::size_t... kAt>
+void Unpack(::FileSystemVectorPort& port, ::DosPacket& packet, calls::VectorMember<Result, Args...>,
+            std::index_sequence<kAt...>) {
+  const std::tuple<Unpacked<kVector<kFunction>.arguments[kAt], Args>...> arguments(
+      WordOfArgument<kFunction, kAt>(packet)...);
+  std::apply([&](const auto&... each) { CallFor<kFunction>(port, packet, each.value()...); },
+             arguments);
+}
+
+template <class Result, class... Args>
+constexpr auto IndicesOf(calls::VectorMember<Result, Args...>) {
+  return std::index_sequence_for<Args...>();
+}
+
+/// Answers `packet` by `kFunction`; false when that is missing.
+template <auto kFunction>
+bool Answer(::FileSystemVectorPort& port, ::DosPacket& packet) {
+  if (port.FSV.*kFunction == nullptr) return false;
+  Unpack<kFunction>(port, packet, kFunction, IndicesOf(kFunction));
   return true;
 }
 
-// The tags are answered in their order and up to the first failure; 116 when none names an owner or
-// a group. Nothing is changed when a function for one of them is missing.
-bool AnswerSetOwnerInfo(Call& call) {
-  const ::DosPacket& p = call.packet();
-  const ::TagItem* const tags = PointedTo<const ::TagItem>(p.dp_Arg3);
+void Refuse(::DosPacket& packet, std::int32_t code) {
+  packet.dp_Res1 = kDosFalse;
+  packet.dp_Res2 = code;
+}
+
+// ---- Packets that stand for one of two functions, or for both ------------------------------------
+
+bool AnswerMakeLink(::FileSystemVectorPort& port, ::DosPacket& packet) {
+  return packet.dp_Arg4 == QUORLE_PACKET_LINK_HARD
+             ? Answer<&Vectors::FSCreateHardLink>(port, packet)
+             : Answer<&Vectors::FSCreateSoftLink>(port, packet);
+}
+
+bool AnswerChangeMode(::FileSystemVectorPort& port, ::DosPacket& packet) {
+  if (packet.dp_Arg1 == calls::kModeOfLock) return Answer<&Vectors::FSChangeLockMode>(port, packet);
+  if (packet.dp_Arg1 == calls::kModeOfFile) return Answer<&Vectors::FSChangeFileMode>(port, packet);
+  Refuse(packet, ERROR_BAD_NUMBER);
+  return true;
+}
+
+/// The tags are answered in their order and up to the first failure; 116 when none names an owner or
+/// a group. Nothing is changed when a function for one of them is missing.
+bool AnswerSetOwnerInfo(::FileSystemVectorPort& port, ::DosPacket& packet) {
+  const ::TagItem* const tags = PointedTo<const ::TagItem>(packet.dp_Arg3);
   bool owner_or_group = false;
   for (const ::TagItem* tag = tags; tag != nullptr && tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
-    const bool owner = tag->ti_Tag == kOwnerTag;
-    const bool group = tag->ti_Tag == kGroupTag;
-    if (owner && call.vectors().FSSetOwner == nullptr) return false;
-    if (group && call.vectors().FSSetGroup == nullptr) return false;
+    const bool owner = tag->ti_Tag == calls::kOwnerTag;
+    const bool group = tag->ti_Tag == calls::kGroupTag;
+    if (owner && port.FSV.FSSetOwner == nullptr) return false;
+    if (group && port.FSV.FSSetGroup == nullptr) return false;
     owner_or_group = owner_or_group || owner || group;
   }
   if (!owner_or_group) {
-    call.Refuse(ERROR_REQUIRED_ARG_MISSING);
+    Refuse(packet, ERROR_REQUIRED_ARG_MISSING);
     return true;
   }
-  const PlainText name(p.dp_Arg2);
+  auto* const lock = PointedTo<::Lock>(packet.dp_Arg1);
+  const PlainText name(packet.dp_Arg2);
   for (const ::TagItem* tag = tags; tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
-    if (tag->ti_Tag != kOwnerTag && tag->ti_Tag != kGroupTag) continue;
-    const auto function =
-        tag->ti_Tag == kOwnerTag ? call.vectors().FSSetOwner : call.vectors().FSSetGroup;
-    call.AnswerTruth(function, LockAt(p.dp_Arg1), name.c_str(),
-                     static_cast<std::uint32_t>(tag->ti_Data));
-    if (p.dp_Res1 == kDosFalse) break;
+    const auto id = static_cast<std::uint32_t>(tag->ti_Data);
+    if (tag->ti_Tag == calls::kOwnerTag) {
+      CallFor<&Vectors::FSSetOwner>(port, packet, lock, name.c_str(), id);
+    } else if (tag->ti_Tag == calls::kGroupTag) {
+      CallFor<&Vectors::FSSetGroup>(port, packet, lock, name.c_str(), id);
+    } else {
+      continue;
+    }
+    if (packet.dp_Res1 == kDosFalse) break;
   }
   return true;
 }
 
-bool AnswerLockPacket(Call& call) {
-  const ::FileSystemVectors& v = call.vectors();
-  const ::DosPacket& p = call.packet();
-  switch (p.dp_Type) {
-    case QUORLE_ACTION_LOCATE_OBJECT:
-      return call.AnswerObject(v.FSLock, LockAt(p.dp_Arg1), PlainText(p.dp_Arg2).c_str(),
-                               Signed(p.dp_Arg3));
-    case QUORLE_ACTION_FREE_LOCK:
-      return call.AnswerTruth(v.FSUnLock, LockAt(p.dp_Arg1));
-    case QUORLE_ACTION_COPY_LOCK:
-      return call.AnswerObject(v.FSDupLock, LockAt(p.dp_Arg1));
-    case QUORLE_ACTION_CREATE_DIR:
-      return call.AnswerObject(v.FSCreateDir, LockAt(p.dp_Arg1), PlainText(p.dp_Arg2).c_str());
-    case QUORLE_ACTION_PARENT:
-      return call.AnswerObject(v.FSParentDir, LockAt(p.dp_Arg1));
-    case QUORLE_ACTION_COPY_LOCK_FH:
-      return call.AnswerObject(v.FSDupLockFromFH, FileAt(p.dp_Arg2));
-    case QUORLE_ACTION_PARENT_FH:
-      return call.AnswerObject(v.FSParentOfFH, FileAt(p.dp_Arg2));
-    case QUORLE_ACTION_SAME_LOCK:
-      return call.AnswerTruth(v.FSSameLock, LockAt(p.dp_Arg1), LockAt(p.dp_Arg2));
-    case QUORLE_ACTION_CHANGE_MODE:
-      return AnswerChangeMode(call);
-    default:
-      return false;
-  }
+// ---- All packets ---------------------------------------------------------------------------------
+
+struct PacketAnswer {
+  std::int32_t action;
+  bool (*answer)(::FileSystemVectorPort& port, ::DosPacket& packet);
+};
+
+constexpr std::array kOthers = {
+    PacketAnswer{QUORLE_ACTION_FINDUPDATE, Answer<&Vectors::FSOpen>},
+    PacketAnswer{QUORLE_ACTION_FINDINPUT, Answer<&Vectors::FSOpen>},
+    PacketAnswer{QUORLE_ACTION_FINDOUTPUT, Answer<&Vectors::FSOpen>},
+    PacketAnswer{QUORLE_ACTION_MAKE_LINK, AnswerMakeLink},
+    PacketAnswer{QUORLE_ACTION_CHANGE_MODE, AnswerChangeMode},
+    PacketAnswer{QUORLE_ACTION_SET_OWNER_INFO, AnswerSetOwnerInfo},
+};
+
+/// Whether the packet of `vector` stands for it alone and has a number of its own.
+constexpr bool StandsAlone(const calls::VectorForm& vector) {
+  return vector.packet.action != calls::kActionIsMode &&
+         vector.packet.layout.find_first_of("KG") == std::string_view::npos;
 }
 
-bool AnswerFilePacket(Call& call) {
-  const ::FileSystemVectors& v = call.vectors();
-  const ::DosPacket& p = call.packet();
-  switch (p.dp_Type) {
-    case QUORLE_ACTION_FINDUPDATE:
-    case QUORLE_ACTION_FINDINPUT:
-    case QUORLE_ACTION_FINDOUTPUT:
-      // The numbers of these three packets are the open modes.
-      return call.AnswerTruth(v.FSOpen, FileAt(p.dp_Arg1), LockAt(p.dp_Arg2),
-                              PlainText(p.dp_Arg3).c_str(), p.dp_Type);
-    case QUORLE_ACTION_FH_FROM_LOCK:
-      return call.AnswerTruth(v.FSOpenFromLock, FileAt(p.dp_Arg1), LockAt(p.dp_Arg2));
-    case QUORLE_ACTION_END:
-      return call.AnswerTruth(v.FSClose, FileAt(p.dp_Arg2));
-    case QUORLE_ACTION_READ:
-      return call.AnswerCount(v.FSRead, FileAt(p.dp_Arg4), PointedTo<void>(p.dp_Arg2),
-                              Signed(p.dp_Arg3));
-    case QUORLE_ACTION_WRITE:
-      return call.AnswerCount(v.FSWrite, FileAt(p.dp_Arg4), PointedTo<const void>(p.dp_Arg2),
-                              Signed(p.dp_Arg3));
-    case QUORLE_ACTION_FLUSH:
-      return call.AnswerTruth(v.FSFlush);
-    case QUORLE_ACTION_CHANGE_FILE_POSITION64:
-      return call.AnswerTruth(v.FSChangeFilePosition, FileAt(p.dp_Arg4), Signed(p.dp_Arg3),
-                              p.dp_Arg2_64);
-    case QUORLE_ACTION_CHANGE_FILE_SIZE64:
-      return call.AnswerTruth(v.FSChangeFileSize, FileAt(p.dp_Arg4), Signed(p.dp_Arg3),
-                              p.dp_Arg2_64);
-    case QUORLE_ACTION_GET_FILE_POSITION64:
-      return call.AnswerNumber(v.FSGetFilePosition, FileAt(p.dp_Arg3));
-    case QUORLE_ACTION_GET_FILE_SIZE64:
-      return call.AnswerNumber(v.FSGetFileSize, FileAt(p.dp_Arg3));
-    case QUORLE_ACTION_SAME_FH:
-      return call.AnswerTruth(v.FSSameFile, FileAt(p.dp_Arg1), FileAt(p.dp_Arg2));
-    case QUORLE_ACTION_LOCK_RECORD64:
-      return call.AnswerTruth(v.FSLockRecord, FileAt(p.dp_Arg1), p.dp_Arg2_64, p.dp_Arg5_64,
-                              Unsigned(p.dp_Arg3), Unsigned(p.dp_Arg4));
-    case QUORLE_ACTION_FREE_RECORD64:
-      return call.AnswerTruth(v.FSUnLockRecord, FileAt(p.dp_Arg1), p.dp_Arg2_64, p.dp_Arg5_64);
-    default:
-      return false;
-  }
-}
+constexpr std::size_t kAlone = calls::WithVectors(
+    [](const auto&... vectors) { return (std::size_t{StandsAlone(vectors)} + ...); });
 
-bool AnswerObjectPacket(Call& call) {
-  const ::FileSystemVectors& v = call.vectors();
-  const ::DosPacket& p = call.packet();
-  switch (p.dp_Type) {
-    case QUORLE_ACTION_DELETE_OBJECT:
-      return call.AnswerTruth(v.FSDelete, LockAt(p.dp_Arg1), PlainText(p.dp_Arg2).c_str());
-    case QUORLE_ACTION_RENAME_OBJECT:
-      return call.AnswerTruth(v.FSRename, LockAt(p.dp_Arg1), PlainText(p.dp_Arg2).c_str(),
-                              LockAt(p.dp_Arg3), PlainText(p.dp_Arg4).c_str());
-    case QUORLE_ACTION_SET_PROTECT:
-      return call.AnswerTruth(v.FSSetProtection, LockAt(p.dp_Arg2), PlainText(p.dp_Arg3).c_str(),
-                              Unsigned(p.dp_Arg4));
-    case QUORLE_ACTION_SET_COMMENT:
-      return call.AnswerTruth(v.FSSetComment, LockAt(p.dp_Arg2), PlainText(p.dp_Arg3).c_str(),
-                              PlainText(p.dp_Arg4).c_str());
-    case QUORLE_ACTION_SET_DATE:
-      return call.AnswerTruth(v.FSSetDate, LockAt(p.dp_Arg2), PlainText(p.dp_Arg3).c_str(),
-                              PointedTo<const ::DateStamp>(p.dp_Arg4));
-    case QUORLE_ACTION_SET_OWNER_INFO:
-      return AnswerSetOwnerInfo(call);
-    case QUORLE_ACTION_MAKE_LINK:
-      return AnswerMakeLink(call);
-    case QUORLE_ACTION_READ_SOFT_LINK:
-      return call.AnswerCount(v.FSReadSoftLink, LockAt(p.dp_Arg1), PointedTo<const char>(p.dp_Arg2),
-                              PointedTo<char>(p.dp_Arg3), Signed(p.dp_Arg4));
-    case QUORLE_ACTION_EXAMINEDATA:
-      return call.AnswerObject(v.FSExamineLock, LockAt(p.dp_Arg1));
-    case QUORLE_ACTION_EXAMINEDATA_FH:
-      return call.AnswerObject(v.FSExamineFile, FileAt(p.dp_Arg1));
-    case QUORLE_ACTION_EXAMINEDATA_OBJ:
-      return call.AnswerObject(v.FSExamineObj, LockAt(p.dp_Arg1), PlainText(p.dp_Arg2).c_str());
-    case QUORLE_ACTION_EXAMINEDATA_DIR:
-      return call.AnswerTruth(v.FSExamineDir, PointedTo<::PRIVATE_ExamineDirContext>(p.dp_Arg1));
-    default:
-      return false;
-  }
-}
-
-bool AnswerVolumePacket(Call& call) {
-  const ::FileSystemVectors& v = call.vectors();
-  const ::DosPacket& p = call.packet();
-  switch (p.dp_Type) {
-    case QUORLE_ACTION_FILESYSTEM_ATTR:
-      return call.AnswerTruth(v.FSFileSystemAttr, PointedTo<const ::TagItem>(p.dp_Arg1));
-    case QUORLE_ACTION_INFO:
-      return call.AnswerTruth(v.FSVolumeInfoData, PointedTo<::InfoData>(p.dp_Arg2));
-    case QUORLE_ACTION_DISK_INFO:
-      return call.AnswerTruth(v.FSDeviceInfoData, PointedTo<::InfoData>(p.dp_Arg1));
-    case QUORLE_ACTION_INHIBIT:
-      return call.AnswerTruth(v.FSInhibit, Signed(p.dp_Arg1));
-    case QUORLE_ACTION_WRITE_PROTECT:
-      return call.AnswerTruth(v.FSWriteProtect, Signed(p.dp_Arg1), Unsigned(p.dp_Arg2));
-    case QUORLE_ACTION_FORMAT:
-      return call.AnswerTruth(v.FSFormat, PlainText(p.dp_Arg1).c_str(), Unsigned(p.dp_Arg2));
-    case QUORLE_ACTION_SERIALIZE_DISK:
-      return call.AnswerTruth(v.FSSerialize);
-    case QUORLE_ACTION_RENAME_DISK:
-      return call.AnswerTruth(v.FSRelabel, PlainText(p.dp_Arg1).c_str());
-    case QUORLE_ACTION_ADD_NOTIFY:
-      return call.AnswerTruth(v.FSAddNotify, PointedTo<::NotifyRequest>(p.dp_Arg1));
-    case QUORLE_ACTION_REMOVE_NOTIFY:
-      return call.AnswerTruth(v.FSRemoveNotify, PointedTo<::NotifyRequest>(p.dp_Arg1));
-    default:
-      return false;
-  }
-}
+/// In the order of the numbers.
+constexpr std::array<PacketAnswer, kAlone + kOthers.size()> kAnswers = [] {
+  std::array<PacketAnswer, kAlone + kOthers.size()> answers{};
+  auto* end = std::copy(kOthers.begin(), kOthers.end(), answers.begin());
+  calls::ForEachVector([&end]<auto function>(const calls::Vector<function>& vector) {
+    if constexpr (StandsAlone(kVector<function>)) {
+      *end++ = {vector.packet.action, Answer<function>};
+    }
+  });
+  std::sort(answers.begin(), answers.end(),
+            [](const PacketAnswer& a, const PacketAnswer& b) { return a.action < b.action; });
+  return answers;
+}();
 
 }  // namespace
 
@@ -296,23 +196,17 @@ PlainText::PlainText(std::intptr_t argument) {
 }
 
 bool GivesLock(std::int32_t action) {
-  switch (action) {
-    case QUORLE_ACTION_LOCATE_OBJECT:
-    case QUORLE_ACTION_COPY_LOCK:
-    case QUORLE_ACTION_CREATE_DIR:
-    case QUORLE_ACTION_PARENT:
-    case QUORLE_ACTION_COPY_LOCK_FH:
-    case QUORLE_ACTION_PARENT_FH:
-      return true;
-    default:
-      return false;
-  }
+  return calls::WithVectors([action](const auto&... vectors) {
+    return (((vectors.result == 'L' || vectors.result == 'O') && vectors.packet.action == action) ||
+            ...);
+  });
 }
 
 bool AnswerByVector(::FileSystemVectorPort& port, ::DosPacket& packet) {
-  Call call(port, packet);
-  return AnswerLockPacket(call) || AnswerFilePacket(call) || AnswerObjectPacket(call) ||
-         AnswerVolumePacket(call);
+  const auto* const found = std::lower_bound(
+      kAnswers.begin(), kAnswers.end(), packet.dp_Type,
+      [](const PacketAnswer& each, std::int32_t action) { return each.action < action; });
+  return found != kAnswers.end() && found->action == packet.dp_Type && found->answer(port, packet);
 }
 
 void AnswerNotKnown(::DosPacket& packet) {

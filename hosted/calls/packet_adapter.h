@@ -66,10 +66,6 @@
 /// ours, the rest is the platform's.
 namespace quorle {
 
-/// Tags of SET_OWNER_INFO.
-inline constexpr std::uint32_t kOwnerTag = 0x80001842;
-inline constexpr std::uint32_t kGroupTag = 0x80001843;
-
 /// The platform's truth values in the result of a packet.
 inline constexpr std::int32_t kDosTrue = -1;
 inline constexpr std::int32_t kDosFalse = 0;
@@ -106,11 +102,6 @@ class PlainText {
  private:
   char text_[PacketText::kMaxLength + 1] = {};
 };
-
-/// Whether the results and some arguments of the packet `action` are 64 bits wide.
-constexpr bool IsWidePacket(std::int32_t action) {
-  return action >= 8000 && action <= 8999;
-}
 
 /// Whether the first result of the packet `action` is a lock.
 bool GivesLock(std::int32_t action);

@@ -5,8 +5,9 @@
 #include <iterator>
 #include <string_view>
 
+#include "calls/tags.h"
 #include "hosted/calls/packet_adapter.h"
-#include "hosted/calls/wire.h"
+#include "hosted/isolation/wire.h"
 
 namespace quorle::isolation {
 namespace {
@@ -36,7 +37,8 @@ bool IsFilled(char kind) {
 
 }  // namespace
 
-void CallGuard::Lend(const CallShape& shape, std::span<const std::int64_t> words, Loan& loan) {
+void CallGuard::Lend(const calls::CallShape& shape, std::span<const std::int64_t> words,
+                     Loan& loan) {
   loan.first = memory_.count();
   std::copy(words.begin(), words.end(), loan.words.begin());
   const std::string_view kinds = shape.arguments;
@@ -61,7 +63,7 @@ void CallGuard::Lend(const CallShape& shape, std::span<const std::int64_t> words
 void CallGuard::LendTags(const ::TagItem* tags, std::int64_t& word, Loan& loan) {
   std::vector<::TagItem> lent;
   for (const ::TagItem* tag = tags; tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
-    const std::size_t room = RoomBehind(tags, *tag);
+    const std::size_t room = calls::RoomBehind(tags, *tag);
     std::byte* const place =
         room == 0 ? nullptr
                   : memory_.Lend(At<const void>(static_cast<std::int64_t>(tag->ti_Data)), room);
@@ -78,7 +80,7 @@ void CallGuard::LendTags(const ::TagItem* tags, std::int64_t& word, Loan& loan) 
   }
 }
 
-bool CallGuard::TakeBack(const CallShape& shape, std::span<const std::int64_t> words,
+bool CallGuard::TakeBack(const calls::CallShape& shape, std::span<const std::int64_t> words,
                          const Loan& loan) {
   const bool holds = memory_.Holds(loan.first);
   const std::string_view kinds = shape.arguments;
@@ -95,7 +97,7 @@ bool CallGuard::TakeBack(const CallShape& shape, std::span<const std::int64_t> w
       for (std::size_t n = 0; n < loan.rooms.size(); ++n) {
         if (loan.rooms[n] == nullptr) continue;
         std::memcpy(At<void>(static_cast<std::int64_t>(tags[n].ti_Data)), loan.rooms[n],
-                    RoomBehind(tags, tags[n]));
+                    calls::RoomBehind(tags, tags[n]));
       }
     } else if (const std::size_t bytes = FilledBytes(kinds[i], words, i); bytes != 0) {
       // All of it: what the handler wrote beyond its count is the tester's to find.

@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "calls/call_shape.h"
 #include "hosted/calls/breach.h"
-#include "hosted/calls/call_shape.h"
 #include "hosted/calls/lent_memory.h"
 #include "hosted/isolation/remote_vectors.h"
 
@@ -24,34 +24,35 @@ class CallGuard {
   /// Has `make` make the call of `shape`: it gets the words with which to, made of `words`. When the
   /// handler wrote over a fence nothing is copied, `breach` is kBeyondBuffer and the call failed.
   template <class Make>
-  Outcome Call(const CallShape& shape, std::span<const std::int64_t> words, Breach& breach,
-               Make make);
+  calls::Outcome Call(const calls::CallShape& shape, std::span<const std::int64_t> words,
+                      Breach& breach, Make make);
 
  private:
   /// The words of one call with their lent places.
   struct Loan {
-    std::array<std::int64_t, kMostArguments> words{};
+    std::array<std::int64_t, calls::kMostArguments> words{};
     std::vector<std::byte*> rooms;  ///< what each tag leads to, null where it is a number
     std::size_t first = 0;          ///< piece of the memory
   };
 
-  void Lend(const CallShape& shape, std::span<const std::int64_t> words, Loan& loan);
+  void Lend(const calls::CallShape& shape, std::span<const std::int64_t> words, Loan& loan);
   void LendTags(const ::TagItem* tags, std::int64_t& word, Loan& loan);
-  bool TakeBack(const CallShape& shape, std::span<const std::int64_t> words, const Loan& loan);
+  bool TakeBack(const calls::CallShape& shape, std::span<const std::int64_t> words,
+                const Loan& loan);
 
   std::byte* place_;
   LentMemory memory_;
 };
 
 template <class Make>
-Outcome CallGuard::Call(const CallShape& shape, std::span<const std::int64_t> words, Breach& breach,
-                        Make make) {
+calls::Outcome CallGuard::Call(const calls::CallShape& shape, std::span<const std::int64_t> words,
+                               Breach& breach, Make make) {
   Loan loan;
   Lend(shape, words, loan);
-  const Outcome outcome = make(loan.words.data());
+  const calls::Outcome outcome = make(loan.words.data());
   if (TakeBack(shape, words, loan)) return outcome;
   breach = Breach::kBeyondBuffer;
-  return {FailureOf(shape), CodeOf(breach)};
+  return {calls::FailureOf(shape), CodeOf(breach)};
 }
 
 }  // namespace quorle::isolation

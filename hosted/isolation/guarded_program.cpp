@@ -1,6 +1,6 @@
 #include "hosted/isolation/guarded_program.h"
 
-#include "hosted/isolation/packet_words.h"
+#include "calls/words.h"
 
 namespace quorle::isolation {
 
@@ -23,9 +23,9 @@ void GuardedProgram::Unmount(::FileSystemVectorPort& port) {
   program_->Unmount(port);
 }
 
-Outcome GuardedProgram::CallVector(std::size_t index, std::span<const std::int64_t> words) {
+calls::Outcome GuardedProgram::CallVector(std::size_t index, std::span<const std::int64_t> words) {
   Breach breach = Breach::kNone;
-  const Outcome outcome = guard_.Call(
+  const calls::Outcome outcome = guard_.Call(
       VectorShape(index), words, breach,
       [&](const std::int64_t* lent) { return CallVectorOf(table_, *port_, index, lent); });
   Report(breach);
@@ -35,14 +35,14 @@ Outcome GuardedProgram::CallVector(std::size_t index, std::span<const std::int64
 bool GuardedProgram::Packet(::FileSystemVectorPort& port, ::DosPacket& packet) {
   if (!TakesPackets()) return false;
   Breach breach = Breach::kNone;
-  const PacketWords words = WordsOf(packet);
-  const Outcome outcome =
-      guard_.Call(ShapeOfPacket(packet), words, breach, [&](const std::int64_t* lent) {
-        ::DosPacket copy = PacketOf(packet.dp_Type, lent);
+  const calls::PacketWords words = calls::WordsOf(packet);
+  const calls::Outcome outcome =
+      guard_.Call(calls::ShapeOfPacket(packet), words, breach, [&](const std::int64_t* lent) {
+        ::DosPacket copy = calls::PacketOf(packet.dp_Type, lent);
         program_->Packet(port, copy);
-        return OutcomeOf(copy);
+        return calls::OutcomeOf(copy);
       });
-  SetOutcome(packet, outcome);
+  calls::SetOutcome(packet, outcome);
   Report(breach);
   return true;
 }

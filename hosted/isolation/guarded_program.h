@@ -31,7 +31,7 @@ class GuardedProgram final : public HandlerProgram, private VectorCalls {
   std::vector<std::string> Complaints() const override { return program_->Complaints(); }
 
  private:
-  Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) override;
+  calls::Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) override;
   void Report(Breach breach);
 
   std::unique_ptr<HandlerProgram> program_;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "hosted/calls/wire.h"
 #include "hosted/isolation/crash_trace.h"
+#include "hosted/isolation/wire.h"
 
 namespace quorle::isolation {
 namespace {

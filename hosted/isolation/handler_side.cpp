@@ -6,9 +6,9 @@
 #include <string_view>
 #include <utility>
 
+#include "calls/words.h"
 #include "hosted/calls/packet_adapter.h"
-#include "hosted/calls/wire.h"
-#include "hosted/isolation/packet_words.h"
+#include "hosted/isolation/wire.h"
 
 namespace quorle::isolation {
 namespace {
@@ -130,12 +130,12 @@ void HandlerSide::Answer() {
     packet.dp_Arg1 = static_cast<std::intptr_t>(call.Number());
     packet.dp_Arg4 = static_cast<std::intptr_t>(call.Number());
   }
-  frame.shape =
-      kind == kPacketCall ? ShapeOfPacket(packet) : VectorShape(static_cast<std::size_t>(number));
+  frame.shape = kind == kPacketCall ? calls::ShapeOfPacket(packet)
+                                    : VectorShape(static_cast<std::size_t>(number));
   services_.BeginCall(frame.shape.name);
   if (kind == kPacketCall) services_.BeginPacket(packet.dp_Type);
   ReadArguments(call, frame);
-  Outcome outcome = MakeCall(frame, kind, number);
+  calls::Outcome outcome = MakeCall(frame, kind, number);
   CheckResult(frame, outcome);
   // Only now: the handler may have asked something while it was at it.
   MessageWriter reply = ReplyBody();
@@ -268,8 +268,8 @@ std::int64_t HandlerSide::FileOf(std::int64_t number, Frame& frame) {
 
 // ---- Calls -------------------------------------------------------------------------------------
 
-Outcome HandlerSide::MakeCall(Frame& frame, std::int64_t kind, std::int64_t number) {
-  if (frame.refusal != 0) return {FailureOf(frame.shape), frame.refusal};
+calls::Outcome HandlerSide::MakeCall(Frame& frame, std::int64_t kind, std::int64_t number) {
+  if (frame.refusal != 0) return {calls::FailureOf(frame.shape), frame.refusal};
   const std::span<const std::int64_t> words(frame.words.data(),
                                             std::string_view(frame.shape.arguments).size());
   return guard_.Call(frame.shape, words, frame.breach, [&](const std::int64_t* lent) {
@@ -279,10 +279,10 @@ Outcome HandlerSide::MakeCall(Frame& frame, std::int64_t kind, std::int64_t numb
   });
 }
 
-Outcome HandlerSide::SendPacket(std::int32_t action, const std::int64_t* words) {
-  ::DosPacket packet = PacketOf(action, words);
+calls::Outcome HandlerSide::SendPacket(std::int32_t action, const std::int64_t* words) {
+  ::DosPacket packet = calls::PacketOf(action, words);
   if (!program_->Packet(*port_, packet)) AnswerNotKnown(packet);
-  return OutcomeOf(packet);
+  return calls::OutcomeOf(packet);
 }
 
 // ---- What the handler gave ---------------------------------------------------------------------
@@ -292,10 +292,10 @@ void HandlerSide::Note(Frame& frame, Breach breach) {
 }
 
 /// Nothing that the handler gave is looked into before it is known to be from the services.
-void HandlerSide::CheckResult(Frame& frame, Outcome& outcome) {
+void HandlerSide::CheckResult(Frame& frame, calls::Outcome& outcome) {
   const auto fail = [&](Breach breach) {
     Note(frame, breach);
-    outcome = {FailureOf(frame.shape), CodeOf(breach)};
+    outcome = {calls::FailureOf(frame.shape), CodeOf(breach)};
   };
   const char result = frame.shape.result;
   if ((result == 'L' || result == 'O') && outcome.result != 0 &&
@@ -319,7 +319,8 @@ bool HandlerSide::CheckRecord(Frame& frame, ::ExamineData* record) {
   return false;
 }
 
-void HandlerSide::WriteResult(MessageWriter& reply, const Frame& frame, const Outcome& outcome) {
+void HandlerSide::WriteResult(MessageWriter& reply, const Frame& frame,
+                              const calls::Outcome& outcome) {
   switch (frame.shape.result) {
     case 'L':
     case 'O': {
@@ -402,7 +403,7 @@ std::int64_t HandlerSide::NumberOf(::Lock* lock) {
   return known->second;
 }
 
-void HandlerSide::SettleFiles(const Frame& frame, const Outcome& outcome) {
+void HandlerSide::SettleFiles(const Frame& frame, const calls::Outcome& outcome) {
   const std::string_view kinds = frame.shape.arguments;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (kinds[i] == 'X' || (kinds[i] == 'N' && outcome.result == 0)) {

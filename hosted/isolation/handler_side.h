@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "calls/call_shape.h"
 #include "hosted/calls/breach.h"
-#include "hosted/calls/call_shape.h"
 #include "hosted/calls/handler_program.h"
 #include "hosted/calls/handler_services.h"
 #include "hosted/isolation/call_guard.h"
@@ -40,9 +40,9 @@ class HandlerSide {
   };
   /// One call with what its arguments lead to.
   struct Frame {
-    CallShape shape{};
-    std::array<std::int64_t, kMostArguments> words{};
-    std::array<std::int64_t, kMostArguments> numbers{};  ///< of locks and files
+    calls::CallShape shape{};
+    std::array<std::int64_t, calls::kMostArguments> words{};
+    std::array<std::int64_t, calls::kMostArguments> numbers{};  ///< of locks and files
     ::DateStamp date{};
     ::InfoData info{};
     ::PRIVATE_ExamineDirContext scan{};
@@ -65,17 +65,17 @@ class HandlerSide {
   bool IsAlive(const Known& known) const;
   std::int64_t LockOf(std::int64_t number, Frame& frame);
   std::int64_t FileOf(std::int64_t number, Frame& frame);
-  Outcome MakeCall(Frame& frame, std::int64_t kind, std::int64_t number);
-  Outcome SendPacket(std::int32_t action, const std::int64_t* words);
+  calls::Outcome MakeCall(Frame& frame, std::int64_t kind, std::int64_t number);
+  calls::Outcome SendPacket(std::int32_t action, const std::int64_t* words);
   static void Note(Frame& frame, Breach breach);
-  void CheckResult(Frame& frame, Outcome& outcome);
+  void CheckResult(Frame& frame, calls::Outcome& outcome);
   bool CheckRecord(Frame& frame, ::ExamineData* record);
-  void WriteResult(MessageWriter& reply, const Frame& frame, const Outcome& outcome);
+  void WriteResult(MessageWriter& reply, const Frame& frame, const calls::Outcome& outcome);
   void WriteArguments(MessageWriter& reply, Frame& frame);
   void WriteLock(MessageWriter& reply, std::int64_t number);
   void WriteRecord(MessageWriter& reply, ::ExamineData* record);
   std::int64_t NumberOf(::Lock* lock);
-  void SettleFiles(const Frame& frame, const Outcome& outcome);
+  void SettleFiles(const Frame& frame, const calls::Outcome& outcome);
 
   SharedBlock& block_;
   Turns turns_;

@@ -4,8 +4,9 @@
 #include <cstring>
 #include <string_view>
 
+#include "calls/tags.h"
 #include "hosted/calls/packet_adapter.h"
-#include "hosted/calls/wire.h"
+#include "hosted/isolation/wire.h"
 
 namespace quorle::isolation {
 namespace {
@@ -38,7 +39,7 @@ void WriteTags(const ::TagItem* tags, MessageWriter& message) {
   while (tags[count].ti_Tag != QUORLE_TAG_DONE) ++count;
   message.Number(static_cast<std::int64_t>(count));
   for (const ::TagItem* tag = tags; tag != tags + count; ++tag) {
-    const std::size_t room = RoomBehind(tags, *tag);
+    const std::size_t room = calls::RoomBehind(tags, *tag);
     message.Number(tag->ti_Tag);
     message.Number(static_cast<std::int64_t>(tag->ti_Data));
     message.Bytes(room == 0 ? std::string_view()
@@ -88,7 +89,7 @@ const ::TagItem* TagsOf(const HostCall& call) {
 }  // namespace
 
 std::string HostCall::Name() const {
-  return kind == kPacketCall ? NameOfPacket(static_cast<std::int32_t>(number)) : shape.name;
+  return kind == kPacketCall ? calls::NameOfPacket(static_cast<std::int32_t>(number)) : shape.name;
 }
 
 void HostCalls::BeginProcess() {
@@ -187,12 +188,13 @@ bool HostCalls::Read(const HostCall& call, std::span<const std::byte> message, R
   return !gives_lock || reply.result == kNoObject || objects_.MayBe(reply.result);
 }
 
-Outcome HostCalls::Take(const HostCall& call, const Reply& reply, std::span<const std::byte> data) {
+calls::Outcome HostCalls::Take(const HostCall& call, const Reply& reply,
+                               std::span<const std::byte> data) {
   const bool is_root = NamesTheRoot(call);
   const std::string_view kinds = call.shape.arguments;
   for (std::size_t i = 0; i < kinds.size(); ++i) TakeArgument(call, i, reply, data);
 
-  Outcome outcome{reply.result, reply.res2};
+  calls::Outcome outcome{reply.result, reply.res2};
   const char result = call.shape.result;
   if ((result == 'L' || result == 'O') && reply.result != kNoObject) {
     outcome.result =
@@ -288,14 +290,14 @@ bool HostCalls::NamesTheRoot(const HostCall& call) const {
   return true;
 }
 
-Outcome HostCalls::Refuse(const HostCall& call, std::int32_t code) {
+calls::Outcome HostCalls::Refuse(const HostCall& call, std::int32_t code) {
   const std::string_view kinds = call.shape.arguments;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (kinds[i] == 'X') objects_.Forget(At<const ::FileHandle>(call.words[i]));
   }
   // Of a call that begins with it, the release is all there is to it.
   if (kinds.starts_with('U')) objects_.Forget(At<::Lock>(call.words[0]));
-  return {FailureOf(call.shape), code};
+  return {calls::FailureOf(call.shape), code};
 }
 
 }  // namespace quorle::isolation

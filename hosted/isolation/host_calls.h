@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "hosted/calls/call_shape.h"
+#include "calls/call_shape.h"
 #include "hosted/calls/handler_services.h"
 #include "hosted/calls/run_watch.h"
 #include "hosted/isolation/host_objects.h"
@@ -19,7 +19,7 @@ namespace quorle::isolation {
 struct HostCall {
   std::int64_t kind;    ///< kVectorCall or kPacketCall
   std::int64_t number;  ///< of the function or of the packet
-  CallShape shape;
+  calls::CallShape shape;
   std::span<const std::int64_t> words;
 
   /// As messages have it: "FSRename()", "ACTION_PARENT".
@@ -45,10 +45,10 @@ class HostCalls {
   /// Reads the answer. False when it is none.
   bool Read(const HostCall& call, std::span<const std::byte> message, Reply& reply) const;
   /// Hands everything of the answer over.
-  Outcome Take(const HostCall& call, const Reply& reply, std::span<const std::byte> data);
+  calls::Outcome Take(const HostCall& call, const Reply& reply, std::span<const std::byte> data);
   /// What comes of a call that cannot be made. Locks and files that it would have released are
   /// gone.
-  Outcome Refuse(const HostCall& call, std::int32_t code);
+  calls::Outcome Refuse(const HostCall& call, std::int32_t code);
 
  private:
   void WriteCheck(MessageWriter& message);

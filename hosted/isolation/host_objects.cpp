@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "hosted/calls/wire.h"
+#include "hosted/isolation/wire.h"
 
 namespace quorle::isolation {
 

@@ -6,11 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "calls/words.h"
 #include "hosted/calls/packet_adapter.h"
-#include "hosted/calls/wire.h"
 #include "hosted/isolation/crash_trace.h"
 #include "hosted/isolation/handler_side.h"
-#include "hosted/isolation/packet_words.h"
+#include "hosted/isolation/wire.h"
 #include "platform/constants.h"
 
 namespace quorle::isolation {
@@ -197,36 +197,36 @@ void IsolatedProgram::End(const std::string& how, const std::string& where) {
 
 // ---- Calls -------------------------------------------------------------------------------------
 
-Outcome IsolatedProgram::CallVector(std::size_t index, std::span<const std::int64_t> words) {
+calls::Outcome IsolatedProgram::CallVector(std::size_t index, std::span<const std::int64_t> words) {
   return Perform({kVectorCall, static_cast<std::int64_t>(index), VectorShape(index), words});
 }
 
 bool IsolatedProgram::Packet(::FileSystemVectorPort&, ::DosPacket& packet) {
   // A process that is no more answers every packet, whether it took packets or not.
   if (Ready() && !takes_packets_) return false;
-  SetOutcome(packet, CallPacket(packet));
+  calls::SetOutcome(packet, CallPacket(packet));
   return true;
 }
 
-Outcome IsolatedProgram::CallPacket(const ::DosPacket& packet) {
-  const PacketWords words = WordsOf(packet);
-  return Perform({kPacketCall, packet.dp_Type, ShapeOfPacket(packet), words});
+calls::Outcome IsolatedProgram::CallPacket(const ::DosPacket& packet) {
+  const calls::PacketWords words = calls::WordsOf(packet);
+  return Perform({kPacketCall, packet.dp_Type, calls::ShapeOfPacket(packet), words});
 }
 
 /// A buffer that is larger than the block is read or written piece by piece. (No link is as long.)
-Outcome IsolatedProgram::Perform(const HostCall& call) {
+calls::Outcome IsolatedProgram::Perform(const HostCall& call) {
   constexpr auto kMost = static_cast<std::int64_t>(SharedBlock::kDataBytes);
   const std::size_t buffer = std::string_view(call.shape.arguments).find_first_of("RW");
   if (buffer == std::string_view::npos || call.words[buffer + 1] <= kMost) return PerformOnce(call);
 
-  std::array<std::int64_t, kMostArguments> words{};
+  std::array<std::int64_t, calls::kMostArguments> words{};
   std::copy(call.words.begin(), call.words.end(), words.begin());
   std::int64_t rest = words[buffer + 1];
-  Outcome all;
+  calls::Outcome all;
   while (rest > 0) {
     const std::int64_t piece = std::min(rest, kMost);
     words[buffer + 1] = piece;
-    const Outcome outcome =
+    const calls::Outcome outcome =
         PerformOnce({call.kind, call.number, call.shape, {words.data(), call.words.size()}});
     if (outcome.result < 0) return outcome;
     all.result += outcome.result;
@@ -238,7 +238,7 @@ Outcome IsolatedProgram::Perform(const HostCall& call) {
   return all;
 }
 
-Outcome IsolatedProgram::PerformOnce(const HostCall& call) {
+calls::Outcome IsolatedProgram::PerformOnce(const HostCall& call) {
   if (!Ready()) return calls_->Refuse(call, ERROR_DEVICE_NOT_MOUNTED);
   MessageWriter message = link_->BeginCall(call.kind, call.number);
   const std::int32_t code = calls_->Write(call, message, link_->data());

@@ -58,10 +58,10 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   /// Notes and reports the end of the process: `how` in `where`.
   void End(const std::string& how, const std::string& where);
 
-  Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) override;
-  Outcome CallPacket(const ::DosPacket& packet);
-  Outcome Perform(const HostCall& call);
-  Outcome PerformOnce(const HostCall& call);
+  calls::Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) override;
+  calls::Outcome CallPacket(const ::DosPacket& packet);
+  calls::Outcome Perform(const HostCall& call);
+  calls::Outcome PerformOnce(const HostCall& call);
   void FollowVolume(bool has_name);
 
   std::unique_ptr<HandlerProgram> program_;

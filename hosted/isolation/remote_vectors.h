@@ -4,23 +4,18 @@
 #include <cstdint>
 #include <span>
 
-#include "hosted/calls/call_shape.h"
+#include "calls/call_shape.h"
+#include "calls/words.h"
 #include "quorle/handler.h"
 
 namespace quorle::isolation {
-
-/// What came of a call. `result` is a number or an address.
-struct Outcome {
-  std::int64_t result = 0;
-  std::int32_t res2 = 0;
-};
 
 /// Takes the calls of a table that leads elsewhere. It is the table's DOSPrivate.
 class VectorCalls {
  public:
   /// The function `index` of the table was called with `words`: its arguments as VectorShape()
   /// tells.
-  virtual Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) = 0;
+  virtual calls::Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) = 0;
 
  protected:
   ~VectorCalls() = default;
@@ -29,7 +24,7 @@ class VectorCalls {
 /// How many functions of the table can be called from elsewhere: all but those for notification,
 /// which are not offered to handlers.
 std::size_t VectorCount();
-const CallShape& VectorShape(std::size_t index);
+const calls::CallShape& VectorShape(std::size_t index);
 
 /// A table whose functions lead to `calls`.
 ::FileSystemVectors RemoteTable(VectorCalls& calls);
@@ -41,7 +36,7 @@ bool HasVector(const ::FileSystemVectors& table, std::size_t index);
 void DropVector(::FileSystemVectors& table, std::size_t index);
 /// Calls the function `index` of `table`, which it must have, for `port` with arguments from
 /// `words`.
-Outcome CallVectorOf(const ::FileSystemVectors& table, ::FileSystemVectorPort& port,
-                     std::size_t index, const std::int64_t* words);
+calls::Outcome CallVectorOf(const ::FileSystemVectors& table, ::FileSystemVectorPort& port,
+                            std::size_t index, const std::int64_t* words);
 
 }  // namespace quorle::isolation

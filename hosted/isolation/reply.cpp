@@ -2,7 +2,8 @@
 
 #include <limits>
 
-#include "hosted/calls/wire.h"
+#include "calls/tags.h"
+#include "hosted/isolation/wire.h"
 
 namespace quorle::isolation {
 namespace {
@@ -78,7 +79,7 @@ class AnswerReader {
 
   void Rooms(const ::TagItem* tags, std::vector<std::string_view>& rooms) {
     for (const ::TagItem* tag = tags; tag != nullptr && tag->ti_Tag != QUORLE_TAG_DONE; ++tag) {
-      rooms.push_back(Bytes(RoomBehind(tags, *tag)));
+      rooms.push_back(Bytes(calls::RoomBehind(tags, *tag)));
     }
   }
 
@@ -114,7 +115,7 @@ void ReadArgument(AnswerReader& answer, char kind, const ::TagItem* tags,
 
 }  // namespace
 
-bool ReadAnswer(MessageReader& message, const CallShape& shape, const ::TagItem* tags,
+bool ReadAnswer(MessageReader& message, const calls::CallShape& shape, const ::TagItem* tags,
                 Reply& reply) {
   AnswerReader answer(message);
   reply.res2 = answer.As<std::int32_t>();

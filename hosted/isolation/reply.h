@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "calls/call_shape.h"
 #include "hosted/calls/breach.h"
-#include "hosted/calls/call_shape.h"
 #include "hosted/isolation/message.h"
 #include "quorle/handler.h"
 
@@ -42,7 +42,7 @@ struct Reply {
   std::int64_t result = 0;  ///< a number, that of a lock too
   std::int32_t mode = 0;    ///< of that lock
   std::optional<RecordImage> record;
-  std::array<Argument, kMostArguments> arguments;
+  std::array<Argument, calls::kMostArguments> arguments;
   bool volume_has_name = false;
   Breach breach = Breach::kNone;
 };
@@ -50,7 +50,7 @@ struct Reply {
 /// Reads the answer to a call of `shape`; `tags` are those of the call, null without. False when it
 /// is none: too short, too long, a text without its end, a length beyond its limit, a flag that is
 /// neither 0 nor 1.
-bool ReadAnswer(MessageReader& message, const CallShape& shape, const ::TagItem* tags,
+bool ReadAnswer(MessageReader& message, const calls::CallShape& shape, const ::TagItem* tags,
                 Reply& reply);
 
 }  // namespace quorle::isolation

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "calls/vector_table.h"
 #include "selftest/unit/hosted/calls/recording_handler.h"
 
 namespace quorle {
@@ -173,7 +174,8 @@ class SetOwnerInfoTest : public PacketAdapterTest {
 
 TEST_F(SetOwnerInfoTest, SetsBothInTheOrderOfTheTags) {
   state.result = 1;
-  ASSERT_TRUE(AnswerTags({{kGroupTag, 3}, {QUORLE_TAG_IGNORE, 9}, {kOwnerTag, 4}, {0, 0}}));
+  ASSERT_TRUE(
+      AnswerTags({{calls::kGroupTag, 3}, {QUORLE_TAG_IGNORE, 9}, {calls::kOwnerTag, 4}, {0, 0}}));
   EXPECT_EQ(state.calls, (std::vector<RecordingHandler::Called>{{"FSSetGroup", "8|n|3"},
                                                                 {"FSSetOwner", "8|n|4"}}));
   EXPECT_EQ(packet.dp_Res1, -1);
@@ -181,7 +183,7 @@ TEST_F(SetOwnerInfoTest, SetsBothInTheOrderOfTheTags) {
 
 TEST_F(SetOwnerInfoTest, StopsAtTheFirstFailure) {
   state.res2 = ERROR_WRITE_PROTECTED;
-  ASSERT_TRUE(AnswerTags({{kOwnerTag, 4}, {kGroupTag, 3}, {0, 0}}));
+  ASSERT_TRUE(AnswerTags({{calls::kOwnerTag, 4}, {calls::kGroupTag, 3}, {0, 0}}));
   EXPECT_EQ(state.calls.size(), 1U);
   EXPECT_EQ(packet.dp_Res1, 0);
   EXPECT_EQ(packet.dp_Res2, ERROR_WRITE_PROTECTED);
@@ -196,9 +198,9 @@ TEST_F(SetOwnerInfoTest, NeedsAnOwnerOrAGroup) {
 
 TEST_F(SetOwnerInfoTest, ChangesNothingWhenOneOfTheFunctionsIsMissing) {
   port.FSV.FSSetGroup = nullptr;
-  EXPECT_FALSE(AnswerTags({{kOwnerTag, 4}, {kGroupTag, 3}, {0, 0}}));
+  EXPECT_FALSE(AnswerTags({{calls::kOwnerTag, 4}, {calls::kGroupTag, 3}, {0, 0}}));
   EXPECT_TRUE(state.calls.empty());
-  EXPECT_TRUE(AnswerTags({{kOwnerTag, 4}, {0, 0}}));
+  EXPECT_TRUE(AnswerTags({{calls::kOwnerTag, 4}, {0, 0}}));
   EXPECT_EQ(state.calls.size(), 1U);
 }
 

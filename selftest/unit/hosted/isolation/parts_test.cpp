@@ -7,14 +7,14 @@
 #include <thread>
 #include <vector>
 
-#include "hosted/calls/call_shape.h"
+#include "calls/call_shape.h"
 #include "hosted/calls/lent_memory.h"
-#include "hosted/calls/wire.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
 #include "hosted/isolation/reply.h"
 #include "hosted/isolation/shared_block.h"
 #include "hosted/isolation/turns.h"
+#include "hosted/isolation/wire.h"
 #include "selftest/unit/hosted/calls/recording_handler.h"
 
 namespace quorle::isolation {
@@ -104,7 +104,7 @@ class Answer {
     return N(4).T("c").N(kNoText);
   }
   std::span<const std::byte> bytes() const { return std::span(place_).first(writer_.size()); }
-  bool IsOne(const CallShape& shape, const ::TagItem* tags = nullptr) const {
+  bool IsOne(const calls::CallShape& shape, const ::TagItem* tags = nullptr) const {
     MessageReader reader(bytes());
     Reply reply;
     return ReadAnswer(reader, shape, tags, reply);
@@ -115,9 +115,9 @@ class Answer {
   MessageWriter writer_{place_};
 };
 
-constexpr CallShape kNumber = {"", "", '#'};
-constexpr CallShape kLock = {"", "L", 'L'};
-constexpr CallShape kRecord = {"", "", 'E'};
+constexpr calls::CallShape kNumber = {"", "", '#'};
+constexpr calls::CallShape kLock = {"", "L", 'L'};
+constexpr calls::CallShape kRecord = {"", "", 'E'};
 
 TEST(ReadAnswerTest, TakesWhatHasAShape) {
   EXPECT_TRUE(Answer().N(205).N(-1).N(1).N(0).IsOne(kNumber));
@@ -149,7 +149,7 @@ TEST(ReadAnswerTest, RefusesWhatHasNone) {
 }
 
 TEST(ReadAnswerTest, StructuresHaveTheirSize) {
-  const CallShape info = {"", "I", '#'};
+  const calls::CallShape info = {"", "I", '#'};
   EXPECT_TRUE(Answer().N(0).N(1).T(std::string(sizeof(::InfoData), 'x')).N(1).N(0).IsOne(info));
   EXPECT_FALSE(
       Answer().N(0).N(1).T(std::string(sizeof(::InfoData) - 1, 'x')).N(1).N(0).IsOne(info));
@@ -158,7 +158,7 @@ TEST(ReadAnswerTest, StructuresHaveTheirSize) {
   const ::TagItem tags[] = {{QUORLE_FSA_DOSTypeR, reinterpret_cast<std::uintptr_t>(&value)},
                             {QUORLE_TAG_IGNORE, 1},
                             {QUORLE_TAG_DONE, 0}};
-  const CallShape attributes = {"", "G", '#'};
+  const calls::CallShape attributes = {"", "G", '#'};
   EXPECT_TRUE(Answer().N(0).N(1).T("1234").T("").N(1).N(0).IsOne(attributes, tags));
   EXPECT_FALSE(Answer().N(0).N(1).T("12345").T("").N(1).N(0).IsOne(attributes, tags));
   EXPECT_FALSE(Answer().N(0).N(1).T("1234").N(1).N(0).IsOne(attributes, tags));
@@ -198,9 +198,9 @@ TEST(CallShapeTest, APacketHasFiveArguments) {
   for (std::int32_t action = 0; action < 10'000; ++action) {
     ::DosPacket packet{};
     packet.dp_Type = action;
-    const CallShape shape = ShapeOfPacket(packet);
+    const calls::CallShape shape = calls::ShapeOfPacket(packet);
     EXPECT_EQ(std::strlen(shape.arguments), 5U) << action;
-    const bool has_name = NameOfPacket(action) != "packet " + std::to_string(action);
+    const bool has_name = calls::NameOfPacket(action) != "packet " + std::to_string(action);
     known += has_name ? 1 : 0;
   }
   EXPECT_EQ(known, 45);
@@ -210,19 +210,19 @@ TEST(CallShapeTest, TwoPacketsHaveTwoForms) {
   ::DosPacket packet{};
   packet.dp_Type = QUORLE_ACTION_MAKE_LINK;
   packet.dp_Arg4 = QUORLE_PACKET_LINK_SOFT;
-  EXPECT_STREQ(ShapeOfPacket(packet).arguments, "LTC#=");
+  EXPECT_STREQ(calls::ShapeOfPacket(packet).arguments, "LTC#=");
   packet.dp_Arg4 = QUORLE_PACKET_LINK_HARD;
-  EXPECT_STREQ(ShapeOfPacket(packet).arguments, "LTL#=");
+  EXPECT_STREQ(calls::ShapeOfPacket(packet).arguments, "LTL#=");
   packet.dp_Type = QUORLE_ACTION_CHANGE_MODE;
-  EXPECT_STREQ(ShapeOfPacket(packet).arguments, "#L#..");
+  EXPECT_STREQ(calls::ShapeOfPacket(packet).arguments, "#L#..");
   packet.dp_Arg1 = 1;
-  EXPECT_STREQ(ShapeOfPacket(packet).arguments, "#F#..");
+  EXPECT_STREQ(calls::ShapeOfPacket(packet).arguments, "#F#..");
 }
 
 /// Notes what the table led to.
 class NotedCalls final : public VectorCalls {
  public:
-  Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) override {
+  calls::Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) override {
     last = index;
     count = words.size();
     return {-1, 77};
@@ -236,11 +236,11 @@ TEST(RemoteVectorsTest, EachFunctionHasItsShape) {
   const ::FileSystemVectors table = RemoteTable(calls);
   ::FileSystemVectorPort port{};
   port.FSV = table;
-  const std::array<std::int64_t, kMostArguments> words{};
+  const std::array<std::int64_t, calls::kMostArguments> words{};
   for (std::size_t i = 0; i < VectorCount(); ++i) {
-    const CallShape& shape = VectorShape(i);
+    const calls::CallShape& shape = VectorShape(i);
     ASSERT_TRUE(HasVector(table, i)) << shape.name;
-    const Outcome outcome = CallVectorOf(port.FSV, port, i, words.data());
+    const calls::Outcome outcome = CallVectorOf(port.FSV, port, i, words.data());
     EXPECT_EQ(calls.last, i);
     EXPECT_EQ(calls.count, std::strlen(shape.arguments)) << shape.name;
     EXPECT_EQ(outcome.result, -1) << shape.name;

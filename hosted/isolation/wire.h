@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "quorle/handler.h"
-
 /// What host and handler process write into the block that they share.
 ///
 /// A call: its kind, its number, 1 and the check that runs when that has changed or 0, of a packet
@@ -48,10 +46,7 @@ inline constexpr std::int64_t kForeignObject = -1;
 /// The size of a text that is not there.
 inline constexpr std::int64_t kNoText = -1;
 
-/// The longest text of a record, with its zero, and the longest buffer that a tag leads to.
+/// The longest text of a record, with its zero.
 inline constexpr std::size_t kMostText = std::size_t{64} << 10;
-
-/// How many bytes the data of `tag`, which stands in `tags`, lead to; 0 when they are a number.
-std::size_t RoomBehind(const ::TagItem* tags, const ::TagItem& tag);
 
 }  // namespace quorle::isolation

@@ -1,8 +1,9 @@
-#include "hosted/calls/wire.h"
+#include "calls/tags.h"
 
 #include <algorithm>
+#include <cstdint>
 
-namespace quorle::isolation {
+namespace quorle::calls {
 
 std::size_t RoomBehind(const ::TagItem* tags, const ::TagItem& tag) {
   if (tag.ti_Data == 0) return 0;
@@ -15,7 +16,7 @@ std::size_t RoomBehind(const ::TagItem* tags, const ::TagItem& tag) {
     case QUORLE_FSA_VersionStringR:
       for (; tags->ti_Tag != QUORLE_TAG_DONE; ++tags) {
         if (tags->ti_Tag != QUORLE_FSA_VersionStringR_BufSize) continue;
-        return std::min(static_cast<std::size_t>(tags->ti_Data), kMostText);
+        return std::min(static_cast<std::size_t>(tags->ti_Data), kMostTagBytes);
       }
       return 0;
     default:
@@ -23,4 +24,4 @@ std::size_t RoomBehind(const ::TagItem* tags, const ::TagItem& tag) {
   }
 }
 
-}  // namespace quorle::isolation
+}  // namespace quorle::calls

@@ -5,9 +5,9 @@
 
 #include "quorle/handler.h"
 
-namespace quorle::isolation {
+namespace quorle::calls {
 
-/// What a call carries and gives, told as text, so that functions and packets travel the same way.
+/// What a call carries and returns, as text, so that functions and packets are carried the same way.
 ///
 /// Each argument is a character:
 ///   #  a number
@@ -17,10 +17,10 @@ namespace quorle::isolation {
 ///   F  an open file
 ///   N  the file that the call opens
 ///   X  the file that the call closes, whatever the result
-///   A  the handler's own word of the open file that stands further on
+///   A  the handler's own word of the open file that comes later among the arguments
 ///   C  a zero-ended text, which may be null
 ///   T  a length-prefixed text, which may be null
-///   =  the address of the T once more, or nothing
+///   =  the address of the T again, or nothing
 ///   R  a buffer that is filled; its size follows
 ///   W  data; their size follows
 ///   D  a date
@@ -55,4 +55,4 @@ CallShape ShapeOfPacket(const ::DosPacket& packet);
 /// How messages call the packet `action`: "ACTION_PARENT", or "packet 4711".
 std::string NameOfPacket(std::int32_t action);
 
-}  // namespace quorle::isolation
+}  // namespace quorle::calls
