@@ -7,6 +7,9 @@
 
 namespace quorle::deviate {
 
+/// The platform's true, as a handler returns it.
+inline constexpr std::int32_t kTrue = -1;
+
 /// One call of a function of the vector table: its arguments, as far as it has them, and what came
 /// of it.
 struct Call {
@@ -33,27 +36,17 @@ struct Call {
   std::int32_t res2 = 0;
 };
 
-/// What the operation gives.
-constexpr bool GivesLock(Op op) {
-  return op == Op::kLock || op == Op::kDupLock || op == Op::kCreateDir || op == Op::kParentDir ||
-         op == Op::kDupLockFromFH || op == Op::kParentOfFH;
-}
-constexpr bool GivesRecord(Op op) {
-  return op == Op::kExamineObj || op == Op::kExamineLock || op == Op::kExamineFile;
-}
+/// What the operation returns.
+bool GivesLock(Op op);
+bool GivesRecord(Op op);
 /// A number of bytes, a position or a size, and -1 on failure.
-constexpr bool GivesNumber(Op op) {
-  return op == Op::kRead || op == Op::kWrite || op == Op::kGetFilePosition ||
-         op == Op::kGetFileSize || op == Op::kReadSoftLink;
-}
+bool GivesNumber(Op op);
 
 /// Whether the call failed. ParentDir() of the root did not.
-inline bool Failed(const Call& call) {
-  if (call.op == Op::kParentDir) return call.given_lock == nullptr && call.res2 != 0;
-  if (GivesLock(call.op)) return call.given_lock == nullptr;
-  if (GivesRecord(call.op)) return call.record == nullptr;
-  return GivesNumber(call.op) ? call.result < 0 : call.result == 0;
-}
+bool Failed(const Call& call);
+
+/// Makes `call` one that failed with `code`.
+void Fail(Call& call, std::int32_t code);
 
 /// Makes `call` by the functions of `vectors`. A missing one answers 209.
 void Perform(const ::FileSystemVectors& vectors, ::FileSystemVectorPort& port, Call& call);

@@ -52,7 +52,7 @@ enum class Op : std::uint8_t {
 
 /// What the object of a call is, as bits. The object is what the first name, the lock or the handle
 /// refers to before the call is made.
-enum Kind : std::uint32_t {
+enum ObjectKind : std::uint32_t {
   kFile = 1,
   kDirectory = 2,  ///< any but the root
   kRoot = 4,
@@ -80,7 +80,7 @@ enum class State : std::uint8_t {
 
 /// When a rule applies. All that is given must fit.
 struct When {
-  std::uint32_t kinds = 0;  ///< Kind bits, one of which must fit; 0: any
+  std::uint32_t kinds = 0;  ///< ObjectKind bits, one of which must fit; 0: any
   std::optional<std::int32_t> mode =
       std::nullopt;  ///< of a lock, an open, a seek; or the state of a write protection
   /// 0: the call succeeds; else it fails with this code. Without it the effect comes before the call.
@@ -120,6 +120,21 @@ enum class Effect : std::uint8_t {
   kMovePosition,    ///< the position of the handle becomes `number`; -1: the end
   kKeepPosition,    ///< GetFilePosition() gives the one before the call, until the next move
 };
+
+/// Whether the effect answers the call, whether it is made or not.
+constexpr bool IsAnswer(Effect effect) {
+  return effect >= Effect::kRefuse && effect <= Effect::kFollow;
+}
+
+/// Whether it changes the arguments of the call.
+constexpr bool ChangesArguments(Effect effect) {
+  return effect >= Effect::kMode && effect <= Effect::kAppend;
+}
+
+/// Whether it changes the object of the call, or the directory that the object is in.
+constexpr bool ChangesObject(Effect effect) {
+  return effect >= Effect::kKeepArchive && effect <= Effect::kOwn;
+}
 
 /// What a kField effect changes; set to `number` unless the comment says otherwise.
 enum class Field : std::uint8_t {

@@ -30,17 +30,17 @@ class Misbehaviour final : public Interceptor {
  private:
   /// What was there before the call, as far as the rules for it need that.
   struct Before {
-    Facts facts;
-    std::optional<Place> place;
-    Facts directory;   ///< what is known of the place's directory
-    std::string data;  ///< what the file held
+    ObjectState object;
+    std::optional<Location> place;
+    ObjectState directory;  ///< what is known of the place's directory
+    std::string data;       ///< what the file held
     std::int64_t position = 0;
   };
   using RuleList = std::vector<const Rule*>;
 
   RuleList RulesFor(Op op) const;
   Before LookAt(const Call& call, const RuleList& rules) const;
-  void Obey(Call& call, const RuleList& rules);
+  void Apply(Call& call, const RuleList& rules);
   bool Fits(const Rule& rule, const Call& call, const Before& before) const;
   bool IsState(State state, const Call& call, const Before& before) const;
 
@@ -55,7 +55,7 @@ class Misbehaviour final : public Interceptor {
   void Force(Call& call, const Before& before) const;
   void Hold(Call& call, std::int32_t mode);
   std::string DataOf(const Call& call) const;
-  void PutBack(const Call& call, const std::string& data) const;
+  void RestoreData(const Call& call, const std::string& data) const;
   void Move(const Call& call, std::int64_t position) const;
 
   bool AnswerForGhost(Call& call);

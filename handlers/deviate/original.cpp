@@ -15,12 +15,12 @@ bool IsByHandle(const Call& call) {
 /// The record of the object that `call` is about.
 ::ExamineData* Examine(const Original& original, const Call& call) {
   if (call.name != nullptr) {
-    return original.Made({.op = Op::kExamineObj, .rel = call.rel, .name = call.name}).record;
+    return original.Invoke({.op = Op::kExamineObj, .rel = call.rel, .name = call.name}).record;
   }
   if (IsByHandle(call)) {
-    return original.Made({.op = Op::kExamineFile, .file = call.file}).record;
+    return original.Invoke({.op = Op::kExamineFile, .file = call.file}).record;
   }
-  return original.Made({.op = Op::kExamineLock, .lock = call.lock}).record;
+  return original.Invoke({.op = Op::kExamineLock, .lock = call.lock}).record;
 }
 
 std::uint32_t KindOf(const ::ExamineData& record) {
@@ -36,50 +36,59 @@ std::uint32_t KindOf(const ::ExamineData& record) {
 
 }  // namespace
 
-class Original::Lent {
+const char* LastPart(const char* path) {
+  const char* part = path;
+  for (const char* c = path; *c != '\0'; ++c) {
+    if (*c == ':' || *c == '/') part = c + 1;
+  }
+  return part;
+}
+
+class Original::OwnPrivate {
  public:
-  explicit Lent(const Original& original) : place_(original.port_.FSV.DOSPrivate), mine_(place_) {
+  explicit OwnPrivate(const Original& original)
+      : place_(original.port_.FSV.DOSPrivate), mine_(place_) {
     place_ = original.vectors_.DOSPrivate;
   }
-  ~Lent() { place_ = mine_; }
-  Lent(const Lent&) = delete;
-  Lent& operator=(const Lent&) = delete;
+  ~OwnPrivate() { place_ = mine_; }
+  OwnPrivate(const OwnPrivate&) = delete;
+  OwnPrivate& operator=(const OwnPrivate&) = delete;
 
  private:
   void*& place_;
   void* mine_;
 };
 
-Call Original::Made(Call call) const {
-  const Lent lent(*this);
+Call Original::Invoke(Call call) const {
+  const OwnPrivate own_private(*this);
   Perform(vectors_, port_, call);
   return call;
 }
 
 void Original::UnLock(::Lock* lock) const {
-  const Lent lent(*this);
+  const OwnPrivate own_private(*this);
   std::int32_t res2 = 0;
   if (lock != nullptr && vectors_.FSUnLock != nullptr) vectors_.FSUnLock(&port_, &res2, lock);
 }
 
 bool Original::AreSame(::Lock* a, ::Lock* b) const {
-  return Made({.op = Op::kSameLock, .lock = a, .other = b}).result != 0;
+  return Invoke({.op = Op::kSameLock, .lock = a, .other = b}).result != 0;
 }
 
 void Original::Free(::ExamineData* record) const {
   dos_.FreeDosObject(&dos_, QUORLE_DOS_EXAMINEDATA, record);
 }
 
-std::optional<Place> Place::Of(const Original& original, const Call& call) {
+std::optional<Location> Location::Of(const Original& original, const Call& call) {
   const bool is_in_rel = call.name != nullptr && *call.name != '\0';
   ::Lock* directory = nullptr;
   if (is_in_rel) {
-    directory = original.Made({.op = Op::kDupLock, .lock = call.rel}).given_lock;
+    directory = original.Invoke({.op = Op::kDupLock, .lock = call.rel}).given_lock;
   } else if (IsByHandle(call)) {
-    directory = original.Made({.op = Op::kParentOfFH, .file = call.file}).given_lock;
+    directory = original.Invoke({.op = Op::kParentOfFH, .file = call.file}).given_lock;
   } else {
     ::Lock* const object = call.name != nullptr ? call.rel : call.lock;
-    directory = original.Made({.op = Op::kParentDir, .lock = object}).given_lock;
+    directory = original.Invoke({.op = Op::kParentDir, .lock = object}).given_lock;
   }
   if (directory == nullptr) return std::nullopt;
 
@@ -89,45 +98,45 @@ std::optional<Place> Place::Of(const Original& original, const Call& call) {
     if (record != nullptr && record->Name != nullptr) name = record->Name;
     original.Free(record);
   }
-  return Place(original, directory, std::move(name));
+  return Location(original, directory, std::move(name));
 }
 
-Place::Place(Place&& other) noexcept
+Location::Location(Location&& other) noexcept
     : original_(other.original_),
       directory_(std::exchange(other.directory_, nullptr)),
       name_(std::move(other.name_)) {}
 
-Place& Place::operator=(Place&& other) noexcept {
+Location& Location::operator=(Location&& other) noexcept {
   std::swap(original_, other.original_);
   std::swap(directory_, other.directory_);
   name_.swap(other.name_);
   return *this;
 }
 
-Place::~Place() {
+Location::~Location() {
   original_->UnLock(directory_);
 }
 
-Facts FactsOf(const Original& original, const Call& call) {
-  Facts facts;
+ObjectState StateOf(const Original& original, const Call& call) {
+  ObjectState state;
   ::ExamineData* const record = Examine(original, call);
   if (record == nullptr) {
-    facts.kinds = kMissing;
-    return facts;
+    state.kinds = kMissing;
+    return state;
   }
-  facts.kinds = KindOf(*record);
-  facts.protection = record->Protection;
-  facts.date = record->Date;
-  facts.size = record->FileSize;
-  if (record->RefCount > 1 || ((record->Type & FSOF_LINK) != 0 && facts.kinds != kSoftLink)) {
-    facts.kinds |= kHardLink;
+  state.kinds = KindOf(*record);
+  state.protection = record->Protection;
+  state.date = record->Date;
+  state.size = record->FileSize;
+  if (record->RefCount > 1 || ((record->Type & FSOF_LINK) != 0 && state.kinds != kSoftLink)) {
+    state.kinds |= kHardLink;
   }
 
-  ::ExamineData* const root = original.Made({.op = Op::kExamineObj, .name = ""}).record;
-  if (root != nullptr && root->ObjectID == record->ObjectID) facts.kinds = kRoot;
+  ::ExamineData* const root = original.Invoke({.op = Op::kExamineObj, .name = ""}).record;
+  if (root != nullptr && root->ObjectID == record->ObjectID) state.kinds = kRoot;
   original.Free(root);
   original.Free(record);
-  return facts;
+  return state;
 }
 
 }  // namespace quorle::deviate

@@ -8,6 +8,9 @@
 
 namespace quorle::deviate {
 
+/// The part of a path after its last separator.
+const char* LastPart(const char* path);
+
 /// A handler's own functions, as they were before the layer came, and what the layer does with them.
 /// A call of the layer that fails is as if it had not been made: the effect does not show then.
 class Original {
@@ -20,7 +23,7 @@ class Original {
   const ::FileSystemVectors& vectors() const { return vectors_; }
 
   /// Makes `call` and returns it with what came of it.
-  Call Made(Call call) const;
+  Call Invoke(Call call) const;
   void UnLock(::Lock* lock) const;
   bool AreSame(::Lock* a, ::Lock* b) const;
   void Free(::ExamineData* record) const;
@@ -28,7 +31,7 @@ class Original {
  private:
   /// While the original functions run they find in the port what was theirs: they may be those of
   /// another layer.
-  class Lent;
+  class OwnPrivate;
 
   ::FileSystemVectorPort& port_;
   const ::HandlerServices& dos_;
@@ -36,19 +39,19 @@ class Original {
 };
 
 /// The place of an object: its directory and its name there. The root has none.
-class Place {
+class Location {
  public:
   /// The place of the object that `call` is about; none when it cannot be found.
-  static std::optional<Place> Of(const Original& original, const Call& call);
-  Place(Place&& other) noexcept;
-  Place& operator=(Place&& other) noexcept;
-  ~Place();
+  static std::optional<Location> Of(const Original& original, const Call& call);
+  Location(Location&& other) noexcept;
+  Location& operator=(Location&& other) noexcept;
+  ~Location();
 
   ::Lock* directory() const { return directory_; }
   const char* name() const { return name_.c_str(); }
 
  private:
-  Place(const Original& original, ::Lock* directory, std::string name)
+  Location(const Original& original, ::Lock* directory, std::string name)
       : original_(&original), directory_(directory), name_(std::move(name)) {}
 
   const Original* original_;
@@ -57,8 +60,8 @@ class Place {
 };
 
 /// What is known of one object.
-struct Facts {
-  std::uint32_t kinds = 0;  ///< Kind bits
+struct ObjectState {
+  std::uint32_t kinds = 0;  ///< ObjectKind bits
   std::uint32_t protection = 0;
   ::DateStamp date{};
   std::int64_t size = -1;
@@ -66,6 +69,6 @@ struct Facts {
 
 /// What is known of the object that `call` is about. An object that cannot be examined counts as
 /// missing.
-Facts FactsOf(const Original& original, const Call& call);
+ObjectState StateOf(const Original& original, const Call& call);
 
 }  // namespace quorle::deviate

@@ -107,7 +107,7 @@ class RandomReplies final : public PortLayer, public Interceptor {
     rule_ = {};
     // Without the number of one call in four a run would not get anywhere.
     if (choices_.Below(4) == 0) Choose(call);
-    call = below_.Made(call);
+    call = below_.Invoke(call);
   }
   void InterceptUnLock(::Lock* lock) override { below_.UnLock(lock); }
 
