@@ -13,15 +13,15 @@ namespace quorle::deviate {
 
 class Misbehaviour;
 
-/// Stands between dos and a mounted handler: as long as it lives, the functions of the handler's port
+/// A layer between dos and a mounted handler: as long as it lives, the functions of the handler's port
 /// misbehave as some deviations say. It takes the port's DOSPrivate for itself.
 class Layer {
  public:
-  /// Over `port`, whose handler got `dos`; both must outlive it. `names` are names of deviations with "+" between them. Null,
-  /// with one line in `problem`, when one of them is not known.
+  /// Over `port`, whose handler got `dos`; both must outlive it. `names` are names of deviations with
+  /// "+" between them. Null, with one line in `problem`, when one of them is not known.
   static std::unique_ptr<Layer> Over(::FileSystemVectorPort& port, const ::HandlerServices& dos,
                                      std::string_view names, std::string& problem);
-  /// The same with rules of one's own, which must outlive the layer too.
+  /// The same with other rules, which must outlive the layer too.
   Layer(::FileSystemVectorPort& port, const ::HandlerServices& dos,
         std::vector<std::span<const Rule>> rules);
   /// Gives the port its own functions back.

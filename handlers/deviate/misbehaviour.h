@@ -14,7 +14,7 @@
 
 namespace quorle::deviate {
 
-/// Obeys rules: stands in for the functions of a port as long as it lives.
+/// Applies rules: replaces the functions of a port as long as it lives.
 class Misbehaviour final : public Interceptor {
  public:
   Misbehaviour(::FileSystemVectorPort& port, const ::HandlerServices& dos,

@@ -10,9 +10,9 @@ enum class Breach : std::uint8_t {
   kForeignLock,     ///< gave a lock that AllocDosObject() did not make, or that is freed
   kFreedLock,       ///< freed a lock that dos still holds
   kForeignRecord,   ///< gave an examine record that AllocDosObject() did not make, or that is freed
-  kForeignText,     ///< gave a record with a text that does not stand in the record's own buffer
+  kForeignText,     ///< gave a record with a text outside the record's own buffer
   kTextWithoutEnd,  ///< gave a text that does not end within its buffer
-  kBeyondBuffer,    ///< wrote before or behind what it was lent
+  kBeyondBuffer,    ///< wrote before or behind what it was given to fill
 };
 inline constexpr Breach kLastBreach = Breach::kBeyondBuffer;
 

@@ -32,7 +32,7 @@ std::string InSeconds(std::chrono::seconds limit) {
   return std::to_string(count) + (count == 1 ? " second" : " seconds");
 }
 
-/// Whether a debugger has this process, and may have had it stand still.
+/// Whether a debugger has this process, and may have stopped it.
 bool IsTraced() {
   constexpr std::string_view kTracer = "TracerPid:\t";
   std::ifstream status("/proc/self/status");

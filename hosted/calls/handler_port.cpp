@@ -87,7 +87,7 @@ void HandlerPort::Send(::DosPacket& packet) {
   Deliver(packet);
   if (!GivesLock(packet.dp_Type)) return;
   auto* const lock = PointedTo<::Lock>(packet.dp_Res1);
-  if (Given(packet.dp_Res2, lock) == nullptr) packet.dp_Res1 = kDosFalse;
+  if (Accepted(packet.dp_Res2, lock) == nullptr) packet.dp_Res1 = kDosFalse;
 }
 
 bool HandlerPort::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
@@ -155,13 +155,13 @@ bool HandlerPort::Deliver(::DosPacket& packet) {
 
 // ---- What a handler gives ----------------------------------------------------------------------
 
-bool HandlerPort::Holds(std::int32_t& res2, const ::Lock* lock) {
+bool HandlerPort::IsLive(std::int32_t& res2, const ::Lock* lock) {
   if (lock == nullptr || !mounted_ || mounted_->services().OwnsLock(lock)) return true;
   Report(Breach::kFreedLock, res2);
   return false;
 }
 
-::Lock* HandlerPort::Given(std::int32_t& res2, ::Lock* lock) {
+::Lock* HandlerPort::Accepted(std::int32_t& res2, ::Lock* lock) {
   if (lock == nullptr) return nullptr;
   if (!mounted_->services().OwnsLock(lock)) {
     Report(Breach::kForeignLock, res2);
@@ -171,7 +171,7 @@ bool HandlerPort::Holds(std::int32_t& res2, const ::Lock* lock) {
   return lock;
 }
 
-::ExamineData* HandlerPort::Given(std::int32_t& res2, ::ExamineData* record) {
+::ExamineData* HandlerPort::Accepted(std::int32_t& res2, ::ExamineData* record) {
   if (record == nullptr) return nullptr;
   const Breach breach = mounted_->services().Examine(record);
   if (breach == Breach::kNone) return record;
@@ -181,7 +181,7 @@ bool HandlerPort::Holds(std::int32_t& res2, const ::Lock* lock) {
 }
 
 // A result below zero is a failure, whichever it is.
-std::int32_t HandlerPort::Within(std::int32_t& res2, std::int64_t count, std::int32_t room) {
+std::int32_t HandlerPort::CheckedCount(std::int32_t& res2, std::int64_t count, std::int32_t room) {
   const bool fits = count <= std::max(room, 0) && count >= std::numeric_limits<std::int32_t>::min();
   if (fits || !mounted_) return static_cast<std::int32_t>(count);
   Report("gave a count of " + std::to_string(count) + " for " + std::to_string(room) + " bytes",

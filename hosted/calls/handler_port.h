@@ -67,14 +67,14 @@ class HandlerPort {
   const std::string& device_name() const { return device_name_; }
   /// The name of the volume without its colon; none when the handler has no volume node.
   const std::optional<std::string>& volume_name() const;
-  /// The message port that stands in fl_Port and fh_MsgPort: what tells handlers apart.
+  /// The message port that is in fl_Port and fh_MsgPort: each handler has its own.
   ::MsgPort* port() const { return port_; }
-  /// What stands in the port's memory.
+  /// What is in the port's memory.
   PortRecord Record() const;
   /// Whether it is a filesystem. A packet port is asked (packet 1027); one that does not know the
   /// question is one when its root can be locked.
   bool IsFileSystem();
-  /// Sends `packet` as it stands and fills its results. The function that it stands for answers;
+  /// Sends `packet` as it is and fills its results. The function that it stands for answers;
   /// when that is missing the handler's own packet function; when that is missing too, 0 and 209.
   void Send(::DosPacket& packet);
   /// Frees a record that an Examine operation gave, or the Entry of a scan; null is allowed.
@@ -186,10 +186,10 @@ class HandlerPort {
   /// Sends `packet`. True when a function of the vector table answered it.
   bool Deliver(::DosPacket& packet);
   // What the handler gave, or a failure that was reported and whose code is in `res2`.
-  bool Holds(std::int32_t& res2, const ::Lock* lock);
-  ::Lock* Given(std::int32_t& res2, ::Lock* lock);
-  ::ExamineData* Given(std::int32_t& res2, ::ExamineData* record);
-  std::int32_t Within(std::int32_t& res2, std::int64_t count, std::int32_t room);
+  bool IsLive(std::int32_t& res2, const ::Lock* lock);
+  ::Lock* Accepted(std::int32_t& res2, ::Lock* lock);
+  ::ExamineData* Accepted(std::int32_t& res2, ::ExamineData* record);
+  std::int32_t CheckedCount(std::int32_t& res2, std::int64_t count, std::int32_t room);
   static bool EndTexts(const ::TagItem* tags);
   void Report(Breach breach, std::int32_t& res2);
   void Report(const std::string& what, std::int32_t code, std::int32_t& res2);
@@ -200,7 +200,7 @@ class HandlerPort {
   int moves_ = -1;                           ///< of the watch, when the check was last asked for
   std::unique_ptr<MountedHandler> mounted_;  ///< none without a filesystem
   ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without a filesystem
-  ::MsgPort own_port_{QUORLE_NT_MSGPORT};          ///< stands in where there is none of a handler
+  ::MsgPort own_port_{QUORLE_NT_MSGPORT};          ///< where there is none of a handler
   ::MsgPort* port_ = &own_port_;
 };
 

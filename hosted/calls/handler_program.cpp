@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "hosted/calls/lent_memory.h"
+#include "hosted/calls/fenced_memory.h"
 
 namespace quorle {
 namespace {
@@ -32,13 +32,13 @@ bool HandlerFits(const ::Handler& handler, std::string& problem) {
   if (!HandlerFits(handler_, problem)) return nullptr;
 
   std::array<char, 256> said{};
-  isolation::LentMemory memory;
-  auto* const lent = reinterpret_cast<char*>(memory.Lend(said.data(), said.size()));
+  FencedMemory memory;
+  auto* const copy = reinterpret_cast<char*>(memory.Copy(said.data(), said.size()));
   request_ = mount;
-  request_.Problem = lent != nullptr ? lent : said.data();
+  request_.Problem = copy != nullptr ? copy : said.data();
   request_.ProblemSize = said.size();
   ::FileSystemVectorPort* const port = handler_.Mount(&request_);
-  if (lent != nullptr) std::memcpy(said.data(), lent, said.size());
+  if (copy != nullptr) std::memcpy(said.data(), copy, said.size());
   request_.Problem = nullptr;
   request_.ProblemSize = 0;
 

@@ -26,7 +26,7 @@ HostServices& ServicesOf(const ::HandlerServices* dos) {
   return *static_cast<HostServices*>(dos->Private);
 }
 
-// What stands behind `tag`, or `otherwise`.
+// The data of `tag`, or `otherwise`.
 std::uintptr_t TagData(const ::TagItem* tags, std::uint32_t tag, std::uintptr_t otherwise) {
   for (; tags != nullptr && tags->ti_Tag != QUORLE_TAG_DONE; ++tags) {
     if (tags->ti_Tag == tag) return tags->ti_Data;
@@ -40,8 +40,8 @@ std::uint32_t TextSize(const ::TagItem* tags, std::uint32_t tag) {
   return size > kMostTextSize ? 0 : std::max(1U, static_cast<std::uint32_t>(size));
 }
 
-// What stands behind a record and each of its texts: a text that is copied without a look at the
-// size of its buffer changes it.
+// What follows a record and each of its texts: a text that is copied without a look at the size of
+// its buffer changes it.
 constexpr std::array<unsigned char, 64> kFence = [] {
   std::array<unsigned char, 64> fence{};
   unsigned state = 0x5A;
@@ -94,7 +94,7 @@ bool IsVolumeName(std::string_view name) {
   });
 }
 
-// A packet sent straight to the port; stands in every vector table.
+// A packet sent straight to the port; in every vector table.
 void EmulatePacket(::FileSystemVectorPort* port, ::DosPacket* packet) {
   if (!AnswerByVector(*port, *packet)) AnswerNotKnown(*packet);
 }
@@ -202,12 +202,12 @@ bool HostServices::OwnsPort(const ::FileSystemVectorPort* port) const {
 }
 
 std::uint64_t HostServices::SerialOf(const ::Lock* lock) const {
-  const Given* const given = Find(lock, QUORLE_DOS_LOCK);
+  const Allocation* const given = Find(lock, QUORLE_DOS_LOCK);
   return given == nullptr ? 0 : given->serial;
 }
 
 Breach HostServices::Examine(::ExamineData* record) const {
-  const Given* const given = Find(record, QUORLE_DOS_EXAMINEDATA);
+  const Allocation* const given = Find(record, QUORLE_DOS_EXAMINEDATA);
   if (given == nullptr) return Breach::kForeignRecord;
   const std::array<std::uint32_t, 3>& sizes = given->text_sizes;
   bool holds = true;
@@ -228,7 +228,7 @@ Breach HostServices::Examine(::ExamineData* record) const {
   return Breach::kNone;
 }
 
-const HostServices::Given* HostServices::Find(const void* object, std::uint32_t kind) const {
+const HostServices::Allocation* HostServices::Find(const void* object, std::uint32_t kind) const {
   const auto found = given_.find(const_cast<void*>(object));
   return found != given_.end() && found->second.kind == kind ? &found->second : nullptr;
 }
@@ -236,15 +236,15 @@ const HostServices::Given* HostServices::Find(const void* object, std::uint32_t 
 void HostServices::FreeEverything() {
   constexpr std::array<std::uint32_t, 4> kKinds = {QUORLE_DOS_LOCK, QUORLE_DOS_EXAMINEDATA,
                                                    QUORLE_DOS_FSVECTORPORT, kMemory};
-  std::vector<const Given*> left;
+  std::vector<const Allocation*> left;
   left.reserve(given_.size());
   for (const auto& [object, given] : given_) left.push_back(&given);
   std::sort(left.begin(), left.end(),
-            [](const Given* a, const Given* b) { return a->serial < b->serial; });
+            [](const Allocation* a, const Allocation* b) { return a->serial < b->serial; });
   for (const std::uint32_t kind : kKinds) {
     Tally tally;
-    for (const Given* const given : left) {
-      if (given->kind == kind) Count(tally, given->place);
+    for (const Allocation* const given : left) {
+      if (given->kind == kind) Count(tally, given->origin);
     }
     if (tally.count != 0) {
       Complain(Line(std::string("never freed: ") + KindName(kind), "made in ", tally));
@@ -260,7 +260,7 @@ void* HostServices::Remember(void* object, std::uint32_t kind,
                              std::array<std::uint32_t, 3> text_sizes) {
   if (object == nullptr) return nullptr;
   try {
-    given_.emplace(object, Given{kind, place_, ++last_serial_, text_sizes});
+    given_.emplace(object, Allocation{kind, origin_, ++last_serial_, text_sizes});
   } catch (const std::bad_alloc&) {
     std::free(object);
     return nullptr;
@@ -287,28 +287,28 @@ void HostServices::Release(void* object, std::uint32_t kind) {
 
 void HostServices::SetCheck(std::string check) {
   if (checks_.back() != check) checks_.push_back(std::move(check));
-  place_.check = static_cast<std::uint32_t>(checks_.size() - 1);
+  origin_.check = static_cast<std::uint32_t>(checks_.size() - 1);
 }
 
-std::string HostServices::CallName(const Place& place) {
-  return place.action != 0 ? calls::NameOfPacket(place.action) : place.function;
+std::string HostServices::CallName(const Origin& origin) {
+  return origin.action != 0 ? calls::NameOfPacket(origin.action) : origin.function;
 }
 
-std::string HostServices::PlaceText(const Place& place) const {
-  const std::string call = CallName(place);
-  const std::string& check = checks_[place.check];
+std::string HostServices::OriginText(const Origin& origin) const {
+  const std::string call = CallName(origin);
+  const std::string& check = checks_[origin.check];
   return check.empty() || call.empty() ? call : call + " of " + check;
 }
 
-void HostServices::Count(Tally& tally, const Place& place) const {
+void HostServices::Count(Tally& tally, const Origin& origin) const {
   ++tally.count;
-  std::string text = PlaceText(place);
-  const auto known = std::find_if(tally.places.begin(), tally.places.end(),
+  std::string text = OriginText(origin);
+  const auto known = std::find_if(tally.origins.begin(), tally.origins.end(),
                                   [&text](const auto& entry) { return entry.first == text; });
-  if (known != tally.places.end()) {
+  if (known != tally.origins.end()) {
     ++known->second;
   } else {
-    tally.places.emplace_back(std::move(text), 1);
+    tally.origins.emplace_back(std::move(text), 1);
   }
 }
 
@@ -317,9 +317,9 @@ std::string HostServices::Line(const std::string& what, const char* how, const T
   std::string line = what + " (" + std::to_string(tally.count) + ")";
   std::size_t named = 0;
   std::size_t rest = tally.count;
-  for (const auto& [place, count] : tally.places) {
+  for (const auto& [place, count] : tally.origins) {
     if (place.empty()) continue;
-    if (named == kNamedPlaces) break;
+    if (named == kNamedOrigins) break;
     line += (named++ == 0 ? std::string(", ") + how : ", ") + place + " (" + std::to_string(count) +
             ")";
     rest -= count;

@@ -26,7 +26,7 @@ using ReportLine = std::function<void(const std::string& line)>;
 
 /// What dos does for one mounted handler: the functions behind struct HandlerServices.
 ///
-/// Everything that is handed out is remembered until it comes back, with the call and the check in
+/// Every allocation is remembered until it comes back, with the call and the check in
 /// which it was. A release of something that is not the handler's, or no longer, is noted and
 /// otherwise ignored.
 class HostServices {
@@ -64,7 +64,7 @@ class HostServices {
   /// A number that no other lock ever has; 0 when it is no live lock of AllocDosObject().
   std::uint64_t SerialOf(const ::Lock* lock) const;
   /// Whether `record`, which a handler gave, is one: a live record of AllocDosObject() whose texts
-  /// stand in its own buffers, or are null, and end there, and around which nothing was written. The
+  /// are in its own buffers, or null, and end there, and around which nothing was written. The
   /// sizes of its texts are set again to what they are.
   Breach Examine(::ExamineData* record) const;
   /// How many objects and pieces of memory are out.
@@ -79,42 +79,42 @@ class HostServices {
 
   /// The call that is made from now on: a function of the table, "FSLock()", or a packet. `function`
   /// must stay valid.
-  void BeginCall(const char* function) { place_.function = function, place_.action = 0; }
-  void BeginPacket(std::int32_t action) { place_.action = action; }
+  void BeginCall(const char* function) { origin_.function = function, origin_.action = 0; }
+  void BeginPacket(std::int32_t action) { origin_.action = action; }
   /// What is made: "FSLock()", "ACTION_PARENT".
-  std::string CallName() const { return CallName(place_); }
+  std::string CallName() const { return CallName(origin_); }
   /// The check that runs from now on, as RunWatch::Check() has it.
   void SetCheck(std::string check);
 
   /// How many calls and checks a complaint names.
-  static constexpr std::size_t kNamedPlaces = 5;
+  static constexpr std::size_t kNamedOrigins = 5;
 
  private:
   /// A call and the check in which it was made.
-  struct Place {
+  struct Origin {
     const char* function = "";
     std::int32_t action = 0;  ///< of a packet; 0: it was the function
     std::uint32_t check = 0;  ///< in checks_
   };
   /// Something that is out.
-  struct Given {
+  struct Allocation {
     std::uint32_t kind;
-    Place place;
+    Origin origin;
     std::uint64_t serial;
     std::array<std::uint32_t, 3> text_sizes;  ///< of a record
   };
-  /// How often something happened, and where, the first place first.
+  /// How often something happened, and in which calls and checks, the first one first.
   struct Tally {
     std::size_t count = 0;
-    std::vector<std::pair<std::string, std::size_t>> places;
+    std::vector<std::pair<std::string, std::size_t>> origins;
   };
 
-  static std::string CallName(const Place& place);
-  std::string PlaceText(const Place& place) const;
+  static std::string CallName(const Origin& origin);
+  std::string OriginText(const Origin& origin) const;
   static std::string Line(const std::string& what, const char* how, const Tally& tally);
-  void Count(Tally& tally, const Place& place) const;
-  void Note(const std::string& what) { Count(mistakes_[what], place_); }
-  const Given* Find(const void* object, std::uint32_t kind) const;
+  void Count(Tally& tally, const Origin& origin) const;
+  void Note(const std::string& what) { Count(mistakes_[what], origin_); }
+  const Allocation* Find(const void* object, std::uint32_t kind) const;
   void* Remember(void* object, std::uint32_t kind, std::array<std::uint32_t, 3> text_sizes = {});
   void Release(void* object, std::uint32_t kind);
   void* NewExamineData(const ::TagItem* tags);
@@ -124,10 +124,10 @@ class HostServices {
   VolumeNameCheck may_be_named_;
   ReportLine report_;
   ::HandlerServices table_{};
-  std::unordered_map<void*, Given> given_;
+  std::unordered_map<void*, Allocation> given_;
   std::uint64_t last_serial_ = 0;
   std::optional<std::string> volume_name_;
-  Place place_;
+  Origin origin_;
   std::vector<std::string> checks_{std::string()};
   std::map<std::string, Tally> mistakes_;
   std::vector<std::string> lines_;

@@ -198,9 +198,9 @@ class Invocation<kFunction> {
     if constexpr (kForm.result == '#') {
       return result != 0;
     } else if constexpr (std::is_pointer_v<Result>) {
-      return port.Given(res2, calls::FromWord<Result>(result));
+      return port.Accepted(res2, calls::FromWord<Result>(result));
     } else if constexpr (kBuffer != std::string_view::npos) {
-      return port.Within(res2, result, std::get<kBuffer + 1>(std::tuple(args...)));
+      return port.CheckedCount(res2, result, std::get<kBuffer + 1>(std::tuple(args...)));
     } else {
       return result;
     }
@@ -212,9 +212,9 @@ class Invocation<kFunction> {
   template <char kLetter, class Arg>
   static bool Holds(HandlerPort& port, std::int32_t& res2, Arg arg) {
     if constexpr (kLetter == 'L' || kLetter == 'U') {
-      return port.Holds(res2, arg);
+      return port.IsLive(res2, arg);
     } else if constexpr (kLetter == 'E') {
-      return port.Holds(res2, arg->Directory);
+      return port.IsLive(res2, arg->Directory);
     } else {
       return true;
     }
@@ -234,7 +234,7 @@ class Invocation<kFunction> {
       answer = false;
     } else if constexpr (kLetter == 'E') {
       const bool has_entry = arg->Entry != nullptr;
-      arg->Entry = port.Given(res2, arg->Entry);
+      arg->Entry = port.Accepted(res2, arg->Entry);
       answer = answer && has_entry == (arg->Entry != nullptr);
     }
   }

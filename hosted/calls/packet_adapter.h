@@ -8,7 +8,7 @@
 /// Packets on a port that has a vector table: what they carry and how a function answers them.
 ///
 /// Arguments in order, from dp_Arg1. `name` is a length-prefixed text (PacketText); where a packet
-/// carries one name, dp_Arg5 repeats its address, which tells the receiver that a zero follows the
+/// carries one name, dp_Arg5 repeats its address, which says to the receiver that a zero follows the
 /// text. `fh_Arg1` is the handler's own word of an open file; the file handle itself travels beside
 /// it wherever the packet has room. A packet between 8000 and 8999 has its 64-bit fields instead of
 /// dp_Arg2 and dp_Arg5 and its result in dp_Res64.

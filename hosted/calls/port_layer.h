@@ -8,7 +8,7 @@
 
 namespace quorle {
 
-/// Something that stands between dos and a mounted handler: it changes the functions of the
+/// Something between dos and a mounted handler: it changes the functions of the
 /// handler's port as long as it lives. It ends before the handler does.
 class PortLayer {
  public:

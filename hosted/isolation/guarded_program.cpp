@@ -27,7 +27,7 @@ calls::Outcome GuardedProgram::CallVector(std::size_t index, std::span<const std
   Breach breach = Breach::kNone;
   const calls::Outcome outcome = guard_.Call(
       VectorShape(index), words, breach,
-      [&](const std::int64_t* lent) { return CallVectorOf(table_, *port_, index, lent); });
+      [&](const std::int64_t* guarded) { return CallVectorOf(table_, *port_, index, guarded); });
   Report(breach);
   return outcome;
 }
@@ -37,8 +37,8 @@ bool GuardedProgram::Packet(::FileSystemVectorPort& port, ::DosPacket& packet) {
   Breach breach = Breach::kNone;
   const calls::PacketWords words = calls::WordsOf(packet);
   const calls::Outcome outcome =
-      guard_.Call(calls::ShapeOfPacket(packet), words, breach, [&](const std::int64_t* lent) {
-        ::DosPacket copy = calls::PacketOf(packet.dp_Type, lent);
+      guard_.Call(calls::ShapeOfPacket(packet), words, breach, [&](const std::int64_t* guarded) {
+        ::DosPacket copy = calls::PacketOf(packet.dp_Type, guarded);
         program_->Packet(port, copy);
         return calls::OutcomeOf(copy);
       });

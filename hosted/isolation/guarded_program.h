@@ -14,7 +14,7 @@
 
 namespace quorle::isolation {
 
-/// A handler in this process that gets nothing of dos's to write in: what it fills is lent to it
+/// A handler in this process that gets nothing of dos's to write in: what it fills is copied for it
 /// between fences. When it writes over one, the call fails with 115 and the watch gets a line. Any
 /// other wild write is this process's end: only IsolatedProgram survives that.
 class GuardedProgram final : public HandlerProgram, private VectorCalls {

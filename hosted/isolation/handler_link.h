@@ -45,7 +45,7 @@ class HandlerLink {
   using NameQuestion = std::function<bool(const std::string& name)>;
 
   /// Null without memory. `limit` bounds each answer; the time in which this process or the
-  /// handler's was stopped does not count. `gate`, which may be null and must outlive this, is told
+  /// handler's was stopped does not count. `gate`, which may be null and must outlive this, is asked
   /// of that time, and may say that an answer is waited for no longer.
   static std::unique_ptr<HandlerLink> Create(std::chrono::seconds limit, CallGate* gate,
                                              NameQuestion may_be_named);
@@ -60,14 +60,14 @@ class HandlerLink {
   MessageWriter BeginCall(std::int64_t kind, std::int64_t number);
   std::span<std::byte> data() { return block_->data(); }
   /// Hands the call over and waits for the answer, which is in reply() then. Otherwise the process
-  /// is killed and it is told how it ended: "did not answer within 10 seconds".
+  /// is killed and the result is how it ended: "did not answer within 10 seconds".
   std::optional<std::string> Exchange();
   /// Where in the handler a process was that ended by a signal, or did not answer: lines, the
   /// innermost function first. Empty when that is not known.
   const std::vector<std::string>& trace() const { return trace_; }
   /// A copy: what was checked changes no more.
   std::span<const std::byte> reply() const { return received_; }
-  /// Waits for the end of a process that has nothing more to do. Tells how it ended otherwise than
+  /// Waits for the end of a process that has nothing more to do. Returns how it ended otherwise than
   /// with status 0.
   std::optional<std::string> Finish();
 

@@ -26,7 +26,7 @@ void CloseTheRest() {
     return;
   }
 #endif
-  // An older kernel. Descriptors are given out from the lowest: few programs get further.
+  // An older kernel. The lowest free descriptor comes first: few programs get further.
   constexpr int kMany = 1024;
   for (int descriptor = kFirstOwnDescriptor; descriptor < kMany; ++descriptor) close(descriptor);
 }

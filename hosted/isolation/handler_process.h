@@ -26,7 +26,7 @@ class HandlerProcess {
 
   /// How it ended, as waitpid() reports it; none while it runs. Once it has ended its session has.
   std::optional<int> Status();
-  /// Whether it stands still, stopped by a signal or by a debugger.
+  /// Whether it is stopped, by a signal or by a debugger.
   bool IsStopped() const;
   /// Waits for its end, at most for `timeout`.
   std::optional<int> WaitForEnd(std::chrono::nanoseconds timeout);

@@ -126,7 +126,7 @@ void HandlerSide::Answer() {
   ::DosPacket packet{};
   packet.dp_Type = static_cast<std::int32_t>(number);
   if (kind == kPacketCall) {
-    // What tells the two forms of some packets apart.
+    // Which of two functions some packets stand for.
     packet.dp_Arg1 = static_cast<std::intptr_t>(call.Number());
     packet.dp_Arg4 = static_cast<std::intptr_t>(call.Number());
   }
@@ -148,7 +148,7 @@ void HandlerSide::Answer() {
   Send(reply, kAnswer);
 }
 
-/// Tells what the handler did wrong with what it was given, after it is unloaded.
+/// Reports what the handler did wrong with what it was given, after it is unloaded.
 void HandlerSide::AnswerUnmount(MessageWriter& reply) {
   services_.BeginCall("Unmount()");
   services_.SetCheck({});
@@ -168,7 +168,7 @@ void HandlerSide::AnswerUnmount(MessageWriter& reply) {
 void HandlerSide::ReadArguments(MessageReader& call, Frame& frame) {
   const std::string_view kinds = frame.shape.arguments;
   for (std::size_t i = 0; i < kinds.size(); ++i) frame.words[i] = ReadArgument(call, frame, i);
-  // What stands for another argument.
+  // Arguments that repeat another one.
   const std::size_t text = kinds.find('T');
   const std::size_t file = kinds.find_first_of("FX");
   for (std::size_t i = 0; i < kinds.size(); ++i) {
@@ -272,10 +272,10 @@ calls::Outcome HandlerSide::MakeCall(Frame& frame, std::int64_t kind, std::int64
   if (frame.refusal != 0) return {calls::FailureOf(frame.shape), frame.refusal};
   const std::span<const std::int64_t> words(frame.words.data(),
                                             std::string_view(frame.shape.arguments).size());
-  return guard_.Call(frame.shape, words, frame.breach, [&](const std::int64_t* lent) {
+  return guard_.Call(frame.shape, words, frame.breach, [&](const std::int64_t* guarded) {
     return kind == kPacketCall
-               ? SendPacket(static_cast<std::int32_t>(number), lent)
-               : CallVectorOf(port_->FSV, *port_, static_cast<std::size_t>(number), lent);
+               ? SendPacket(static_cast<std::int32_t>(number), guarded)
+               : CallVectorOf(port_->FSV, *port_, static_cast<std::size_t>(number), guarded);
   });
 }
 

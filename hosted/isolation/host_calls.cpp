@@ -94,13 +94,13 @@ std::string HostCall::Name() const {
 
 void HostCalls::BeginProcess() {
   objects_.BeginProcess();
-  told_ = -1;
+  sent_check_ = -1;
 }
 
 // ---- To the process ----------------------------------------------------------------------------
 
 void HostCalls::WriteCheck(MessageWriter& message) {
-  const bool is_new = told_ != watch_.moves();
+  const bool is_new = sent_check_ != watch_.moves();
   message.Number(is_new ? 1 : 0);
   if (is_new) message.Bytes(watch_.Check());
 }
@@ -109,7 +109,7 @@ std::int32_t HostCalls::Write(const HostCall& call, MessageWriter& message,
                               std::span<std::byte> data) {
   WriteCheck(message);
   if (call.kind == kPacketCall) {
-    // What tells the two forms of some packets apart.
+    // Which of two functions some packets stand for.
     message.Number(call.words[0]);
     message.Number(call.words[3]);
   }
@@ -118,7 +118,7 @@ std::int32_t HostCalls::Write(const HostCall& call, MessageWriter& message,
     if (!WriteArgument(call, i, message, data)) return ERROR_DEVICE_NOT_MOUNTED;
   }
   if (!message.ok()) return ERROR_LINE_TOO_LONG;
-  told_ = watch_.moves();
+  sent_check_ = watch_.moves();
   return 0;
 }
 
@@ -198,7 +198,7 @@ calls::Outcome HostCalls::Take(const HostCall& call, const Reply& reply,
   const char result = call.shape.result;
   if ((result == 'L' || result == 'O') && reply.result != kNoObject) {
     outcome.result =
-        reinterpret_cast<std::intptr_t>(objects_.Stand(reply.result, reply.mode, is_root));
+        reinterpret_cast<std::intptr_t>(objects_.ProxyFor(reply.result, reply.mode, is_root));
   } else if (result == 'E') {
     outcome.result = reply.record ? reinterpret_cast<std::intptr_t>(MakeRecord(*reply.record)) : 0;
   } else {
@@ -224,12 +224,12 @@ void HostCalls::TakeArgument(const HostCall& call, std::size_t at, const Reply& 
         objects_.Forget(lock);
       } else {
         // The handler took it away: dos still has it.
-        objects_.Lose(lock);
+        objects_.Detach(lock);
       }
       break;
     }
     case 'N':
-      if (reply.result != 0) objects_.Opened(At<const ::FileHandle>(word));
+      if (reply.result != 0) objects_.AddFile(At<const ::FileHandle>(word));
       break;
     case 'X':
       objects_.Forget(At<const ::FileHandle>(word));

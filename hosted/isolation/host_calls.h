@@ -63,7 +63,7 @@ class HostCalls {
   HostServices& services_;
   HostObjects objects_;
   const RunWatch& watch_;
-  int told_ = -1;  ///< RunWatch::moves() when the process was told the check
+  int sent_check_ = -1;  ///< RunWatch::moves() when the process was sent the check
 };
 
 }  // namespace quorle::isolation

@@ -7,7 +7,7 @@
 namespace quorle::isolation {
 
 HostObjects::~HostObjects() {
-  for (const auto& [lock, place] : locks_) {
+  for (const auto& [lock, proxy] : locks_) {
     services_.FreeDosObject(QUORLE_DOS_LOCK, const_cast<::Lock*>(lock));
   }
 }
@@ -35,7 +35,7 @@ bool HostObjects::MayBe(std::int64_t number) const {
   return number == last_lock_ + 1 || by_number_.contains(number);
 }
 
-::Lock* HostObjects::Stand(std::int64_t number, std::int32_t mode, bool is_root) {
+::Lock* HostObjects::ProxyFor(std::int64_t number, std::int32_t mode, bool is_root) {
   const auto known = by_number_.find(number);
   if (known != by_number_.end()) {
     known->second->fl_Access = mode;
@@ -59,7 +59,7 @@ void HostObjects::Forget(::Lock* lock) {
   services_.FreeDosObject(QUORLE_DOS_LOCK, lock);
 }
 
-void HostObjects::Lose(const ::Lock* lock) {
+void HostObjects::Detach(const ::Lock* lock) {
   const auto found = locks_.find(lock);
   if (found != locks_.end() && found->second.process == process_) {
     by_number_.erase(found->second.number);
@@ -68,17 +68,17 @@ void HostObjects::Lose(const ::Lock* lock) {
 
 std::vector<::Lock*> HostObjects::DeadRoots() const {
   std::vector<::Lock*> roots;
-  for (const auto& [lock, place] : locks_) {
-    if (place.is_root && place.process != process_) roots.push_back(const_cast<::Lock*>(lock));
+  for (const auto& [lock, proxy] : locks_) {
+    if (proxy.is_root && proxy.process != process_) roots.push_back(const_cast<::Lock*>(lock));
   }
   return roots;
 }
 
-void HostObjects::Revive(::Lock* lock, ::Lock* fresh) {
-  const Place place = locks_.at(fresh);
+void HostObjects::Rebind(::Lock* lock, ::Lock* fresh) {
+  const Proxy proxy = locks_.at(fresh);
   Forget(fresh);
-  locks_[lock] = place;
-  by_number_[place.number] = lock;
+  locks_[lock] = proxy;
+  by_number_[proxy.number] = lock;
 }
 
 HostObjects::Number HostObjects::Of(const ::FileHandle* file) const {
@@ -88,7 +88,7 @@ HostObjects::Number HostObjects::Of(const ::FileHandle* file) const {
   return {found->second.number, found->second.process != process_};
 }
 
-void HostObjects::Opened(const ::FileHandle* file) {
+void HostObjects::AddFile(const ::FileHandle* file) {
   files_[file] = {++last_file_, process_, false};
 }
 

@@ -9,11 +9,11 @@
 
 namespace quorle::isolation {
 
-/// The host's own locks and files that stand for those of a handler process, and the numbers by
-/// which it knows them. A process that ends takes its objects along: what stood for them is dead.
+/// The host's proxies of the locks and files of a handler process, and the numbers by which the
+/// process knows them. When the process ends its objects end: their proxies are dead.
 class HostObjects {
  public:
-  /// What stands behind one that dos hands in.
+  /// What a lock or a file of dos is a proxy of.
   struct Number {
     std::int64_t number;  ///< kNoObject, kForeignObject, or what the process knows
     bool dead;            ///< it was of an earlier process
@@ -34,15 +34,15 @@ class HostObjects {
   bool IsRoot(const ::Lock* lock) const;
   /// Whether a reply may give the lock `number`: one that is known, or the next.
   bool MayBe(std::int64_t number) const;
-  /// What stands for the lock `number` in `mode`; made when it is new. Null without memory.
-  ::Lock* Stand(std::int64_t number, std::int32_t mode, bool is_root);
+  /// The proxy of the lock `number`, in `mode`; made when the number is new. Null without memory.
+  ::Lock* ProxyFor(std::int64_t number, std::int32_t mode, bool is_root);
   void Forget(::Lock* lock);
   /// The process has none of that number any more: a lock that comes is another one.
-  void Lose(const ::Lock* lock);
-  /// The dead ones that stood for the root.
+  void Detach(const ::Lock* lock);
+  /// The dead proxies of the root.
   std::vector<::Lock*> DeadRoots() const;
-  /// `lock`, which is dead, stands from now on for what `fresh` stood for, which is freed.
-  void Revive(::Lock* lock, ::Lock* fresh);
+  /// `lock`, which is dead, is from now on the proxy of what `fresh` was one of; frees `fresh`.
+  void Rebind(::Lock* lock, ::Lock* fresh);
 
   // ---- Files ---------------------------------------------------------------------------------
 
@@ -50,11 +50,11 @@ class HostObjects {
   /// A number for a file that is about to be opened.
   std::int64_t NextFile() const { return last_file_ + 1; }
   /// It was.
-  void Opened(const ::FileHandle* file);
+  void AddFile(const ::FileHandle* file);
   void Forget(const ::FileHandle* file);
 
  private:
-  struct Place {
+  struct Proxy {
     std::int64_t number;
     int process;
     bool is_root;
@@ -62,9 +62,9 @@ class HostObjects {
 
   HostServices& services_;
   int process_ = 0;
-  std::unordered_map<const ::Lock*, Place> locks_;
+  std::unordered_map<const ::Lock*, Proxy> locks_;
   std::unordered_map<std::int64_t, ::Lock*> by_number_;  ///< of this process
-  std::unordered_map<const ::FileHandle*, Place> files_;
+  std::unordered_map<const ::FileHandle*, Proxy> files_;
   std::int64_t last_lock_ = 0;
   std::int64_t last_file_ = 0;
 };

@@ -96,7 +96,7 @@ bool IsolatedProgram::TakeMountAnswer(std::string& problem) {
     problem = said;
     return false;
   }
-  // What stands over the port knows it as it was.
+  // Layers over the port know it as it was.
   if (!functions_.empty() && functions != functions_) {
     problem = "the handler has other functions than before";
     return false;
@@ -152,7 +152,7 @@ void IsolatedProgram::Restart() {
   services_->SetVolumeName(port_, nullptr);
   std::string problem;
   if (Launch(problem)) {
-    TakeRootsAgain();
+    LockRootsAgain();
     return;
   }
   may_restart_ = false;
@@ -160,13 +160,13 @@ void IsolatedProgram::Restart() {
                 ": could not be started anew: " + problem);
 }
 
-void IsolatedProgram::TakeRootsAgain() {
+void IsolatedProgram::LockRootsAgain() {
   const std::vector<::Lock*> roots = calls_->objects().DeadRoots();
   for (::Lock* const lock : roots) {
     ::Lock* const fresh = LockRoot();
     // A handler may give the same lock twice: then it is a root that has been taken already.
     const bool is_new = std::find(roots.begin(), roots.end(), fresh) == roots.end();
-    if (fresh != nullptr && is_new) calls_->objects().Revive(lock, fresh);
+    if (fresh != nullptr && is_new) calls_->objects().Rebind(lock, fresh);
   }
 }
 

@@ -25,7 +25,7 @@ struct IsolationSettings {
 };
 
 /// A handler in a process of its own. A crash, an exit, a call without an end or a reply that
-/// cannot be one ends that process; one line of the watch tells it, and every call after it fails
+/// cannot be one ends that process; one line of the watch reports it, and every call after it fails
 /// with ERROR_DEVICE_NOT_MOUNTED.
 ///
 /// With `restart` the next test begins with another process, as if the handler were mounted once
@@ -53,7 +53,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   /// Whether there is a process to call; makes another one when it is time to.
   bool Ready();
   void Restart();
-  void TakeRootsAgain();
+  void LockRootsAgain();
   ::Lock* LockRoot();
   /// Notes and reports the end of the process: `how` in `where`.
   void End(const std::string& how, const std::string& where);

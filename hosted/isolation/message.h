@@ -36,7 +36,7 @@ class MessageReader {
   explicit MessageReader(std::span<const std::byte> message) : message_(message) {}
 
   std::int64_t Number();
-  /// The bytes where they stand.
+  /// The bytes where they are.
   std::string_view Bytes();
   std::string Text() { return std::string(Bytes()); }
 

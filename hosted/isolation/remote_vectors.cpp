@@ -38,7 +38,7 @@ constexpr std::array<calls::CallShape, kCount> kShapes =
 // ---- The side of the host: functions that lead elsewhere ---------------------------------------
 
 template <std::size_t index, class Result, class... Args>
-Result CallElsewhere(Port* port, std::int32_t* res2, Args... args) {
+Result CallRemote(Port* port, std::int32_t* res2, Args... args) {
   const std::array<std::int64_t, sizeof...(Args)> words = {calls::ToWord(args)...};
   const calls::Outcome outcome =
       static_cast<VectorCalls*>(port->FSV.DOSPrivate)->CallVector(index, words);
@@ -47,14 +47,14 @@ Result CallElsewhere(Port* port, std::int32_t* res2, Args... args) {
 }
 
 template <std::size_t index, class Result, class... Args>
-void LeadElsewhere(Result (*&slot)(Port*, std::int32_t*, Args...)) {
+void SetRemote(Result (*&slot)(Port*, std::int32_t*, Args...)) {
   static_assert(sizeof...(Args) <= calls::kMostArguments);
-  slot = CallElsewhere<index, Result, Args...>;
+  slot = CallRemote<index, Result, Args...>;
 }
 
 template <std::size_t... indices>
-void FillTable(Table& table, std::index_sequence<indices...>) {
-  (LeadElsewhere<indices>(table.*std::get<indices>(kVectors).kFunction), ...);
+void SetAllRemote(Table& table, std::index_sequence<indices...>) {
+  (SetRemote<indices>(table.*std::get<indices>(kVectors).kFunction), ...);
 }
 
 // ---- The side of the handler: functions that are called ----------------------------------------
@@ -107,7 +107,7 @@ const calls::CallShape& VectorShape(std::size_t index) {
   table.StructSize = sizeof table;
   table.Version = QUORLE_FS_VECTORPORT_VERSION;
   table.DOSPrivate = &calls;
-  FillTable(table, std::make_index_sequence<kCount>());
+  SetAllRemote(table, std::make_index_sequence<kCount>());
   table.End_Marker = -1;
   return table;
 }
@@ -115,7 +115,7 @@ const calls::CallShape& VectorShape(std::size_t index) {
 void Divert(::FileSystemVectors& table, VectorCalls& calls) {
   const Table own = table;
   table.DOSPrivate = &calls;
-  FillTable(table, std::make_index_sequence<kCount>());
+  SetAllRemote(table, std::make_index_sequence<kCount>());
   for (std::size_t i = 0; i < kCount; ++i) {
     if (!HasVector(own, i)) DropVector(table, i);
   }

@@ -13,8 +13,8 @@ namespace quorle::isolation {
 /// Takes the calls of a table that leads elsewhere. It is the table's DOSPrivate.
 class VectorCalls {
  public:
-  /// The function `index` of the table was called with `words`: its arguments as VectorShape()
-  /// tells.
+  /// The function `index` of the table was called with `words`: its arguments, in the order
+  /// of VectorShape().
   virtual calls::Outcome CallVector(std::size_t index, std::span<const std::int64_t> words) = 0;
 
  protected:

@@ -27,7 +27,7 @@ struct RecordImage {
   std::optional<TextImage> link;
 };
 
-/// What a reply says, once it is known to have a shape. Texts stand in the message.
+/// What a reply says, once it is known to have a shape. Texts are in the message.
 struct Reply {
   struct Argument {
     bool alive = false;  ///< of a lock

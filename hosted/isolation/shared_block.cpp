@@ -4,7 +4,7 @@
 
 #include <new>
 
-#include "hosted/calls/lent_memory.h"
+#include "hosted/calls/fenced_memory.h"
 
 namespace quorle::isolation {
 namespace {
@@ -12,9 +12,9 @@ namespace {
 constexpr std::size_t kHeadBytes = 4096;
 /// Before the data; whole pages.
 constexpr std::size_t kFenceBytes = 4096;
-static_assert(kFenceBytes >= LentMemory::kFenceBytes);
+static_assert(kFenceBytes >= FencedMemory::kFenceBytes);
 constexpr std::size_t kOpenBytes = kHeadBytes + 2 * SharedBlock::kMessageBytes + kFenceBytes +
-                                   SharedBlock::kDataBytes + LentMemory::kSpareBytes;
+                                   SharedBlock::kDataBytes + FencedMemory::kSpareBytes;
 /// Behind it all a page that is closed.
 constexpr std::size_t kBytes = kOpenBytes + 4096;
 

@@ -36,7 +36,7 @@ class SharedBlock {
   std::span<std::byte> call();   ///< what the host asks
   std::span<std::byte> reply();  ///< what the handler answers, or asks in its turn
   std::span<std::byte> trace();  ///< where the handler was when it crashed
-  /// What is read and written. A handler that fills it may go beyond it, as far as LentMemory says.
+  /// What is read and written. A handler that fills it may go beyond it, as far as FencedMemory says.
   std::span<std::byte> data();
 
   /// A record with three long texts fits, and a call with as many.

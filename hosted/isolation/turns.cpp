@@ -66,7 +66,7 @@ void Turns::HandOver() {
 void Turns::Await() {
   if (LookForAMoment() == Awaited::kTurn) return;
   words_.asleep[mine_].store(1);
-  // Whatever else stands there: only the turn ends the wait.
+  // Whatever else the word is: only the turn ends the wait.
   for (std::uint32_t turn = 0; (turn = words_.turn.load()) != mine_;) {
     Sleep(words_.turn, turn, nullptr);
   }

@@ -12,7 +12,7 @@
 /// An argument is written as one number, but for
 ///   C T    1 and the bytes (of a T with the length before them), or 0
 ///   D I    the bytes
-///   R W    the size of the buffer; what is in it stands in the block's data
+///   R W    the size of the buffer; its content is in the block's data
 ///   G      how many, or -1 for none; each: the tag, its data, and the bytes that the data lead to
 ///   E      the lock, the two words of the handler
 /// and the answer after the result has, for each

@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "calls/vector_table.h"
 #include "handlers/ram/ram_handler.h"
 #include "hosted/calls/packet_adapter.h"
 
@@ -357,29 +358,12 @@ std::int32_t ExamineDir(Port* vp, std::int32_t* res2, ::PRIVATE_ExamineDirContex
   return liar.Sometimes() ? liar.AnyNumber<std::int32_t>() : result;
 }
 
-template <auto place>
-void Replace(::FileSystemVectors& table) {
-  if (table.*place != nullptr) table.*place = Lying<place>::Answer;
-}
-
-template <auto... places>
-void ReplaceAll(::FileSystemVectors& table) {
-  (Replace<places>(table), ...);
-}
-
 using Table = ::FileSystemVectors;
 
 void Lie(Table& table) {
-  ReplaceAll<&Table::FSLock, &Table::FSDupLock, &Table::FSCreateDir, &Table::FSParentDir,
-             &Table::FSDupLockFromFH, &Table::FSParentOfFH, &Table::FSDelete, &Table::FSWrite,
-             &Table::FSFlush, &Table::FSChangeFilePosition, &Table::FSChangeFileSize,
-             &Table::FSGetFilePosition, &Table::FSGetFileSize, &Table::FSChangeLockMode,
-             &Table::FSChangeFileMode, &Table::FSSetDate, &Table::FSSetProtection,
-             &Table::FSSetComment, &Table::FSSetGroup, &Table::FSSetOwner, &Table::FSRename,
-             &Table::FSCreateSoftLink, &Table::FSCreateHardLink, &Table::FSSameLock,
-             &Table::FSSameFile, &Table::FSExamineObj, &Table::FSExamineLock, &Table::FSExamineFile,
-             &Table::FSInhibit, &Table::FSWriteProtect, &Table::FSFormat, &Table::FSSerialize,
-             &Table::FSRelabel, &Table::FSLockRecord, &Table::FSUnLockRecord>(table);
+  quorle::calls::ForEachVector([&table]<auto place>(const quorle::calls::Vector<place>& vector) {
+    if (vector.IsCarried() && table.*place != nullptr) table.*place = Lying<place>::Answer;
+  });
   table.FSUnLock = UnLock;
   table.FSOpen = Open;
   table.FSOpenFromLock = OpenFromLock;

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "calls/vector_table.h"
 #include "handlers/ram/ram_handler.h"
 
 namespace {
@@ -195,7 +196,7 @@ bool IsTime(Rogue& rogue, std::string_view function) {
   return rogue.in == function && ++rogue.calls >= rogue.at;
 }
 
-/// A function of the table that misbehaves before it does what it should.
+/// Makes the function that messages call `name` misbehave before it does what it should.
 template <auto place>
 struct Wrapped;
 
@@ -203,7 +204,7 @@ template <class Result, class... Args,
           Result (*::FileSystemVectors::*place)(Port*, std::int32_t*, Args...)>
 struct Wrapped<place> {
   static void Into(Port* port, std::string_view name) {
-    if (Of(port).in != name) return;
+    if (Of(port).in + "()" != name) return;
     port->FSV.*place = [](Port* vp, std::int32_t* res2, Args... args) {
       Rogue& rogue = Of(vp);
       if (IsTime(rogue, rogue.in)) Misbehave(rogue);
@@ -410,6 +411,9 @@ Port* Mount(const ::HandlerMount* mount) {
   rogue->port = port;
   rogue->original = port->FSV;
   port->FSV.Reserved[0] = rogue.release();
+  quorle::calls::ForEachVector([port]<auto place>(const quorle::calls::Vector<place>& vector) {
+    Wrapped<place>::Into(port, vector.name);
+  });
   port->FSV.FSLock = LockWrongly;
   port->FSV.FSUnLock = UnLockWrongly;
   port->FSV.FSRead = ReadWrongly;
@@ -420,11 +424,6 @@ Port* Mount(const ::HandlerMount* mount) {
   port->FSV.FSExamineLock = ExamineLockWrongly;
   port->FSV.FSExamineDir = ExamineDirWrongly;
   port->FSV.FSGetFileSize = SizeWrongly;
-  Wrapped<&::FileSystemVectors::FSOpen>::Into(port, "FSOpen");
-  Wrapped<&::FileSystemVectors::FSClose>::Into(port, "FSClose");
-  Wrapped<&::FileSystemVectors::FSRename>::Into(port, "FSRename");
-  Wrapped<&::FileSystemVectors::FSRelabel>::Into(port, "FSRelabel");
-  Wrapped<&::FileSystemVectors::FSSetProtection>::Into(port, "FSSetProtection");
   // Without the function a soft link is looked for in its directory.
   if (Of(port).in == "FSExamineDir") port->FSV.FSExamineObj = nullptr;
   // Without the function it is packets that ask to rename.

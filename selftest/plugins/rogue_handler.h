@@ -4,10 +4,8 @@
 
 /// The filesystem in memory, but for one function. Mount keys beside those of the filesystem:
 ///
-///   in=NAME     which one: FSLock, FSUnLock, FSOpen, FSClose, FSRead, FSRename, FSExamineLock,
-///               FSExamineDir (FSExamineObj is missing then), FSGetFileSize, FSSetProtection,
-///               FSRelabel, FSWrite, FSReadSoftLink, FSDeviceInfoData, FSFileSystemAttr, Packet,
-///               Mount, Unmount
+///   in=NAME     which one: a function of the table, "FSLock", or Packet, Mount, Unmount. With
+///               FSExamineDir there is no FSExamineObj
 ///   at=N        at its Nth call, and every one after it; 1 unless given
 ///   once=FILE   refuses to be mounted when FILE is there, and makes it
 ///   how=WAY     what it does then:
@@ -40,7 +38,7 @@
 ///     nameless  FSExamineLock: gives a record without texts
 ///     keep      FSUnLock: forgets to free the lock
 ///     twice     FSUnLock: frees the lock twice
-///     early     FSRead: frees the lock on the root that it is told of by FSLock
+///     early     FSRead: frees the lock on the root that FSLock gave
 ///     foreign   FSLock: gives a lock that is not from the services
 ///     made-up   FSLock, FSExamineLock: gives an address where nothing is
 ///     stale     FSLock, FSExamineLock: gives what it has freed

@@ -26,12 +26,12 @@ class MountTest : public testing::Test {
 
 // What a mount hands over, written into its Problem.
 ::FileSystemVectorPort* RefuseWithTheRequest(const ::HandlerMount* mount) {
-  std::string told = std::to_string(mount->StructSize == sizeof *mount) + " " +
+  std::string seen = std::to_string(mount->StructSize == sizeof *mount) + " " +
                      std::to_string(mount->Version) + " " + mount->DeviceName;
   for (std::uint32_t i = 0; i < mount->KeyCount; ++i) {
-    told += std::string(" ") + mount->Keys[i].Key + "=" + mount->Keys[i].Value;
+    seen += std::string(" ") + mount->Keys[i].Key + "=" + mount->Keys[i].Value;
   }
-  std::snprintf(mount->Problem, mount->ProblemSize, "%s", told.c_str());
+  std::snprintf(mount->Problem, mount->ProblemSize, "%s", seen.c_str());
   return nullptr;
 }
 

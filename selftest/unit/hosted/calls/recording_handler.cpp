@@ -3,73 +3,39 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <memory>
-#include <utility>
 
+#include "calls/vector_table.h"
+#include "calls/words.h"
 #include "hosted/calls/packet_adapter.h"
 
 namespace quorle {
 namespace {
 
-constexpr std::array kFunctions = {"FSLock",           "FSUnLock",          "FSDupLock",
-                                   "FSCreateDir",      "FSParentDir",       "FSDupLockFromFH",
-                                   "FSOpenFromLock",   "FSParentOfFH",      "FSOpen",
-                                   "FSClose",          "FSDelete",          "FSRead",
-                                   "FSWrite",          "FSFlush",           "FSChangeFilePosition",
-                                   "FSChangeFileSize", "FSGetFilePosition", "FSGetFileSize",
-                                   "FSChangeLockMode", "FSChangeFileMode",  "FSSetDate",
-                                   "FSSetProtection",  "FSSetComment",      "FSSetGroup",
-                                   "FSSetOwner",       "FSRename",          "FSCreateSoftLink",
-                                   "FSCreateHardLink", "FSReadSoftLink",    "FSSameLock",
-                                   "FSSameFile",       "FSFileSystemAttr",  "FSVolumeInfoData",
-                                   "FSDeviceInfoData", "FSExamineObj",      "FSExamineLock",
-                                   "FSExamineFile",    "FSExamineDir",      "FSInhibit",
-                                   "FSWriteProtect",   "FSFormat",          "FSSerialize",
-                                   "FSRelabel",        "FSAddNotify",       "FSRemoveNotify",
-                                   "FSLockRecord",     "FSUnLockRecord"};
+/// A function's name without the brackets that messages add.
+std::string NameOf(const calls::VectorForm& vector) {
+  const std::string name = vector.name;
+  return name.substr(0, name.find('('));
+}
 
 RecordingHandler& StateOf(::FileSystemVectorPort* port) {
   return *static_cast<RecordingHandler*>(port->FSV.FSPrivate);
 }
 
-// A function of the table: the one at `Index` of kFunctions.
-template <std::size_t Index, class Result, class... Arguments>
+/// What stands in the table for `kFunction`.
+template <auto kFunction, class Result, class... Arguments>
 Result Recorded(::FileSystemVectorPort* port, std::int32_t* res2, Arguments... arguments) {
   RecordingHandler& state = StateOf(port);
-  state.calls.push_back({kFunctions[Index], Joined(arguments...)});
+  state.calls.push_back({NameOf(calls::kVector<kFunction>), Joined(arguments...)});
   state.res2_was_zero = state.res2_was_zero && *res2 == 0;
   *res2 = state.res2;
-  if constexpr (std::is_pointer_v<Result>) {
-    return PointedTo<std::remove_pointer_t<Result>>(static_cast<std::intptr_t>(state.result));
-  } else {
-    return static_cast<Result>(state.result);
-  }
+  return calls::FromWord<Result>(state.result);
 }
 
-template <std::size_t Index, class Result, class... Arguments>
-void InstallOne(Result (*&slot)(::FileSystemVectorPort*, std::int32_t*, Arguments...)) {
-  slot = Recorded<Index, Result, Arguments...>;
-}
-
-template <std::size_t... Indices, class... Slots>
-void InstallAll(std::index_sequence<Indices...>, Slots&... slots) {
-  (InstallOne<Indices>(slots), ...);
-}
-
-// `Visit` gets every slot of the table, in the order of kFunctions.
-template <class Visit>
-void WithSlots(::FileSystemVectors& v, Visit visit) {
-  visit(v.FSLock, v.FSUnLock, v.FSDupLock, v.FSCreateDir, v.FSParentDir, v.FSDupLockFromFH,
-        v.FSOpenFromLock, v.FSParentOfFH, v.FSOpen, v.FSClose, v.FSDelete, v.FSRead, v.FSWrite,
-        v.FSFlush, v.FSChangeFilePosition, v.FSChangeFileSize, v.FSGetFilePosition, v.FSGetFileSize,
-        v.FSChangeLockMode, v.FSChangeFileMode, v.FSSetDate, v.FSSetProtection, v.FSSetComment,
-        v.FSSetGroup, v.FSSetOwner, v.FSRename, v.FSCreateSoftLink, v.FSCreateHardLink,
-        v.FSReadSoftLink, v.FSSameLock, v.FSSameFile, v.FSFileSystemAttr, v.FSVolumeInfoData,
-        v.FSDeviceInfoData, v.FSExamineObj, v.FSExamineLock, v.FSExamineFile, v.FSExamineDir,
-        v.FSInhibit, v.FSWriteProtect, v.FSFormat, v.FSSerialize, v.FSRelabel, v.FSAddNotify,
-        v.FSRemoveNotify, v.FSLockRecord, v.FSUnLockRecord);
+template <auto kFunction, class Result, class... Arguments>
+void Install(::FileSystemVectors& table, calls::VectorMember<Result, Arguments...>) {
+  table.*kFunction = Recorded<kFunction, Result, Arguments...>;
 }
 
 /// What one mount keeps: the services are reached again when the port is freed.
@@ -189,7 +155,9 @@ const ::HandlerServices* RecordingHandler::DosOf(const HandlerPort& port) {
 }
 
 void RecordingHandler::ClearTable(const HandlerPort& port) {
-  WithSlots(TableOf(port), [](auto&... slots) { ((slots = nullptr), ...); });
+  calls::ForEachVector([&table = TableOf(port)]<auto kFunction>(const calls::Vector<kFunction>&) {
+    table.*kFunction = nullptr;
+  });
 }
 
 void RecordingHandler::Forget(::FileSystemVectorPort* port) {
@@ -200,8 +168,8 @@ void RecordingHandler::Forget(::FileSystemVectorPort* port) {
   ::FileSystemVectors table{};
   table.StructSize = sizeof table;
   table.Version = QUORLE_FS_VECTORPORT_VERSION;
-  WithSlots(table, [](auto&... slots) {
-    InstallAll(std::make_index_sequence<kFunctions.size()>(), slots...);
+  calls::ForEachVector([&table]<auto kFunction>(const calls::Vector<kFunction>&) {
+    Install<kFunction>(table, kFunction);
   });
   table.End_Marker = -1;
   return table;

@@ -49,7 +49,7 @@ class FixedClock final : public Clock {
   quorle::DateStamp now{17000, 601, 2999};
 };
 
-/// A handler that does nothing but remember its calls and answer with what it was told.
+/// A handler that does nothing but remember its calls and answer with what is set below.
 /// Not like a handler: its state is attached after the mount, and it mounts without any key.
 class RecordingHandler {
  public:

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "calls/call_shape.h"
-#include "hosted/calls/lent_memory.h"
+#include "hosted/calls/fenced_memory.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
 #include "hosted/isolation/reply.h"
@@ -263,76 +263,77 @@ TEST(RemoteVectorsTest, AFunctionCanBeTakenOut) {
 
 // ---- Lent memory -------------------------------------------------------------------------------
 
-TEST(LentMemoryTest, HoldsACopyBetweenFences) {
-  LentMemory memory;
+TEST(FencedMemoryTest, HoldsACopyBetweenFences) {
+  FencedMemory memory;
   for (const std::size_t size : {0U, 1U, 7U, 256U, 5000U}) {
     const std::string text(size, 't');
-    std::byte* const lent = memory.Lend(text.data(), size);
-    ASSERT_NE(lent, nullptr);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(lent) % 16, 0U);
-    EXPECT_EQ(std::memcmp(lent, text.data(), size), 0);
-    std::memset(lent, 'x', size);
-    EXPECT_TRUE(memory.Holds(0));
+    std::byte* const copy = memory.Copy(text.data(), size);
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(copy) % 16, 0U);
+    EXPECT_EQ(std::memcmp(copy, text.data(), size), 0);
+    std::memset(copy, 'x', size);
+    EXPECT_TRUE(memory.IsIntact(0));
   }
-  memory.TakeBack(0);
+  memory.Release(0);
   EXPECT_EQ(memory.count(), 0U);
 }
 
-TEST(LentMemoryTest, NoticesEveryByteBesideAPiece) {
+TEST(FencedMemoryTest, NoticesEveryByteBesideAPiece) {
   for (std::size_t size : {0U, 13U, 256U}) {
-    for (std::size_t n = 0; n < LentMemory::kFenceBytes; ++n) {
+    for (std::size_t n = 0; n < FencedMemory::kFenceBytes; ++n) {
       for (const bool behind : {true, false}) {
-        LentMemory memory;
+        FencedMemory memory;
         const std::string text(size, 't');
-        memory.Lend("other", 5);
-        std::byte* const lent = memory.Lend(text.data(), size);
-        memory.Lend("other", 5);
-        *(behind ? lent + size + n : lent - 1 - n) = std::byte{0};
-        EXPECT_FALSE(memory.Holds(0)) << size << ' ' << n << ' ' << behind;
+        memory.Copy("other", 5);
+        std::byte* const copy = memory.Copy(text.data(), size);
+        memory.Copy("other", 5);
+        *(behind ? copy + size + n : copy - 1 - n) = std::byte{0};
+        EXPECT_FALSE(memory.IsIntact(0)) << size << ' ' << n << ' ' << behind;
       }
     }
   }
 }
 
-TEST(LentMemoryTest, AMebibyteBehindAPieceHarmsNothing) {
-  LentMemory memory;
-  std::byte* const lent = memory.Lend("text", 4);
-  std::memset(lent, 'x', 4 + (1U << 20));
-  EXPECT_FALSE(memory.Holds(0));
-  memory.TakeBack(0);
-  EXPECT_EQ(memory.Lend("text", 4), lent);
-  EXPECT_TRUE(memory.Holds(0));
+TEST(FencedMemoryTest, AMebibyteBehindAPieceHarmsNothing) {
+  FencedMemory memory;
+  std::byte* const copy = memory.Copy("text", 4);
+  std::memset(copy, 'x', 4 + (1U << 20));
+  EXPECT_FALSE(memory.IsIntact(0));
+  memory.Release(0);
+  EXPECT_EQ(memory.Copy("text", 4), copy);
+  EXPECT_TRUE(memory.IsIntact(0));
 }
 
-TEST(LentMemoryTest, APieceOfAnySizeIsLent) {
-  LentMemory memory;
+TEST(FencedMemoryTest, APieceMayHaveAnySize) {
+  FencedMemory memory;
   const std::string large(5U << 20, 'x');
-  ASSERT_NE(memory.Lend(large.data(), large.size()), nullptr);
-  EXPECT_EQ(memory.Lend(large.data(), large.size()), nullptr) << "what is lent stays where it is";
-  EXPECT_TRUE(memory.Holds(0));
-  memory.TakeBack(0);
-  EXPECT_NE(memory.Lend(large.data(), 2 * large.size() / 3), nullptr);
+  ASSERT_NE(memory.Copy(large.data(), large.size()), nullptr);
+  EXPECT_EQ(memory.Copy(large.data(), large.size()), nullptr)
+      << "pieces in use stay where they are";
+  EXPECT_TRUE(memory.IsIntact(0));
+  memory.Release(0);
+  EXPECT_NE(memory.Copy(large.data(), 2 * large.size() / 3), nullptr);
 }
 
-TEST(LentMemoryTest, CallsMayBeMadeWithinACall) {
-  LentMemory memory;
-  std::byte* const outer = memory.Lend("outer", 5);
+TEST(FencedMemoryTest, CallsMayBeMadeWithinACall) {
+  FencedMemory memory;
+  std::byte* const outer = memory.Copy("outer", 5);
   const std::size_t first = memory.count();
-  std::byte* const inner = memory.Lend("inner", 5);
+  std::byte* const inner = memory.Copy("inner", 5);
   inner[5] = std::byte{0};
-  EXPECT_FALSE(memory.Holds(first));
-  memory.TakeBack(first);
-  EXPECT_TRUE(memory.Holds(0));
+  EXPECT_FALSE(memory.IsIntact(first));
+  memory.Release(first);
+  EXPECT_TRUE(memory.IsIntact(0));
   EXPECT_EQ(std::memcmp(outer, "outer", 5), 0);
 }
 
-TEST(LentMemoryTest, APlaceCanBeLentAsItLies) {
-  std::vector<std::byte> place(2 * LentMemory::kFenceBytes + 10);
-  LentMemory memory;
-  memory.LendInPlace(place.data() + LentMemory::kFenceBytes, 10);
-  EXPECT_TRUE(memory.Holds(0));
-  place[LentMemory::kFenceBytes + 10] = std::byte{0};
-  EXPECT_FALSE(memory.Holds(0));
+TEST(FencedMemoryTest, APlaceCanBeFencedWhereItLies) {
+  std::vector<std::byte> place(2 * FencedMemory::kFenceBytes + 10);
+  FencedMemory memory;
+  memory.FenceInPlace(place.data() + FencedMemory::kFenceBytes, 10);
+  EXPECT_TRUE(memory.IsIntact(0));
+  place[FencedMemory::kFenceBytes + 10] = std::byte{0};
+  EXPECT_FALSE(memory.IsIntact(0));
 }
 
 // ---- Turns -------------------------------------------------------------------------------------

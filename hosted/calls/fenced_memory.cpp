@@ -1,4 +1,4 @@
-#include "hosted/calls/lent_memory.h"
+#include "hosted/calls/fenced_memory.h"
 
 #include <sys/mman.h>
 
@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-namespace quorle::isolation {
+namespace quorle {
 namespace {
 
 constexpr std::size_t kAlignment = 16;
@@ -15,8 +15,8 @@ constexpr std::size_t kPage = 4096;
 constexpr std::size_t kLeastCapacity = std::size_t{1} << 20;
 
 /// No two bytes in a row are the same, and none is zero.
-constexpr std::array<std::byte, LentMemory::kFenceBytes> kFence = [] {
-  std::array<std::byte, LentMemory::kFenceBytes> fence{};
+constexpr std::array<std::byte, FencedMemory::kFenceBytes> kFence = [] {
+  std::array<std::byte, FencedMemory::kFenceBytes> fence{};
   unsigned state = 0x5A;
   for (std::byte& byte : fence) {
     state = (state * 75 + 74) % 257;
@@ -32,16 +32,16 @@ constexpr std::size_t Aligned(std::size_t bytes, std::size_t unit) {
 /// All that is mapped for `capacity` usable bytes: a page that is closed, spare bytes, the usable
 /// ones, spare bytes, a page that is closed.
 constexpr std::size_t Mapped(std::size_t capacity) {
-  return capacity + 2 * (LentMemory::kSpareBytes + kPage);
+  return capacity + 2 * (FencedMemory::kSpareBytes + kPage);
 }
 
 }  // namespace
 
-LentMemory::~LentMemory() {
+FencedMemory::~FencedMemory() {
   Unmap();
 }
 
-std::byte* LentMemory::Lend(const void* content, std::size_t bytes) {
+std::byte* FencedMemory::Copy(const void* content, std::size_t bytes) {
   const std::size_t used = pieces_.empty() ? 0 : pieces_.back().used;
   const std::size_t begin = Aligned(used + kFenceBytes, kAlignment);
   const std::size_t end = begin + bytes + kFenceBytes;
@@ -53,12 +53,12 @@ std::byte* LentMemory::Lend(const void* content, std::size_t bytes) {
   return start;
 }
 
-void LentMemory::LendInPlace(std::byte* start, std::size_t bytes) {
+void FencedMemory::FenceInPlace(std::byte* start, std::size_t bytes) {
   pieces_.push_back({start, bytes, pieces_.empty() ? 0 : pieces_.back().used});
   Fence(pieces_.back());
 }
 
-bool LentMemory::Holds(std::size_t first) const {
+bool FencedMemory::IsIntact(std::size_t first) const {
   return std::all_of(
       pieces_.begin() + static_cast<std::ptrdiff_t>(first), pieces_.end(), [](const Piece& piece) {
         return std::memcmp(piece.start - kFenceBytes, kFence.data(), kFenceBytes) == 0 &&
@@ -66,18 +66,18 @@ bool LentMemory::Holds(std::size_t first) const {
       });
 }
 
-void LentMemory::TakeBack(std::size_t first) {
+void FencedMemory::Release(std::size_t first) {
   pieces_.resize(first);
   if (first == 0 && capacity_ > kLeastCapacity) Unmap();
 }
 
-void LentMemory::Fence(const Piece& piece) {
+void FencedMemory::Fence(const Piece& piece) {
   std::memcpy(piece.start - kFenceBytes, kFence.data(), kFenceBytes);
   std::memcpy(piece.start + piece.bytes, kFence.data(), kFenceBytes);
 }
 
-/// Room for `bytes`; what is lent stays where it is, so that there is none while anything is.
-bool LentMemory::MakeRoom(std::size_t bytes) {
+/// Room for `bytes`; pieces in use stay where they are, so that there is none while there are any.
+bool FencedMemory::MakeRoom(std::size_t bytes) {
   const bool is_used = std::any_of(pieces_.begin(), pieces_.end(),
                                    [](const Piece& piece) { return piece.used != 0; });
   if (is_used) return false;
@@ -97,11 +97,11 @@ bool LentMemory::MakeRoom(std::size_t bytes) {
   return true;
 }
 
-void LentMemory::Unmap() {
+void FencedMemory::Unmap() {
   if (memory_ == nullptr) return;
   munmap(memory_ - kSpareBytes - kPage, Mapped(capacity_));
   memory_ = nullptr;
   capacity_ = 0;
 }
 
-}  // namespace quorle::isolation
+}  // namespace quorle
