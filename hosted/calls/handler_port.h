@@ -193,6 +193,7 @@ class HandlerPort {
   static bool EndTexts(const ::TagItem* tags);
   void Report(Breach breach, std::int32_t& res2);
   void Report(const std::string& what, std::int32_t code, std::int32_t& res2);
+
   PortType type_;
   std::string device_name_;
   CallGate* gate_ = nullptr;

@@ -48,9 +48,10 @@ class Unpacked<'M', Arg> : public UnpackedText {
 template <auto kFunction, class... Args>
 void CallFor(::FileSystemVectorPort& port, ::DosPacket& packet, Args... args) {
   calls::Outcome outcome;
-  const auto result = (port.FSV.*kFunction)(&port, &outcome.res2, args...);
-  outcome.result = calls::ToWord(result);
-  if (kVector<kFunction>.result == '#') outcome.result = result != 0 ? kDosTrue : kDosFalse;
+  outcome.result = calls::ToWord((port.FSV.*kFunction)(&port, &outcome.res2, args...));
+  if (kVector<kFunction>.result == '#') {
+    outcome.result = outcome.result != 0 ? kDosTrue : kDosFalse;
+  }
   calls::SetOutcome(packet, outcome);
 }
 
