@@ -163,7 +163,8 @@ class Invocation<kFunction> {
     return answer;
   }
 
-  static Answer Send(HandlerPort& port, std::int32_t& res2, Args... args) {
+  /// Not inlined: its texts on the stack would cost the way by vector time.
+  [[gnu::noinline]] static Answer Send(HandlerPort& port, std::int32_t& res2, Args... args) {
     std::int32_t action = kForm.packet.action;
     if constexpr (kForm.packet.action == calls::kActionIsMode) {
       // The mode becomes the number of the packet: any other number would ask for something else.
