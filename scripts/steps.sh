@@ -45,31 +45,31 @@ built() {
 
 # suite NAME PRESET: builds a preset and counts each test of it.
 suite() {
-  local name=$1 preset=$2 log count bad unable
+  local name=$1 preset=$2 work good bad status
   said "$name"
   if ! built "$preset"; then
     printf 'FAILED: %s does not build\n' "$name"
     failed=$((failed + 1))
     return
   fi
-  log=$(mktemp)
-  ctest --preset "$preset" -j "$(nproc)" >"$log" 2>&1
-  # "98% tests passed, 2 tests failed out of 100"
-  count=$(sed -n 's/.* tests failed out of \([0-9]*\)$/\1/p' "$log")
-  bad=$(sed -n 's/.*passed, \([0-9]*\) tests failed out of.*/\1/p' "$log")
-  unable=$(grep -c '\*\*\*Skipped' "$log")
-  if [ -z "$count" ] || [ "$count" -eq "$unable" ]; then
-    tail -n 60 "$log"
+  work=$(mktemp -d) || return 1
+  ctest --preset "$preset" -j "$(nproc)" --output-junit "$work/report" >"$work/log" 2>&1
+  status=$?
+  if ! scripts/test_report "$work/report" >"$work/read" 2>>"$work/log"; then
+    tail -n 60 "$work/log"
     printf 'FAILED: %s ran no test\n' "$name"
     failed=$((failed + 1))
   else
-    [ "$bad" -eq 0 ] || grep -vE ' Passed |^ *Start ' "$log" | tail -n 200
-    printf '%s of %s tests passed\n' "$((count - bad - unable))" "$count"
-    [ "$unable" -eq 0 ] || printf '%s tests were skipped here:\n%s\n' "$unable" "$(sed -n 's/^[[:space:]]*[0-9]* - \([^ ]*\).*(Skipped)$/  \1/p' "$log")"
-    passed=$((passed + count - bad - unable))
+    { read -r good bad && cat; } <"$work/read"
+    passed=$((passed + good))
     failed=$((failed + bad))
+    if [ "$status" -ne 0 ] && [ "$bad" -eq 0 ]; then
+      tail -n 60 "$work/log"
+      printf 'FAILED: %s: ctest ended with %s\n' "$name" "$status"
+      failed=$((failed + 1))
+    fi
   fi
-  rm -f -- "$log"
+  rm -rf -- "$work"
 }
 
 # summary: the last line of all. Fails when a check failed, and when none was made.
