@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "harness/run_listener.h"
 #include "selftest/support/test_bench.h"
 #include "tests/groups.h"
