@@ -76,6 +76,12 @@ Object* PointedTo(std::intptr_t word) {
   return reinterpret_cast<Object*>(word);  // NOLINT(performance-no-int-to-ptr): packets carry words
 }
 
+/// The same for a word of a message to a handler process, which has 64 bits on every machine.
+template <class Object>
+Object* At(std::int64_t word) {
+  return PointedTo<Object>(static_cast<std::intptr_t>(word));
+}
+
 /// A text as a packet carries it: a length byte, the characters, and a zero that is not counted.
 class PacketText {
  public:

@@ -14,7 +14,7 @@ constexpr std::size_t kMaxDeviceName = 255;
 
 constexpr std::string_view kPortKey = "port";
 
-bool IsControl(char c) {
+bool IsAsciiControl(char c) {
   const auto byte = static_cast<unsigned char>(c);
   return byte < 0x20 || byte == 0x7F;
 }
@@ -41,7 +41,7 @@ std::string DeviceNameProblem(std::string_view name) {
   if (name.size() > kMaxDeviceName) {
     return "the device name is longer than " + std::to_string(kMaxDeviceName) + " bytes";
   }
-  if (std::any_of(name.begin(), name.end(), IsControl)) {
+  if (std::any_of(name.begin(), name.end(), IsAsciiControl)) {
     return "the device name " + Quoted(name) + " holds a control character";
   }
   for (const char c : {':', '/'}) {

@@ -12,11 +12,6 @@
 namespace quorle::isolation {
 namespace {
 
-template <class Object>
-Object* At(std::int64_t word) {
-  return PointedTo<Object>(static_cast<std::intptr_t>(word));
-}
-
 /// How many bytes the argument of `kind` at `at` leads to that the handler fills.
 std::size_t FilledBytes(char kind, std::span<const std::int64_t> words, std::size_t at) {
   switch (kind) {

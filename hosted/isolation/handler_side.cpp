@@ -19,11 +19,6 @@ std::int64_t Address(Object* object) {
 }
 
 template <class Object>
-Object* At(std::int64_t word) {
-  return PointedTo<Object>(static_cast<std::intptr_t>(word));
-}
-
-template <class Object>
 std::string_view BytesOf(const Object& object) {
   return {reinterpret_cast<const char*>(&object), sizeof object};
 }

@@ -12,11 +12,6 @@ namespace quorle::isolation {
 namespace {
 
 template <class Object>
-Object* At(std::int64_t word) {
-  return PointedTo<Object>(static_cast<std::intptr_t>(word));
-}
-
-template <class Object>
 void WriteObjectBytes(const Object* object, MessageWriter& message) {
   message.Bytes({reinterpret_cast<const char*>(object), sizeof *object});
 }
