@@ -19,7 +19,7 @@
 // (selftest/support/transcript_file.h). Each is run twice on the same volume: what the first run leaves
 // behind would show in the second.
 //
-// With QUORLE_APPROVE=GROUP/CASE,... in the environment (GROUP/CASE+SETTING, or "all") what these runs
+// With QUORLE_APPROVE=GROUP/CASE,... in the environment (GROUP/CASE+SETTING, GROUP or "all") what these runs
 // printed is written into the file instead of compared; scripts/approve sets it. Calls are written
 // where they are compared already, be they none.
 
@@ -126,7 +126,7 @@ class TranscriptTest : public testing::Test {
     }
 
     const std::string start = group_.starts().Of(test_);
-    if (IsToBeApproved(full_name)) {
+    if (IsToBeApproved(full_name) || IsToBeApproved(group_.name())) {
       const bool has_start = run.output.starts_with(start);
       if (!has_start) test_.start = selftest::kNoStart;
       test_.prints = run.output.substr(has_start ? start.size() : 0);
