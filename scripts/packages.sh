@@ -72,12 +72,14 @@ need_if_offered() {
   need "$@"
 }
 
-# configure PRESET [ARGUMENT...]: with ccache where it is present.
+# configure PRESET [ARGUMENT...]: with ccache where it is present. Sources are named by their whole path,
+# so debug data is right whichever build folder an object was compiled in.
 configure() {
   preset=$1
   shift
   if command -v ccache >/dev/null 2>&1; then
-    set -- -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache "$@"
+    cache='env;CCACHE_NOHASHDIR=1;ccache'
+    set -- "-DCMAKE_C_COMPILER_LAUNCHER=$cache" "-DCMAKE_CXX_COMPILER_LAUNCHER=$cache" "$@"
   fi
   cmake --preset "$preset" "$@"
 }

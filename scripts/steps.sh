@@ -31,11 +31,12 @@ step() {
   esac
 }
 
-# built PRESET: configures and builds, and shows the end of what was said when that fails.
+# built PRESET [ARGUMENT...]: configures with the arguments and builds, and shows the end of what was
+# said when that fails.
 built() {
   local log status=0
   log=$(mktemp) || return 1
-  if ! { configure "$1" && cmake --build --preset "$1"; } >"$log" 2>&1; then
+  if ! { configure "$@" && cmake --build --preset "$1"; } >"$log" 2>&1; then
     tail -n 60 "$log"
     status=1
   fi
@@ -43,11 +44,11 @@ built() {
   return "$status"
 }
 
-# suite NAME PRESET: builds a preset and counts each test of it.
+# suite NAME PRESET [ARGUMENT...]: builds a preset and counts each test of it.
 suite() {
   local name=$1 preset=$2 work good bad status
   said "$name"
-  if ! built "$preset"; then
+  if ! built "${@:2}"; then
     printf 'FAILED: %s does not build\n' "$name"
     failed=$((failed + 1))
     return
