@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(Ways, DeathTest,
                                          Death{"short", "gave a reply without shape"}),
                          [](const auto& row) { return std::string(row.param.how); });
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef QUORLE_SANITIZE
 TEST(PluginRunTest, ALeakIsShownInTheSourceOfTheHandler) {
   const ProgramRun run =
       RunOver("plugin:rogue_plugin.so,isolate=no,in=FSRename,how=lose", {"DH0:", "TN", "34"});
@@ -130,7 +130,7 @@ TEST(PluginRunTest, ALeakIsShownInTheSourceOfTheHandler) {
 }
 #endif
 
-#ifndef __SANITIZE_ADDRESS__  // it takes the crash for itself
+#ifndef QUORLE_SANITIZE  // it takes the crash for itself
 TEST(PluginRunTest, ACrashIsShownInTheSourceOfTheHandler) {
   struct Case {
     const char* how;

@@ -24,7 +24,7 @@
 #include "selftest/sweep/fault_plan.h"
 #include "selftest/sweep/sub_test_watch.h"
 #include "tests/catalogue.h"
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QUORLE_SANITIZE)
 #include <sanitizer/common_interface_defs.h>
 #endif
 
@@ -572,7 +572,7 @@ int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   RegisterAll();
   std::signal(SIGALRM, [](int) { std::abort(); });
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(QUORLE_SANITIZE)
   __sanitizer_set_death_callback(WriteCurrentRun);
 #else
   std::signal(SIGSEGV, [](int) { std::abort(); });

@@ -380,7 +380,7 @@ TEST_F(IsolatedProgramTest, WhatCannotBeStartedAgainStaysAway) {
 /// What a growth of nothing may look like: pages that were used for the first time.
 constexpr long kNoGrowthKiB = 256;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__powerpc__)
+#if defined(QUORLE_SANITIZE) || defined(__powerpc__)
 constexpr bool kMeasuresMemory = false;  // the sanitizer and the emulator keep some of their own
 #else
 constexpr bool kMeasuresMemory = true;
