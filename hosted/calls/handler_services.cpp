@@ -42,7 +42,7 @@ std::uint32_t TextSize(const ::TagItem* tags, std::uint32_t tag) {
 
 // What follows a record and each of its texts: a text that is copied without a look at the size of
 // its buffer changes it.
-constexpr std::array<unsigned char, 64> kFence = [] {
+constexpr std::array<unsigned char, 64> kTextFence = [] {
   std::array<unsigned char, 64> fence{};
   unsigned state = 0x5A;
   for (unsigned char& byte : fence) {
@@ -55,10 +55,10 @@ constexpr std::array<unsigned char, 64> kFence = [] {
 // The texts of a record as AllocDosObject() makes them: where each starts, with fences between.
 std::array<char*, 3> TextsOf(void* record, const std::array<std::uint32_t, 3>& sizes) {
   std::array<char*, 3> texts{};
-  char* place = static_cast<char*>(record) + sizeof(::ExamineData) + kFence.size();
+  char* place = static_cast<char*>(record) + sizeof(::ExamineData) + kTextFence.size();
   for (std::size_t i = 0; i < texts.size(); ++i) {
     texts[i] = place;
-    place += sizes[i] + kFence.size();
+    place += sizes[i] + kTextFence.size();
   }
   return texts;
 }
@@ -212,7 +212,7 @@ Breach HostServices::Examine(::ExamineData* record) const {
   const std::array<std::uint32_t, 3>& sizes = given->text_sizes;
   bool holds = true;
   WithFences(record, sizes, [&holds](const char* fence) {
-    holds = holds && std::memcmp(fence, kFence.data(), kFence.size()) == 0;
+    holds = holds && std::memcmp(fence, kTextFence.data(), kTextFence.size()) == 0;
   });
   if (!holds) return Breach::kBeyondBuffer;
   const std::array<char*, 3> own = TextsOf(record, sizes);
@@ -341,8 +341,9 @@ void* HostServices::NewExamineData(const ::TagItem* tags) {
                                               TextSize(tags, QUORLE_ADO_ExamineData_CommentSize),
                                               TextSize(tags, QUORLE_ADO_ExamineData_LinkSize)};
   if (std::find(sizes.begin(), sizes.end(), 0U) != sizes.end()) return nullptr;
-  void* const block = std::calloc(1, sizeof(::ExamineData) + (sizes.size() + 1) * kFence.size() +
-                                         std::size_t{sizes[0]} + sizes[1] + sizes[2]);
+  void* const block =
+      std::calloc(1, sizeof(::ExamineData) + (sizes.size() + 1) * kTextFence.size() +
+                         std::size_t{sizes[0]} + sizes[1] + sizes[2]);
   if (block == nullptr) return nullptr;
 
   auto* const data = static_cast<::ExamineData*>(block);
@@ -357,7 +358,8 @@ void* HostServices::NewExamineData(const ::TagItem* tags) {
   data->Link = texts[2];
   data->LinkSize = sizes[2];
   if (sizes[0] > 1) data->Name[0] = '?';
-  WithFences(block, sizes, [](char* fence) { std::memcpy(fence, kFence.data(), kFence.size()); });
+  WithFences(block, sizes,
+             [](char* fence) { std::memcpy(fence, kTextFence.data(), kTextFence.size()); });
   return Remember(block, QUORLE_DOS_EXAMINEDATA, sizes);
 }
 
