@@ -7,22 +7,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "harness/entry.h"
-#include "hosted/dos/machine.h"
-#include "platform/intercepting.h"
-#include "platform/tracing.h"
-#include "selftest/support/fault_injector.h"
-#include "selftest/support/test_bench.h"
-#include "selftest/support/trace_balance.h"
-#include "selftest/sweep/console_lines.h"
+#include "platform/constants.h"
 #include "selftest/sweep/fault_plan.h"
-#include "selftest/sweep/sub_test_watch.h"
+#include "selftest/sweep/findings.h"
+#include "selftest/sweep/sweep_run.h"
 #include "tests/catalogue.h"
 #if defined(QUORLE_SANITIZE)
 #include <sanitizer/common_interface_defs.h>
@@ -39,94 +32,6 @@ namespace quorle::selftest {
 namespace {
 
 using Action = FaultRule::Action;
-
-// ---- What is found after a run -----------------------------------------------------------------
-
-enum class Finding : std::uint8_t {
-  kResult,      ///< not 0, 10 or 20, or not the one that is due
-  kLine,        ///< a printed line without a message class
-  kBalance,     ///< something that was not released exactly once
-  kStillOpen,   ///< something that the trace does not show, and that the platform still counts
-  kRecord,      ///< an examine record that was not released
-  kDirectory,   ///< the current directory is not the one from before
-  kRequesters,  ///< nor the window for requesters
-  kLabel,       ///< nor the volume's name
-  kProtection,  ///< the volume is write-protected
-  kLeft,        ///< an object that no CLEANUP ERROR names
-  kVolumes,     ///< any other difference on a volume
-};
-
-struct Found {
-  Finding finding;
-  std::string place;      ///< sub-test
-  std::string object;     ///< its name, when it is one
-  std::string text;       ///< for the failure
-  std::size_t event = 0;  ///< of the trace, of kRecord: what gave it
-};
-
-/// One event of a trace, as far as it is kept.
-struct KeptEvent {
-  std::string place;      ///< sub-test that made the call
-  std::string_view op;    ///< a name of the platform's, which stays
-  std::string name;       ///< the first argument, when it is a text
-  std::int64_t mode = 0;  ///< the second argument, when it is a number
-  bool gave_nothing;      ///< null
-  std::int32_t ioerr = 0;
-};
-
-std::string TextOf(const KeptEvent& event) {
-  return std::string(event.op) + "(" + event.name + "), error " + std::to_string(event.ioerr);
-}
-
-/// Keeps a trace, and what it holds.
-class SweepTrace final : public TraceSink {
- public:
-  explicit SweepTrace(const std::string& place) : place_(place), balance_(place) {}
-
-  bool Take(const TraceEvent& event) override {
-    KeptEvent& kept = events_.emplace_back();
-    kept.place = place_;
-    kept.op = event.op;
-    kept.gave_nothing = IsNothing(event.result);
-    kept.ioerr = event.ioerr;
-    if (!event.args.empty()) {
-      if (const auto* const name = std::get_if<std::string_view>(&event.args[0])) kept.name = *name;
-    }
-    if (event.args.size() > 1) {
-      if (const auto* const mode = std::get_if<std::int64_t>(&event.args[1])) kept.mode = *mode;
-    }
-    return balance_.Take(event);
-  }
-
-  std::vector<Unbalanced> Report() const { return balance_.Report(); }
-  std::vector<KeptEvent> TakeEvents() { return std::move(events_); }
-
- private:
-  static bool IsNothing(const TraceValue& value) {
-    const auto* const handle = std::get_if<TraceHandle>(&value);
-    return handle != nullptr ? handle->number == 0 : std::holds_alternative<std::monostate>(value);
-  }
-
-  const std::string& place_;
-  TraceBalance balance_;
-  std::vector<KeptEvent> events_;
-};
-
-/// How a run ended.
-struct Outcome {
-  std::int32_t result = 0;
-  bool ran_tests = false;
-  std::string output;
-  std::vector<KeptEvent> trace;
-  std::vector<Unbalanced> unbalanced;
-  std::vector<CallSite> sites;  ///< of a run that was recorded
-  bool directory_restored = false;
-  bool requesters_restored = false;
-  std::string still_open;         ///< examine records apart
-  std::size_t open_records = 0;   ///< examine records that the platform still counts
-  std::vector<std::string> gone;  ///< lines of the volumes that are there no more
-  std::vector<std::string> came;  ///< lines of the volumes that were not there before
-};
 
 // ---- What may be found -------------------------------------------------------------------------
 
@@ -215,202 +120,6 @@ constexpr Excuse kExcuses[] = {
      "the clean-up goes on in another directory, where there is no such object"},
 };
 
-// ---- One run -----------------------------------------------------------------------------------
-
-std::vector<std::string> LinesOf(const std::string& text) {
-  std::vector<std::string> lines;
-  std::size_t from = 0;
-  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', from)) {
-    lines.push_back(text.substr(from, at - from));
-    from = at + 1;
-  }
-  return lines;
-}
-
-/// The lines of `text` that `other` does not have.
-std::vector<std::string> LinesMissing(const std::string& text, const std::string& other) {
-  const std::vector<std::string> known = LinesOf(other);
-  std::vector<std::string> missing;
-  for (std::string& line : LinesOf(text)) {
-    if (std::find(known.begin(), known.end(), line) == known.end()) {
-      missing.push_back(std::move(line));
-    }
-  }
-  return missing;
-}
-
-/// Where a fault that needs another file finds it.
-constexpr const char* kOtherFile = "ENV:other-file";
-
-/// A machine that is used for one run after the other, as long as each leaves it as it was.
-class SharedBench {
- public:
-  explicit SharedBench(std::vector<std::string> words) : words_(std::move(words)) {}
-
-  /// A run whose calls `prepare` makes misbehave.
-  template <class Prepare>
-  Outcome Run(const TestEntry* catalogue, const Prepare& prepare) {
-    if (bench_ == nullptr) {
-      bench_ = std::make_unique<TestBench>(words_);
-      volumes_ = bench_->Volumes();
-    }
-    ExecInterface& exec = bench_->machine().exec();
-    HostedDos& real = bench_->machine().dos();
-    FaultPlan plan(real);
-    prepare(plan);
-    FaultInjector injector(exec, real, plan, kOtherFile);
-    Interception faulty(exec, real, {&injector});
-    SweepTrace trace(watch_.current());
-    Tracer tracer(faulty.dos(), trace);
-    Interception traced(faulty.exec(), faulty.dos(), {&tracer});
-    const std::size_t started = watch_.started();
-
-    Outcome outcome;
-    real.SetIoErr(0);  // as a process starts
-    outcome.result = quorle::Run(traced.exec(), catalogue, watch_);
-    outcome.ran_tests = watch_.started() != started;
-    outcome.output = bench_->TakeOutput();
-    outcome.directory_restored = !real.SetCurrentDir({});
-    outcome.requesters_restored = real.SetProcWindow(nullptr) == nullptr;
-    outcome.unbalanced = trace.Report();
-    outcome.trace = trace.TakeEvents();
-    outcome.sites = plan.TakeSites();
-    injector.Settle();
-    real.Delete(kOtherFile);
-    outcome.still_open = bench_->StillOpen(false);
-    outcome.open_records = real.CountOpen().examine_records;
-    real.ReleaseEverything();
-    const std::string volumes = bench_->Volumes();
-    if (volumes != volumes_) {
-      outcome.gone = LinesMissing(volumes_, volumes);
-      outcome.came = LinesMissing(volumes, volumes_);
-    }
-    if (volumes != volumes_ || !outcome.still_open.empty()) bench_.reset();
-    return outcome;
-  }
-
-  const SubTestWatch& watch() const { return watch_; }
-
- private:
-  std::vector<std::string> words_;
-  std::unique_ptr<TestBench> bench_;
-  std::string volumes_;
-  SubTestWatch watch_;
-};
-
-/// Whether the output says that the object stayed.
-bool IsReportedToStay(const std::string& output, const std::string& name) {
-  const std::string report = "test left the object \"" + name + "\" behind";
-  const std::size_t at = output.find(report);
-  return at != std::string::npos && output.rfind("CLEANUP ERROR[", at) > output.rfind('\n', at) &&
-         output.rfind("CLEANUP ERROR[", at) != std::string::npos;
-}
-
-/// The word of a volume's line that starts with `key`: "label=", "state=", "in-use=".
-std::string WordOf(const std::string& line, const std::string& key) {
-  const std::size_t at = line.find(' ' + key);
-  if (at == std::string::npos) return {};
-  // A label may hold blanks.
-  const std::size_t from = at + 1 + key.size();
-  const std::size_t end = key == "label=" ? line.find(" state=") : line.find(' ', from);
-  return line.substr(from, end - from);
-}
-
-/// All that is not as it has to be after a run in which the call at `place` misbehaved.
-class Findings {
- public:
-  Findings(const Outcome& outcome, std::string place)
-      : outcome_(outcome), place_(std::move(place)) {
-    Result();
-    Balance();
-    Volumes();
-    const std::string line = LineWithoutClass(outcome.output);
-    if (!line.empty()) Add(Finding::kLine, {}, "a line without a class: " + line);
-    if (!outcome.directory_restored) {
-      Add(Finding::kDirectory, {}, "another current directory than before");
-    }
-    if (!outcome.requesters_restored) {
-      Add(Finding::kRequesters, {}, "another window for requesters than before");
-    }
-  }
-
-  const std::vector<Found>& all() const { return all_; }
-
- private:
-  void Add(Finding finding, std::string object, std::string text) {
-    all_.push_back({.finding = finding,
-                    .place = place_,
-                    .object = std::move(object),
-                    .text = std::move(text),
-                    .event = 0});
-  }
-
-  void Result() {
-    const std::int32_t result = outcome_.result;
-    if (result != 0 && result != 10 && result != 20) {
-      Add(Finding::kResult, {}, "result " + std::to_string(result));
-    }
-    if (result == 20 && outcome_.ran_tests) {
-      Add(Finding::kResult, {}, "result 20, and the tests were run");
-    }
-  }
-
-  void Balance() {
-    std::size_t records = 0;
-    for (const Unbalanced& object : outcome_.unbalanced) {
-      const bool is_record = object.is_record && !object.released_twice;
-      if (is_record) ++records;
-      all_.push_back(
-          {.finding = is_record ? Finding::kRecord : Finding::kBalance,
-           .place = object.place,
-           .object = object.object,
-           .text = object.object +
-                   (object.released_twice ? ", released and not held: " : ", never released: ") +
-                   TextOf(outcome_.trace[object.event]),
-           .event = object.event});
-    }
-    if (!outcome_.still_open.empty()) Add(Finding::kStillOpen, {}, outcome_.still_open);
-    if (outcome_.open_records != records) {
-      Add(Finding::kStillOpen, {},
-          std::to_string(outcome_.open_records) +
-              " examine records are open, and the trace knows " + std::to_string(records));
-    }
-  }
-
-  void Volumes() {
-    for (const std::string& line : outcome_.came) {
-      const std::size_t name_end = line.find(" type=");
-      if (name_end == std::string::npos) {
-        Volume(line);
-        continue;
-      }
-      const std::size_t colon = line.find(':');
-      const std::string name = line.substr(colon + 1, name_end - colon - 1);
-      if (!IsReportedToStay(outcome_.output, name)) Add(Finding::kLeft, name, "left: " + line);
-    }
-    for (const std::string& line : outcome_.gone) {
-      if (line.find(" label=") == std::string::npos) Add(Finding::kVolumes, {}, "gone: " + line);
-    }
-  }
-
-  /// A volume whose line changed.
-  void Volume(const std::string& line) {
-    const std::string device = line.substr(0, line.find(" label="));
-    for (const std::string& before : outcome_.gone) {
-      if (!before.starts_with(device + " label=")) continue;
-      if (WordOf(before, "label=") != WordOf(line, "label=")) Add(Finding::kLabel, {}, line);
-      if (WordOf(before, "state=") != WordOf(line, "state=")) Add(Finding::kProtection, {}, line);
-      if (WordOf(before, "in-use=") != WordOf(line, "in-use=")) Add(Finding::kVolumes, {}, line);
-      return;
-    }
-    Add(Finding::kVolumes, {}, "no such volume before: " + line);
-  }
-
-  const Outcome& outcome_;
-  std::string place_;
-  std::vector<Found> all_;
-};
-
 // ---- The sweep of one row ----------------------------------------------------------------------
 
 /// What is being run, for a message when the process dies of it.
@@ -480,8 +189,7 @@ class SweepTest : public testing::Test {
         catalogue_.data(), [&](FaultPlan& plan) { plan.Record(bench.watch().current()); });
     const std::vector<CallSite>& sites = conforming.sites;
     ASSERT_FALSE(sites.empty());
-    const Findings usual(conforming, {});
-    for (const Found& found : usual.all()) {
+    for (const Found& found : FindingsOf(conforming, {})) {
       EXPECT_TRUE(IsExcused(conforming, found, {}, {})) << setting_ << ", no fault: " << found.text;
     }
     for (std::size_t i = 0; i < sites.size(); ++i) {
@@ -501,8 +209,7 @@ class SweepTest : public testing::Test {
   }
 
   void Check(const Outcome& outcome, const CallSite& site, const PlannedFault& fault) {
-    const Findings findings(outcome, site.place);
-    for (const Found& found : findings.all()) {
+    for (const Found& found : FindingsOf(outcome, site.place)) {
       if (IsExcused(outcome, found, site.text, Bit(fault.rule.action))) continue;
       constexpr std::size_t kMostShown = 100;
       if (++failures_ <= kMostShown) {

@@ -39,10 +39,22 @@ class TracingTest : public testing::Test {
   DosInterface& dos_ = *ctx_.IDOS;
 };
 
+/// The last text of `value` that begins with `start`, without that.
+std::string LastText(const nlohmann::json& value, const std::string& start) {
+  if (value.is_string() && value.get<std::string>().starts_with(start)) {
+    return value.get<std::string>().substr(start.size());
+  }
+  std::string last;
+  if (!value.is_structured()) return last;
+  for (const nlohmann::json& item : value) {
+    if (std::string text = LastText(item, start); !text.empty()) last = std::move(text);
+  }
+  return last;
+}
+
 /// The number that a trace gave the last handle of a line, as text.
 std::string LastNumber(const std::string& line, const std::string& kind) {
-  const std::size_t at = line.rfind("\"" + kind + ":") + kind.size() + 2;
-  return line.substr(at, line.find('"', at) - at);
+  return LastText(nlohmann::json::parse(line), kind + ":");
 }
 
 TEST_F(TracingTest, FailureHasNullAndItsCode) {
