@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <memory>
 #include <string_view>
@@ -21,61 +22,11 @@ constexpr const char* kFooter =
     "Always mounted: RAM:, ENV:, NIL:. Exit status: 0 all passed, 10 some failed, 20 not "
     "run.";
 
-constexpr const char* kTraceOption = "--trace";
-constexpr const char* kDosVersionOption = "--dos-version";
-/// What the tester asks for when it opens dos.library. With an older one it ends without a word, as
-/// programs do that have no console yet.
-constexpr std::uint16_t kOldestDosVersion = 50;
-constexpr const char* kLimitOption = "--limit";
-constexpr std::uint32_t kLongestLimit = 24 * 60 * 60;
-
-/// The options as text, before their values are looked at.
-struct OptionTexts {
-  std::vector<std::string> mounts;
-  std::string trace_file;
-  std::string dos_version;
-  std::string limit;
-  bool no_delay = false;
-  bool workbench = false;
-  bool list_deviations = false;
-};
-
 /// The help text with our own line of usage.
 class HelpFormatter final : public CLI::Formatter {
  public:
   std::string make_usage(const CLI::App*, std::string) const override { return kUsage; }
 };
-
-void Declare(CLI::App& app, OptionTexts& texts) {
-  app.set_help_flag("--help", "Tells about the host program.");
-  app.set_version_flag("--version", kVersionText, "Shows the version of the host program.");
-  app.formatter(std::make_shared<HelpFormatter>());
-  app.footer(kFooter);
-  app.add_option(
-         "--mount", texts.mounts,
-         "Mounts one more device: NAME=HANDLER[,key=value...]. Keys for every handler: "
-         "port=vector or packet, volume, dostype, version, state, deviate; of plugins isolate, limit, "
-         "restart. Repeatable.")
-      ->type_name("SPEC")
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  app.add_option(kTraceOption, texts.trace_file, "Writes every platform call to a file.")
-      ->type_name("FILE")
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  app.add_flag("--no-delay", texts.no_delay, "Makes Delay() return at once.");
-  app.add_option(kDosVersionOption, texts.dos_version,
-                 "What dos.library reports itself as; 53.113 unless given.")
-      ->type_name("V.R")
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  app.add_option(kLimitOption, texts.limit,
-                 "How long the handlers may take for one test group, 1 to 86400; 60 unless given.")
-      ->type_name("SECONDS")
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-  app.add_flag("--list-deviations", texts.list_deviations,
-               "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.");
-  app.add_flag("--workbench", texts.workbench, "Starts as from the desktop.");
-}
 
 /// Moves the host's words from the front of `words` to `host`; a lone "--" behind them goes. False,
 /// with `problem` filled, when one of them is no option or has not what it needs. (CLI11 would go on
@@ -118,18 +69,118 @@ bool ReadNumber(std::string_view text, Number& number) {
   return problem == std::errc() && stop == end;
 }
 
-bool ReadVersion(std::string_view text, HostOptions& options) {
-  const std::size_t point = text.find('.');
-  return point != std::string_view::npos &&
-         ReadNumber(text.substr(0, point), options.dos_version) &&
-         ReadNumber(text.substr(point + 1), options.dos_revision);
+// ---- The options -------------------------------------------------------------------------------
+
+/// What the tester asks for when it opens dos.library. With an older one it ends without a word, as
+/// programs do that have no console yet.
+constexpr std::uint16_t kOldestDosVersion = 50;
+constexpr std::uint32_t kLongestLimit = 24 * 60 * 60;
+
+// Each takes the value of one option into `options`, and returns why it cannot be, or nothing.
+
+std::string ReadMount(const std::string& text, HostOptions& options) {
+  MountSpec spec;
+  std::string problem;
+  if (ParseMountSpec(text, spec, problem)) options.mounts.push_back(std::move(spec));
+  return problem;
 }
 
-bool ReadLimit(std::string_view text, HostOptions& options) {
+std::string ReadTraceFile(const std::string& text, HostOptions& options) {
+  options.trace_file = text;
+  return {};
+}
+
+std::string ReadDosVersion(const std::string& text, HostOptions& options) {
+  const std::string_view both = text;
+  const std::size_t point = both.find('.');
+  if (point == std::string_view::npos ||
+      !ReadNumber(both.substr(0, point), options.exec.dos_version) ||
+      !ReadNumber(both.substr(point + 1), options.exec.dos_revision)) {
+    return "\"" + text + "\" is not a version and a revision, such as 53.113";
+  }
+  if (options.exec.dos_version >= kOldestDosVersion) return {};
+  return text + " is too old, the tester opens no dos.library below version " +
+         std::to_string(kOldestDosVersion);
+}
+
+std::string ReadLimit(const std::string& text, HostOptions& options) {
   std::uint32_t seconds = 0;
-  if (!ReadNumber(text, seconds) || seconds == 0 || seconds > kLongestLimit) return false;
+  if (!ReadNumber(std::string_view(text), seconds) || seconds == 0 || seconds > kLongestLimit) {
+    return "\"" + text + "\" is not a number of seconds, 1 to " + std::to_string(kLongestLimit);
+  }
   options.limit = std::chrono::seconds(seconds);
-  return true;
+  return {};
+}
+
+std::string TakeNoDelay(const std::string&, HostOptions& options) {
+  options.dos.delays = false;
+  return {};
+}
+
+std::string TakeWorkbench(const std::string&, HostOptions& options) {
+  options.exec.workbench = true;
+  return {};
+}
+
+/// One option of the host.
+struct HostOption {
+  const char* name;
+  const char* type;  ///< of its value, as --help shows it; null: it takes none
+  const char* help;
+  /// Null: it asks for something else than a run.
+  std::string (*read)(const std::string& text, HostOptions& options);
+  bool is_repeatable = false;
+};
+
+constexpr const char* kListDeviations = "--list-deviations";
+
+/// All of them, in the order of --help.
+constexpr HostOption kOptions[] = {
+    {"--mount", "SPEC",
+     "Mounts one more device: NAME=HANDLER[,key=value...]. Keys for every handler: "
+     "port=vector or packet, volume, dostype, version, state, deviate; of plugins isolate, limit, "
+     "restart. Repeatable.",
+     ReadMount, true},
+    {"--trace", "FILE", "Writes every platform call to a file.", ReadTraceFile},
+    {"--no-delay", nullptr, "Makes Delay() return at once.", TakeNoDelay},
+    {"--dos-version", "V.R", "What dos.library reports itself as; 53.113 unless given.",
+     ReadDosVersion},
+    {"--limit", "SECONDS",
+     "How long the handlers may take for one test group, 1 to 86400; 60 unless given.", ReadLimit},
+    {kListDeviations, nullptr,
+     "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.", nullptr},
+    {"--workbench", nullptr, "Starts as from the desktop.", TakeWorkbench},
+};
+
+/// What was given for one option.
+struct GivenOption {
+  std::vector<std::string> values;  ///< of one that is repeatable
+  std::string value;
+  bool flag = false;
+};
+using GivenOptions = std::array<GivenOption, std::size(kOptions)>;
+
+void Declare(CLI::App& app, GivenOptions& given) {
+  app.set_help_flag("--help", "Tells about the host program.");
+  app.set_version_flag("--version", kVersionText, "Shows the version of the host program.");
+  app.formatter(std::make_shared<HelpFormatter>());
+  app.footer(kFooter);
+  for (std::size_t i = 0; i < std::size(kOptions); ++i) {
+    const HostOption& option = kOptions[i];
+    if (option.type == nullptr) {
+      app.add_flag(option.name, given[i].flag, option.help);
+    } else if (option.is_repeatable) {
+      app.add_option(option.name, given[i].values, option.help)
+          ->type_name(option.type)
+          ->expected(1)
+          ->allow_extra_args(false)
+          ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    } else {
+      app.add_option(option.name, given[i].value, option.help)
+          ->type_name(option.type)
+          ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    }
+  }
 }
 
 HostCommand Refused(std::string text) {
@@ -142,32 +193,18 @@ HostCommand Answer(std::string text) {
   return {.type = HostCommand::Type::kAnswer, .options = {}, .text = std::move(text)};
 }
 
-HostCommand ReadValues(const OptionTexts& texts, const CLI::App& app) {
-  const auto given = [&app](const char* option) { return app.count(option) > 0; };
+HostCommand ReadValues(const GivenOptions& given, const CLI::App& app) {
   HostCommand command;
-  HostOptions& options = command.options;
-  for (const std::string& text : texts.mounts) {
-    MountSpec spec;
-    std::string problem;
-    if (!ParseMountSpec(text, spec, problem)) return Refused("--mount: " + problem);
-    options.mounts.push_back(std::move(spec));
+  for (std::size_t i = 0; i < std::size(kOptions); ++i) {
+    const HostOption& option = kOptions[i];
+    if (option.read == nullptr || app.count(option.name) == 0) continue;
+    std::vector<std::string> values = given[i].values;
+    if (!option.is_repeatable) values.push_back(given[i].value);
+    for (const std::string& value : values) {
+      const std::string problem = option.read(value, command.options);
+      if (!problem.empty()) return Refused(std::string(option.name) + ": " + problem);
+    }
   }
-  if (given(kTraceOption)) options.trace_file = texts.trace_file;
-  if (given(kDosVersionOption) && !ReadVersion(texts.dos_version, options)) {
-    return Refused("--dos-version: \"" + texts.dos_version +
-                   "\" is not a version and a revision, such as 53.113");
-  }
-  if (options.dos_version < kOldestDosVersion) {
-    return Refused("--dos-version: " + texts.dos_version +
-                   " is too old, the tester opens no dos.library below version " +
-                   std::to_string(kOldestDosVersion));
-  }
-  if (given(kLimitOption) && !ReadLimit(texts.limit, options)) {
-    return Refused("--limit: \"" + texts.limit + "\" is not a number of seconds, 1 to " +
-                   std::to_string(kLongestLimit));
-  }
-  options.delays = !texts.no_delay;
-  options.workbench = texts.workbench;
   return command;
 }
 
@@ -213,9 +250,9 @@ void AppendWord(std::string_view word, std::string& line) {
 }  // namespace
 
 HostCommand ReadHostCommand(std::span<const char* const> words) {
-  OptionTexts texts;
+  GivenOptions given;
   CLI::App app(kAbout, "quorle");
-  Declare(app, texts);
+  Declare(app, given);
 
   std::vector<std::string> host_words;
   std::string problem;
@@ -230,14 +267,17 @@ HostCommand ReadHostCommand(std::span<const char* const> words) {
   } catch (const CLI::ParseError& error) {
     return Refused(error.what());
   }
-  for (const char* const name : {kTraceOption, kDosVersionOption, kLimitOption}) {
-    if (app.count(name) > 1) return Refused(std::string(name) + " is given twice");
+  for (const HostOption& option : kOptions) {
+    const bool has_one_value = option.type != nullptr && !option.is_repeatable;
+    if (has_one_value && app.count(option.name) > 1) {
+      return Refused(std::string(option.name) + " is given twice");
+    }
   }
-  if (texts.list_deviations) {
+  if (app.count(kListDeviations) > 0) {
     return {.type = HostCommand::Type::kListDeviations, .options = {}, .text = {}};
   }
-  HostCommand command = ReadValues(texts, app);
-  if (command.type == HostCommand::Type::kRun) command.options.arguments = JoinArguments(words);
+  HostCommand command = ReadValues(given, app);
+  if (command.type == HostCommand::Type::kRun) command.options.dos.arguments = JoinArguments(words);
   return command;
 }
 

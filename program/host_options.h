@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "hosted/dos/hosted_dos.h"
+#include "hosted/dos/hosted_exec.h"
 #include "hosted/dos/mount_spec.h"
 
 namespace quorle {
@@ -14,13 +16,10 @@ namespace quorle {
 /// The machine that the tester runs on, as the command line of the host program describes it.
 struct HostOptions {
   std::vector<MountSpec> mounts;  ///< in the order given
+  HostedExecSettings exec;
+  HostedDosSettings dos;  ///< with the tester's own command line
   std::optional<std::string> trace_file;
-  bool delays = true;
-  std::uint16_t dos_version = 53;
-  std::uint16_t dos_revision = 113;
-  bool workbench = false;
   std::chrono::seconds limit{60};  ///< what the handlers may take for one group
-  std::string arguments;           ///< the tester's own command line
 };
 
 /// What the words of a command line came to.

@@ -8,8 +8,8 @@ MachineOptions MachineFor(const HostOptions& options) {
   MachineOptions machine{.handlers = BuiltInHandlers(),
                          .layers = BuiltInLayers(),
                          .mounts = StandardMounts(),
-                         .exec = {options.dos_version, options.dos_revision, options.workbench},
-                         .dos = {options.arguments, options.delays}};
+                         .exec = options.exec,
+                         .dos = options.dos};
   machine.mounts.insert(machine.mounts.end(), options.mounts.begin(), options.mounts.end());
   return machine;
 }

@@ -212,7 +212,7 @@ TestBench::TestBench(const std::vector<std::string>& words, const std::string& r
     : parts_(std::make_unique<Parts>()) {
   Parts& p = *parts_;
   HostOptions options = OptionsFrom(words);
-  options.delays = false;
+  options.dos.delays = false;
   p.target = options.mounts.empty() ? "RAM" : options.mounts.back().name;
   std::string problem;
   p.machine = Machine::Build(

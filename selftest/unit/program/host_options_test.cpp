@@ -28,13 +28,13 @@ std::string Refusal(const std::vector<const char*>& words) {
 TEST(HostOptionsTest, WithoutOptionsEverythingIsTheTesters) {
   const HostCommand command = Read({"RAM:", "TN=5", "NI"});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);
-  EXPECT_EQ(command.options.arguments, "RAM: TN=5 NI");
+  EXPECT_EQ(command.options.dos.arguments, "RAM: TN=5 NI");
   EXPECT_TRUE(command.options.mounts.empty());
   EXPECT_FALSE(command.options.trace_file.has_value());
-  EXPECT_TRUE(command.options.delays);
-  EXPECT_FALSE(command.options.workbench);
-  EXPECT_EQ(command.options.dos_version, 53);
-  EXPECT_EQ(command.options.dos_revision, 113);
+  EXPECT_TRUE(command.options.dos.delays);
+  EXPECT_FALSE(command.options.exec.workbench);
+  EXPECT_EQ(command.options.exec.dos_version, 53);
+  EXPECT_EQ(command.options.exec.dos_revision, 113);
   EXPECT_EQ(command.options.limit.count(), 60);
 }
 
@@ -52,7 +52,7 @@ TEST(HostOptionsTest, ALimitIsANumberOfSeconds) {
 TEST(HostOptionsTest, NoWordsAtAllAreAnEmptyCommandLine) {
   const HostCommand command = Read({});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);
-  EXPECT_EQ(command.options.arguments, "");
+  EXPECT_EQ(command.options.dos.arguments, "");
 }
 
 TEST(HostOptionsTest, EveryOption) {
@@ -69,42 +69,42 @@ TEST(HostOptionsTest, EveryOption) {
   EXPECT_EQ(options.mounts[1].handler, "dir");
   EXPECT_EQ(options.mounts[1].argument, "/tmp");
   EXPECT_EQ(options.trace_file, "calls.jsonl");
-  EXPECT_FALSE(options.delays);
-  EXPECT_EQ(options.dos_version, 52);
-  EXPECT_EQ(options.dos_revision, 7);
-  EXPECT_TRUE(options.workbench);
-  EXPECT_EQ(options.arguments, "DH0:");
+  EXPECT_FALSE(options.dos.delays);
+  EXPECT_EQ(options.exec.dos_version, 52);
+  EXPECT_EQ(options.exec.dos_revision, 7);
+  EXPECT_TRUE(options.exec.workbench);
+  EXPECT_EQ(options.dos.arguments, "DH0:");
 }
 
 TEST(HostOptionsTest, TheFirstOtherWordEndsTheHostOptions) {
   HostCommand command = Read({"--no-delay", "RAM:", "--trace", "x", "--bogus"});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);
   EXPECT_FALSE(command.options.trace_file.has_value());
-  EXPECT_EQ(command.options.arguments, "RAM: --trace x --bogus");
+  EXPECT_EQ(command.options.dos.arguments, "RAM: --trace x --bogus");
 
   command = Read({"-x", "--no-delay"});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);
-  EXPECT_TRUE(command.options.delays);
-  EXPECT_EQ(command.options.arguments, "-x --no-delay");
+  EXPECT_TRUE(command.options.dos.delays);
+  EXPECT_EQ(command.options.dos.arguments, "-x --no-delay");
 }
 
 TEST(HostOptionsTest, ALoneDoubleDashEndsThemToo) {
   HostCommand command = Read({"--no-delay", "--", "--trace", "x"});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);
-  EXPECT_EQ(command.options.arguments, "--trace x");
+  EXPECT_EQ(command.options.dos.arguments, "--trace x");
   command = Read({"--"});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);
-  EXPECT_EQ(command.options.arguments, "");
+  EXPECT_EQ(command.options.dos.arguments, "");
   command = Read({"RAM:", "--"});
-  EXPECT_EQ(command.options.arguments, "RAM: --");
+  EXPECT_EQ(command.options.dos.arguments, "RAM: --");
 }
 
 TEST(HostOptionsTest, AValueMayLookLikeAnything) {
   const HostCommand command = Read({"--trace", "--no-delay", "RAM:"});
   ASSERT_EQ(command.type, HostCommand::Type::kRun) << command.text;
   EXPECT_EQ(command.options.trace_file, "--no-delay");
-  EXPECT_TRUE(command.options.delays);
-  EXPECT_EQ(command.options.arguments, "RAM:");
+  EXPECT_TRUE(command.options.dos.delays);
+  EXPECT_EQ(command.options.dos.arguments, "RAM:");
 }
 
 TEST(HostOptionsTest, ValuesAreTakenAsTheyAre) {
@@ -118,7 +118,7 @@ TEST(HostOptionsTest, ADosLibraryThatNobodyOpensIsRefused) {
             "--dos-version: 0.0 is too old, the tester opens no dos.library below version 50");
   EXPECT_EQ(Refusal({"--dos-version=49.65535", "RAM:"}),
             "--dos-version: 49.65535 is too old, the tester opens no dos.library below version 50");
-  EXPECT_EQ(Read({"--dos-version", "50.0", "RAM:"}).options.dos_version, 50);
+  EXPECT_EQ(Read({"--dos-version", "50.0", "RAM:"}).options.exec.dos_version, 50);
 }
 
 TEST(HostOptionsTest, WrongOptionsAreRefused) {
@@ -141,7 +141,7 @@ TEST(HostOptionsTest, WrongOptionsAreRefused) {
 TEST(HostOptionsTest, AFlagMayBeRepeated) {
   const HostCommand command = Read({"--no-delay", "--no-delay", "RAM:"});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);
-  EXPECT_FALSE(command.options.delays);
+  EXPECT_FALSE(command.options.dos.delays);
 }
 
 TEST(HostOptionsTest, AVersionIsTwoNumbers) {
@@ -155,8 +155,8 @@ TEST(HostOptionsTest, AVersionIsTwoNumbers) {
     EXPECT_TRUE(refused(text)) << text;
   }
   const HostCommand command = Read({"--dos-version=65535.0", "RAM:"});
-  EXPECT_EQ(command.options.dos_version, 65535);
-  EXPECT_EQ(command.options.dos_revision, 0);
+  EXPECT_EQ(command.options.exec.dos_version, 65535);
+  EXPECT_EQ(command.options.exec.dos_revision, 0);
 }
 
 TEST(HostOptionsTest, AWrongMountIsRefused) {
