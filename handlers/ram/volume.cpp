@@ -362,7 +362,7 @@ DosError Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_rel,
   return kNoError;
 }
 
-DosError Volume::SetDate(Entry* rel, std::string_view name, const DateStamp& date) {
+DosError Volume::SetDate(Entry* rel, std::string_view name, const ::DateStamp& date) {
   return SetAttribute(rel, name, [&date](Node& node) { node.date = date; });
 }
 
@@ -386,7 +386,7 @@ bool Volume::IsInside(const Node& directory, const Node& ancestor) const {
 
 void Volume::Touch(Node* directory) {
   if (directory == nullptr) return;
-  const DateStamp now = now_();
+  const ::DateStamp now = now_();
   for (Node* node = directory; node != nullptr; node = node->names.front()->directory) {
     node->date = now;
     node->protection &= ~std::uint32_t{EXDF_ARCHIVE};

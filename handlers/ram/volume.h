@@ -49,7 +49,7 @@ struct alignas(64) Node {
 
   std::vector<Entry*> names;  ///< all of them; those behind the first are hard links
   std::uint64_t id = 0;
-  DateStamp date{};
+  ::DateStamp date{};
   std::uint32_t protection = 0;
   std::uint32_t owner = 0;
   std::uint32_t group = 0;
@@ -82,7 +82,7 @@ using common::VolumeSettings;
 /// impossible name 210, an unknown mode 115, a change to a volume that is not validated 213.
 class Volume {
  public:
-  using Now = std::function<DateStamp()>;
+  using Now = std::function<::DateStamp()>;
   using Ref = Entry*;
   using OpenFile = ram::OpenFile;
 
@@ -130,7 +130,7 @@ class Volume {
   DosError MakeHardLink(Entry* rel, std::string_view name, Entry& target);
   DosError Delete(Entry* rel, std::string_view name);
   DosError Rename(Entry* from_rel, std::string_view from, Entry* to_rel, std::string_view to);
-  DosError SetDate(Entry* rel, std::string_view name, const DateStamp& date);
+  DosError SetDate(Entry* rel, std::string_view name, const ::DateStamp& date);
   /// Changes attributes of the object with `change`.
   DosError SetAttribute(Entry* rel, std::string_view name,
                         const std::function<void(Node&)>& change);

@@ -33,7 +33,7 @@ std::int32_t ReturnsWithLastError(TestContext& ctx, std::int32_t position) {
 }
 
 /// Records each call.
-class LoggingListener final : public RunListener {
+class EventLog final : public RunListener {
  public:
   void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {
     heard += std::string(sub_test.name) + std::to_string(number);
@@ -53,7 +53,7 @@ class RunnerTest : public testing::Test {
     return RunTestGroup(ctx_, {"Some()", table}, listener_);
   }
 
-  LoggingListener listener_;
+  EventLog listener_;
   TestBench bench_{{"RAM:"}};
   TestContext& ctx_ = bench_.Context();
 };

@@ -10,7 +10,7 @@ namespace quorle {
 namespace {
 
 /// A code that no call gives.
-constexpr std::int32_t kUntouched = 4711;
+constexpr std::int32_t kOldCode = 4711;
 
 class DosVolumesTest : public MachineTest {};
 
@@ -159,7 +159,7 @@ TEST_F(DosVolumesTest, APacketsSecondResultIsAlwaysTheCode) {
   alignas(4) std::uint8_t name[16];
   ASSERT_TRUE(dos().CopyStringSTRToBSTR("dir", name, 16));
   const PortHandle port = PortOf("DH0:");
-  dos().SetIoErr(kUntouched);
+  dos().SetIoErr(kOldCode);
   EXPECT_TRUE(dos().DoPkt(port, ACTION_CREATE_DIR, {}, name, 0, 0, name));
   EXPECT_EQ(dos().IoErr(), 0);
   EXPECT_FALSE(dos().DoPkt(port, ACTION_CREATE_DIR, {}, name, 0, 0, name));

@@ -12,7 +12,7 @@ namespace {
 // Which functions of a handler dos calls, and what it makes of fixed answers.
 
 /// A code that no call gives.
-constexpr std::int32_t kUntouched = 4711;
+constexpr std::int32_t kNotSet = 4711;
 
 class ClockThatCounts final : public Clock {
  public:
@@ -138,10 +138,10 @@ TEST_F(RecordedDosTest, AComparisonThatFailsLeavesItsCode) {
   handler_.res2 = ERROR_ACTION_NOT_KNOWN;
   EXPECT_EQ(dos.SameLock(a, b), LOCK_SAME_VOLUME);
   EXPECT_EQ(dos.IoErr(), ERROR_ACTION_NOT_KNOWN);
-  dos.SetIoErr(kUntouched);
+  dos.SetIoErr(kNotSet);
   handler_.res2 = 0;
   EXPECT_EQ(dos.SameLock(a, b), LOCK_SAME_VOLUME);
-  EXPECT_EQ(dos.IoErr(), kUntouched);
+  EXPECT_EQ(dos.IoErr(), kNotSet);
 }
 
 TEST_F(RecordedDosTest, WithoutAHandlerThatComparesALockIsStillTheSameAsItself) {
@@ -152,9 +152,9 @@ TEST_F(RecordedDosTest, WithoutAHandlerThatComparesALockIsStillTheSameAsItself) 
   const LockHandle b = dos.Lock("a", SHARED_LOCK);
   handler_.result = 0;
   handler_.res2 = ERROR_ACTION_NOT_KNOWN;
-  dos.SetIoErr(kUntouched);
+  dos.SetIoErr(kNotSet);
   EXPECT_EQ(dos.SameLock(a, a), LOCK_SAME);
-  EXPECT_EQ(dos.IoErr(), kUntouched);
+  EXPECT_EQ(dos.IoErr(), kNotSet);
   // Two locks on one object: nobody knows but the handler.
   EXPECT_EQ(dos.SameLock(a, b), LOCK_SAME_VOLUME);
   EXPECT_EQ(dos.IoErr(), ERROR_ACTION_NOT_KNOWN);
