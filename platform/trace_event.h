@@ -78,10 +78,10 @@ struct TraceEvent {
   TraceValue result = {};
   std::int32_t ioerr = 0;      ///< IoErr() right after the call
   std::string_view text = {};  ///< of "Output"
+  /// The handle that the call gave, if it gave a new one: its own, or that of a record or look-up.
+  std::optional<TraceHandle> given = {};
 
   bool is_output() const { return op == "Output"; }
-  /// The handle that the call gave, if it gave a new one: its own, or that of a record or look-up.
-  std::optional<TraceHandle> Given() const;
 };
 
 /// Where the events of a trace go.

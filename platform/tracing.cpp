@@ -54,19 +54,6 @@ class AttributesBefore {
 
 }  // namespace
 
-// ---- Events ------------------------------------------------------------------------------------
-
-std::optional<TraceHandle> TraceEvent::Given() const {
-  std::optional<TraceHandle> handle;
-  if (const auto* const itself = std::get_if<TraceHandle>(&result)) handle = *itself;
-  if (const auto* const record = std::get_if<TraceRecord>(&result)) handle = record->handle;
-  if (const auto* const device = std::get_if<TraceDevice>(&result)) handle = device->devproc;
-  if (const auto* const words = std::get_if<TraceWords>(&result)) handle = words->rdargs;
-  // The current directory from before is known already.
-  if (!handle || handle->number == 0 || op == "SetCurrentDir") return std::nullopt;
-  return handle;
-}
-
 // ---- Results -----------------------------------------------------------------------------------
 
 /// Reads the result of a call, by its type and by what the call filled.
@@ -167,6 +154,7 @@ void Tracer::Around(const Call& call, MakeCall make) {
   make();
   TraceEvent event;
   event.op = call.op;
+  given_.reset();
   // A new handle has its number before the arguments are looked at: they may hold its value of old.
   event.result = std::visit(ResultReader(*this, call), call.result);
   if (before) {
@@ -174,6 +162,7 @@ void Tracer::Around(const Call& call, MakeCall make) {
     const bool nothing = !*call.Result<bool>() && !filled.version && !filled.dos_type;
     event.result = nothing ? TraceValue() : TraceValue(filled);
   }
+  event.given = given_;
   args_.clear();
   for (const CallValue& value : call.args) args_.push_back(Shown(value));
   event.args = args_;
@@ -204,7 +193,8 @@ TraceHandle Tracer::Known(HandleType type, std::uintptr_t value) {
 
 TraceHandle Tracer::New(HandleType type, std::uintptr_t value) {
   if (value == 0) return {type, 0};
-  return {type, numbers_[{type, value}] = ++last_number_};
+  numbers_[{type, value}] = ++last_number_;
+  return *(given_ = TraceHandle{type, last_number_});
 }
 
 TraceValue Tracer::Shown(const CallValue& value) {

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <functional>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -46,6 +47,7 @@ class Tracer final : public CallHook {
   DosInterface& dos_;
   TraceSink& sink_;
   std::vector<TraceValue> args_;
+  std::optional<TraceHandle> given_;  ///< by the call that is looked at
   std::unordered_map<Key, std::uint64_t, KeyHash> numbers_;
   std::uint64_t last_number_ = 0;
   bool open_ = true;

@@ -53,7 +53,8 @@ struct RunPlace {
 /// FileSystemAttr() version, dostype; of DevNameFromPort() and VolNameFromPort() name; of
 /// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of DateStamp() Days;
 /// of Read() data, and fill, a character that the rest of the buffer is filled with, which the count
-/// does not show; of a count or a number result; of a lock or a file mode=other.
+/// does not show; of a count or a number result; of a lock or a file mode=other. The sweep has further
+/// ones (fault_injector.cpp). An unknown field replaces nothing.
 ///
 /// An empty line and a line that starts with "//" say nothing.
 struct FaultRule {
@@ -91,7 +92,7 @@ class FaultSource {
   /// The rule that `call`, which is about to be made, falls under, or null. Counts the call.
   virtual const FaultRule* Match(const Call& call) = 0;
   /// `call` fell under none and was made.
-  virtual void OnMade(const Call& call) { static_cast<void>(call); }
+  virtual void OnMade(const Call& /*call*/) {}
 
  protected:
   FaultSource() = default;

@@ -43,8 +43,8 @@ bool TraceBalance::Take(const TraceEvent& event) {
              std::end(kReleasers)) {
     const auto* const handle = std::get_if<TraceHandle>(&event.args.back());
     if (handle != nullptr && handle->number != 0) Release(TextOf(*handle));
-  } else if (const auto given = event.Given()) {
-    Give(TextOf(*given), given->type == HandleType::kExamine);
+  } else if (event.given) {
+    Give(TextOf(*event.given), event.given->type == HandleType::kExamine);
     // On success the lock belongs to the file.
     if (event.op == "OpenFromLock") Release(TextOf(std::get<TraceHandle>(event.args[0])));
   }
