@@ -29,6 +29,7 @@
 #include "program/orphans.h"
 #include "program/plugin_handler.h"
 #include "program/run_reporter.h"
+#include "program/sub_commands.h"
 #include "program/tester_machine.h"
 #include "program/trace_file.h"
 #include "tests/catalogue.h"
@@ -177,9 +178,12 @@ int main(int argc, char** argv) {
     return quorle::RETURN_FAIL;
   }
   try {
-    const std::span<const char* const> words(argv, static_cast<std::size_t>(argc));
-    const std::int32_t result =
-        quorle::Obey(quorle::ReadHostCommand(words.empty() ? words : words.subspan(1)), console);
+    const std::span<const char* const> all(argv, static_cast<std::size_t>(argc));
+    const std::span<const char* const> words = all.empty() ? all : all.subspan(1);
+    const quorle::SubCommand* const command = quorle::FindSubCommand(words);
+    const std::int32_t result = command != nullptr
+                                    ? command->run(words.subspan(1), console)
+                                    : quorle::Obey(quorle::ReadHostCommand(words), console);
     return console.failed() ? std::max<std::int32_t>(result, quorle::RETURN_ERROR) : result;
   } catch (const std::exception& error) {
     // Nothing above throws but a bug, or a host without memory.

@@ -16,6 +16,7 @@ is_installed() {
       libcli11-dev) printf '#include <CLI/CLI.hpp>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
       libgtest-dev) printf '#include <gtest/gtest.h>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
       libbenchmark-dev) printf '#include <benchmark/benchmark.h>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
+      libtomlplusplus-dev) printf '#include <toml++/toml.h>\n' | c++ -x c++ -std=c++20 -E - >/dev/null 2>&1 ;;
       nlohmann-json3-dev) printf '#include <nlohmann/json.hpp>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
       *) return 1 ;;
     esac

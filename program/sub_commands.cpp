@@ -1,0 +1,25 @@
+#include "program/sub_commands.h"
+
+#include <algorithm>
+#include <array>
+
+namespace quorle {
+namespace {
+
+constexpr std::array<SubCommand, 0> kSubCommands = {};
+
+}  // namespace
+
+std::span<const SubCommand> SubCommands() {
+  return kSubCommands;
+}
+
+const SubCommand* FindSubCommand(std::span<const char* const> words) {
+  if (words.empty()) return nullptr;
+  const auto found =
+      std::find_if(kSubCommands.begin(), kSubCommands.end(),
+                   [&](const SubCommand& command) { return command.name == words.front(); });
+  return found == kSubCommands.end() ? nullptr : &*found;
+}
+
+}  // namespace quorle

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "harness/catalogue.h"
+
+namespace quorle {
+
+/// What a catalogue says of a check.
+struct CheckInfo {
+  std::string id;           ///< "Lock.MissingObject"
+  std::string group;        ///< "Lock"
+  std::string catalogue;    ///< "standard"
+  std::int32_t row = 0;     ///< from 1
+  std::int32_t number = 0;  ///< in its group, from 1
+  std::string title;        ///< of the row, as the test list has it
+};
+
+/// The group of `label`: "Lock" of "Lock()".
+std::string_view GroupOf(std::string_view label);
+
+/// Every check of `catalogue` (ended by a row with a null group), in its order. `name` is what events
+/// call the catalogue.
+std::vector<CheckInfo> ListChecks(const TestEntry* catalogue, std::string_view name = "standard");
+
+/// Whether `pattern`, a glob as the shell has them (*, ?, [abc]), fits `id`.
+bool FitsPattern(const std::string& pattern, const std::string& id);
+
+/// The id or group name of `checks` that is nearest to `text`, for "did you mean": fewest letters
+/// changed, added, left out or swapped, case ignored. Empty when none is near.
+std::string NearestId(std::string_view text, const std::vector<CheckInfo>& checks);
+
+}  // namespace quorle

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "results/verdict.h"
+
+/// What happens in a run, as the event stream has it (`--events`): one of these a line. All texts are
+/// UTF-8. Where the stream leaves a field out it has the value that stands here.
+namespace quorle {
+
+/// The version of the stream that this program writes, and the newest that it reads.
+inline constexpr std::int32_t kEventVersion = 1;
+
+/// A run begins.
+struct RunEvent {
+  std::int32_t version = kEventVersion;
+  std::string program;  ///< "53.24"
+  std::string device;   ///< "DH0:", as the command line names it
+  std::string words;    ///< the tester's own command line behind the device: "NI TN=34"
+  std::vector<std::string> arguments;  ///< of the host program, all of them
+  std::string port;                    ///< "vector", "packet"; empty when nobody knows
+  std::string handler;                 ///< "ram", "plugin"; empty when nobody knows
+  std::string time;                    ///< UTC: "2026-11-21T19:00:00Z"
+  std::int32_t repeat = 1;             ///< which of several runs with the same arguments, from 1
+};
+
+/// What is tested, once it is identified.
+struct TargetEvent {
+  std::string device;
+  std::string volume;
+  std::string filesystem;  ///< "ram-handler 53.1 (21.11.2026)"
+  std::string dostype;     ///< "0x444F5309"
+};
+
+/// The class of a diagnostic.
+enum class DiagnosticClass : std::uint8_t { kError, kWarn, kInfo, kCleanup, kNote };
+
+/// One message of a check.
+struct Diagnostic {
+  DiagnosticClass type = DiagnosticClass::kNote;
+  bool bold = false;
+  std::int32_t code = 0;  ///< the first error code that it shows; 0 when it shows none
+  std::string text;       ///< its lines joined by blanks, without the class and without style codes
+
+  friend bool operator==(const Diagnostic&, const Diagnostic&) = default;
+};
+
+/// The first and the last line of the call trace that belong to a check, from 1; {0, 0} without any.
+struct CallRange {
+  std::int64_t first = 0;
+  std::int64_t last = 0;
+};
+
+/// A check has its verdict.
+struct CheckEvent {
+  std::string id;                      ///< "Lock.MissingObject"
+  std::string catalogue = "standard";  ///< "standard", "further"
+  std::int32_t row = 0;                ///< of its group in the catalogue, from 1
+  std::int32_t number = 0;             ///< in its group, from 1
+  Verdict verdict = Verdict::kSkipped;
+  std::int32_t result = 0;  ///< what it returned; 0 when it did not run
+  CallRange calls;
+  std::int64_t us = 0;  ///< how long it took, in microseconds
+  std::vector<Diagnostic> diagnostics;
+  /// Of a check that is blocked, of one that is unsupported because an earlier one was, and of one that
+  /// was skipped because its group or the run ended: the id of the check that is the cause.
+  std::string cause;
+  /// Of a check that is blocked because no unique name was left: the objects in the way.
+  std::vector<std::string> objects;
+  /// Why it was skipped: "not selected", "the group ended", "the run ended", "nothing to do".
+  std::string why;
+  /// Of an imported log: the text fits several checks, of which this is the first.
+  bool ambiguous = false;
+};
+
+/// A group has ended.
+struct GroupEvent {
+  std::string id;  ///< "Lock"
+  std::int32_t row = 0;
+  Verdict verdict = Verdict::kSkipped;
+  std::int32_t result = 0;
+  std::int64_t us = 0;
+};
+
+/// A handler's process has ended, or was ended.
+struct HandlerEndedEvent {
+  std::string id;    ///< of the check; of the group between checks; empty outside of the tests
+  std::string call;  ///< "FSLock"
+  std::string how;   ///< "signal 11 (SIGSEGV)"
+  bool restarted = false;  ///< the next group gets another process
+};
+
+/// A scratch object is still on the volume.
+struct LeftBehindEvent {
+  std::string id;
+  std::string object;
+  std::int32_t code = 0;  ///< of the call that failed to remove or to find it
+};
+
+/// Something about a handler that no check looks at.
+struct ComplaintEvent {
+  std::string id;
+  std::string text;
+};
+
+/// A device was unmounted and mounted again.
+struct RemountEvent {
+  std::string id;
+  bool ok = true;
+  std::string text;
+};
+
+/// A run has ended.
+struct EndEvent {
+  std::int32_t result = 0;                 ///< of the tester: 0, 10 or 20
+  std::map<Verdict, std::int32_t> checks;  ///< how many have which verdict
+  std::int64_t us = 0;
+};
+
+using Event = std::variant<RunEvent, TargetEvent, CheckEvent, GroupEvent, HandlerEndedEvent,
+                           LeftBehindEvent, ComplaintEvent, RemountEvent, EndEvent>;
+
+}  // namespace quorle

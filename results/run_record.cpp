@@ -1,0 +1,178 @@
+#include "results/run_record.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include "results/event_json.h"
+
+namespace quorle {
+namespace {
+
+/// No event that this program writes comes near it. A longer line is no event stream.
+constexpr std::size_t kLongestLine = 4 << 20;
+/// JSON within JSON: a parser that calls itself must not be led deeper than its stack.
+constexpr int kDeepest = 16;
+
+/// Whether brackets outside of texts are nested no deeper than any event has them.
+bool IsFlat(std::string_view line) {
+  int depth = 0;
+  bool in_text = false;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    if (in_text) {
+      if (c == '\\') ++i;
+      if (c == '"') in_text = false;
+    } else if (c == '"') {
+      in_text = true;
+    } else if (c == '{' || c == '[') {
+      if (++depth > kDeepest) return false;
+    } else if (c == '}' || c == ']') {
+      --depth;
+    }
+  }
+  return true;
+}
+
+/// The lines of a file, one at a time.
+class Lines {
+ public:
+  explicit Lines(const std::string& path) : file_(std::fopen(path.c_str(), "re")) {
+    if (file_ == nullptr) error_ = errno;
+  }
+
+  enum class State : std::uint8_t {
+    kLine,     ///< text() is one, its line break left out
+    kTorn,     ///< text() is what stands behind the last line break
+    kEnd,      ///< there is no more
+    kTooLong,  ///< a line that is longer than any event
+    kFailed,   ///< why() says why
+  };
+  State Next() {
+    if (file_ == nullptr) return State::kFailed;
+    text_.clear();
+    for (;;) {
+      if (at_ == filled_) {
+        at_ = 0;
+        filled_ = std::fread(block_.data(), 1, block_.size(), file_.get());
+        if (filled_ == 0) {
+          if (std::ferror(file_.get()) != 0) {
+            error_ = errno;
+            return State::kFailed;
+          }
+          return text_.empty() ? State::kEnd : State::kTorn;
+        }
+      }
+      const std::string_view rest(block_.data() + at_, filled_ - at_);
+      const std::size_t end = rest.find('\n');
+      text_ += rest.substr(0, end);
+      at_ += end == std::string_view::npos ? rest.size() : end + 1;
+      if (text_.size() > kLongestLine) return State::kTooLong;
+      if (end != std::string_view::npos) return State::kLine;
+    }
+  }
+  const std::string& text() const { return text_; }
+  std::string why() const { return std::strerror(error_); }
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+
+  std::unique_ptr<std::FILE, Close> file_;
+  std::vector<char> block_ = std::vector<char>(64 << 10);
+  std::size_t at_ = 0;
+  std::size_t filled_ = 0;
+  std::string text_;
+  int error_ = 0;
+};
+
+/// Adds an event to the run that it belongs to.
+class Collector {
+ public:
+  explicit Collector(std::vector<RunRecord>& runs) : runs_(runs) {}
+
+  /// False, with `problem`, when the event cannot be there.
+  bool Add(Event event, std::string& problem) {
+    if (auto* const run = std::get_if<RunEvent>(&event)) {
+      if (run->version > kEventVersion) {
+        problem = "it is version " + std::to_string(run->version) +
+                  " of the event stream; this program reads version " +
+                  std::to_string(kEventVersion);
+        return false;
+      }
+      runs_.emplace_back().start = std::move(*run);
+      return true;
+    }
+    if (runs_.empty()) {
+      problem = "no event stream: the first event is not \"run\"";
+      return false;
+    }
+    std::visit([this](auto&& part) { Append(std::move(part)); }, std::move(event));
+    return true;
+  }
+
+ private:
+  void Append(RunEvent&&) {}
+  void Append(TargetEvent&& event) { runs_.back().target = std::move(event); }
+  void Append(CheckEvent&& event) { runs_.back().checks.push_back(std::move(event)); }
+  void Append(GroupEvent&& event) { runs_.back().groups.push_back(std::move(event)); }
+  void Append(HandlerEndedEvent&& event) { runs_.back().handler_ends.push_back(std::move(event)); }
+  void Append(LeftBehindEvent&& event) { runs_.back().left_behind.push_back(std::move(event)); }
+  void Append(ComplaintEvent&& event) { runs_.back().complaints.push_back(std::move(event)); }
+  void Append(RemountEvent&& event) { runs_.back().remounts.push_back(std::move(event)); }
+  void Append(EndEvent&& event) { runs_.back().end = std::move(event); }
+
+  std::vector<RunRecord>& runs_;
+};
+
+}  // namespace
+
+bool ReadEvents(const std::string& path, std::vector<RunRecord>& runs, std::string& problem) {
+  std::vector<RunRecord> read;
+  Collector collector(read);
+  Lines lines(path);
+  std::size_t number = 0;
+  const auto refuse = [&](const std::string& why) {
+    problem = path + ":" + std::to_string(number) + ": " + why;
+    return false;
+  };
+  for (;;) {
+    const Lines::State state = lines.Next();
+    if (state == Lines::State::kFailed) {
+      problem = "cannot read " + path + ": " + lines.why();
+      return false;
+    }
+    // What stands behind the last line break is the line in which a run was cut off.
+    if (state == Lines::State::kEnd || state == Lines::State::kTorn) break;
+    ++number;
+    if (state == Lines::State::kTooLong || !IsFlat(lines.text())) {
+      return refuse("no event stream: the line is larger than any event");
+    }
+    std::string why;
+    std::optional<Event> event = ReadJsonLine(lines.text(), why);
+    if (!why.empty()) return refuse("no event: " + why);
+    if (event && !collector.Add(std::move(*event), why)) return refuse(why);
+  }
+  if (read.empty()) {
+    problem = path + ": it holds no run";
+    return false;
+  }
+  for (std::size_t i = 0; i < read.size(); ++i) {
+    read[i].source = read.size() == 1 ? path : path + " " + std::to_string(i + 1);
+    runs.push_back(std::move(read[i]));
+  }
+  return true;
+}
+
+}  // namespace quorle

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace quorle {
+
+/// Replaces the file `path` by `text`, whole or not at all: it is written beside it under another name,
+/// which is then renamed. A link is followed, permissions stay, and what is no plain file (a pipe, a
+/// terminal) is written in place. False, with `problem` one line that names the file, when that fails;
+/// nothing is left beside it.
+bool WriteWholeFile(const std::string& path, std::string_view text, std::string& problem);
+
+}  // namespace quorle
