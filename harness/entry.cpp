@@ -93,7 +93,7 @@ bool SelectTests(TestContext& ctx) {
 std::int32_t RunGroups(TestContext& ctx, const TestEntry* catalogue, RunListener& listener) {
   DosInterface& dos = *ctx.IDOS;
   const std::int32_t end = ctx.catalogue_size - 1;
-  listener.OnRunStart(ctx.first_index, ctx.last_index < end ? ctx.last_index : end);
+  listener.OnRunStart(ctx, ctx.first_index, ctx.last_index < end ? ctx.last_index : end);
   std::int32_t sum = 0;
   for (std::int32_t i = ctx.first_index; catalogue[i].group != nullptr; ++i) {
     const TestGroup& group = *catalogue[i].group;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "harness/catalogue.h"
+#include "harness/context.h"
 
 namespace quorle {
 
@@ -10,9 +11,10 @@ namespace quorle {
 /// platform's calls as they are: it runs between them. Override what is of interest.
 class RunListener {
  public:
-  /// The rows from index `first` to index `last`, both included, are about to run. Not called when
-  /// the run is refused before.
-  virtual void OnRunStart(std::int32_t /*first*/, std::int32_t /*last*/) {}
+  /// The rows from index `first` to index `last`, both included, are about to run on the target that
+  /// `ctx` describes, which stays until the run ends. Not called when the run is refused before.
+  virtual void OnRunStart(const TestContext& /*ctx*/, std::int32_t /*first*/,
+                          std::int32_t /*last*/) {}
   /// `row` is the number of the row, from 1.
   virtual void OnGroupStart(const TestEntry& /*entry*/, std::int32_t /*row*/) {}
   /// `number` is the sub-test's in its group, from 1.

@@ -138,6 +138,20 @@ class Tracer::ResultReader {
   const Call& call_;
 };
 
+// ---- Texts -------------------------------------------------------------------------------------
+
+bool IsOutput(const Call& call) {
+  return call.op == "Printf" || call.op == "PutStr";
+}
+
+std::string PrintedText(const Call& call, std::int32_t code) {
+  const auto* const message = call.MemoryAs<Message>();
+  if (message == nullptr) return std::get<const char*>(call.args[0]);
+  FinishedText finished;
+  FormatText(message->format, message->args, message->count, {code, true}, finished);
+  return std::move(finished.text);
+}
+
 // ---- Calls -------------------------------------------------------------------------------------
 
 void Tracer::Around(const Call& call, MakeCall make) {
@@ -145,7 +159,7 @@ void Tracer::Around(const Call& call, MakeCall make) {
     make();
     return;
   }
-  if (call.op == "Printf" || call.op == "PutStr") {
+  if (IsOutput(call)) {
     Output(call, make);
     return;
   }
@@ -171,16 +185,11 @@ void Tracer::Around(const Call& call, MakeCall make) {
 }
 
 void Tracer::Output(const Call& call, MakeCall make) {
-  FinishedText text;
-  if (const auto* const message = call.MemoryAs<Message>()) {
-    FormatText(message->format, message->args, message->count, {dos_.IoErr(), true}, text);
-  } else {
-    text.text = std::get<const char*>(call.args[0]);
-  }
+  const std::string text = PrintedText(call, dos_.IoErr());
   make();
   TraceEvent event;
   event.op = "Output";
-  event.text = text.text;
+  event.text = text;
   open_ = sink_.Take(event);
 }
 

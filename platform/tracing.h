@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -11,6 +12,12 @@
 #include "platform/trace_event.h"
 
 namespace quorle {
+
+/// Whether `call` is a text on the console, which a trace shows as "Output".
+bool IsOutput(const Call& call);
+
+/// What such a call prints, finished; `code` is the error code before it.
+std::string PrintedText(const Call& call, std::int32_t code);
 
 /// The call trace: every call of the tester, in order, as an event.
 ///

@@ -101,6 +101,7 @@ std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch, Ca
   }
   auto program = std::make_unique<PluginProgram>(spec.argument);
   if (isolated) {
+    settings.restart = restart != "no";
     return std::make_unique<isolation::IsolatedProgram>(std::move(program), settings, watch);
   }
   if (limit || settings.restart) {

@@ -11,7 +11,7 @@ namespace quorle {
 ///
 ///   isolate=yes|no   whether it runs in a process of its own; yes unless given
 ///   limit=SECONDS    how long one call may take there, 1 to 86400; 10 unless given
-///   restart=yes|no   whether the next test gets another process after one has ended; no unless
+///   restart=yes|no   whether the next test gets another process after one has ended; yes unless
 ///                    given
 ///
 /// `watch` reports how processes ended, `gate`, which may be null, for how long they were stopped;

@@ -59,6 +59,14 @@ std::vector<CheckInfo> ListChecks(const TestEntry* catalogue, std::string_view n
   return checks;
 }
 
+std::vector<std::string> ListNotes(const TestEntry* catalogue) {
+  std::vector<std::string> notes;
+  for (const TestEntry* entry = catalogue; entry->group != nullptr; ++entry) {
+    if (entry->group->sub_tests == nullptr) notes.emplace_back(GroupOf(entry->group->label));
+  }
+  return notes;
+}
+
 bool FitsPattern(const std::string& pattern, const std::string& id) {
   return fnmatch(pattern.c_str(), id.c_str(), 0) == 0;
 }

@@ -26,6 +26,9 @@ std::string_view GroupOf(std::string_view label);
 /// call the catalogue.
 std::vector<CheckInfo> ListChecks(const TestEntry* catalogue, std::string_view name = "standard");
 
+/// The groups of `catalogue` that have no checks, in its order.
+std::vector<std::string> ListNotes(const TestEntry* catalogue);
+
 /// Whether `pattern`, a glob as the shell has them (*, ?, [abc]), fits `id`.
 bool FitsPattern(const std::string& pattern, const std::string& id);
 

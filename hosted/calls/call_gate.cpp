@@ -97,10 +97,7 @@ bool CallGate::Admits(Purpose purpose) {
   if (used_ < settings_.limit) return true;
   if (!reported_) {
     reported_ = true;
-    const std::string place = watch_.Place();
-    watch_.Report((place.empty() ? "outside of the tests" : place) +
-                  ": the handler took more than " + how_long_ +
-                  " (--limit); the calls that are left fail");
+    watch_.ReportLimit("took more than " + how_long_);
   }
   return purpose == Purpose::kRelease && used_ < 2 * settings_.limit;
 }

@@ -10,6 +10,29 @@
 
 namespace quorle {
 
+/// The end of a handler.
+struct HandlerEnd {
+  std::string device;      ///< "DH0"
+  std::string how;         ///< "ended by signal 11 (SIGSEGV)"
+  std::string call;        ///< in which it ended: "FSLock()"
+  bool restarted = false;  ///< the next test group gets another process
+};
+
+/// Gets what a watch is about, beside the lines for people.
+class WatchListener {
+ public:
+  /// `line` was reported, which is about none of the following.
+  virtual void OnReport(const std::string& /*line*/) {}
+  virtual void OnHandlerEnd(const HandlerEnd& /*end*/) {}
+  /// The handlers `took` as long as they may for one group: "took more than 60 seconds".
+  virtual void OnLimit(const std::string& /*took*/) {}
+  /// A handler that ended could not be started again.
+  virtual void OnRestartFailed() {}
+
+ protected:
+  ~WatchListener() = default;
+};
+
 /// Which test is running, for those who must say where something happened, and where they say it.
 class RunWatch {
  public:
@@ -40,9 +63,33 @@ class RunWatch {
     group_.clear();
     ++moves_;
   }
+  /// `listener` gets what comes from now on; it stays the caller's. Null ends that.
+  void SetListener(WatchListener* listener) { listener_ = listener; }
+
   void Report(const std::string& line) {
-    ++reports_;
-    report_(line);
+    Print(line);
+    if (listener_ != nullptr) listener_->OnReport(line);
+  }
+  /// Reports that a handler has ended, and where; `trace` is what its stack was, a line each.
+  void ReportEnd(const HandlerEnd& end, const std::vector<std::string>& trace) {
+    std::string line = "handler process of " + end.device + ": " + end.how + " in " + end.call;
+    if (const std::string place = Place(); !place.empty()) line += ", " + place;
+    if (end.restarted) line += "; started again for the next test";
+    Print(line);
+    for (const std::string& frame : trace) Print("  " + frame);
+    if (listener_ != nullptr) listener_->OnHandlerEnd(end);
+  }
+  /// Reports that the handler of `device` could not be started again, and why.
+  void ReportFailedRestart(const std::string& device, const std::string& why) {
+    Print("handler process of " + device + ": could not be started again: " + why);
+    if (listener_ != nullptr) listener_->OnRestartFailed();
+  }
+  /// Reports that the handlers `took` as long as they may for one group.
+  void ReportLimit(const std::string& took) {
+    const std::string place = Place();
+    Print((place.empty() ? "outside of the tests" : place) + ": the handler " + took +
+          " (--limit); the calls that are left fail");
+    if (listener_ != nullptr) listener_->OnLimit(took);
   }
   /// Reports that the handler of `device` did `what` in `call` ("FSRead()"), and where. A handler
   /// does the same thing again and again: the same line is reported once, and no more than
@@ -75,7 +122,13 @@ class RunWatch {
   int reports() const { return reports_; }
 
  private:
+  void Print(const std::string& line) {
+    ++reports_;
+    report_(line);
+  }
+
   std::function<void(const std::string& line)> report_;
+  WatchListener* listener_ = nullptr;
   int test_ = 0;
   std::string group_;
   std::string check_;

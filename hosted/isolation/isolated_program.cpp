@@ -156,8 +156,7 @@ void IsolatedProgram::Restart() {
     return;
   }
   may_restart_ = false;
-  watch_.Report("handler process of " + std::string(mount_.DeviceName) +
-                ": could not be started anew: " + problem);
+  watch_.ReportFailedRestart(mount_.DeviceName, problem);
 }
 
 void IsolatedProgram::LockRootsAgain() {
@@ -187,12 +186,9 @@ void IsolatedProgram::LockRootsAgain() {
 
 void IsolatedProgram::End(const std::string& how, const std::string& where) {
   ended_in_ = watch_.begun();
-  std::string line =
-      "handler process of " + std::string(mount_.DeviceName) + ": " + how + " in " + where;
-  if (const std::string place = watch_.Place(); !place.empty()) line += ", " + place;
-  if (may_restart_) line += "; started anew for the next test";
-  watch_.Report(line);
-  for (const std::string& frame : link_->trace()) watch_.Report("  " + frame);
+  watch_.ReportEnd(
+      {.device = mount_.DeviceName, .how = how, .call = where, .restarted = may_restart_},
+      link_->trace());
 }
 
 // ---- Calls -------------------------------------------------------------------------------------

@@ -221,7 +221,7 @@ TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {
   EXPECT_EQ(
       run.errors,
       ReportedLine(
-          "ended by signal 11 (SIGSEGV) in FSRename(), test 34 (Rename.RenamedFile); started anew for the next test"));
+          "ended by signal 11 (SIGSEGV) in FSRename(), test 34 (Rename.RenamedFile); started again for the next test"));
   EXPECT_EQ(run.status, 10);
   // Every group but the one says what it always says.
   const auto from = [](const std::string& text, const char* mark) { return text.find(mark); };
@@ -239,7 +239,7 @@ TEST(PluginRunTest, OneCrashDoesNotHideTheOtherGroups) {
 TEST(PluginRunTest, AHandlerMayCrashInManyTests) {
   const ProgramRun run = RunOver("plugin:rogue_plugin.so,restart=yes,in=FSClose,how=signal");
   EXPECT_EQ(run.status, 10);
-  EXPECT_GT(Count(run.errors, "started anew for the next test\n"), 20) << run.errors;
+  EXPECT_GT(Count(run.errors, "started again for the next test\n"), 20) << run.errors;
   EXPECT_EQ(Count(run.errors, "\n"), Count(run.errors, " in FSClose(), test ")) << run.errors;
 }
 

@@ -156,8 +156,8 @@ class PlaceListener final : public RunListener {
  public:
   PlaceListener(FaultRules& rules, RunListener& inner) : rules_(rules), inner_(inner) {}
 
-  void OnRunStart(std::int32_t first, std::int32_t last) override {
-    inner_.OnRunStart(first, last);
+  void OnRunStart(const TestContext& ctx, std::int32_t first, std::int32_t last) override {
+    inner_.OnRunStart(ctx, first, last);
   }
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
     row_ = row;

@@ -113,7 +113,7 @@ constexpr TestEntry kRowsWithSubTests[] = {{&kPassingGroup, "First"},
 /// Records each call.
 class LoggingListener final : public RunListener {
  public:
-  void OnRunStart(std::int32_t first, std::int32_t last) override {
+  void OnRunStart(const TestContext&, std::int32_t first, std::int32_t last) override {
     Log() += std::to_string(first) + "-" + std::to_string(last);
   }
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {

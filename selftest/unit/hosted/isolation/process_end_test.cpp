@@ -342,7 +342,7 @@ TEST_F(IsolatedProgramTest, AnotherProcessIsMadeForTheNextTest) {
   EXPECT_EQ(lines_,
             std::vector<std::string>{
                 "handler process of DH0: exited with status 3 in FSRename(), test 34 (Rename); "
-                "started anew for the next test"});
+                "started again for the next test"});
 }
 
 TEST_F(IsolatedProgramTest, ARootLockByPacketsIsTakenAgainToo) {
@@ -371,7 +371,7 @@ TEST_F(IsolatedProgramTest, WhatCannotBeStartedAgainStaysAway) {
   }
   ASSERT_EQ(lines_.size(), 2U);
   EXPECT_EQ(lines_[1],
-            "handler process of DH0: could not be started anew: it was mounted once before");
+            "handler process of DH0: could not be started again: it was mounted once before");
   std::filesystem::remove(file);
 }
 
