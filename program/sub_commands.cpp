@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <array>
 
+#include "program/compare_command.h"
+
 namespace quorle {
 namespace {
 
-constexpr std::array<SubCommand, 0> kSubCommands = {};
+constexpr std::array<SubCommand, 1> kSubCommands = {{
+    {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare},
+}};
 
 }  // namespace
 

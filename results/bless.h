@@ -12,11 +12,12 @@ namespace quorle {
 
 /// What `--bless` did to a file.
 struct BlessReport {
-  std::size_t added = 0;             ///< entries, each with the reason "TODO"
-  std::size_t changed = 0;           ///< entries whose verdict or code is another now
-  std::size_t removed = 0;           ///< entries whose checks pass now
-  std::vector<std::string> blocked;  ///< checks that are never written, being blocked
-  Expectations expectations;         ///< as the file has them now
+  std::size_t added = 0;    ///< entries, each with the reason "TODO"
+  std::size_t changed = 0;  ///< entries whose verdict or code is another now
+  std::size_t removed = 0;  ///< entries whose checks pass now
+  std::vector<std::string>
+      blocked;                ///< checks that are not written, as nobody expects a blocked one
+  Expectations expectations;  ///< as the file has them now
 };
 
 /// Whether Bless() can begin with the file `path`: there is none yet, or it is right. (A strict file may

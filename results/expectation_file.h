@@ -12,6 +12,9 @@
 
 namespace quorle {
 
+/// What some editors write at the start of a file.
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 /// A part of a text: from byte `begin` to before byte `end`.
 struct TextPart {
   std::size_t begin = 0;
@@ -26,19 +29,20 @@ struct ExpectationEntry {
   RunConditions when;
   std::string reason;
 
-  std::size_t number = 0;  ///< from 1
-  std::size_t line = 0;    ///< of its [[expect]], from 1
-  std::size_t check_line = 0;
-  TextPart body;           ///< from [[expect]] to the end of the line of its last key
-  TextPart verdict_value;  ///< what stands behind `verdict =`
+  std::size_t number = 0;      ///< of the entry in its file, from 1
+  std::size_t line = 0;        ///< of its [[expect]], from 1
+  std::size_t check_line = 0;  ///< of its key "check"
+  TextPart body;               ///< from [[expect]] to the end of the line of its last key
+  TextPart verdict_value;      ///< what stands behind "verdict ="
   bool verdict_is_list = false;
-  TextPart last_verdict;  ///< of a list the last one in it
-  TextPart code_value;    ///< what stands behind `code =`; empty without one
+  TextPart last_verdict;  ///< the last one of a list
+  TextPart code_value;    ///< what stands behind "code ="; empty without one
 
   /// Whether it names checks by a pattern, not one by its id.
-  bool is_pattern() const;
+  bool is_pattern() const { return check.find_first_of("*?[\\") != std::string::npos; }
+  /// Whether its reason is what --bless writes for want of one.
+  bool is_todo() const { return reason == "TODO"; }
   bool Lists(Verdict verdict) const;
-  bool is_todo() const;
 };
 
 /// A file of expectations as it is written, with the places of its parts.
@@ -49,17 +53,23 @@ struct ExpectationFile {
   std::vector<ExpectationEntry> entries;
 };
 
-/// Reads `text`, the content of the file `path`: what can be seen without knowing which checks there are.
-/// False, with `problem` one line that names file, line and entry, when it is wrong.
+/// Reads `text`, the content of the file `path`: all that can be seen without knowing which checks there
+/// are. False, with `problem` one line that names file, line and entry, when it is wrong.
 bool ParseExpectations(const std::string& path, std::string text, ExpectationFile& file,
                        std::string& problem);
-
-/// "quorle.toml:12: entry 3 (Lock.MissingObject): " before what is wrong with it.
-std::string EntryProblem(const ExpectationFile& file, const ExpectationEntry& entry,
-                         std::size_t line, std::string_view what);
 
 /// Reads the file `path` into `text`. False, with `problem` one line, when it cannot be read or is larger
 /// than any file of expectations.
 bool ReadExpectationText(const std::string& path, std::string& text, std::string& problem);
+
+/// "quorle.toml:12"
+std::string LineOf(const std::string& path, std::size_t line);
+
+/// "quorle.toml:12: entry 3 (Lock.MissingObject): " and `what`, which is wrong with it.
+std::string EntryProblem(const std::string& path, std::size_t line, const ExpectationEntry& entry,
+                         std::string_view what);
+
+/// `text` in quotes, on one line and not long, as a message names what a file has.
+std::string QuotedBriefly(std::string_view text);
 
 }  // namespace quorle
