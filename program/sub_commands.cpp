@@ -3,10 +3,15 @@
 #include <algorithm>
 #include <array>
 
+#include "program/report_command.h"
+
 namespace quorle {
 namespace {
 
-constexpr std::array<SubCommand, 0> kSubCommands = {};
+constexpr std::array<SubCommand, 1> kSubCommands = {{
+    {"report", "Shows runs from their event files: as text, TAP, JUnit, Markdown or HTML.",
+     RunReport},
+}};
 
 }  // namespace
 

@@ -32,6 +32,15 @@ bool HasFailed(const std::string& id, const RunRecord& record) {
   });
 }
 
+/// The lines of `text` that are not empty.
+void AppendLines(std::string_view text, std::vector<std::string>& lines) {
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    if (end != 0) lines.emplace_back(text.substr(0, end));
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  }
+}
+
 std::string CutOffText(const RunRecord& record) {
   if (record.checks.empty()) return "the run was cut off before a check had its verdict";
   return "the run was cut off after " + record.checks.back().id + ": " +
@@ -202,6 +211,37 @@ std::string CauseText(const CheckEvent& check) {
   }
   if (check.cause.empty()) return check.why;
   return (check.why.empty() ? "did not run" : check.why) + ", because of " + check.cause;
+}
+
+std::vector<std::string> DetailLines(const JudgedRun& run, const JudgedCheck& check) {
+  std::vector<std::string> lines;
+  const CheckEvent& event = *check.check;
+  if (check.judgement.type == Judgement::Type::kSurprisePass) {
+    lines.push_back(SurpriseText(check.judgement));
+    AppendLines(check.judgement.entry, lines);
+  } else if (!check.judgement.reason.empty()) {
+    lines.push_back("expectation: " + check.judgement.reason);
+  }
+  const std::size_t before = lines.size();
+  for (const Diagnostic& diagnostic : event.diagnostics) {
+    lines.push_back(std::string(NameOf(diagnostic.type)) + ": " + diagnostic.text);
+  }
+  for (const HandlerEndedEvent& end : run.record->handler_ends) {
+    if (end.id == event.id) lines.push_back(EndText(end));
+  }
+  std::string cause = CauseText(event);
+  if (!cause.empty()) lines.push_back(std::move(cause));
+  if (lines.size() == before && event.verdict != Verdict::kPass) {
+    std::string line = HeadLine(event);
+    if (!line.empty()) lines.push_back(std::move(line));
+  }
+  if (event.ambiguous) lines.push_back("the text fits other checks too; this is the first of them");
+  return lines;
+}
+
+std::string SurpriseText(const Judgement& judgement) {
+  return "passed, where another verdict is expected: " + judgement.reason +
+         "; the entry to delete:";
 }
 
 std::string EndText(const HandlerEndedEvent& end) {

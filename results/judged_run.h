@@ -58,8 +58,15 @@ std::string CountsLine(const JudgedRun& run);
 /// one line with its class; else why it has its verdict. Empty when there is nothing to say.
 std::string HeadLine(const CheckEvent& check);
 
+/// All that is to be said of a check of `run`, a line each: what was expected otherwise; each diagnostic
+/// with its class; how a handler ended; why it has its verdict. Empty for one that passed in silence.
+std::vector<std::string> DetailLines(const JudgedRun& run, const JudgedCheck& check);
+
 /// Why a check is blocked or has no verdict of its own: "blocked by Lock.X". Empty when it has one.
 std::string CauseText(const CheckEvent& check);
+
+/// What is said of a surprise pass; its entry follows, a line each.
+std::string SurpriseText(const Judgement& judgement);
 
 /// "the handler ended in FSLock(): signal 11 (SIGSEGV)"
 std::string EndText(const HandlerEndedEvent& end);

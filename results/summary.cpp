@@ -23,9 +23,9 @@ struct Blocked {
 };
 
 /// Writes the summary of one run.
-class Writer {
+class SummaryWriter {
  public:
-  Writer(const JudgedRun& run, bool colours) : run_(run), colours_(colours) {
+  SummaryWriter(const JudgedRun& run, bool colours) : run_(run), colours_(colours) {
     for (const JudgedCheck& check : run_.checks) {
       const bool is_blocked = check.check->verdict == Verdict::kBlocked;
       if (check.judgement.is_fine()) continue;
@@ -65,8 +65,8 @@ class Writer {
     if (check.check->verdict == Verdict::kBlocked) return WriteBlocked(*check.check);
     const std::string& id = check.check->id;
     if (check.judgement.type == Judgement::Type::kSurprisePass) {
-      WriteHeading(id, "pass, where another verdict is expected: " + check.judgement.reason);
-      WriteEntry(check.judgement.entry);
+      WriteHeading(id, "pass");
+      for (const std::string& line : DetailLines(run_, check)) WriteLine(line);
       return true;
     }
     WriteHeading(id, std::string(NameOf(check.check->verdict)));
@@ -115,16 +115,6 @@ class Writer {
     }
   }
 
-  /// The text of an expectation, as its file has it.
-  void WriteEntry(std::string_view entry) {
-    WriteLine("the entry to delete:");
-    while (!entry.empty()) {
-      const std::size_t end = entry.find('\n');
-      if (end != 0) WriteLine("    " + std::string(entry.substr(0, end)));
-      entry.remove_prefix(end == std::string_view::npos ? entry.size() : end + 1);
-    }
-  }
-
   void WriteReasonsToDo() {
     std::string ids;
     std::size_t count = 0;
@@ -165,7 +155,7 @@ class Writer {
 
 std::string SummaryOf(const RunRecord& run, const Expectations& expectations, bool colours) {
   const JudgedRun judged = JudgeRun(run, expectations);
-  return Writer(judged, colours).Write();
+  return SummaryWriter(judged, colours).Write();
 }
 
 std::string SummaryReport(std::span<const RunRecord> runs, const Expectations& expectations,
@@ -178,7 +168,7 @@ std::string SummaryReport(std::span<const RunRecord> runs, const Expectations& e
     if (!text.empty()) text += '\n';
     const std::string target = TargetText(record);
     text += ShowControlsOfUtf8(record.source + (target.empty() ? "" : " (" + target + ")")) + "\n";
-    text += Writer(run, colours).Write();
+    text += SummaryWriter(run, colours).Write();
   }
   if (runs.size() > 1) {
     text += "\n" + std::to_string(fine) + " of " + Plural(runs.size(), "run") + " as expected\n";
