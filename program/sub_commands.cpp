@@ -4,12 +4,15 @@
 #include <array>
 
 #include "program/compare_command.h"
+#include "program/report_command.h"
 
 namespace quorle {
 namespace {
 
 constexpr std::array<SubCommand, 1> kSubCommands = {{
+     RunReport},
     {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare},
+    {"report", "Shows runs from their event files: as text, TAP, JUnit, Markdown or HTML.",
 }};
 
 }  // namespace

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "hosted/dos/control_characters.h"
 #include "hosted/dos/descriptors.h"
+#include "platform/control_characters.h"
 
 namespace quorle {
 namespace {

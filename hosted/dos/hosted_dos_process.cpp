@@ -1,9 +1,9 @@
 #include <string>
 #include <string_view>
 
-#include "hosted/dos/control_characters.h"
 #include "hosted/dos/date_text.h"
 #include "hosted/dos/hosted_dos.h"
+#include "platform/control_characters.h"
 #include "platform/format_text.h"
 
 namespace quorle {

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "hosted/calls/mount.h"
-#include "hosted/dos/control_characters.h"
 #include "hosted/dos/read_args.h"
 #include "platform/constants.h"
+#include "platform/control_characters.h"
 #include "program/host_options.h"
 
 // The words that a shell hands over, one a line.

@@ -1,4 +1,4 @@
-#include "hosted/dos/control_characters.h"
+#include "platform/control_characters.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,15 +14,19 @@ bool IsControl(char c) {
   return Byte(c) < 0x20 || (Byte(c) >= 0x7F && Byte(c) < 0xA0);
 }
 
-void Append(char c, std::string& result) {
-  if (!IsControl(c)) {
-    result += c;
-    return;
-  }
+void AppendShown(char c, std::string& result) {
   constexpr char kDigits[] = "0123456789abcdef";
   result += "\\x";
   result += kDigits[Byte(c) >> 4];
   result += kDigits[Byte(c) & 0xF];
+}
+
+void Append(char c, std::string& result) {
+  if (IsControl(c)) {
+    AppendShown(c, result);
+  } else {
+    result += c;
+  }
 }
 
 /// How many bytes the printable character of UTF-8 at the start of `text` has, when it has more than
@@ -39,6 +43,14 @@ std::size_t WideCharacter(std::string_view text) {
     if (Byte(text[i]) < 0x80 || Byte(text[i]) > 0xBF) return 0;
   }
   return following + 1;
+}
+
+/// Whether the well-formed character is none that a text can hold: a half of a pair, one past the last
+/// plane, U+FFFE or U+FFFF.
+bool IsNoCharacter(std::string_view wide) {
+  return (wide[0] == '\xed' && Byte(wide[1]) >= 0xA0) ||
+         (wide[0] == '\xf4' && Byte(wide[1]) >= 0x90) || wide == "\xef\xbf\xbe" ||
+         wide == "\xef\xbf\xbf";
 }
 
 }  // namespace
@@ -60,6 +72,25 @@ std::string ShowControlsOfLine(std::string_view line) {
       result += line.substr(0, wide);
       line.remove_prefix(wide);
     }
+  }
+  return result;
+}
+
+std::string ShowControlsOfUtf8(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const char first = text.front();
+    const std::size_t wide = WideCharacter(text);
+    const bool stays =
+        wide == 0 ? Byte(first) < 0x80 && !IsControl(first) : !IsNoCharacter(text.substr(0, wide));
+    const std::string_view character = text.substr(0, wide == 0 ? 1 : wide);
+    if (stays) {
+      result += character;
+    } else {
+      for (const char c : character) AppendShown(c, result);
+    }
+    text.remove_prefix(character.size());
   }
   return result;
 }

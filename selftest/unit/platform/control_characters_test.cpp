@@ -1,4 +1,4 @@
-#include "hosted/dos/control_characters.h"
+#include "platform/control_characters.h"
 
 #include <gtest/gtest.h>
 
@@ -59,6 +59,22 @@ INSTANTIATE_TEST_SUITE_P(
         Shown{"\xf5\x80\x80\x80", "\xf5\\x80\\x80\\x80"}, Shown{"\xc3", "\xc3"},  // cut short
         Shown{"\xe2\x82", "\xe2\\x82"}, Shown{"\xe2\x1b[m", "\xe2\\x1b[m"},
         Shown{"\xe4\xf6", "\xe4\xf6"}));  // of Latin-1
+
+TEST(ControlCharactersTest, AReportIsUtf8) {
+  for (const char* const text : {"", "plain", "\xc3\x84", "\xe2\x82\xac", "\xf0\x9f\x98\x80",
+                                 "\xc2\xa0", "\xed\x9f\xbf", "\xf4\x8f\xbf\xbf", "\xef\xbf\xbd"}) {
+    EXPECT_EQ(ShowControlsOfUtf8(text), text);
+  }
+  EXPECT_EQ(ShowControlsOfUtf8("a\x1b\n\x7fz"), "a\\x1b\\x0a\\x7fz");
+  EXPECT_EQ(ShowControlsOfUtf8(std::string("a\0z", 3)), "a\\x00z");
+  EXPECT_EQ(ShowControlsOfUtf8("\xc2\x9b"), "\\xc2\\x9b");                    // a control character
+  EXPECT_EQ(ShowControlsOfUtf8("\xe4\xf6"), "\\xe4\\xf6");                    // Latin-1
+  EXPECT_EQ(ShowControlsOfUtf8("\xe2\x82"), "\\xe2\\x82");                    // cut short
+  EXPECT_EQ(ShowControlsOfUtf8("\xed\xa0\x80"), "\\xed\\xa0\\x80");           // half of a pair
+  EXPECT_EQ(ShowControlsOfUtf8("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80");  // past the last plane
+  EXPECT_EQ(ShowControlsOfUtf8("\xef\xbf\xbe\xef\xbf\xbf"),                   // not in XML
+            "\\xef\\xbf\\xbe\\xef\\xbf\\xbf");
+}
 
 }  // namespace
 }  // namespace quorle

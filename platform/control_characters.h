@@ -16,4 +16,8 @@ std::string ShowControls(std::string_view text);
 /// a well-formed character of UTF-8 stays whole when it is no control character.
 std::string ShowControlsOfLine(std::string_view line);
 
+/// `text`, in UTF-8, for a report, which is read as UTF-8 and perhaps as XML: control characters are
+/// shown, so are bytes that are no UTF-8 and the two characters that XML has not, U+FFFE and U+FFFF.
+std::string ShowControlsOfUtf8(std::string_view text);
+
 }  // namespace quorle

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "hosted/dos/console.h"
+
+namespace quorle {
+
+/// `quorle report [--summary|--tap|--junit|--markdown|--html] [--expect FILE] [-o FILE] EVENTS...`
+/// (sub_commands.h). 0 when the report is written, whatever it says; 20 when a file is wrong.
+std::int32_t RunReport(std::span<const char* const> words, Console& console);
+
+}  // namespace quorle
