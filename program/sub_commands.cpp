@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <array>
 
+#include "program/explain_command.h"
+
 namespace quorle {
 namespace {
 
-constexpr std::array<SubCommand, 0> kSubCommands = {};
+constexpr std::array<SubCommand, 1> kSubCommands = {{
+    {"explain", "what a check calls and expects, and where authors go wrong", ExplainCommand},
+}};
 
 }  // namespace
 
