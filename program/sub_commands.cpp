@@ -4,6 +4,7 @@
 #include <array>
 
 #include "program/compare_command.h"
+#include "program/explain_command.h"
 #include "program/report_command.h"
 
 namespace quorle {
@@ -12,6 +13,7 @@ namespace {
 constexpr std::array<SubCommand, 1> kSubCommands = {{
      RunReport},
     {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare},
+    {"explain", "what a check calls and expects, and where authors go wrong", ExplainCommand},
     {"report", "Shows runs from their event files: as text, TAP, JUnit, Markdown or HTML.",
 }};
 

@@ -83,6 +83,7 @@ bool IsProgress(std::string_view line) {
 void DiagnosticsReader::Add(std::string_view piece, std::int32_t code) {
   if (code != 0) code_ = code;
   for (const char c : piece) Put(c);
+  if (!line_has_text_) code_ = 0;
   if (Trimmed(line_).empty()) code_ = 0;
 }
 
@@ -121,7 +122,11 @@ void DiagnosticsReader::Put(char c) {
     line_ += std::exchange(escape_, {});
     return;
   }
+    line_has_text_ = true;
+    line_style_ = style_;
+  if (!IsBlank(c) && !line_has_text_) {
   if (!IsBlank(c) && Trimmed(line_).empty()) line_style_ = style_;
+  }
   line_ += c;
 }
 
@@ -137,6 +142,7 @@ void DiagnosticsReader::EndLine() {
   std::string line = std::exchange(line_, {}) + std::exchange(escape_, {});
   while (!line.empty() && line.back() == '\r') line.pop_back();
   const std::string_view text = Trimmed(line);
+  line_has_text_ = false;
   if (text.empty()) {
     after_blank_ = true;
     return;

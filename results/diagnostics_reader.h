@@ -49,6 +49,7 @@ class DiagnosticsReader {
   Style style_;                 ///< of the next character
   Style line_style_;            ///< of the first one of the line that is no blank
   std::string line_;            ///< what it has so far, without style codes
+  bool line_has_text_ = false;  ///< whether that is more than blanks
   std::string escape_;          ///< a style code that has not ended; else empty
   std::int32_t code_ = 0;       ///< that the line shows, when somebody said so
   bool open_ = false;           ///< whether the last message may go on in the next line
@@ -62,7 +63,6 @@ std::string ToPlainUtf8(std::string_view text);
 
 /// `line` without style codes and without a carriage return at its end.
 std::string WithoutStyles(std::string_view line);
-
 /// The group that a closing line speaks of: "Lock" of "Lock() tests passed."; empty for another line,
 /// which has no style codes.
 std::string_view PassedGroup(std::string_view line);

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "hosted/dos/console.h"
+
+namespace quorle {
+
+/// `quorle explain ID`: prints what docs/tests.md says of a check, of a group, or of all checks that a
+/// glob fits. See SubCommand::run.
+std::int32_t ExplainCommand(std::span<const char* const> words, Console& console);
+
+}  // namespace quorle
