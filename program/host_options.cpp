@@ -13,7 +13,6 @@ namespace {
 
 constexpr const char* kAbout =
     "Runs the filesystem conformance tester on Linux, with handlers mounted as devices.";
-constexpr const char* kVersionText = "quorle 53.24 for Linux";
 constexpr const char* kUsage =
     "Usage: quorle [host options] DEVICE [NI] [NW] [NR] [AOE] [FTN n] [LTN n] [TN n]\n";
 constexpr const char* kFooter =
@@ -112,6 +111,30 @@ std::string ReadLimit(const std::string& text, HostOptions& options) {
   return {};
 }
 
+template <std::optional<std::string> ResultOptions::*option>
+std::string ReadResultText(const std::string& text, HostOptions& options) {
+  if (text.empty()) return "it needs a name";
+  options.results.*option = text;
+  return {};
+}
+
+std::string ReadRepeat(const std::string& text, HostOptions& options) {
+  constexpr std::int32_t kMost = 1'000'000;
+  std::int32_t& repeat = options.results.repeat;
+  if (ReadNumber(std::string_view(text), repeat) && repeat >= 1 && repeat <= kMost) return {};
+  return "\"" + text + "\" is not a number of runs, 1 to " + std::to_string(kMost);
+}
+
+std::string TakeSummary(const std::string&, HostOptions& options) {
+  options.results.summary = true;
+  return {};
+}
+
+std::string TakeNoSummary(const std::string&, HostOptions& options) {
+  options.results.summary = false;
+  return {};
+}
+
 std::string TakeNoDelay(const std::string&, HostOptions& options) {
   options.dos.delays = false;
   return {};
@@ -132,7 +155,12 @@ struct HostOption {
   bool is_repeatable = false;
 };
 
+constexpr const char* kListChecks = "--list-checks";
 constexpr const char* kListDeviations = "--list-deviations";
+constexpr const char* kSummary = "--summary";
+constexpr const char* kNoSummary = "--no-summary";
+constexpr const char* kRepeat = "--repeat";
+constexpr const char* kTrace = "--trace";
 
 /// All of them, in the order of --help.
 constexpr HostOption kOptions[] = {
@@ -141,7 +169,7 @@ constexpr HostOption kOptions[] = {
      "port=vector or packet, volume, dostype, version, state, deviate; of plugins isolate, limit, "
      "restart. Repeatable.",
      ReadMount, true},
-    {"--trace", "FILE", "Writes every platform call to a file.", ReadTraceFile},
+    {kTrace, "FILE", "Writes every platform call to a file.", ReadTraceFile},
     {"--no-delay", nullptr, "Makes Delay() return at once.", TakeNoDelay},
     {"--dos-version", "V.R", "What dos.library reports itself as; 53.113 unless given.",
      ReadDosVersion},
@@ -150,6 +178,28 @@ constexpr HostOption kOptions[] = {
     {kListDeviations, nullptr,
      "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.", nullptr},
     {"--workbench", nullptr, "Starts as from the desktop.", TakeWorkbench},
+    {"--select", "PATTERNS",
+     "Runs these checks alone: ids such as Lock.MissingObject, groups, or globs of either, "
+     "separated by commas.",
+     ReadResultText<&ResultOptions::select>},
+    {"--skip", "PATTERNS", "Leaves these checks out.", ReadResultText<&ResultOptions::skip>},
+    {"--failed", "EVENTS", "Runs what was not as expected in the run that an event file is of.",
+     ReadResultText<&ResultOptions::failed>},
+    {kRepeat, "N", "Runs N times, and names the checks that do not come out the same each time.",
+     ReadRepeat},
+    {"--events", "FILE", "Writes what happens as JSON Lines; fd:N is a descriptor.",
+     ReadResultText<&ResultOptions::events>},
+    {"--expect", "FILE",
+     "Compares the checks with what a TOML file expects of them; the exit status is 10 when they "
+     "differ.",
+     ReadResultText<&ResultOptions::expect>},
+    {"--bless", "FILE", "Writes what came out into such a file, keeping what still holds.",
+     ReadResultText<&ResultOptions::bless>},
+    {kSummary, nullptr, "Ends with a summary on standard error; unless given on a terminal alone.",
+     TakeSummary},
+    {kNoSummary, nullptr, "Ends without one.", TakeNoSummary},
+    {kListChecks, nullptr, "Lists the ids of all checks: id, catalogue, row, number, title.",
+     nullptr},
 };
 
 /// What was given for one option.
@@ -162,7 +212,8 @@ using GivenOptions = std::array<GivenOption, std::size(kOptions)>;
 
 void Declare(CLI::App& app, GivenOptions& given) {
   app.set_help_flag("--help", "Tells about the host program.");
-  app.set_version_flag("--version", kVersionText, "Shows the version of the host program.");
+  app.set_version_flag("--version", "quorle " + std::string(kProgramVersion) + " for Linux",
+                       "Shows the version of the host program.");
   app.formatter(std::make_shared<HelpFormatter>());
   app.footer(kFooter);
   for (std::size_t i = 0; i < std::size(kOptions); ++i) {
@@ -250,6 +301,7 @@ void AppendWord(std::string_view word, std::string& line) {
 }  // namespace
 
 HostCommand ReadHostCommand(std::span<const char* const> words) {
+  const std::span<const char* const> all = words;
   GivenOptions given;
   CLI::App app(kAbout, "quorle");
   Declare(app, given);
@@ -276,8 +328,19 @@ HostCommand ReadHostCommand(std::span<const char* const> words) {
   if (app.count(kListDeviations) > 0) {
     return {.type = HostCommand::Type::kListDeviations, .options = {}, .text = {}};
   }
+  if (app.count(kListChecks) > 0) {
+    return {.type = HostCommand::Type::kListChecks, .options = {}, .text = {}};
+  }
+  if (app.count(kSummary) > 0 && app.count(kNoSummary) > 0) {
+    return Refused(std::string(kSummary) + " and " + kNoSummary + " exclude each other");
+  }
   HostCommand command = ReadValues(given, app);
-  if (command.type == HostCommand::Type::kRun) command.options.dos.arguments = JoinArguments(words);
+  if (command.type != HostCommand::Type::kRun) return command;
+  if (command.options.results.repeat > 1 && command.options.trace_file) {
+    return Refused(std::string(kTrace) + " is of one run: it excludes " + kRepeat);
+  }
+  command.options.arguments.assign(all.begin(), all.end());
+  command.options.dos.arguments = JoinArguments(words);
   return command;
 }
 

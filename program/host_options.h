@@ -13,6 +13,21 @@
 
 namespace quorle {
 
+/// As --version shows it, and events.
+inline constexpr const char* kProgramVersion = "53.24";
+
+/// What is run, and what becomes of its results.
+struct ResultOptions {
+  std::optional<std::string> events;  ///< a file, or "fd:" and the number of a descriptor
+  std::optional<std::string> expect;  ///< a file of expectations
+  std::optional<std::string> bless;   ///< the same, to be written
+  std::optional<std::string> select;  ///< patterns, separated by commas
+  std::optional<std::string> skip;    ///< the same
+  std::optional<std::string> failed;  ///< an event file of an earlier run
+  std::optional<bool> summary;        ///< none: on a terminal alone
+  std::int32_t repeat = 1;            ///< how many runs there are
+};
+
 /// The machine that the tester runs on, as the command line of the host program describes it.
 struct HostOptions {
   std::vector<MountSpec> mounts;  ///< in the order given
@@ -20,6 +35,8 @@ struct HostOptions {
   HostedDosSettings dos;  ///< with the tester's own command line
   std::optional<std::string> trace_file;
   std::chrono::seconds limit{60};  ///< what the handlers may take for one group
+  ResultOptions results;
+  std::vector<std::string> arguments;  ///< all words of the command line
 };
 
 /// What the words of a command line came to.
@@ -28,6 +45,7 @@ struct HostCommand {
     kRun,             ///< run the tester as `options` say
     kAnswer,          ///< print `text` and end well: --help, --version
     kListDeviations,  ///< print the deviations that there are
+    kListChecks,      ///< print the checks that there are
     kRefused,         ///< `text` is one line that says what is wrong
   };
   Type type = Type::kRun;

@@ -31,16 +31,19 @@ void LeftBehind::Around(const Call& call, MakeCall make) {
   }
 }
 
-std::vector<std::string> LeftBehind::TakeLines() {
-  std::vector<std::string> lines;
+std::string LeftObject::Line() const {
+  const char* const text = ErrorText(code);
+  return "the object \"" + name + "\" may be left behind: it cannot be locked, error " +
+         std::to_string(code) + (text == nullptr ? "" : std::string(" ") + text);
+}
+
+std::vector<LeftObject> LeftBehind::Take() {
+  std::vector<LeftObject> left;
   for (const auto& [name, code] : unknown_) {
-    if (IsGone(name)) continue;
-    const char* const text = ErrorText(code);
-    lines.push_back("the object \"" + name + "\" may be left behind: it cannot be locked, error " +
-                    std::to_string(code) + (text == nullptr ? "" : std::string(" ") + text));
+    if (!IsGone(name)) left.push_back({.name = name, .code = code});
   }
   unknown_.clear();
-  return lines;
+  return left;
 }
 
 bool LeftBehind::IsGone(const std::string& name) {

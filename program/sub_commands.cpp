@@ -10,12 +10,12 @@
 namespace quorle {
 namespace {
 
-constexpr std::array<SubCommand, 1> kSubCommands = {{
+constexpr auto kSubCommands = std::to_array<SubCommand>({
+    {"report", "Shows runs from their event files: as text, TAP, JUnit, Markdown or HTML.",
      RunReport},
     {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare},
-    {"explain", "what a check calls and expects, and where authors go wrong", ExplainCommand},
-    {"report", "Shows runs from their event files: as text, TAP, JUnit, Markdown or HTML.",
-}};
+    {"explain", "What a check calls and expects, and where authors go wrong.", ExplainCommand},
+});
 
 }  // namespace
 

@@ -84,7 +84,6 @@ void DiagnosticsReader::Add(std::string_view piece, std::int32_t code) {
   if (code != 0) code_ = code;
   for (const char c : piece) Put(c);
   if (!line_has_text_) code_ = 0;
-  if (Trimmed(line_).empty()) code_ = 0;
 }
 
 std::vector<ConsoleMessage> DiagnosticsReader::TakeMessages() {
@@ -122,10 +121,9 @@ void DiagnosticsReader::Put(char c) {
     line_ += std::exchange(escape_, {});
     return;
   }
-    line_has_text_ = true;
-    line_style_ = style_;
   if (!IsBlank(c) && !line_has_text_) {
-  if (!IsBlank(c) && Trimmed(line_).empty()) line_style_ = style_;
+    line_style_ = style_;
+    line_has_text_ = true;
   }
   line_ += c;
 }

@@ -61,8 +61,6 @@ class DiagnosticsReader {
 /// `text`, bytes of Latin-1, as UTF-8; a control character becomes "\x1b".
 std::string ToPlainUtf8(std::string_view text);
 
-/// `line` without style codes and without a carriage return at its end.
-std::string WithoutStyles(std::string_view line);
 /// The group that a closing line speaks of: "Lock" of "Lock() tests passed."; empty for another line,
 /// which has no style codes.
 std::string_view PassedGroup(std::string_view line);

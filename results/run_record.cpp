@@ -97,50 +97,47 @@ class Lines {
   int error_ = 0;
 };
 
-/// Adds an event to the run that it belongs to.
-class Collector {
- public:
-  explicit Collector(std::vector<RunRecord>& runs) : runs_(runs) {}
+/// Puts an event where a record has its kind.
+struct Placement {
+  RunRecord& run;
 
-  /// False, with `problem`, when the event cannot be there.
-  bool Add(Event event, std::string& problem) {
-    if (auto* const run = std::get_if<RunEvent>(&event)) {
-      if (run->version > kEventVersion) {
-        problem = "it is version " + std::to_string(run->version) +
-                  " of the event stream; this program reads version " +
-                  std::to_string(kEventVersion);
-        return false;
-      }
-      runs_.emplace_back().start = std::move(*run);
-      return true;
-    }
-    if (runs_.empty()) {
-      problem = "no event stream: the first event is not \"run\"";
+  void operator()(RunEvent&& event) const { run.start = std::move(event); }
+  void operator()(TargetEvent&& event) const { run.target = std::move(event); }
+  void operator()(CheckEvent&& event) const { run.checks.push_back(std::move(event)); }
+  void operator()(GroupEvent&& event) const { run.groups.push_back(std::move(event)); }
+  void operator()(HandlerEndedEvent&& event) const { run.handler_ends.push_back(std::move(event)); }
+  void operator()(LeftBehindEvent&& event) const { run.left_behind.push_back(std::move(event)); }
+  void operator()(ComplaintEvent&& event) const { run.complaints.push_back(std::move(event)); }
+  void operator()(RemountEvent&& event) const { run.remounts.push_back(std::move(event)); }
+  void operator()(EndEvent&& event) const { run.end = std::move(event); }
+};
+
+/// Adds an event to the run that it belongs to, the last of `runs`. False, with `problem`, when it
+/// cannot be there.
+bool Add(Event event, std::vector<RunRecord>& runs, std::string& problem) {
+  if (const auto* const run = std::get_if<RunEvent>(&event)) {
+    if (run->version > kEventVersion) {
+      problem = "it is version " + std::to_string(run->version) +
+                " of the event stream; this program reads version " + std::to_string(kEventVersion);
       return false;
     }
-    std::visit([this](auto&& part) { Append(std::move(part)); }, std::move(event));
-    return true;
+    runs.emplace_back();
+  } else if (runs.empty()) {
+    problem = "no event stream: the first event is not \"run\"";
+    return false;
   }
-
- private:
-  void Append(RunEvent&&) {}
-  void Append(TargetEvent&& event) { runs_.back().target = std::move(event); }
-  void Append(CheckEvent&& event) { runs_.back().checks.push_back(std::move(event)); }
-  void Append(GroupEvent&& event) { runs_.back().groups.push_back(std::move(event)); }
-  void Append(HandlerEndedEvent&& event) { runs_.back().handler_ends.push_back(std::move(event)); }
-  void Append(LeftBehindEvent&& event) { runs_.back().left_behind.push_back(std::move(event)); }
-  void Append(ComplaintEvent&& event) { runs_.back().complaints.push_back(std::move(event)); }
-  void Append(RemountEvent&& event) { runs_.back().remounts.push_back(std::move(event)); }
-  void Append(EndEvent&& event) { runs_.back().end = std::move(event); }
-
-  std::vector<RunRecord>& runs_;
-};
+  Append(std::move(event), runs.back());
+  return true;
+}
 
 }  // namespace
 
+void Append(Event event, RunRecord& run) {
+  std::visit(Placement{run}, std::move(event));
+}
+
 bool ReadEvents(const std::string& path, std::vector<RunRecord>& runs, std::string& problem) {
   std::vector<RunRecord> read;
-  Collector collector(read);
   Lines lines(path);
   std::size_t number = 0;
   const auto refuse = [&](const std::string& why) {
@@ -162,7 +159,7 @@ bool ReadEvents(const std::string& path, std::vector<RunRecord>& runs, std::stri
     std::string why;
     std::optional<Event> event = ReadJsonLine(lines.text(), why);
     if (!why.empty()) return refuse("no event: " + why);
-    if (event && !collector.Add(std::move(*event), why)) return refuse(why);
+    if (event && !Add(std::move(*event), read, why)) return refuse(why);
   }
   if (read.empty()) {
     problem = path + ": it holds no run";

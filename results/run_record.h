@@ -22,6 +22,9 @@ struct RunRecord {
   std::optional<EndEvent> end;  ///< none: the run was cut off
 };
 
+/// Adds an event of the run to `run`.
+void Append(Event event, RunRecord& run);
+
 /// Reads the runs of the event file `path` and appends them to `runs`. Unknown events and fields are
 /// ignored, and so is a last line without its end: a killed run leaves one. False, with `problem` one
 /// line that names file and line, for a file that cannot be read, holds no run, is no event stream or

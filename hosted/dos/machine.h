@@ -65,6 +65,7 @@ class Machine {
   HostedDos& dos() { return dos_; }
   HostedUtility& utility() { return utility_; }
   DosList& list() { return list_; }
+  const DosList& list() const { return list_; }
 
   /// Gives back what the program left open and ends the handlers. One line for each wrong or
   /// forgotten release that a handler made.

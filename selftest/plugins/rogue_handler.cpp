@@ -383,12 +383,17 @@ Port* Mount(const ::HandlerMount* mount) {
   auto rogue = std::make_unique<Rogue>();
   rogue->dos = mount->Dos;
   std::vector<::MountKey> keys;
+  bool behaves = false;
   for (std::uint32_t i = 0; i < mount->KeyCount; ++i) {
     const std::string_view key = mount->Keys[i].Key;
     if (key == "in") {
       rogue->in = mount->Keys[i].Value;
     } else if (key == "how") {
       rogue->how = mount->Keys[i].Value;
+    } else if (key == "turns") {
+      const char* const file = mount->Keys[i].Value;
+      behaves = std::remove(file) != 0;
+      if (behaves) std::fclose(std::fopen(file, "w"));
     } else if (key == "at") {
       rogue->at = std::atoi(mount->Keys[i].Value);
     } else if (key == "once") {
@@ -401,6 +406,7 @@ Port* Mount(const ::HandlerMount* mount) {
       keys.push_back(mount->Keys[i]);
     }
   }
+  if (behaves) rogue->in.clear();
   if (IsTime(*rogue, "Mount")) Misbehave(*rogue);
   ::HandlerMount request = *mount;
   request.Keys = keys.data();

@@ -8,6 +8,7 @@
 ///               FSExamineDir there is no FSExamineObj
 ///   at=N        at its Nth call, and every one after it; 1 unless given
 ///   once=FILE   refuses to be mounted when FILE is there, and makes it
+///   turns=FILE  behaves in every other mount: FILE, which it makes and removes, says in which
 ///   how=WAY     what it does then:
 ///     signal    ends by signal 11
 ///     exit      exits with status 3

@@ -256,6 +256,16 @@ std::int32_t TestBench::Run(const TestEntry* catalogue, RunListener& listener) {
   return quorle::Run(exec, catalogue, places);
 }
 
+std::int32_t TestBench::Run(const TestEntry* catalogue, RunListener& listener, CallHook& hook) {
+  Interception over(Begin(), dos(), {&hook});
+  PlaceListener places(parts_->rules, listener);
+  return quorle::Run(over.exec(), catalogue, places);
+}
+
+DosInterface& TestBench::dos() {
+  return parts_->traced->dos();
+}
+
 void TestBench::TakeRulesFrom(const TestBench& other) {
   parts_->rules = other.parts_->rules.BoundToCalls();
 }

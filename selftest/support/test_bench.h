@@ -12,8 +12,10 @@
 #include "tests/catalogue.h"
 
 namespace quorle {
+class CallHook;
+class DosInterface;
 class Machine;
-}
+}  // namespace quorle
 
 namespace quorle::selftest {
 
@@ -32,6 +34,8 @@ class TestBench {
   std::int32_t Run(const TestEntry* catalogue = kCatalogue);
   /// The same; `listener` hears of each group and sub-test.
   std::int32_t Run(const TestEntry* catalogue, RunListener& listener);
+  /// The same with `hook` around every call, over dos().
+  std::int32_t Run(const TestEntry* catalogue, RunListener& listener, CallHook& hook);
   /// The same for a tester that is not in this program: the platform as it is at the start of a run.
   ExecInterface& Begin();
   /// From now on rules misbehave at the calls at which they did in the last run of `other`: a tester
@@ -67,6 +71,8 @@ class TestBench {
   std::string StillOpen(bool records = true) const;
 
   Machine& machine();
+  /// What the tester calls: above the rules and the trace.
+  DosInterface& dos();
 
  private:
   struct Parts;

@@ -21,7 +21,7 @@ class AskingListener final : public RunListener {
   explicit AskingListener(LeftBehind& left_behind) : left_behind_(left_behind) {}
 
   void OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t /*status*/) override {
-    for (std::string& line : left_behind_.TakeLines()) lines.push_back(std::move(line));
+    for (const LeftObject& object : left_behind_.Take()) lines.push_back(object.Line());
   }
 
   std::vector<std::string> lines;

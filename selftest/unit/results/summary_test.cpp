@@ -108,8 +108,7 @@ TEST(SummaryTest, ARunThatWasCutOffOrRefused) {
   EXPECT_EQ(Summary(run),
             "1 check: 1 passed\nthe run was cut off after Lock.A: 1 check has its verdict\n");
   run.checks.clear();
-  EXPECT_EQ(Summary(run),
-            "no checks\nthe run was cut off before a check had its verdict\n");
+  EXPECT_EQ(Summary(run), "no checks\nthe run was cut off before a check had its verdict\n");
 }
 
 TEST(SummaryTest, ControlCharactersOfARunAreShown) {

@@ -1,4 +1,4 @@
-#include "program/trace_file.h"
+#include "program/line_file.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -17,7 +17,7 @@
 namespace quorle {
 namespace {
 
-class TraceFileTest : public ::testing::Test {
+class LineFileTest : public ::testing::Test {
  protected:
   void SetUp() override {
     folder_ = ::testing::TempDir() + "quorle-trace-XXXXXX";
@@ -37,7 +37,7 @@ class TraceFileTest : public ::testing::Test {
     return text.str();
   }
 
-  static bool Write(TraceFile& trace, std::string_view line) {
+  static bool Write(LineFile& trace, std::string_view line) {
     return trace.Write(line.data(), line.size());
   }
 
@@ -48,8 +48,8 @@ class TraceFileTest : public ::testing::Test {
   std::string path_;
 };
 
-TEST_F(TraceFileTest, LinesAreThereAtOnce) {
-  TraceFile trace(console_);
+TEST_F(LineFileTest, LinesAreThereAtOnce) {
+  LineFile trace(kTraceFile, console_);
   ASSERT_TRUE(trace.Open(path_.c_str()));
   EXPECT_TRUE(Write(trace, "one\n"));
   EXPECT_EQ(Content(), "one\n");
@@ -57,15 +57,15 @@ TEST_F(TraceFileTest, LinesAreThereAtOnce) {
   EXPECT_EQ(Content(), "one\ntwo\n");
 }
 
-TEST_F(TraceFileTest, AnOldTraceIsReplaced) {
+TEST_F(LineFileTest, AnOldTraceIsReplaced) {
   std::ofstream(path_) << "of another run\n";
-  TraceFile trace(console_);
+  LineFile trace(kTraceFile, console_);
   ASSERT_TRUE(trace.Open(path_.c_str()));
   EXPECT_EQ(Content(), "");
 }
 
-TEST_F(TraceFileTest, AFileThatCannotBeOpenedIsReported) {
-  TraceFile trace(console_);
+TEST_F(LineFileTest, AFileThatCannotBeOpenedIsReported) {
+  LineFile trace(kTraceFile, console_);
   const std::string missing = folder_ + "/no/calls";
   EXPECT_FALSE(trace.Open(missing.c_str()));
   EXPECT_EQ(errors_.text,
@@ -73,8 +73,8 @@ TEST_F(TraceFileTest, AFileThatCannotBeOpenedIsReported) {
   EXPECT_FALSE(Write(trace, "x\n"));
 }
 
-TEST_F(TraceFileTest, AFailedWriteIsReportedOnceAndEndsTheTrace) {
-  TraceFile trace(console_);
+TEST_F(LineFileTest, AFailedWriteIsReportedOnceAndEndsTheTrace) {
+  LineFile trace(kTraceFile, console_);
   ASSERT_TRUE(trace.Open("/dev/full"));
   EXPECT_FALSE(Write(trace, "one\n"));
   EXPECT_FALSE(Write(trace, "two\n"));
@@ -84,12 +84,12 @@ TEST_F(TraceFileTest, AFailedWriteIsReportedOnceAndEndsTheTrace) {
   EXPECT_FALSE(console_.failed());
 }
 
-TEST_F(TraceFileTest, HalfALineIsTakenBackOnlyWhereItIsTheLast) {
+TEST_F(LineFileTest, HalfALineIsTakenBackOnlyWhereItIsTheLast) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const std::string pipe_path = "/dev/fd/" + std::to_string(ends[1]);
   const auto before = std::signal(SIGPIPE, SIG_IGN);  // as main() does
-  TraceFile trace(console_);
+  LineFile trace(kTraceFile, console_);
   ASSERT_TRUE(trace.Open(pipe_path.c_str()));
   close(ends[1]);
   // More than the pipe holds: a part is written, then the reader goes away.

@@ -1,0 +1,192 @@
+#include "program/result_session.h"
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/constants.h"
+#include "results/bless.h"
+#include "results/event_json.h"
+#include "results/exit_status.h"
+#include "results/summary.h"
+
+namespace quorle {
+namespace {
+
+constexpr std::string_view kDescriptor = "fd:";
+
+/// The call of "FSLock()".
+std::string CallOf(std::string_view call) {
+  return std::string(call.substr(0, call.find('(')));
+}
+
+/// How a handler ended, where a line would say that it did: "signal 11 (SIGSEGV)".
+std::string HowOf(std::string_view how) {
+  constexpr std::string_view kEndedBy = "ended by ";
+  return std::string(how.starts_with(kEndedBy) ? how.substr(kEndedBy.size()) : how);
+}
+
+}  // namespace
+
+ResultSession::ResultSession(const ResultOptions& options, const TestEntry* catalogue,
+                             const Screen& screen, Console& console)
+    : options_(options),
+      catalogue_(catalogue),
+      screen_(screen),
+      console_(console),
+      selection_(catalogue),
+      events_(kEventFile, console) {}
+
+// ---- Before the runs ---------------------------------------------------------------------------
+
+std::optional<std::int32_t> ResultSession::Prepare() {
+  std::string problem;
+  const std::vector<CheckInfo>& checks = selection_.checks();
+  if (options_.expect && !expectations_.Load(*options_.expect, checks, problem)) {
+    console_.Report(problem);
+    return RETURN_FAIL;
+  }
+  if ((options_.select && !selection_.Select(*options_.select, problem)) ||
+      (options_.skip && !selection_.Skip(*options_.skip, problem))) {
+    console_.Report(problem);
+    return RETURN_FAIL;
+  }
+  if (options_.failed) {
+    if (const auto status = SelectFailed(*options_.failed)) return status;
+  }
+  if (!selection_.is_everything()) selected_.emplace(catalogue_, selection_);
+  return std::nullopt;
+}
+
+std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path) {
+  std::vector<RunRecord> runs;
+  std::string problem;
+  if (!ReadEvents(path, runs, problem)) {
+    console_.Report(problem);
+    return RETURN_FAIL;
+  }
+  std::set<std::string> ids;
+  for (const RunRecord& run : runs) {
+    std::set<std::string> seen;
+    for (const CheckEvent& check : run.checks) {
+      const bool is_missing = check.verdict == Verdict::kSkipped && check.why == "the run ended";
+      const bool is_fine = !is_missing && expectations_.Judge(run, check).is_fine();
+      if (!is_fine) ids.insert(check.id);
+      seen.insert(check.id);
+    }
+    // Of a run that was cut off what it did not come to as well.
+    if (run.end) continue;
+    for (const CheckInfo& check : selection_.checks()) {
+      if (seen.count(check.id) == 0) ids.insert(check.id);
+    }
+  }
+  if (ids.empty()) {
+    console_.Report(path + ": every check was as expected; there is nothing to run");
+    return RETURN_OK;
+  }
+  selection_.Keep(ids);
+  return std::nullopt;
+}
+
+const TestEntry* ResultSession::catalogue() const {
+  return selected_ ? selected_->entries() : catalogue_;
+}
+
+// ---- A run -------------------------------------------------------------------------------------
+
+bool ResultSession::OpenEvents() {
+  const std::string_view name = *options_.events;
+  if (!name.starts_with(kDescriptor)) return events_.Open(options_.events->c_str());
+  int descriptor = -1;
+  const char* const end = name.data() + name.size();
+  const auto [stop, error] = std::from_chars(name.data() + kDescriptor.size(), end, descriptor);
+  if (error == std::errc() && stop == end && descriptor > 1) return events_.Adopt(descriptor);
+  console_.Report("--events: \"" + std::string(name) +
+                  "\" is no descriptor for events: a number from 2, since 1 is the tester's own");
+  return false;
+}
+
+bool ResultSession::BeginRun(const RunEvent& start) {
+  const bool is_first = start.repeat == 1;
+  if (options_.events && is_first && !OpenEvents()) return false;
+  record_ = {};
+  EventSink& sink = *this;
+  recorder_.emplace(selection_, sink);
+  recorder_->Begin(start);
+  return true;
+}
+
+std::int32_t ResultSession::EndRun(std::int32_t result, bool is_whole) {
+  recorder_->End(result);
+  if (DidNothing()) {
+    console_.Report("none of the selected checks is in the selected tests: nothing was run");
+    return RETURN_FAIL;
+  }
+  std::int32_t status = ExitStatus(record_, options_.expect ? &expectations_ : nullptr);
+  if (!is_whole || events_.failed()) status = std::max<std::int32_t>(status, RETURN_ERROR);
+  if (options_.repeat > 1) repeats_.Add(record_);
+  if (status != RETURN_OK && !not_fine_) not_fine_ = record_;
+  return status;
+}
+
+bool ResultSession::DidNothing() const {
+  return record_.target && record_.groups.empty() && !selection_.is_everything() &&
+         std::all_of(record_.checks.begin(), record_.checks.end(),
+                     [](const CheckEvent& check) { return check.why == "not selected"; });
+}
+
+void ResultSession::Take(const Event& event) {
+  Append(event, record_);
+  if (!options_.events || events_.failed()) return;
+  const std::string line = ToJsonLine(event);
+  static_cast<void>(events_.Write(line.data(), line.size()));
+}
+
+// ---- The end -----------------------------------------------------------------------------------
+
+std::int32_t ResultSession::Finish(std::int32_t status) {
+  if (options_.summary.value_or(screen_.summary)) {
+    console_.PrintError(
+        SummaryOf(not_fine_ ? *not_fine_ : record_, expectations_, screen_.colours));
+  }
+  if (const std::string differences = repeats_.Differences(); !differences.empty()) {
+    console_.PrintError(differences);
+    status = std::max<std::int32_t>(status, RETURN_ERROR);
+  }
+  if (options_.bless && status != RETURN_FAIL) {
+    std::string problem;
+    BlessReport report;
+    if (!Bless(*options_.bless, {record_}, selection_.checks(), report, problem)) {
+      console_.Report(problem);
+      return RETURN_FAIL;
+    }
+    console_.Report(*options_.bless + ": " + std::to_string(report.added) + " added, " +
+                    std::to_string(report.changed) + " changed, " + std::to_string(report.removed) +
+                    " removed");
+  }
+  return status;
+}
+
+// ---- The handler -------------------------------------------------------------------------------
+
+void ResultSession::OnReport(const std::string& line) {
+  recorder_->Complain(line);
+}
+
+void ResultSession::OnHandlerEnd(const HandlerEnd& end) {
+  recorder_->HandlerEnded(CallOf(end.call), HowOf(end.how), end.restarted);
+}
+
+void ResultSession::OnLimit(const std::string& took) {
+  // It lives on, and the next group may call it again.
+  recorder_->HandlerEnded("", took, true);
+}
+
+void ResultSession::OnRestartFailed() {
+  recorder_->RestartFailed();
+}
+
+}  // namespace quorle

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "harness/catalogue.h"
+#include "hosted/calls/run_watch.h"
+#include "hosted/dos/console.h"
+#include "program/host_options.h"
+#include "program/line_file.h"
+#include "results/event_sink.h"
+#include "results/expectations.h"
+#include "results/repeats.h"
+#include "results/run_record.h"
+#include "results/run_recorder.h"
+#include "results/selection.h"
+
+namespace quorle {
+
+/// What the options make of the results of one run, or of several in turn: which checks run, where the
+/// events go, what is expected, what people get to see, and the exit status.
+class ResultSession final : public WatchListener, private EventSink {
+ public:
+  /// `summary`: whether there is one, unless the options say. `colours`: whether it is in colours.
+  struct Screen {
+    bool summary = false;
+    bool colours = false;
+  };
+
+  /// `options`, `console` and `catalogue` must outlive this.
+  ResultSession(const ResultOptions& options, const TestEntry* catalogue, const Screen& screen,
+                Console& console);
+
+  /// Reads the files that the options name. The exit status when there is nothing to run: 20 for a
+  /// file or a pattern that is wrong, 0 when --failed finds nothing; one line says which.
+  std::optional<std::int32_t> Prepare();
+  /// What is to be run: the catalogue, or what was selected of it.
+  const TestEntry* catalogue() const;
+  const Selection& selection() const { return selection_; }
+
+  /// A run begins. False, with one line, when its events cannot be written.
+  bool BeginRun(const RunEvent& start);
+  /// What is to be called about the run, until EndRun().
+  RunRecorder& recorder() { return *recorder_; }
+  /// The run has ended with `result`; `is_whole` unless a part of what was asked for is missing.
+  /// Returns the exit status for it.
+  std::int32_t EndRun(std::int32_t result, bool is_whole);
+  /// All runs have ended; `status` is the worst exit status of them. Prints what people shall see,
+  /// writes --bless, and returns the exit status of the program.
+  std::int32_t Finish(std::int32_t status);
+
+  // What the watch reports.
+  void OnReport(const std::string& line) override;
+  void OnHandlerEnd(const HandlerEnd& end) override;
+  void OnLimit(const std::string& took) override;
+  void OnRestartFailed() override;
+
+ private:
+  void Take(const Event& event) override;
+  bool OpenEvents();
+  /// Selects what was not as expected in the run that the event file `path` is of.
+  std::optional<std::int32_t> SelectFailed(const std::string& path);
+  /// Whether the run that has ended did nothing, since the selected checks and rows exclude each other.
+  bool DidNothing() const;
+
+  const ResultOptions& options_;
+  const TestEntry* catalogue_;
+  Screen screen_;
+  Console& console_;
+  Selection selection_;
+  std::optional<SelectedCatalogue> selected_;
+  Expectations expectations_;
+  LineFile events_;
+  std::optional<RunRecorder> recorder_;
+  RunRecord record_;                   ///< of the run that goes on, or the last one
+  std::optional<RunRecord> not_fine_;  ///< the first run that was not as it should be
+  Repeats repeats_;
+};
+
+}  // namespace quorle

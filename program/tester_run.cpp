@@ -1,0 +1,212 @@
+#include "program/tester_run.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "harness/entry.h"
+#include "harness/run_listener.h"
+#include "hosted/calls/call_gate.h"
+#include "hosted/calls/clock.h"
+#include "hosted/calls/run_watch.h"
+#include "hosted/dos/break_signal.h"
+#include "hosted/dos/line_input.h"
+#include "hosted/dos/machine.h"
+#include "platform/intercepting.h"
+#include "platform/trace_json.h"
+#include "platform/tracing.h"
+#include "program/call_watch.h"
+#include "program/left_behind.h"
+#include "program/line_file.h"
+#include "program/orphans.h"
+#include "program/plugin_handler.h"
+#include "program/run_reporter.h"
+#include "program/tester_machine.h"
+#include "results/call_recorder.h"
+#include "tests/catalogue.h"
+
+namespace quorle {
+namespace {
+
+/// Leads from the harness to the watch, and from there to the gate and to the reporters; shows what a
+/// sub-test may have left behind.
+class HostListener final : public RunListener {
+ public:
+  struct Parts {
+    RunWatch& watch;
+    CallGate& gate;
+    RunReporter& reporter;
+    LeftBehind& left_behind;
+    Console& console;
+    ResultSession& results;
+  };
+  explicit HostListener(const Parts& parts) : parts_(parts) {}
+
+  void OnRunStart(const TestContext& ctx, std::int32_t first, std::int32_t last) override {
+    // The first row runs whatever the last one is.
+    std::int32_t rows = 0;
+    for (std::int32_t row = first; row <= std::max(first, last); ++row) {
+      if (IsSelected(parts_.results.catalogue()[row])) ++rows;
+    }
+    parts_.reporter.BeginRun(rows);
+    parts_.results.recorder().OnRunStart(ctx, first, last);
+  }
+  void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
+    label_ = entry.group->label;
+    parts_.watch.BeginTest(row, label_);
+    parts_.gate.BeginGroup();
+    parts_.results.recorder().OnGroupStart(entry, row);
+  }
+  void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {
+    parts_.watch.BeginCheck(sub_test.name);
+    parts_.gate.FollowWatch();
+    parts_.reporter.BeginCheck();
+    parts_.results.recorder().OnSubTestStart(sub_test, number);
+  }
+  void OnSubTestEnd(const SubTest& sub_test, std::int32_t status) override {
+    for (const LeftObject& object : parts_.left_behind.Take()) {
+      parts_.console.Report(parts_.watch.Place() + ": " + object.Line());
+      parts_.results.recorder().ObjectLeft(object.name, object.code);
+    }
+    parts_.results.recorder().OnSubTestEnd(sub_test, status);
+    parts_.reporter.EndCheck(label_, status >= kFatal);
+    parts_.watch.EndCheck();
+    parts_.gate.FollowWatch();
+  }
+  void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
+    parts_.results.recorder().OnGroupEnd(entry, result);
+    if (IsSelected(entry)) parts_.reporter.EndTest();
+    parts_.watch.EndTest();
+    parts_.gate.BeginGroup();
+  }
+
+ private:
+  bool IsSelected(const TestEntry& entry) const {
+    return parts_.results.selection().IncludesGroup(GroupOf(entry.group->label));
+  }
+
+  Parts parts_;
+  const char* label_ = "";
+};
+
+/// The watch speaks to the session until this goes.
+class Listening {
+ public:
+  Listening(RunWatch& watch, ResultSession& results) : watch_(watch) {
+    watch_.SetListener(&results);
+  }
+  ~Listening() { watch_.SetListener(nullptr); }
+  Listening(const Listening&) = delete;
+  Listening& operator=(const Listening&) = delete;
+
+ private:
+  RunWatch& watch_;
+};
+
+std::string TimeNow() {
+  const std::time_t now = std::time(nullptr);
+  std::tm utc{};
+  gmtime_r(&now, &utc);
+  char text[sizeof "9999-12-31T23:59:59Z"];
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc)};
+}
+
+/// What the first event says of the run number `repeat`.
+RunEvent StartOf(const HostOptions& options, const MachineOptions& machine_options,
+                 const Machine& machine, std::int32_t repeat) {
+  RunEvent start;
+  start.program = kProgramVersion;
+  start.arguments = options.arguments;
+  start.time = TimeNow();
+  start.repeat = repeat;
+  // The device is the word with a colon, whatever stands before it.
+  std::istringstream line(options.dos.arguments);
+  for (std::string word; line >> word;) {
+    if (start.device.empty() && word.find(':') != std::string::npos) {
+      start.device = word;
+    } else {
+      start.words += (start.words.empty() ? "" : " ") + word;
+    }
+  }
+  const auto find = [&](const std::string& name) { return machine.list().Find(name).port; };
+  const HandlerPort* const port = find(start.device.substr(0, start.device.find(':')));
+  if (port == nullptr) return start;
+  if (port->type() != PortType::kNone) {
+    start.port = port->type() == PortType::kVector ? "vector" : "packet";
+  }
+  for (const MountSpec& spec : machine_options.mounts) {
+    if (find(spec.name) == port) start.handler = spec.handler;
+  }
+  return start;
+}
+
+std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSession& results,
+                     Console& console) {
+  const Orphans orphans;
+  StandardInput input;
+  SystemClock clock;
+  BreakSignal breaks;
+  RunWatch watch([&console](const std::string& line) { console.Report(line); });
+  CallGate gate(
+      {.limit = options.limit, .was_interrupted = [&breaks] { return breaks.IsPending(); }}, watch);
+  MachineOptions machine_options = MachineFor(options);
+  machine_options.handlers.push_back(PluginHandler(watch, &gate));
+  std::string problem;
+  const std::unique_ptr<Machine> machine = Machine::Build(machine_options,
+                                                          {.console = console,
+                                                           .input = input,
+                                                           .clock = clock,
+                                                           .breaks = breaks,
+                                                           .gate = &gate,
+                                                           .watch = &watch},
+                                                          problem);
+  if (machine == nullptr) {
+    console.Report(problem);
+    return RETURN_FAIL;
+  }
+  // An older trace is emptied now that there is something to put in its place.
+  LineFile trace(kTraceFile, console);
+  if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
+  if (!results.BeginRun(StartOf(options, machine_options, *machine, repeat))) return RETURN_FAIL;
+  const Listening listening(watch, results);
+
+  JsonTrace json(trace);
+  Tracer tracer(machine->dos(), json);
+  CallWatch calls(machine->dos());
+  LeftBehind left_behind(machine->dos());
+  CallRecorder recorder(machine->dos(), results.recorder());
+  std::vector<CallHook*> hooks = {&calls, &left_behind, &recorder};
+  if (options.trace_file) hooks.insert(hooks.begin(), &tracer);
+  Interception interception(machine->exec(), machine->dos(), hooks);
+  RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
+  HostListener listener({.watch = watch,
+                         .gate = gate,
+                         .reporter = reporter,
+                         .left_behind = left_behind,
+                         .console = console,
+                         .results = results});
+  const std::int32_t result = Run(interception.exec(), results.catalogue(), listener);
+  const bool finished = reporter.EndRun();
+  for (const std::string& complaint : machine->ShutDown()) watch.Report(complaint);
+  return results.EndRun(result, finished && !trace.failed());
+}
+
+}  // namespace
+
+std::int32_t RunTester(const HostOptions& options, const ResultSession::Screen& screen,
+                       Console& console) {
+  ResultSession results(options.results, kCatalogue, screen, console);
+  if (const auto status = results.Prepare()) return *status;
+  std::int32_t status = RETURN_OK;
+  for (std::int32_t repeat = 1; repeat <= options.results.repeat; ++repeat) {
+    status = std::max(status, RunOnce(options, repeat, results, console));
+    if (status == RETURN_FAIL) break;
+  }
+  return results.Finish(status);
+}
+
+}  // namespace quorle

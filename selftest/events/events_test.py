@@ -1,0 +1,370 @@
+#!/usr/bin/env python3
+"""events_test.py QUORLE PLUGINS [TEST...]: runs of the program whose events are read, as another program would
+read them. PLUGINS is the folder of the plugins of the self-tests; a TEST is a unittest name."""
+import json
+import os
+import random
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+QUORLE = PLUGINS = None
+
+
+def run(*arguments, **how):
+    """The run that ended: returncode, stdout and stderr as texts."""
+    how.setdefault("stdin", subprocess.DEVNULL)
+    return subprocess.run([QUORLE, "--no-delay", *arguments], timeout=100, check=False, text=True,
+                          encoding="latin-1", stdout=subprocess.PIPE, stderr=subprocess.PIPE, **how)
+
+
+class EventsTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.events = self.path("events")
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def read(self, path=None):
+        """The events of a file, each of whose lines must be whole."""
+        with open(path or self.events, encoding="utf-8") as file:
+            text = file.read()
+        self.assertTrue(text.endswith("\n"), text[-200:])
+        return [json.loads(line) for line in text.splitlines()]
+
+    def record(self, *arguments):
+        self.run_ = run("--events", self.events, *arguments)
+        return self.read()
+
+    @staticmethod
+    def of(kind, events):
+        return [event for event in events if event["event"] == kind]
+
+    def verdicts(self, events):
+        """What the checks have come to, those that were not selected left out."""
+        return {check["id"]: check["verdict"] for check in self.of("check", events)
+                if check.get("why") != "not selected"}
+
+    @staticmethod
+    def rogue(keys):
+        return ("--mount", f"DH0=plugin:{PLUGINS}/rogue_plugin.so,{keys}", "DH0:")
+
+
+class Verdicts(EventsTest):
+    """What a stream holds."""
+
+    def test_a_run_that_passes(self):
+        events = self.record("RAM:")
+        self.assertEqual([events[0]["event"], events[1]["event"], events[-1]["event"]], ["run", "target", "end"])
+        self.assertEqual(len(self.of("check", events)), events[-1]["checks"]["pass"] + events[-1]["checks"]["skipped"])
+        self.assertEqual(len(self.of("group", events)), 47)
+        self.assertEqual([group["row"] for group in self.of("group", events)], list(range(1, 48)))
+        self.assertEqual(events[-1]["result"], 0)
+        self.assertEqual(self.run_.stdout, run("RAM:").stdout, "the console is the same")
+        self.assertEqual(self.run_.stderr, "")
+
+    def test_the_first_events_describe_the_run(self):
+        events = self.record("--mount", "DH0=ram,port=packet,volume=W\xf6rk", "DH0:", "NI", "TN=34")
+        start, target = events[0], events[1]
+        self.assertEqual((start["version"], start["device"], start["words"], start["port"], start["handler"]),
+                         (1, "DH0:", "NI TN=34", "packet", "ram"))
+        self.assertEqual(start["arguments"][-3:], ["DH0:", "NI", "TN=34"])
+        self.assertRegex(start["time"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ$")
+        self.assertEqual(target["dostype"], "0x444F5309")
+        self.assertRegex(target["filesystem"], r"^ram-handler ")
+
+    def test_what_a_check_says_is_there_in_full(self):
+        events = self.record("--mount", "DH0=ram,deviate=delete-open-file", "DH0:", "TN=10")
+        failed = [check for check in self.of("check", events) if check["verdict"] == "fail"]
+        self.assertEqual([(check["id"], check["row"], check["number"], check["result"]) for check in failed],
+                         [("Delete.OpenFile", 10, 1, 10)])
+        self.assertEqual(failed[0]["diagnostics"], [
+            {"class": "ERROR", "bold": True, "code": 0,
+             "text": 'Delete("FILE01") succeeded, but should have failed, as it was in use.'}])
+        self.assertEqual([(group["id"], group["verdict"], group["result"]) for group in self.of("group", events)],
+                         [("Delete", "fail", 10)])
+        self.assertEqual(events[-1]["result"], 10)
+
+    def test_an_operation_that_is_missing_is_unsupported(self):
+        events = self.record("--mount", f"DH0=plugin:{PLUGINS}/lacking_plugin.so,without=FSRename", "DH0:", "TN=34")
+        checks = [check for check in self.of("check", events) if check["row"] == 34]
+        self.assertEqual({check["verdict"] for check in checks}, {"unsupported"})
+        self.assertEqual([check.get("cause") for check in checks[1:]], ["Rename.RenamedFile"] * (len(checks) - 1))
+
+    def test_complaints_name_their_check(self):
+        events = self.record(*self.rogue("in=FSUnLock,how=keep"), "TN=24")
+        complaints = self.of("complaint", events)
+        self.assertTrue(complaints)
+        self.assertIn("never freed: a lock", complaints[-1]["text"])
+        self.assertEqual(self.run_.returncode, 10)
+
+
+class Restarts(EventsTest):
+    """A handler that ends costs its group at most."""
+
+    def test_the_next_group_gets_another_process(self):
+        events = self.record(*self.rogue("in=FSRename,how=signal"), "FTN=34")
+        ended = self.of("handler-ended", events)
+        self.assertEqual([{k: v for k, v in end.items() if k != "event"} for end in ended], [
+            {"id": "Rename.RenamedFile", "call": "FSRename", "how": "signal 11 (SIGSEGV)", "restarted": True}])
+        checks = [check for check in self.of("check", events) if check["row"] == 34]
+        self.assertEqual([check["verdict"] for check in checks], ["fail"] + ["blocked"] * (len(checks) - 1))
+        self.assertEqual({check.get("cause") for check in checks[1:]}, {"Rename.RenamedFile"})
+        others = {check["verdict"] for check in self.of("check", events) if check["row"] > 34}
+        self.assertEqual(others, {"pass", "skipped"})
+        self.assertEqual(self.run_.returncode, 10)
+
+    def test_without_it_every_group_is_blocked(self):
+        events = self.record(*self.rogue("in=FSRename,how=signal,restart=no"), "FTN=34")
+        checks = [check for check in self.of("check", events) if check["row"] >= 34]
+        self.assertEqual([check["verdict"] for check in checks], ["fail"] + ["blocked"] * (len(checks) - 1))
+        self.assertEqual([end["restarted"] for end in self.of("handler-ended", events)], [False])
+
+    def test_a_group_that_takes_too_long_is_the_culprit(self):
+        events = self.record("--limit", "1", *self.rogue("in=FSRename,how=slow"), "TN=34")
+        self.assertIn("took more than 1 second", self.run_.stderr)
+        ended = self.of("handler-ended", events)
+        self.assertEqual(len(ended), 1)
+        self.assertEqual((ended[0]["how"], ended[0]["restarted"]), ("took more than 1 second", True))
+        verdicts = self.verdicts(events)
+        self.assertEqual(verdicts[ended[0]["id"]], "fail")
+
+
+class Selections(EventsTest):
+    """--select and --skip."""
+
+    def test_the_console_speaks_of_what_was_selected_alone(self):
+        events = self.record("--select", "Delete.OpenFile,Lock", "RAM:")
+        self.assertRegex(self.run_.stdout, r"\]\n\n\x1b\[0mDelete\(\) tests passed\.\nLock\(\) tests passed\.\n\n$")
+        self.assertEqual([group["id"] for group in self.of("group", events)], ["Delete", "Lock"])
+        self.assertEqual([id for id in self.verdicts(events) if id.startswith("Delete")], ["Delete.OpenFile"])
+
+    def test_skip_leaves_out(self):
+        events = self.record("--skip", "Lock,*.RootDirectory", "RAM:")
+        verdicts = self.verdicts(events)
+        self.assertFalse([id for id in verdicts if id.startswith("Lock.") or id.endswith(".RootDirectory")])
+        self.assertEqual(verdicts["Delete.OpenFile"], "pass")
+        self.assertNotIn("\nLock() tests", self.run_.stdout)
+
+    def test_beside_numbers_of_tests(self):
+        events = self.record("--select", "*.RootDirectory", "RAM:", "TN=38")
+        self.assertEqual(list(self.verdicts(events)), ["SetComment.RootDirectory"])
+        nothing = run("--select", "Lock", "RAM:", "TN=38")
+        self.assertEqual(nothing.returncode, 20)
+        self.assertEqual(nothing.stderr, "quorle: none of the selected checks is in the selected tests: nothing was run\n")
+
+    def test_a_pattern_that_fits_nothing(self):
+        refused = run("--select", "Lock.MisingObject", "RAM:")
+        self.assertEqual((refused.returncode, refused.stdout), (20, ""))
+        self.assertEqual(refused.stderr,
+                         'quorle: --select: no check is named "Lock.MisingObject"; is it Lock.MissingObject?\n')
+
+
+class Failed(EventsTest):
+    """--failed."""
+
+    def test_what_failed_runs_again(self):
+        mount = ("--mount", "DH0=ram,deviate=delete-open-file", "DH0:")
+        self.record(*mount)
+        again = self.path("again")
+        said = run("--failed", self.events, "--events", again, *mount)
+        self.assertEqual(said.returncode, 10)
+        self.assertEqual(self.verdicts(self.read(again)), {"Delete.OpenFile": "fail"})
+
+    def test_into_the_same_file(self):
+        mount = ("--mount", "DH0=ram,deviate=delete-open-file", "DH0:")
+        self.record(*mount)
+        run("--failed", self.events, "--events", self.events, *mount)
+        self.assertEqual(self.verdicts(self.read()), {"Delete.OpenFile": "fail"})
+
+    def test_nothing_failed(self):
+        self.record("RAM:", "TN=24")
+        said = run("--failed", self.events, "RAM:")
+        self.assertEqual((said.returncode, said.stdout), (0, ""))
+        self.assertEqual(said.stderr, f"quorle: {self.events}: every check was as expected; there is nothing to run\n")
+
+    def test_of_a_run_that_was_cut_off_the_rest_runs(self):
+        lines = [json.dumps(event) for event in self.record("RAM:")]
+        with open(self.events, "w", encoding="utf-8") as file:
+            file.write("\n".join(lines[:100]) + '\n{"eve')
+        seen = set(self.verdicts([json.loads(line) for line in lines[:100]]))
+        again = self.path("again")
+        run("--failed", self.events, "--events", again, "RAM:")
+        rest = set(self.verdicts(self.read(again)))
+        self.assertTrue(rest)
+        self.assertFalse(rest & seen)
+
+    def test_a_file_that_is_none(self):
+        with open(self.events, "w", encoding="utf-8") as file:
+            file.write("hello\n")
+        said = run("--failed", self.events, "RAM:")
+        self.assertEqual((said.returncode, said.stdout), (20, ""))
+        self.assertEqual(said.stderr, f"quorle: {self.events}:1: no event: it is no JSON\n")
+
+
+class Repeats(EventsTest):
+    """--repeat."""
+
+    def test_runs_follow_each_other_in_one_stream(self):
+        events = self.record("--repeat", "3", "RAM:", "TN=24")
+        self.assertEqual([event.get("repeat", 1) for event in self.of("run", events)], [1, 2, 3])
+        self.assertEqual(len(self.of("end", events)), 3)
+        self.assertEqual((self.run_.returncode, self.run_.stderr), (0, ""))
+        self.assertEqual(self.run_.stdout, 3 * run("RAM:", "TN=24").stdout)
+
+    def test_a_check_that_passes_and_fails_is_flaky(self):
+        turns = self.path("turns")
+        said = run("--repeat", "4", *self.rogue(f"turns={turns},in=FSRename,how=signal"), "TN=34")
+        self.assertEqual(said.returncode, 10)
+        flaky = said.stderr[said.stderr.index("flaky"):]
+        self.assertTrue(flaky.startswith("flaky: Rename.RenamedFile\n  2 of 4 runs: pass\n  2 of 4 runs: fail: "), flaky)
+        self.assertEqual(flaky.count("flaky: "), 6, "the rest of its group is blocked in two runs")
+
+    def test_a_run_that_fails_each_time_is_not(self):
+        said = run("--repeat", "2", "--mount", "DH0=ram,deviate=delete-open-file", "DH0:", "TN=10")
+        self.assertEqual((said.returncode, said.stderr), (10, ""))
+
+    def test_bad_numbers(self):
+        for number in ("0", "-1", "x", "1000001"):
+            said = run("--repeat", number, "RAM:")
+            self.assertEqual((said.returncode, said.stdout), (20, ""))
+            self.assertEqual(said.stderr, f'quorle: --repeat: "{number}" is not a number of runs, 1 to 1000000\n')
+        said = run("--repeat", "2", "--trace", self.path("trace"), "RAM:")
+        self.assertEqual((said.returncode, said.stderr),
+                         (20, "quorle: --trace is of one run: it excludes --repeat\n"))
+
+
+class ExitStatus(EventsTest):
+    """What the exit status says beside the result of the tester."""
+
+    def test_an_object_that_is_left_behind(self):
+        events = self.record("--mount", "DH0=ram,deviate=lock-never-released", "DH0:", "TN=24")
+        self.assertEqual(self.run_.returncode, 10)
+        self.assertEqual(events[-1]["event"], "end")
+
+    def test_a_refused_run(self):
+        events = self.record("NOWHERE:")
+        self.assertEqual(self.run_.returncode, 20)
+        self.assertEqual([event["event"] for event in events], ["run", "end"])
+        self.assertEqual(events[-1]["result"], 20)
+
+    def test_an_interrupted_run(self):
+        process = subprocess.Popen([QUORLE, "--events", self.events, "RAM:"], stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL)
+        time.sleep(0.1)  # the tester waits half a second before its first test
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=60), 10)
+        checks = self.of("check", self.read())
+        self.assertEqual(checks[-1].get("why"), "the run ended")
+
+
+class Destinations(EventsTest):
+    """Where events go."""
+
+    def test_a_descriptor(self):
+        read_end, write_end = os.pipe()
+        said = run("--events", f"fd:{write_end}", "RAM:", "TN=24", pass_fds=[write_end])
+        os.close(write_end)
+        with os.fdopen(read_end, encoding="utf-8") as file:
+            events = [json.loads(line) for line in file]
+        self.assertEqual((said.returncode, events[-1]["event"]), (0, "end"))
+
+    def test_standard_error(self):
+        said = run("--events", "fd:2", "RAM:", "TN=24")
+        self.assertEqual(json.loads(said.stderr.splitlines()[0])["event"], "run")
+
+    def test_what_is_no_descriptor_for_events(self):
+        for name in ("fd:", "fd:x", "fd:0", "fd:1", "fd:-3", "fd:99999999999"):
+            said = run("--events", name, "RAM:")
+            self.assertEqual((said.returncode, said.stdout), (20, ""), name)
+            self.assertEqual(said.stderr, f'quorle: --events: "{name}" is no descriptor for events: '
+                                          "a number from 2, since 1 is the tester's own\n")
+        said = run("--events", "fd:77", "RAM:")
+        self.assertEqual((said.returncode, said.stdout, said.stderr),
+                         (20, "", "quorle: cannot write to descriptor 77: Bad file descriptor\n"))
+        with open(os.devnull, "rb") as source:
+            said = run("--events", f"fd:{source.fileno()}", "RAM:", pass_fds=[source.fileno()])
+        self.assertEqual(said.stderr, f"quorle: descriptor {source.fileno()} is not open for writing\n")
+
+    def test_a_missing_folder(self):
+        said = run("--events", self.path("none/events"), "RAM:")
+        self.assertEqual((said.returncode, said.stdout), (20, ""))
+        self.assertEqual(said.stderr, f"quorle: cannot open the event file {self.path('none/events')}: "
+                                      "No such file or directory\n")
+
+    def test_a_full_disk(self):
+        said = run("--events", "/dev/full", "RAM:", "TN=24")
+        self.assertEqual(said.returncode, 10)
+        self.assertEqual(said.stderr, "quorle: the events end here, their file cannot be written: "
+                                      "No space left on device\n")
+        self.assertEqual(said.stdout, run("RAM:", "TN=24").stdout)
+
+    def test_a_wrong_mount_leaves_an_older_file_alone(self):
+        with open(self.events, "w", encoding="utf-8") as file:
+            file.write("older")
+        said = run("--events", self.events, "--mount", "DH0=nothing", "DH0:")
+        self.assertEqual(said.returncode, 20)
+        with open(self.events, encoding="utf-8") as file:
+            self.assertEqual(file.read(), "older")
+
+
+class Lists(EventsTest):
+    """--list-checks."""
+
+    def test_every_check_has_its_line(self):
+        said = run("--list-checks")
+        rows = [line.split("\t") for line in said.stdout.splitlines()]
+        checks = self.of("check", self.record("RAM:"))
+        self.assertEqual([(row[0], row[1], int(row[2]), int(row[3])) for row in rows],
+                         [(check["id"], check["catalogue"], check["row"], check["number"]) for check in checks])
+        titles = dict(re.findall(r"^ *(\d+):   (.*)$", run().stdout, re.M))
+        self.assertEqual({row[2]: row[4] for row in rows}, {row[2]: titles[row[2]] for row in rows})
+
+
+class Killed(EventsTest):
+    """A run that is killed at any instant leaves every finished check in its stream."""
+
+    def test_killed_at_random_instants(self):
+        seed = 20261122
+        chance = random.Random(seed)
+        console = self.path("console")
+        began = time.monotonic()
+        run("RAM:")
+        whole = time.monotonic() - began
+        torn = cut = 0
+        all_checks = {}
+        for check in self.of("check", self.record("RAM:")):
+            all_checks.setdefault(check["id"].split(".")[0], set()).add(check["id"])
+        for number in range(int(os.environ.get("QUORLE_KILLED_RUNS", "300"))):
+            with open(console, "wb") as output:
+                process = subprocess.Popen([QUORLE, "--no-delay", "--events", self.events, "RAM:"],
+                                           stdin=subprocess.DEVNULL, stdout=output)
+                time.sleep(chance.uniform(0, whole))
+                process.kill()
+                process.wait()
+            with open(self.events, "rb") as file:
+                *lines, rest = file.read().split(b"\n")
+            torn += rest != b""
+            events = [json.loads(line) for line in lines]
+            cut += not events or events[-1]["event"] != "end"
+            seen = set(self.verdicts(events))
+            with open(console, encoding="latin-1") as file:
+                finished = re.findall(r"^(?:\x1b\[0m)?(\w+)\(\) tests passed\.$", file.read(), re.M)
+            for group in finished:
+                self.assertLessEqual(all_checks[group], seen, f"run {number}, seed {seed}")
+        print(f"{number + 1} runs killed: {cut} cut off, {torn} with a torn line")
+        self.assertGreater(cut, number // 10, "so many runs were killed before their end")
+
+
+if __name__ == "__main__":
+    QUORLE, PLUGINS = (os.path.abspath(path) for path in sys.argv[1:3])
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])

@@ -1,0 +1,59 @@
+#include "selftest/support/recorded_run.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "results/call_recorder.h"
+#include "results/run_recorder.h"
+
+namespace quorle::selftest {
+namespace {
+
+class RecordSink final : public EventSink {
+ public:
+  explicit RecordSink(RunRecord& record) : record_(record) {}
+  void Take(const Event& event) override { Append(event, record_); }
+
+ private:
+  RunRecord& record_;
+};
+
+}  // namespace
+
+const CheckEvent& RecordedRun::Find(const std::string& id) const {
+  static const CheckEvent kNone;
+  const auto is_it = [&](const CheckEvent& check) { return check.id == id; };
+  const auto found = std::find_if(record.checks.begin(), record.checks.end(), is_it);
+  const auto count = std::count_if(record.checks.begin(), record.checks.end(), is_it);
+  EXPECT_EQ(count, 1) << id;
+  return found == record.checks.end() ? kNone : *found;
+}
+
+RecordedRun Record(const std::vector<std::string>& words, const RecordedRunSettings& settings) {
+  RecordedRun run;
+  TestBench bench(words, settings.rules);
+  Selection selection(settings.catalogue);
+  std::string problem;
+  const bool is_read = settings.select.empty() || selection.Select(settings.select, problem);
+  EXPECT_TRUE(is_read) << problem;
+  const SelectedCatalogue selected(settings.catalogue, selection);
+  RecordSink sink(run.record);
+  RunRecorder recorder(selection, sink);
+  CallRecorder calls(bench.dos(), recorder);
+  recorder.Begin({});
+  run.result = bench.Run(selected.entries(), recorder, calls);
+  recorder.End(run.result);
+  run.trace = bench.TakeTraceLines();
+  run.output = bench.TakeOutput();
+  return run;
+}
+
+std::string Brief(const CheckEvent& check) {
+  std::string text(NameOf(check.verdict));
+  if (!check.why.empty()) text += ": " + check.why;
+  if (!check.cause.empty()) text += " by " + check.cause;
+  return text;
+}
+
+}  // namespace quorle::selftest

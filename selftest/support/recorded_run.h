@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "results/run_record.h"
+#include "selftest/support/test_bench.h"
+#include "tests/catalogue.h"
+
+namespace quorle::selftest {
+
+/// What a run is recorded with.
+struct RecordedRunSettings {
+  std::string rules = {};   ///< fault rules
+  std::string select = {};  ///< patterns, as --select takes them; empty: everything
+  const TestEntry* catalogue = kCatalogue;
+};
+
+/// A run and its events.
+struct RecordedRun {
+  RunRecord record;
+  std::int32_t result = 0;
+  std::string output;
+  std::vector<std::string> trace;  ///< the lines of its call trace
+
+  /// The event of a check; fails the test, and returns an empty one, when there is none or a second.
+  const CheckEvent& Find(const std::string& id) const;
+};
+
+/// Runs the tester with `words`, host options first, in this process, and records it as the program does.
+RecordedRun Record(const std::vector<std::string>& words, const RecordedRunSettings& settings = {});
+
+/// "pass", or what else there is to say of a check in a word or two: "blocked by Lock.MissingObject".
+std::string Brief(const CheckEvent& check);
+
+}  // namespace quorle::selftest
