@@ -49,9 +49,12 @@ std::optional<std::int32_t> ResultSession::Prepare() {
     console_.Report(problem);
     return RETURN_FAIL;
   }
-  if ((options_.select && !selection_.Select(*options_.select, problem)) ||
-      (options_.skip && !selection_.Skip(*options_.skip, problem))) {
-    console_.Report(problem);
+  if (options_.select && !selection_.Select(*options_.select, problem)) {
+    console_.Report("--select: " + problem);
+    return RETURN_FAIL;
+  }
+  if (options_.skip && !selection_.Skip(*options_.skip, problem)) {
+    console_.Report("--skip: " + problem);
     return RETURN_FAIL;
   }
   if (options_.failed) {

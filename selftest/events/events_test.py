@@ -95,7 +95,7 @@ class Verdicts(EventsTest):
         self.assertEqual(events[-1]["result"], 10)
 
     def test_an_operation_that_is_missing_is_unsupported(self):
-        events = self.record("--mount", f"DH0=plugin:{PLUGINS}/lacking_plugin.so,without=FSRename", "DH0:", "TN=34")
+        events = self.record("--mount", f"DH0=plugin:{PLUGINS}/lacking_plugin.so,without=26", "DH0:", "TN=34")
         checks = [check for check in self.of("check", events) if check["row"] == 34]
         self.assertEqual({check["verdict"] for check in checks}, {"unsupported"})
         self.assertEqual([check.get("cause") for check in checks[1:]], ["Rename.RenamedFile"] * (len(checks) - 1))
@@ -130,7 +130,7 @@ class Restarts(EventsTest):
         self.assertEqual([end["restarted"] for end in self.of("handler-ended", events)], [False])
 
     def test_a_group_that_takes_too_long_is_the_culprit(self):
-        events = self.record("--limit", "1", *self.rogue("in=FSRename,how=slow"), "TN=34")
+        events = self.record("--limit", "1", *self.rogue("in=FSSetProtection,how=slow"), "TN=34")
         self.assertIn("took more than 1 second", self.run_.stderr)
         ended = self.of("handler-ended", events)
         self.assertEqual(len(ended), 1)
@@ -247,9 +247,12 @@ class ExitStatus(EventsTest):
     """What the exit status says beside the result of the tester."""
 
     def test_an_object_that_is_left_behind(self):
-        events = self.record("--mount", "DH0=ram,deviate=lock-never-released", "DH0:", "TN=24")
-        self.assertEqual(self.run_.returncode, 10)
-        self.assertEqual(events[-1]["event"], "end")
+        events = self.record("--mount", "DH0=ram,deviate=delete-refused", "DH0:", "TN=22")
+        self.assertEqual((self.run_.returncode, events[-1]["result"]), (10, 0), "the tester does not mind")
+        left = self.of("left-behind", events)
+        self.assertEqual({event["id"] for event in left}, {"GetFileSize.SizeAfterWrite", "GetFileSize.SizeAfterAppending"})
+        self.assertEqual(left[0]["object"], "FILE01")
+        self.assertIn('test left the object "FILE01" behind', self.run_.stdout)
 
     def test_a_refused_run(self):
         events = self.record("NOWHERE:")
@@ -292,8 +295,9 @@ class Destinations(EventsTest):
         self.assertEqual((said.returncode, said.stdout, said.stderr),
                          (20, "", "quorle: cannot write to descriptor 77: Bad file descriptor\n"))
         with open(os.devnull, "rb") as source:
-            said = run("--events", f"fd:{source.fileno()}", "RAM:", pass_fds=[source.fileno()])
-        self.assertEqual(said.stderr, f"quorle: descriptor {source.fileno()} is not open for writing\n")
+            number = source.fileno()
+            said = run("--events", f"fd:{number}", "RAM:", pass_fds=[number])
+        self.assertEqual(said.stderr, f"quorle: descriptor {number} is not open for writing\n")
 
     def test_a_missing_folder(self):
         said = run("--events", self.path("none/events"), "RAM:")

@@ -56,7 +56,7 @@ TEST(PluginRunTest, IgnoredEndsOfChildrenDoNotMatter) {
   EXPECT_EQ(good.status, 0);
   const ProgramRun bad = RunIgnoring("CHLD", "plugin:rogue_plugin.so,limit=3,in=FSRename,how=exit");
   EXPECT_EQ(bad.errors,
-            ReportedLine("exited with status 3 in FSRename(), test 34 (Rename.RenamedFile)"));
+            EndLine("exited with status 3 in FSRename(), test 34 (Rename.RenamedFile)"));
 }
 
 TEST(PluginRunTest, ARequestToEndFinishesTheGroup) {

@@ -26,6 +26,11 @@ inline std::string ReportedLine(const std::string& what) {
   return "quorle: handler process of DH0: " + what + "\n";
 }
 
+/// The same of a process that ended, in whose place there will be another.
+inline std::string EndLine(const std::string& what) {
+  return ReportedLine(what + "; started again for the next test");
+}
+
 /// The same without the lines that say where in the handler something was.
 inline std::string WithoutFrames(const std::string& errors) {
   std::string rest;
