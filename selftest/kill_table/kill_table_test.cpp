@@ -15,6 +15,7 @@
 #include "handlers/deviate/deviation.h"
 #include "selftest/kill_table/watched_run.h"
 #include "selftest/support/diff.h"
+#include "selftest/support/recorded_run.h"
 #include "selftest/support/test_bench.h"
 #include "selftest/support/transcripts.h"
 
@@ -144,6 +145,14 @@ const WatchedRun& Conforming(const Setting& setting) {
   return place->second;
 }
 
+/// The same, recorded.
+const RecordedRun& ConformingRecord(const Setting& setting) {
+  static std::map<std::string, RecordedRun> runs;
+  const auto [place, is_new] = runs.try_emplace(setting.Name());
+  if (is_new) place->second = Record(setting.Words({}));
+  return place->second;
+}
+
 /// What is not as on the conforming volume. What the group itself prints beside its sub-tests counts
 /// when no sub-test of it differs: its closing line says nothing new then.
 std::vector<WatchedPart> Differences(const WatchedRun& run, const WatchedRun& conforming) {
@@ -254,7 +263,51 @@ class Trial {
     const std::set<std::uint8_t> tests = TestsOf(parts);
     noticed_.insert(tests.begin(), tests.end());
     for (const WatchedPart& part : parts) NoteKill(part);
+    if (setting.switches.empty()) CompareVerdicts(setting, run, parts);
     NoteOutcome(setting.Name(), AsText(parts, run.result));
+  }
+
+  /// The verdicts of the same run say by id what `run` came to, and name the sub-tests of `parts`.
+  void CompareVerdicts(const Setting& setting, const WatchedRun& run,
+                       const std::vector<WatchedPart>& parts) {
+    const std::vector<CheckEvent>& usual_checks = ConformingRecord(setting).record.checks;
+    std::size_t at = 0;
+    std::set<std::string> different;
+    std::set<std::string> named;
+    for (const CheckEvent& check :
+         Record(setting.Words(std::string(deviation_.name))).record.checks) {
+      const auto test = static_cast<std::uint8_t>(check.row);
+      EXPECT_TRUE(Fits(check.verdict, run.Find(test, check.number)))
+          << check.id << " is " << Brief(check);
+      const CheckEvent& usual = usual_checks[at++];
+      const bool was_reached = check.result != 0 || check.calls.last != 0;
+      const bool is_usual =
+          check.verdict == usual.verdict && check.diagnostics == usual.diagnostics;
+      if (was_reached && !is_usual) different.insert(check.id);
+      if (std::any_of(parts.begin(), parts.end(), [&](const WatchedPart& part) {
+            return part.test == test && part.sub_test == check.number;
+          })) {
+        named.insert(check.id);
+      }
+    }
+    EXPECT_EQ(different, named);
+  }
+
+  /// Whether a check with this verdict came to `part`, which is null when it was not reached.
+  static bool Fits(Verdict verdict, const WatchedPart* part) {
+    switch (verdict) {
+      case Verdict::kFail:
+      case Verdict::kBlocked:
+        return part != nullptr && part->status != 0;
+      case Verdict::kUnsupported:
+        return part == nullptr || part->status == kFatal;
+      case Verdict::kWarn:
+        return part != nullptr && part->status == 0 && part->text.find("WARN") != std::string::npos;
+      case Verdict::kPass:
+        return part != nullptr && part->status == 0 && part->text.find("WARN") == std::string::npos;
+      default:
+        return part == nullptr || part->status == 0;
+    }
   }
 
   bool MayNotice(std::uint8_t test) const {
