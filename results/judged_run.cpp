@@ -134,9 +134,7 @@ std::string QuotedForShell(std::string_view word) {
 }  // namespace
 
 bool JudgedRun::is_fine() const {
-  return findings.empty() &&
-         std::all_of(checks.begin(), checks.end(),
-                     [](const JudgedCheck& check) { return check.judgement.is_fine(); });
+  return findings.empty() && unexpected == 0;
 }
 
 JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations) {
@@ -149,6 +147,7 @@ JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations) {
     ++count.all;
     if (judgement.type == Judgement::Type::kKnownFailure) ++count.known;
     if (judgement.type == Judgement::Type::kSurprisePass) ++count.surprise;
+    if (!judgement.is_fine()) ++run.unexpected;
     run.checks.push_back({.check = &check, .judgement = std::move(judgement)});
   }
   run.findings = FindingsOf(record);
@@ -156,7 +155,7 @@ JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations) {
 }
 
 std::string CountsLine(const JudgedRun& run) {
-  if (run.checks.empty()) return "no checks";
+  if (run.record->checks.empty()) return "no checks";
   struct Word {
     Verdict verdict;
     const char* word;
@@ -172,7 +171,7 @@ std::string CountsLine(const JudgedRun& run) {
     const auto found = run.counts.find(word.verdict);
     if (found == run.counts.end() || found->second.all == 0) continue;
     const VerdictCount& count = found->second;
-    text += text.empty() ? Plural(run.checks.size(), "check") + ": " : ", ";
+    text += text.empty() ? Plural(run.record->checks.size(), "check") + ": " : ", ";
     text += std::to_string(count.all) + " " + word.word;
     if (count.known > 0) text += " (" + std::to_string(count.known) + " known)";
     if (count.surprise > 0) text += " (" + std::to_string(count.surprise) + " unexpectedly)";

@@ -41,6 +41,7 @@ struct JudgedRun {
   std::vector<JudgedCheck> checks;  ///< those of the record, in their order
   std::vector<Finding> findings;    ///< in the order of their checks; of the run last
   std::map<Verdict, VerdictCount> counts;
+  std::size_t unexpected = 0;  ///< how many checks are not as expected
 
   /// Whether each check is as expected and there is no finding.
   bool is_fine() const;
