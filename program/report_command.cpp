@@ -107,9 +107,9 @@ std::string ExplainInMarkdown(const std::string& id) {
   const auto add = [&](const char* heading, const std::string& part) {
     if (!part.empty()) text += std::string("\n\n") + heading + part;
   };
-  add("Why it matters: ", explanation->why);
-  add("Diagnostics: ", explanation->diagnostics);
-  add("Where authors go wrong: ", explanation->mistakes);
+  add("**Why it matters:** ", explanation->why);
+  add("**Diagnostics:** ", explanation->diagnostics);
+  add("**Where authors go wrong:** ", explanation->mistakes);
   return text;
 }
 

@@ -84,19 +84,28 @@ std::string Cell(Verdict verdict, Judgement::Type type) {
 
 // ---- Explanations --------------------------------------------------------------------------------
 
-/// A line of Markdown with `code` in it.
+/// A line of Markdown with `code` and **strong** words in it.
 std::string InlineHtml(std::string_view line) {
   std::string html;
   bool is_code = false;
+  bool is_strong = false;
   while (!line.empty()) {
-    const std::size_t tick = line.find('`');
-    html += HtmlText(line.substr(0, tick));
-    if (tick == std::string_view::npos) break;
-    html += is_code ? "</code>" : "<code>";
-    is_code = !is_code;
-    line.remove_prefix(tick + 1);
+    if (line.front() == '`') {
+      html += is_code ? "</code>" : "<code>";
+      is_code = !is_code;
+      line.remove_prefix(1);
+    } else if (!is_code && line.starts_with("**")) {
+      html += is_strong ? "</strong>" : "<strong>";
+      is_strong = !is_strong;
+      line.remove_prefix(2);
+    } else {
+      const std::size_t end = std::min(line.find_first_of("`*", 1), line.size());
+      html += HtmlText(line.substr(0, end));
+      line.remove_prefix(end);
+    }
   }
-  return is_code ? html + "</code>" : html;
+  if (is_code) html += "</code>";
+  return is_strong ? html + "</strong>" : html;
 }
 
 /// Paragraphs and lists of Markdown.
@@ -244,7 +253,8 @@ class HtmlWriter {
     text_ +=
         "</fieldset>\n<button type=\"button\" id=\"ui-unfold\">Unfold all</button>\n"
         "<button type=\"button\" id=\"ui-fold\">Fold all</button>\n"
-        "<span class=\"pale\" id=\"ui-count\" role=\"status\"></span>\n</div>\n";
+        "<span class=\"pale\" id=\"ui-count\" role=\"status\"></span>\n</div>\n"
+        "<p class=\"pale\">A filled mark is not as expected; a broken edge is a known failure.</p>\n";
   }
 
   void WriteTable() {
