@@ -6,15 +6,19 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/constants.h"
+#include "results/check_list.h"
 #include "results/expectations.h"
+#include "results/explanations.h"
 #include "results/report.h"
 #include "results/run_record.h"
 #include "results/summary.h"
 #include "results/whole_file.h"
+#include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
@@ -95,6 +99,20 @@ bool ReadRequest(std::span<const char* const> words, ReportRequest& request, Con
   return true;
 }
 
+/// What docs/tests.md says of a check, as reports show it.
+std::string ExplainInMarkdown(const std::string& id) {
+  const std::optional<Explanation> explanation = Explain(id);
+  if (!explanation) return {};
+  std::string text = explanation->what;
+  const auto add = [&](const char* heading, const std::string& part) {
+    if (!part.empty()) text += std::string("\n\n") + heading + part;
+  };
+  add("**Why it matters:** ", explanation->why);
+  add("**Diagnostics:** ", explanation->diagnostics);
+  add("**Where authors go wrong:** ", explanation->mistakes);
+  return text;
+}
+
 }  // namespace
 
 std::int32_t RunReport(std::span<const char* const> words, Console& console) {
@@ -108,11 +126,18 @@ std::int32_t RunReport(std::span<const char* const> words, Console& console) {
     console.Report(problem);
     return RETURN_FAIL;
   }
-  const Expectations expectations;
+  Expectations expectations;
+  const bool is_fine = request.expectations.empty() ||
+                       expectations.Load(request.expectations, ListChecks(kCatalogue), problem);
+  if (!is_fine) {
+    console.Report(problem);
+    return RETURN_FAIL;
+  }
   const std::string report =
       request.format->render == nullptr
           ? SummaryReport(runs, expectations, WantsColours(request, console))
-          : request.format->render({.runs = runs, .expectations = expectations, .explain = {}});
+          : request.format->render(
+                {.runs = runs, .expectations = expectations, .explain = ExplainInMarkdown});
   if (request.output.empty()) {
     console.Print(report);
     return console.failed() ? RETURN_FAIL : RETURN_OK;

@@ -102,30 +102,67 @@ class ReadError final : public std::exception {
   std::string problem_;
 };
 
-/// Reads the members of one event. A member that is not there leaves what it shall fill.
+/// Reads the members of one object. A member that is not there leaves what it shall fill.
 class Members {
  public:
-  explicit Members(const Json& json) : json_(json) {}
+  Members(const JsonLine& json, std::size_t object) : json_(json), object_(object) {}
 
   template <class Type>
   void Read(const char* name, Type& value) const {
-    const auto member = json_.find(name);
-    if (member == json_.end()) return;
+    const std::size_t member = json_.Find(object_, name);
+    if (member == JsonLine::kRoot) return;
     if constexpr (std::is_same_v<Type, Verdict>) {
-      const auto verdict = VerdictNamed(Value<std::string>(name, *member));
+      const auto verdict = VerdictNamed(Value<std::string>(name, member));
       if (!verdict) throw ReadError(Quoted(name) + " is no verdict");
       value = *verdict;
     } else if constexpr (std::is_same_v<Type, DiagnosticClass>) {
-      value = ClassOf(Value<std::string>(name, *member));
+      value = ClassOf(Value<std::string>(name, member));
+    } else if constexpr (std::is_same_v<Type, CallRange>) {
+      value = RangeOf(member);
+    } else if constexpr (std::is_same_v<Type, std::vector<std::string>>) {
+      if (json_.at(member).type != JsonValue::Type::kList) {
+        throw ReadError(Quoted(name) + " is no list");
+      }
+      json_.ForEach(member, [&](std::size_t item) {
+        if (json_.at(item).type != JsonValue::Type::kText) {
+          throw ReadError(Quoted(name) + " is no list of texts");
+        }
+        value.push_back(json_.at(item).text);
+      });
     } else {
-      value = Value<Type>(name, *member);
+      value = Value<Type>(name, member);
     }
   }
   /// What a reader cannot do without.
   template <class Type>
   void Need(const char* name, Type& value) const {
-    if (!json_.contains(name)) throw ReadError(Quoted(name) + " is missing");
+    if (json_.Find(object_, name) == JsonLine::kRoot) {
+      throw ReadError(Quoted(name) + " is missing");
+    }
     Read(name, value);
+  }
+  /// Calls `read` with the members of each object of the list `name`; `not_so` when it holds others.
+  template <class ReadItem>
+  void ReadObjects(const char* name, const char* not_so, const ReadItem& read) const {
+    const std::size_t list = json_.Find(object_, name);
+    if (list == JsonLine::kRoot) return;
+    if (json_.at(list).type != JsonValue::Type::kList) {
+      throw ReadError(Quoted(name) + " is no list");
+    }
+    json_.ForEach(list, [&](std::size_t item) {
+      if (json_.at(item).type != JsonValue::Type::kObject) throw ReadError(not_so);
+      read(Members(json_, item));
+    });
+  }
+  /// Calls `read` with the members of the object `name`, when it is there.
+  template <class ReadItem>
+  void ReadObject(const char* name, const ReadItem& read) const {
+    const std::size_t member = json_.Find(object_, name);
+    if (member == JsonLine::kRoot) return;
+    if (json_.at(member).type != JsonValue::Type::kObject) {
+      throw ReadError(Quoted(name) + " is no object");
+    }
+    read(Members(json_, member));
   }
 
  private:
@@ -139,29 +176,43 @@ class Members {
     return DiagnosticClass::kNote;
   }
 
-  template <class Type>
-  static Type Value(const char* name, const Json& member) {
-    if constexpr (std::is_same_v<Type, bool>) {
-      if (!member.is_boolean()) throw ReadError(Quoted(name) + " is not true or false");
-    } else if constexpr (std::is_integral_v<Type>) {
-      constexpr auto kMost = std::numeric_limits<Type>::max();
-      constexpr auto kLeast = std::numeric_limits<Type>::min();
-      if (!member.is_number_integer() || member > kMost || member < kLeast) {
-        throw ReadError(Quoted(name) + " is no number that fits");
-      }
-    } else if constexpr (std::is_same_v<Type, std::string>) {
-      if (!member.is_string()) throw ReadError(Quoted(name) + " is no text");
-    } else {
-      static_assert(std::is_same_v<Type, std::vector<std::string>>);
-      if (!member.is_array()) throw ReadError(Quoted(name) + " is no list");
-      for (const Json& item : member) {
-        if (!item.is_string()) throw ReadError(Quoted(name) + " is no list of texts");
-      }
+  CallRange RangeOf(std::size_t member) const {
+    std::vector<std::int64_t> numbers;
+    bool is_range = json_.at(member).type == JsonValue::Type::kList;
+    if (is_range) {
+      json_.ForEach(member, [&](std::size_t item) {
+        is_range = is_range && json_.at(item).type == JsonValue::Type::kInteger;
+        numbers.push_back(json_.at(item).integer);
+      });
     }
-    return member.get<Type>();
+    if (!is_range || numbers.size() != 2) throw ReadError("\"calls\" is not two numbers");
+    return {.first = numbers[0], .last = numbers[1]};
   }
 
-  const Json& json_;
+  template <class Type>
+  Type Value(const char* name, std::size_t place) const {
+    const JsonValue& value = json_.at(place);
+    if constexpr (std::is_same_v<Type, bool>) {
+      if (value.type != JsonValue::Type::kBoolean) {
+        throw ReadError(Quoted(name) + " is not true or false");
+      }
+      return value.boolean;
+    } else if constexpr (std::is_integral_v<Type>) {
+      if (value.type != JsonValue::Type::kInteger ||
+          value.integer > std::numeric_limits<Type>::max() ||
+          value.integer < std::numeric_limits<Type>::min()) {
+        throw ReadError(Quoted(name) + " is no number that fits");
+      }
+      return static_cast<Type>(value.integer);
+    } else {
+      static_assert(std::is_same_v<Type, std::string>);
+      if (value.type != JsonValue::Type::kText) throw ReadError(Quoted(name) + " is no text");
+      return value.text;
+    }
+  }
+
+  const JsonLine& json_;
+  std::size_t object_;
 };
 
 RunEvent ReadRun(const Members& members) {
@@ -180,9 +231,7 @@ RunEvent ReadRun(const Members& members) {
   return run;
 }
 
-Diagnostic ReadDiagnostic(const Json& json) {
-  if (!json.is_object()) throw ReadError("a diagnostic is no object");
-  const Members members(json);
+Diagnostic ReadDiagnostic(const Members& members) {
   Diagnostic diagnostic;
   members.Read("class", diagnostic.type);
   members.Read("bold", diagnostic.bold);
@@ -191,7 +240,7 @@ Diagnostic ReadDiagnostic(const Json& json) {
   return diagnostic;
 }
 
-CheckEvent ReadCheck(const Json& json, const Members& members) {
+CheckEvent ReadCheck(const Members& members) {
   CheckEvent check;
   members.Need("id", check.id);
   members.Read("catalogue", check.catalogue);
@@ -204,43 +253,37 @@ CheckEvent ReadCheck(const Json& json, const Members& members) {
   members.Read("objects", check.objects);
   members.Read("why", check.why);
   members.Read("ambiguous", check.ambiguous);
-  if (const auto calls = json.find("calls"); calls != json.end()) {
-    const bool is_range = calls->is_array() && calls->size() == 2 &&
-                          (*calls)[0].is_number_integer() && (*calls)[1].is_number_integer();
-    if (!is_range) throw ReadError("\"calls\" is not two numbers");
-    check.calls = {(*calls)[0].get<std::int64_t>(), (*calls)[1].get<std::int64_t>()};
-  }
-  if (const auto list = json.find("diagnostics"); list != json.end()) {
-    if (!list->is_array()) throw ReadError("\"diagnostics\" is no list");
-    for (const Json& diagnostic : *list) check.diagnostics.push_back(ReadDiagnostic(diagnostic));
-  }
+  members.Read("calls", check.calls);
+  members.ReadObjects("diagnostics", "a diagnostic is no object", [&](const Members& item) {
+    check.diagnostics.push_back(ReadDiagnostic(item));
+  });
   return check;
 }
 
-EndEvent ReadEnd(const Json& json, const Members& members) {
+EndEvent ReadEnd(const Members& members) {
   EndEvent end;
   members.Read("result", end.result);
   members.Read("us", end.us);
-  if (const auto checks = json.find("checks"); checks != json.end()) {
-    if (!checks->is_object()) throw ReadError("\"checks\" is no object");
-    const Members counts(*checks);
+  members.ReadObject("checks", [&](const Members& counts) {
     for (std::size_t i = 0; i < kVerdictCount; ++i) {
       std::int32_t count = 0;
       counts.Read(std::string(kVerdictNames[i]).c_str(), count);
       if (count != 0) end.checks[static_cast<Verdict>(i)] = count;
     }
-  }
+  });
   return end;
 }
 
-std::optional<Event> ReadEvent(const Json& json) {
-  if (!json.is_object()) throw ReadError("it is no JSON object");
-  const Members members(json);
+std::optional<Event> ReadEvent(const JsonLine& json) {
+  if (json.at(JsonLine::kRoot).type != JsonValue::Type::kObject) {
+    throw ReadError("it is no JSON object");
+  }
+  const Members members(json, JsonLine::kRoot);
   std::string name;
   members.Need("event", name);
   if (name == "run") return ReadRun(members);
-  if (name == "check") return ReadCheck(json, members);
-  if (name == "end") return ReadEnd(json, members);
+  if (name == "check") return ReadCheck(members);
+  if (name == "end") return ReadEnd(members);
   if (name == "target") {
     TargetEvent target;
     members.Read("device", target.device);
@@ -303,15 +346,24 @@ std::string ToJsonLine(const Event& event) {
   return line;
 }
 
-std::optional<Event> ReadJsonLine(std::string_view line, std::string& problem) {
+std::optional<Event> EventReader::Read(std::string_view line, std::string& problem) {
   try {
-    const Json json = Json::parse(line, nullptr, false);
-    if (json.is_discarded()) throw ReadError("it is no JSON");
-    return ReadEvent(json);
+    switch (json_.Parse(line)) {
+      case JsonLine::State::kNoJson:
+        throw ReadError("it is no JSON");
+      case JsonLine::State::kTooLarge:
+        throw ReadError("it holds more than any event");
+      default:
+        return ReadEvent(json_);
+    }
   } catch (const ReadError& error) {
     problem = error.what();
     return std::nullopt;
   }
+}
+
+std::optional<Event> ReadJsonLine(std::string_view line, std::string& problem) {
+  return EventReader().Read(line, problem);
 }
 
 }  // namespace quorle

@@ -32,12 +32,13 @@ bool HasFailed(const std::string& id, const RunRecord& record) {
   });
 }
 
-/// The lines of `text` that are not empty.
+/// The lines of `text`, which may end as those of other systems do, but for empty ones.
 void AppendLines(std::string_view text, std::vector<std::string>& lines) {
+  constexpr std::string_view kBreaks = "\r\n";
   while (!text.empty()) {
-    const std::size_t end = text.find('\n');
+    const std::size_t end = std::min(text.find_first_of(kBreaks), text.size());
     if (end != 0) lines.emplace_back(text.substr(0, end));
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    text.remove_prefix(std::min(end + 1, text.size()));
   }
 }
 
@@ -72,6 +73,11 @@ std::vector<Finding> FindingsOf(const RunRecord& record) {
   }
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& a, const Finding& b) { return a.place < b.place; });
+  const auto missing = static_cast<std::size_t>(
+      std::count_if(record.checks.begin(), record.checks.end(), [](const CheckEvent& check) {
+        return check.verdict == Verdict::kSkipped && check.why == "the run ended";
+      }));
+  if (missing > 0) add({}, "interrupted", "the run ended before " + Plural(missing, "check"));
   if (!record.end) {
     add({}, "cut-off", CutOffText(record));
   } else if (record.end->result >= 20) {
@@ -134,9 +140,7 @@ std::string QuotedForShell(std::string_view word) {
 }  // namespace
 
 bool JudgedRun::is_fine() const {
-  return findings.empty() &&
-         std::all_of(checks.begin(), checks.end(),
-                     [](const JudgedCheck& check) { return check.judgement.is_fine(); });
+  return findings.empty() && unexpected == 0;
 }
 
 JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations) {
@@ -149,6 +153,7 @@ JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations) {
     ++count.all;
     if (judgement.type == Judgement::Type::kKnownFailure) ++count.known;
     if (judgement.type == Judgement::Type::kSurprisePass) ++count.surprise;
+    if (!judgement.is_fine()) ++run.unexpected;
     run.checks.push_back({.check = &check, .judgement = std::move(judgement)});
   }
   run.findings = FindingsOf(record);
@@ -156,7 +161,7 @@ JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations) {
 }
 
 std::string CountsLine(const JudgedRun& run) {
-  if (run.checks.empty()) return "no checks";
+  if (run.record->checks.empty()) return "no checks";
   struct Word {
     Verdict verdict;
     const char* word;
@@ -172,7 +177,7 @@ std::string CountsLine(const JudgedRun& run) {
     const auto found = run.counts.find(word.verdict);
     if (found == run.counts.end() || found->second.all == 0) continue;
     const VerdictCount& count = found->second;
-    text += text.empty() ? Plural(run.checks.size(), "check") + ": " : ", ";
+    text += text.empty() ? Plural(run.record->checks.size(), "check") + ": " : ", ";
     text += std::to_string(count.all) + " " + word.word;
     if (count.known > 0) text += " (" + std::to_string(count.known) + " known)";
     if (count.surprise > 0) text += " (" + std::to_string(count.surprise) + " unexpectedly)";
@@ -217,10 +222,10 @@ std::vector<std::string> DetailLines(const JudgedRun& run, const JudgedCheck& ch
   std::vector<std::string> lines;
   const CheckEvent& event = *check.check;
   if (check.judgement.type == Judgement::Type::kSurprisePass) {
-    lines.push_back(SurpriseText(check.judgement));
+    lines.push_back(ExpectationText(check.judgement));
     AppendLines(check.judgement.entry, lines);
   } else if (!check.judgement.reason.empty()) {
-    lines.push_back("expectation: " + check.judgement.reason);
+    lines.push_back(ExpectationText(check.judgement));
   }
   const std::size_t before = lines.size();
   for (const Diagnostic& diagnostic : event.diagnostics) {
@@ -239,9 +244,21 @@ std::vector<std::string> DetailLines(const JudgedRun& run, const JudgedCheck& ch
   return lines;
 }
 
-std::string SurpriseText(const Judgement& judgement) {
-  return "passed, where another verdict is expected: " + judgement.reason +
-         "; the entry to delete:";
+std::string ExpectationText(const Judgement& judgement) {
+  switch (judgement.type) {
+    case Judgement::Type::kSurprisePass:
+      return "passed, where " + judgement.at + " expects " + judgement.expected + " (" +
+             judgement.reason + "); the entry to delete:";
+    case Judgement::Type::kUnexpected:
+      if (judgement.at.empty()) return {};
+      if (judgement.missing_code != 0) {
+        return "no message shows the code " + std::to_string(judgement.missing_code) + ", which " +
+               judgement.at + " expects";
+      }
+      return judgement.at + " expects " + judgement.expected + ": " + judgement.reason;
+    default:
+      return judgement.at.empty() ? std::string() : "expected: " + judgement.reason;
+  }
 }
 
 std::string EndText(const HandlerEndedEvent& end) {

@@ -19,7 +19,7 @@ struct JudgedCheck {
 
 /// What is not as it should be in a run and is no verdict of a check: an object left behind, something
 /// lost or freed twice, a remount that failed, an end of a handler outside of the checks, a run that was
-/// cut off or could not be made.
+/// interrupted, cut off or refused. A run with one ends with 10 (exit_status.h).
 struct Finding {
   std::string id;    ///< of the check or group that it belongs to; empty: of the run
   std::string name;  ///< what reports call it: "left-behind", "complaint", "remount" ...
@@ -41,6 +41,7 @@ struct JudgedRun {
   std::vector<JudgedCheck> checks;  ///< those of the record, in their order
   std::vector<Finding> findings;    ///< in the order of their checks; of the run last
   std::map<Verdict, VerdictCount> counts;
+  std::size_t unexpected = 0;  ///< how many checks are not as expected
 
   /// Whether each check is as expected and there is no finding.
   bool is_fine() const;
@@ -65,8 +66,9 @@ std::vector<std::string> DetailLines(const JudgedRun& run, const JudgedCheck& ch
 /// Why a check is blocked or has no verdict of its own: "blocked by Lock.X". Empty when it has one.
 std::string CauseText(const CheckEvent& check);
 
-/// What is said of a surprise pass; its entry follows, a line each.
-std::string SurpriseText(const Judgement& judgement);
+/// What the entry that was applied has to say of how the check came out; of a surprise pass the lines of
+/// the entry follow. Empty without one.
+std::string ExpectationText(const Judgement& judgement);
 
 /// "the handler ended in FSLock(): signal 11 (SIGSEGV)"
 std::string EndText(const HandlerEndedEvent& end);

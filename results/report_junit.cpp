@@ -150,7 +150,7 @@ class JunitWriter {
       text_ += std::string("      <") + element + " type=\"" +
                (is_surprise ? "surprise-pass" : std::string(NameOf(check.verdict))) +
                "\" message=\"" +
-               XmlText(is_surprise ? SurpriseText(judged.judgement) : HeadLine(check)) + "\">";
+               XmlText(is_surprise ? ExpectationText(judged.judgement) : HeadLine(check)) + "\">";
       WriteLines(lines);
       const std::string command = CommandFor(run_.record->start, check.id);
       if (!command.empty()) text_ += "\n" + XmlText(command);

@@ -102,11 +102,11 @@ class MarkdownWriter {
         }
         is_first = false;
         const bool is_surprise = outcome.judgement.type == Judgement::Type::kSurprisePass;
-        text_ +=
-            "| " + MarkdownText(row.first->id) + " | **" +
-            std::string(NameOf(outcome.check->verdict)) + "** | " + RunNames(outcome) + " | " +
-            MarkdownText(is_surprise ? SurpriseText(outcome.judgement) : HeadLine(*outcome.check)) +
-            " |\n";
+        text_ += "| " + MarkdownText(row.first->id) + " | **" +
+                 std::string(NameOf(outcome.check->verdict)) + "** | " + RunNames(outcome) + " | " +
+                 MarkdownText(is_surprise ? ExpectationText(outcome.judgement)
+                                          : HeadLine(*outcome.check)) +
+                 " |\n";
       }
     }
     if (left_out > 0) text_ += "\nand " + std::to_string(left_out) + " more\n";

@@ -55,7 +55,7 @@ class TapWriter {
     if (lines.empty() || check.verdict == Verdict::kSkipped) return;
     Line("  ---");
     Line("  verdict: " + std::string(NameOf(check.verdict)));
-    Line("  message: " + YamlText(is_surprise ? SurpriseText(judgement) : HeadLine(check)));
+    Line("  message: " + YamlText(is_surprise ? ExpectationText(judgement) : HeadLine(check)));
     if (check.result != 0) Line("  result: " + std::to_string(check.result));
     if (!check.cause.empty()) Line("  cause: " + YamlText(check.cause));
     if (check.calls.last != 0) {

@@ -21,28 +21,6 @@ namespace {
 
 /// No event that this program writes comes near it. A longer line is no event stream.
 constexpr std::size_t kLongestLine = 4 << 20;
-/// JSON within JSON: a parser that calls itself must not be led deeper than its stack.
-constexpr int kDeepest = 16;
-
-/// Whether brackets outside of texts are nested no deeper than any event has them.
-bool IsFlat(std::string_view line) {
-  int depth = 0;
-  bool in_text = false;
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    const char c = line[i];
-    if (in_text) {
-      if (c == '\\') ++i;
-      if (c == '"') in_text = false;
-    } else if (c == '"') {
-      in_text = true;
-    } else if (c == '{' || c == '[') {
-      if (++depth > kDeepest) return false;
-    } else if (c == '}' || c == ']') {
-      --depth;
-    }
-  }
-  return true;
-}
 
 /// The lines of a file, one at a time.
 class Lines {
@@ -139,6 +117,7 @@ void Append(Event event, RunRecord& run) {
 bool ReadEvents(const std::string& path, std::vector<RunRecord>& runs, std::string& problem) {
   std::vector<RunRecord> read;
   Lines lines(path);
+  EventReader reader;
   std::size_t number = 0;
   const auto refuse = [&](const std::string& why) {
     problem = path + ":" + std::to_string(number) + ": " + why;
@@ -153,11 +132,11 @@ bool ReadEvents(const std::string& path, std::vector<RunRecord>& runs, std::stri
     // What stands behind the last line break is the line in which a run was cut off.
     if (state == Lines::State::kEnd || state == Lines::State::kTorn) break;
     ++number;
-    if (state == Lines::State::kTooLong || !IsFlat(lines.text())) {
+    if (state == Lines::State::kTooLong) {
       return refuse("no event stream: the line is larger than any event");
     }
     std::string why;
-    std::optional<Event> event = ReadJsonLine(lines.text(), why);
+    std::optional<Event> event = reader.Read(lines.text(), why);
     if (!why.empty()) return refuse("no event: " + why);
     if (event && !Add(std::move(*event), read, why)) return refuse(why);
   }

@@ -10,7 +10,19 @@
 namespace quorle {
 namespace {
 
-constexpr std::string_view kToDo = "TODO";
+/// --bless can leave a great many reasons to be written.
+constexpr std::size_t kMostToDo = 5;
+
+/// What is still to be written in the file of expectations.
+std::string ToDoText(const Expectations& expectations) {
+  const std::vector<std::string> lines = expectations.TodoLines();
+  std::string text;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    if (i == kMostToDo) return text + "and " + std::to_string(lines.size() - i) + " more\n";
+    text += ShowControlsOfUtf8(lines[i]) + "\n";
+  }
+  return text;
+}
 
 /// What blocked others: the id of a check, or the names that were taken.
 std::string BlockerOf(const CheckEvent& check) {
@@ -52,7 +64,6 @@ class SummaryWriter {
       if (is_open) WriteCommand(id);
     }
     for (; finding < findings.size(); ++finding) WriteFinding(findings[finding], false);
-    WriteReasonsToDo();
     return std::move(text_);
   }
 
@@ -71,9 +82,8 @@ class SummaryWriter {
     }
     WriteHeading(id, std::string(NameOf(check.check->verdict)));
     WriteHeadLine(*check.check);
-    if (!check.judgement.reason.empty()) {
-      WriteLine("expected otherwise: " + check.judgement.reason);
-    }
+    const std::string expectation = ExpectationText(check.judgement);
+    if (!expectation.empty()) WriteLine(expectation);
     if (const auto found = blocked_.find(id); found != blocked_.end()) {
       WriteLine(Plural(found->second.count, "check") + " blocked by " + id);
     }
@@ -115,19 +125,6 @@ class SummaryWriter {
     }
   }
 
-  void WriteReasonsToDo() {
-    std::string ids;
-    std::size_t count = 0;
-    for (const JudgedCheck& check : run_.checks) {
-      if (check.judgement.reason != kToDo) continue;
-      ids += (count++ == 0 ? " " : ", ") + check.check->id;
-    }
-    if (count == 0) return;
-    text_ += Shown(Plural(count, "check") + (count == 1 ? " is" : " are") +
-                   " expected to differ without a reason yet (TODO):" + ids) +
-             "\n";
-  }
-
   void WriteHeading(const std::string& id, const std::string& what) {
     if (!id.empty()) text_ += Coloured(Shown(id), Colour::kBad) + ": ";
     text_ += Shown(what) + "\n";
@@ -155,7 +152,7 @@ class SummaryWriter {
 
 std::string SummaryOf(const RunRecord& run, const Expectations& expectations, bool colours) {
   const JudgedRun judged = JudgeRun(run, expectations);
-  return SummaryWriter(judged, colours).Write();
+  return SummaryWriter(judged, colours).Write() + ToDoText(expectations);
 }
 
 std::string SummaryReport(std::span<const RunRecord> runs, const Expectations& expectations,
@@ -173,7 +170,7 @@ std::string SummaryReport(std::span<const RunRecord> runs, const Expectations& e
   if (runs.size() > 1) {
     text += "\n" + std::to_string(fine) + " of " + Plural(runs.size(), "run") + " as expected\n";
   }
-  return text;
+  return text + ToDoText(expectations);
 }
 
 }  // namespace quorle

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "results/expectations.h"
 #include "results/run_record.h"
 
 namespace quorle {
@@ -30,6 +33,18 @@ inline CheckEvent MakeBlocked(std::string id, std::string cause) {
   CheckEvent check = MakeCheck(std::move(id), Verdict::kBlocked);
   check.cause = std::move(cause);
   return check;
+}
+
+/// What the file q.toml with that text expects of Lock.A to Lock.D.
+inline Expectations MakeExpectations(const std::string& text) {
+  std::vector<CheckInfo> checks;
+  for (const char* const id : {"Lock.A", "Lock.B", "Lock.C", "Lock.D"}) {
+    checks.push_back({.id = id, .group = "Lock", .catalogue = "standard", .title = ""});
+  }
+  Expectations expectations;
+  std::string problem;
+  EXPECT_TRUE(expectations.Read("q.toml", text, checks, problem)) << problem;
+  return expectations;
 }
 
 /// A run that ended, of `quorle --mount DH0=ram DH0: NI`.

@@ -152,7 +152,10 @@ TEST_F(RunRecordTest, ALineThatIsLargerThanAnyEventIsRefused) {
   EXPECT_EQ(Read(std::string(5 << 20, 'x')),
             "FILE:1: no event stream: the line is larger than any event");
   EXPECT_EQ(Read(std::string(100000, '[') + "\n"),
-            "FILE:1: no event stream: the line is larger than any event");
+            "FILE:1: no event: it holds more than any event");
+  std::string values = "{\"event\":\"x\",\"a\":[0";
+  for (int i = 0; i < 70000; ++i) values += ",0";
+  EXPECT_EQ(Read(values + "]}\n"), "FILE:1: no event: it holds more than any event");
 }
 
 TEST_F(RunRecordTest, AFileThatIsNotThereIsNamed) {

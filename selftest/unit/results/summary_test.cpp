@@ -111,6 +111,43 @@ TEST(SummaryTest, ARunThatWasCutOffOrRefused) {
   EXPECT_EQ(Summary(run), "no checks\nthe run was cut off before a check had its verdict\n");
 }
 
+TEST(SummaryTest, ARunThatEndedBeforeItsLastCheck) {
+  CheckEvent missing = MakeCheck("Lock.B", Verdict::kSkipped);
+  missing.why = "the run ended";
+  EXPECT_EQ(Summary(MakeRun({MakeCheck("Lock.A", Verdict::kPass), missing})),
+            "2 checks: 1 passed, 1 skipped\nthe run ended before 1 check\n");
+}
+
+TEST(SummaryTest, SaysWhatOfTheExpectationsIsNotTrue) {
+  const Expectations expectations = MakeExpectations(
+      "[[expect]]\ncheck = \"Lock.A\"\nverdict = \"fail\"\nreason = \"issue 12\"\n"
+      "[[expect]]\ncheck = \"Lock.B\"\nverdict = \"fail\"\ncode = 212\nreason = \"root\"\n"
+      "[[expect]]\ncheck = \"Lock.C\"\nverdict = [\"warn\", \"unsupported\"]\nreason = \"old\"\n"
+      "[[expect]]\ncheck = \"Lock.D\"\nverdict = \"fail\"\nreason = \"TODO\"\n");
+  EXPECT_EQ(SummaryOf(MakeRun({MakeCheck("Lock.A", Verdict::kPass),
+                               MakeCheck("Lock.B", Verdict::kFail, "wrong code"),
+                               MakeCheck("Lock.C", Verdict::kFail, "failed"),
+                               MakeCheck("Lock.D", Verdict::kFail, "failed")}),
+                      expectations, false),
+            "4 checks: 3 failed (1 known), 1 passed (1 unexpectedly)\n"
+            "Lock.A: pass\n"
+            "    passed, where q.toml:1 expects fail (issue 12); the entry to delete:\n"
+            "    [[expect]]\n"
+            "    check = \"Lock.A\"\n"
+            "    verdict = \"fail\"\n"
+            "    reason = \"issue 12\"\n"
+            "    quorle --select Lock.A --mount DH0=ram DH0: NI\n"
+            "Lock.B: fail\n"
+            "    ERROR: wrong code\n"
+            "    no message shows the code 212, which q.toml:5 expects\n"
+            "    quorle --select Lock.B --mount DH0=ram DH0: NI\n"
+            "Lock.C: fail\n"
+            "    ERROR: failed\n"
+            "    q.toml:10 expects warn or unsupported: old\n"
+            "    quorle --select Lock.C --mount DH0=ram DH0: NI\n"
+            "q.toml:14: entry 4, \"Lock.D\": the reason is still \"TODO\"\n");
+}
+
 TEST(SummaryTest, ControlCharactersOfARunAreShown) {
   const RunRecord run = MakeRun({MakeCheck("Lock.A", Verdict::kFail, "\x1b]0;title\x07\nnext")});
   EXPECT_EQ(Summary(run),
