@@ -141,11 +141,12 @@ bool ResultSession::DidNothing() const {
                      [](const CheckEvent& check) { return check.why == "not selected"; });
 }
 
-void ResultSession::Take(const Event& event) {
-  Append(event, record_);
-  if (!options_.events || events_.failed()) return;
-  const std::string line = ToJsonLine(event);
-  static_cast<void>(events_.Write(line.data(), line.size()));
+void ResultSession::Take(Event event) {
+  if (options_.events && !events_.failed()) {
+    const std::string line = ToJsonLine(event);
+    static_cast<void>(events_.Write(line.data(), line.size()));
+  }
+  Append(std::move(event), record_);
 }
 
 // ---- The end -----------------------------------------------------------------------------------

@@ -57,7 +57,7 @@ class ResultSession final : public WatchListener, private EventSink {
   void OnRestartFailed() override;
 
  private:
-  void Take(const Event& event) override;
+  void Take(Event event) override;
   bool OpenEvents();
   /// Selects what was not as expected in the run that the event file `path` is of.
   std::optional<std::int32_t> SelectFailed(const std::string& path);

@@ -25,8 +25,12 @@ void CallRecorder::Around(const Call& call, MakeCall make) {
     return;
   }
   if (IsOutput(call)) {
-    const std::int32_t code = dos_.IoErr();
-    recorder_.Print(PrintedText(call, code), ShownCode(call, code));
+    if (recorder_.wants_texts()) {
+      const std::int32_t code = dos_.IoErr();
+      recorder_.Print(PrintedText(call, code), ShownCode(call, code));
+    } else {
+      recorder_.CountCall();
+    }
     make();
     return;
   }

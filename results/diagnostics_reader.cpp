@@ -209,9 +209,9 @@ std::string ToPlainUtf8(std::string_view text) {
 }
 
 std::string_view PassedGroup(std::string_view line) {
-  constexpr std::string_view kPassed = "() tests passed.";
-  if (!line.ends_with(kPassed)) return {};
-  const std::string_view group = line.substr(0, line.size() - kPassed.size());
+  constexpr std::string_view kEnding = "() tests passed.";
+  if (!line.ends_with(kEnding)) return {};
+  const std::string_view group = line.substr(0, line.size() - kEnding.size());
   const bool is_name =
       std::all_of(group.begin(), group.end(), [](unsigned char c) { return std::isalnum(c) != 0; });
   return is_name ? group : std::string_view();

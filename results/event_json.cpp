@@ -1,92 +1,172 @@
 #include "results/event_json.h"
 
+#include <algorithm>
 #include <array>
 #include <exception>
 #include <limits>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace quorle {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::array<std::string_view, 5> kClassNames = {"ERROR", "WARN", "INFO", "CLEANUP",
                                                          "NOTE"};
 
 // ---- Writing -----------------------------------------------------------------------------------
 
-/// Makes the object of an event; its members are in the order in which people read them.
-struct Writer {
-  Json operator()(const RunEvent& run) const {
-    Json json = {{"event", "run"},       {"version", run.version}, {"program", run.program},
-                 {"device", run.device}, {"words", run.words},     {"arguments", run.arguments},
-                 {"port", run.port},     {"handler", run.handler}, {"time", run.time}};
-    if (run.repeat != 1) json["repeat"] = run.repeat;
-    return json;
+/// Builds one JSON object as text: a run writes so many of them that a tree of each would cost more
+/// than its checks.
+class ObjectText {
+ public:
+  ObjectText() = default;
+  explicit ObjectText(std::string_view event) { Add("event", event); }
+
+  template <class Type>
+  ObjectText& Add(std::string_view name, const Type& value) {
+    text_ += text_.empty() ? '{' : ',';
+    Append(name);
+    text_ += ':';
+    Append(value);
+    return *this;
   }
-  Json operator()(const TargetEvent& target) const {
-    return {{"event", "target"},
-            {"device", target.device},
-            {"volume", target.volume},
-            {"filesystem", target.filesystem},
-            {"dostype", target.dostype}};
-  }
-  Json operator()(const CheckEvent& check) const {
-    Json json = {{"event", "check"},
-                 {"id", check.id},
-                 {"catalogue", check.catalogue},
-                 {"row", check.row},
-                 {"number", check.number},
-                 {"verdict", NameOf(check.verdict)},
-                 {"result", check.result},
-                 {"calls", {check.calls.first, check.calls.last}},
-                 {"us", check.us},
-                 {"diagnostics", Json::array()}};
-    for (const Diagnostic& diagnostic : check.diagnostics) {
-      json["diagnostics"].push_back({{"class", NameOf(diagnostic.type)},
-                                     {"bold", diagnostic.bold},
-                                     {"code", diagnostic.code},
-                                     {"text", diagnostic.text}});
+  /// The object so far, which has a member.
+  std::string Text() const { return text_ + '}'; }
+
+ private:
+  void Append(std::string_view text) {
+    const bool is_plain = std::all_of(text.begin(), text.end(), [](char c) {
+      return c >= ' ' && c <= '~' && c != '"' && c != '\\';
+    });
+    if (is_plain) {
+      text_ += '"';
+      text_ += text;
+      text_ += '"';
+    } else {
+      constexpr int kOneLine = -1;
+      text_ +=
+          nlohmann::json(text).dump(kOneLine, ' ', false, nlohmann::json::error_handler_t::replace);
     }
-    if (!check.cause.empty()) json["cause"] = check.cause;
-    if (!check.objects.empty()) json["objects"] = check.objects;
-    if (!check.why.empty()) json["why"] = check.why;
-    if (check.ambiguous) json["ambiguous"] = true;
-    return json;
   }
-  Json operator()(const GroupEvent& group) const {
-    return {{"event", "group"},       {"id", group.id},
-            {"row", group.row},       {"verdict", NameOf(group.verdict)},
-            {"result", group.result}, {"us", group.us}};
+  void Append(const std::string& text) { Append(std::string_view(text)); }
+  void Append(const char* text) { Append(std::string_view(text)); }
+  void Append(Verdict verdict) { Append(NameOf(verdict)); }
+  void Append(DiagnosticClass type) { Append(NameOf(type)); }
+  void Append(bool flag) { text_ += flag ? "true" : "false"; }
+  void Append(std::int32_t number) { text_ += std::to_string(number); }
+  void Append(std::int64_t number) { text_ += std::to_string(number); }
+  void Append(const CallRange& calls) { AppendList(std::array{calls.first, calls.last}); }
+  void Append(const std::vector<std::string>& texts) { AppendList(texts); }
+  void Append(const std::vector<Diagnostic>& diagnostics) { AppendList(diagnostics); }
+  void Append(const Diagnostic& diagnostic) {
+    text_ += ObjectText()
+                 .Add("class", diagnostic.type)
+                 .Add("bold", diagnostic.bold)
+                 .Add("code", diagnostic.code)
+                 .Add("text", diagnostic.text)
+                 .Text();
   }
-  Json operator()(const HandlerEndedEvent& end) const {
-    return {{"event", "handler-ended"},
-            {"id", end.id},
-            {"call", end.call},
-            {"how", end.how},
-            {"restarted", end.restarted}};
-  }
-  Json operator()(const LeftBehindEvent& left) const {
-    return {
-        {"event", "left-behind"}, {"id", left.id}, {"object", left.object}, {"code", left.code}};
-  }
-  Json operator()(const ComplaintEvent& complaint) const {
-    return {{"event", "complaint"}, {"id", complaint.id}, {"text", complaint.text}};
-  }
-  Json operator()(const RemountEvent& remount) const {
-    return {{"event", "remount"}, {"id", remount.id}, {"ok", remount.ok}, {"text", remount.text}};
-  }
-  Json operator()(const EndEvent& end) const {
-    Json json = {{"event", "end"}, {"result", end.result}, {"checks", Json::object()}};
+  void Append(const std::map<Verdict, std::int32_t>& counts) {
+    ObjectText object;
     for (const Verdict verdict : {Verdict::kPass, Verdict::kFail, Verdict::kWarn,
                                   Verdict::kUnsupported, Verdict::kBlocked, Verdict::kSkipped}) {
-      const auto count = end.checks.find(verdict);
-      json["checks"][std::string(NameOf(verdict))] = count == end.checks.end() ? 0 : count->second;
+      const auto count = counts.find(verdict);
+      object.Add(NameOf(verdict), count == counts.end() ? 0 : count->second);
     }
-    json["us"] = end.us;
-    return json;
+    text_ += object.Text();
+  }
+  template <class List>
+  void AppendList(const List& list) {
+    text_ += '[';
+    const char* separator = "";
+    for (const auto& item : list) {
+      text_ += separator;
+      Append(item);
+      separator = ",";
+    }
+    text_ += ']';
+  }
+
+  std::string text_;
+};
+
+/// Makes the object of an event; its members are in the order in which people read them.
+struct Writer {
+  ObjectText operator()(const RunEvent& run) const {
+    ObjectText object("run");
+    object.Add("version", run.version)
+        .Add("program", run.program)
+        .Add("device", run.device)
+        .Add("words", run.words)
+        .Add("arguments", run.arguments)
+        .Add("port", run.port)
+        .Add("handler", run.handler)
+        .Add("time", run.time);
+    if (run.repeat != 1) object.Add("repeat", run.repeat);
+    return object;
+  }
+  ObjectText operator()(const TargetEvent& target) const {
+    ObjectText object("target");
+    object.Add("device", target.device)
+        .Add("volume", target.volume)
+        .Add("filesystem", target.filesystem)
+        .Add("dostype", target.dostype);
+    return object;
+  }
+  ObjectText operator()(const CheckEvent& check) const {
+    ObjectText object("check");
+    object.Add("id", check.id)
+        .Add("catalogue", check.catalogue)
+        .Add("row", check.row)
+        .Add("number", check.number)
+        .Add("verdict", check.verdict)
+        .Add("result", check.result)
+        .Add("calls", check.calls)
+        .Add("us", check.us)
+        .Add("diagnostics", check.diagnostics);
+    if (!check.cause.empty()) object.Add("cause", check.cause);
+    if (!check.objects.empty()) object.Add("objects", check.objects);
+    if (!check.why.empty()) object.Add("why", check.why);
+    if (check.ambiguous) object.Add("ambiguous", true);
+    return object;
+  }
+  ObjectText operator()(const GroupEvent& group) const {
+    ObjectText object("group");
+    object.Add("id", group.id)
+        .Add("row", group.row)
+        .Add("verdict", group.verdict)
+        .Add("result", group.result)
+        .Add("us", group.us);
+    return object;
+  }
+  ObjectText operator()(const HandlerEndedEvent& end) const {
+    ObjectText object("handler-ended");
+    object.Add("id", end.id).Add("call", end.call).Add("how", end.how);
+    object.Add("restarted", end.restarted);
+    return object;
+  }
+  ObjectText operator()(const LeftBehindEvent& left) const {
+    ObjectText object("left-behind");
+    object.Add("id", left.id).Add("object", left.object).Add("code", left.code);
+    return object;
+  }
+  ObjectText operator()(const ComplaintEvent& complaint) const {
+    ObjectText object("complaint");
+    object.Add("id", complaint.id).Add("text", complaint.text);
+    return object;
+  }
+  ObjectText operator()(const RemountEvent& remount) const {
+    ObjectText object("remount");
+    object.Add("id", remount.id).Add("ok", remount.ok).Add("text", remount.text);
+    return object;
+  }
+  ObjectText operator()(const EndEvent& end) const {
+    ObjectText object("end");
+    object.Add("result", end.result).Add("checks", end.checks).Add("us", end.us);
+    return object;
   }
 };
 
@@ -339,11 +419,7 @@ std::string_view NameOf(DiagnosticClass type) {
 }
 
 std::string ToJsonLine(const Event& event) {
-  constexpr int kOneLine = -1;
-  std::string line = std::visit(Writer(), event)
-                         .dump(kOneLine, ' ', false, nlohmann::json::error_handler_t::replace);
-  line += '\n';
-  return line;
+  return std::visit(Writer(), event).Text() + '\n';
 }
 
 std::optional<Event> EventReader::Read(std::string_view line, std::string& problem) {

@@ -7,7 +7,7 @@ namespace quorle {
 /// Where the events of a run go, as they happen.
 class EventSink {
  public:
-  virtual void Take(const Event& event) = 0;
+  virtual void Take(Event event) = 0;
 
  protected:
   ~EventSink() = default;

@@ -146,7 +146,7 @@ void RunRecorder::OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t status)
   }
   check.diagnostics = std::move(said);
   Send(std::move(check));
-  for (const LeftBehindEvent& event : left) sink_.Take(event);
+  for (LeftBehindEvent& event : left) sink_.Take(std::move(event));
   check_.clear();
 }
 
@@ -245,7 +245,7 @@ void RunRecorder::SendSkipped(std::size_t end) {
 void RunRecorder::Send(CheckEvent check) {
   ++counts_[check.verdict];
   if (check.row == row_) worst_ = std::max(worst_, check.verdict);
-  sink_.Take(check);
+  sink_.Take(std::move(check));
 }
 
 }  // namespace quorle

@@ -42,6 +42,8 @@ class RunRecorder final : public RunListener {
     ++calls_;
     ++calls_of_check_;
   }
+  /// Whether a text would belong to a check.
+  bool wants_texts() const { return !check_.empty(); }
   /// `text`, as it was formatted, is printed, which is a line of call traces as well. `code` is the
   /// error code that it shows; 0 when it shows none.
   void Print(std::string_view text, std::int32_t code);

@@ -74,6 +74,7 @@ bool Selection::Includes(const std::string& id) const {
 }
 
 bool Selection::IncludesGroup(std::string_view group) const {
+  if (is_everything()) return true;
   const bool is_note = std::find(notes_.begin(), notes_.end(), group) != notes_.end();
   return (is_note && Includes(std::string(group))) ||
          std::any_of(checks_.begin(), checks_.end(), [&](const CheckInfo& check) {

@@ -11,7 +11,8 @@
 
 // Whole runs of the program over RAM:, each a process of its own, from start to exit. Figures are
 // the processor time (user and system) of the process and the most memory that it had resident.
-// The traced run stands beside the untraced one, so that one call of this program compares the two.
+// The runs that write a trace or events stand beside the plain one, so that one call of this program
+// compares them.
 
 namespace {
 
@@ -66,6 +67,14 @@ void WholeRunTraced(benchmark::State& state) {
   std::remove(file.c_str());
 }
 
+void WholeRunWithEvents(benchmark::State& state) {
+  const std::string file = "run_bench." + std::to_string(getpid()) + ".events";
+  const char* const arguments[] = {"quorle",     "--no-delay", "--events",
+                                   file.c_str(), "RAM:",       nullptr};
+  Measure(state, arguments);
+  std::remove(file.c_str());
+}
+
 void StartAndRefuse(benchmark::State& state) {
   const char* const arguments[] = {"quorle", "--version", nullptr};
   Measure(state, arguments);
@@ -73,6 +82,7 @@ void StartAndRefuse(benchmark::State& state) {
 
 BENCHMARK(StartAndRefuse)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(WholeRun)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK(WholeRunWithEvents)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(WholeRunTraced)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 
 }  // namespace

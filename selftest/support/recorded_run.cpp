@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "results/call_recorder.h"
 #include "results/run_recorder.h"
@@ -13,7 +14,7 @@ namespace {
 class RecordSink final : public EventSink {
  public:
   explicit RecordSink(RunRecord& record) : record_(record) {}
-  void Take(const Event& event) override { Append(event, record_); }
+  void Take(Event event) override { Append(std::move(event), record_); }
 
  private:
   RunRecord& record_;

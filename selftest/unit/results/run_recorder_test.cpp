@@ -6,6 +6,7 @@
 #include <iterator>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "harness/diagnostics.h"
@@ -266,7 +267,7 @@ std::int32_t FailToRestart(TestContext& ctx, std::int32_t) {
 
 class KeptEvents final : public EventSink {
  public:
-  void Take(const Event& event) override { Append(event, record); }
+  void Take(Event event) override { Append(std::move(event), record); }
 
   RunRecord record;
 };
