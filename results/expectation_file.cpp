@@ -133,6 +133,16 @@ std::size_t LineOfNode(const toml::node& node) {
   return node.source().begin.line;
 }
 
+/// Where the last of what belongs to `table` ends. Its own region is that of its header.
+toml::source_position EndOf(const toml::table& table) {
+  toml::source_position end = table.source().end;
+  for (const auto& [key, value] : table) {
+    const toml::table* const inner = value.as_table();
+    end = std::max(end, inner == nullptr ? value.source().end : EndOf(*inner));
+  }
+  return end;
+}
+
 bool IsBlank(std::string_view text) {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
@@ -145,7 +155,7 @@ class EntryReader {
 
   void Read(const toml::table& table) {
     entry_.line = LineOfNode(table);
-    entry_.body = starts_.PartAt(table.source());
+    entry_.body = starts_.PartAt({table.source().begin, EndOf(table), nullptr});
     entry_.body.end = starts_.LineEnd(entry_.body.end);
     // First, since every message names it.
     if (const toml::node* const check = table.get("check")) ReadCheck(*check);
