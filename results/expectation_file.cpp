@@ -11,13 +11,13 @@
 #include <memory>
 #include <utility>
 
+#include "results/toml_depth.h"
+
 namespace quorle {
 namespace {
 
 /// A larger file is something else.
 constexpr std::size_t kLargestFile = 1 << 20;
-/// Tables within tables: a parser that calls itself must not be led deeper than its stack.
-constexpr std::size_t kMostPoints = 16;
 
 /// Whether `byte` goes on with a UTF-8 character that began before it.
 bool IsInsideCharacter(char byte) {
@@ -66,57 +66,6 @@ class LineStarts {
  private:
   const std::string& text_;
   std::vector<std::size_t> starts_;
-};
-
-/// Walks over TOML and counts the points of each line that stand outside of texts and comments.
-class PointCounter {
- public:
-  explicit PointCounter(std::string_view text) : text_(text) {}
-
-  /// The first line with more of them than any expectation has, from 1; 0 without one.
-  std::size_t FirstDeepLine() {
-    while (at_ < text_.size()) {
-      const char c = text_[at_];
-      if (c == '\n') {
-        ++line_;
-        points_ = 0;
-        ++at_;
-      } else if (c == '#') {
-        at_ = std::min(text_.find('\n', at_), text_.size());
-      } else if (c == '"' || c == '\'') {
-        SkipText(c);
-      } else {
-        if (c == '.' && ++points_ > kMostPoints) return line_;
-        ++at_;
-      }
-    }
-    return 0;
-  }
-
- private:
-  void SkipText(char quote) {
-    const std::string triple(3, quote);
-    const bool is_long = text_.substr(at_).starts_with(triple);
-    const std::string_view end = is_long ? std::string_view(triple) : text_.substr(at_, 1);
-    for (at_ += end.size(); at_ < text_.size(); ++at_) {
-      if (text_[at_] == '\n') {
-        if (!is_long) return;
-        ++line_;
-        points_ = 0;
-      } else if (text_.substr(at_).starts_with(end)) {
-        at_ += end.size();
-        return;
-      } else if (quote == '"' && text_[at_] == '\\' && at_ + 1 < text_.size() &&
-                 text_[at_ + 1] != '\n') {
-        ++at_;
-      }
-    }
-  }
-
-  std::string_view text_;
-  std::size_t at_ = 0;
-  std::size_t line_ = 1;
-  std::size_t points_ = 0;
 };
 
 /// Why a file is refused.
@@ -377,8 +326,8 @@ bool ParseExpectations(const std::string& path, std::string text, ExpectationFil
   ExpectationFile read;
   read.path = path;
   read.text = std::move(text);
-  if (const std::size_t line = PointCounter(read.text).FirstDeepLine()) {
-    problem = LineOf(path, line) + ": no expectation: a name has more parts than any key";
+  if (const std::size_t line = FirstDeepLine(read.text)) {
+    problem = LineOf(path, line) + ": a name of more parts than any key has";
     return false;
   }
   try {

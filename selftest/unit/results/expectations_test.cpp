@@ -459,7 +459,7 @@ TEST(ExpectationsTest, TablesWithinTablesWithoutEndAreRefused) {
   for (int i = 0; i < 100'000; ++i) dotted += ".a";
   const std::string nested(100'000, '[');
   EXPECT_EQ(ProblemOf("# a.b.c\n" + dotted + " = 1\n"),
-            "quorle.toml:2: no expectation: a name has more parts than any key");
+            "quorle.toml:2: a name of more parts than any key has");
   EXPECT_TRUE(ProblemOf("a = " + nested).starts_with("quorle.toml:1: "));
   const std::string points(100, '.');
   EXPECT_EQ(ProblemOf("# " + points + "\n" +
@@ -467,6 +467,15 @@ TEST(ExpectationsTest, TablesWithinTablesWithoutEndAreRefused) {
                       points + "\"\"\" # '" + points + "\n"),
             "")
       << "texts and comments have as many as they like";
+}
+
+TEST(ExpectationsTest, WhatTheParserAssertsIsRefused) {
+  for (const std::string line :
+       {"[=]", "[[.a]]", "[ # ]", "[[\t", "\t[", "[\xC3\xA9]", "a = [,]", "a = [#", "a = {b = ]}",
+        "a = \xC2\xA0", "a.", "a.=1", "\"\".[", "="}) {
+    const std::string problem = ProblemOf("\n" + line);
+    EXPECT_TRUE(problem.starts_with("quorle.toml:2: ")) << problem;
+  }
 }
 
 TEST(ExpectationsTest, LongNamesAndControlCharactersMakeNoLongMessage) {
