@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -492,6 +493,31 @@ TEST(ExpectationsTest, ByteOrderMarkReturnsAndNoLastLineBreakAreFine) {
   const Judgement judgement = JudgeOne(text, CheckOf(kLock, Verdict::kPass));
   EXPECT_EQ(judgement.type, Type::kSurprisePass);
   EXPECT_EQ(judgement.entry, text.substr(3));
+}
+
+/// The indented blocks of a page that hold entries.
+std::vector<std::string> BlocksOf(const char* path) {
+  std::vector<std::string> blocks(1);
+  std::ifstream page(path);
+  for (std::string line; std::getline(page, line);) {
+    const bool is_inside = line.empty() || line.starts_with("    ");
+    if (is_inside && !line.empty()) blocks.back() += line.substr(4) + "\n";
+    if (!is_inside) blocks.emplace_back();
+  }
+  std::erase_if(blocks, [](const std::string& block) {
+    return block.find("[[expect]]") == std::string::npos;
+  });
+  return blocks;
+}
+
+TEST(ExpectationsTest, TheExamplesForAuthorsAreRight) {
+  const std::vector<std::string> blocks = BlocksOf(QUORLE_EXPECTATIONS_PAGE);
+  ASSERT_EQ(blocks.size(), 2U);
+  for (const std::string& block : blocks) EXPECT_EQ(ProblemOf(block), "") << block;
+  EXPECT_EQ(TypeOf(blocks[0], CheckOf("Delete.RootDirectory", Verdict::kFail, 212)),
+            Type::kKnownFailure);
+  EXPECT_EQ(TypeOf(blocks[1], CheckOf("CreateHardLink.LinkToFile", Verdict::kPass)),
+            Type::kAsExpected);
 }
 
 TEST(ExpectationsTest, AFileThatCannotBeReadIsNamed) {
