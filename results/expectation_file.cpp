@@ -92,7 +92,7 @@ toml::source_position EndOf(const toml::table& table) {
   return end;
 }
 
-bool IsBlank(std::string_view text) {
+bool HasNoText(std::string_view text) {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
@@ -133,7 +133,7 @@ class EntryReader {
   std::string TextOf(const char* name, const toml::node& value) const {
     const toml::value<std::string>* const text = value.as_string();
     if (text == nullptr) Refuse(LineOfNode(value), std::string("\"") + name + "\" is no text");
-    if (IsBlank(text->get())) Refuse(LineOfNode(value), std::string("\"") + name + "\" is empty");
+    if (HasNoText(text->get())) Refuse(LineOfNode(value), std::string("\"") + name + "\" is empty");
     return text->get();
   }
 
