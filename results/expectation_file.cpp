@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-#include "results/toml_depth.h"
+#include "results/toml_guard.h"
 
 namespace quorle {
 namespace {
@@ -326,8 +326,10 @@ bool ParseExpectations(const std::string& path, std::string text, ExpectationFil
   ExpectationFile read;
   read.path = path;
   read.text = std::move(text);
-  if (const std::size_t line = FirstDeepLine(read.text)) {
-    problem = LineOf(path, line) + ": a name of more parts than any key has";
+  std::string_view content = read.text;
+  if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
+  if (const std::optional<TomlProblem> found = FindUnparsable(content)) {
+    problem = LineOf(path, found->line) + ": " + found->text;
     return false;
   }
   try {

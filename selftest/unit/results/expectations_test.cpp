@@ -470,6 +470,19 @@ TEST(ExpectationsTest, TablesWithinTablesWithoutEndAreRefused) {
       << "texts and comments have as many as they like";
 }
 
+TEST(ExpectationsTest, CharactersBeyondAsciiAreInTextsAndComments) {
+  const std::string why = ": a character beyond ASCII outside of texts and comments";
+  for (const std::string line :
+       {"\xC3\xA9 = 1", "strict = true \xC3\xA9", "strict =\xE3\x80\x81 true",
+        "a = '''b''''' \xC3\xA9", "a = \"b\\\"\" \xC3\xA9", "[\xFF]"}) {
+    EXPECT_EQ(ProblemOf("# \xC3\xA9\n" + line), "quorle.toml:2" + why) << line;
+    EXPECT_EQ(ProblemOf("\xEF\xBB\xBF# \xC3\xA9\n" + line), "quorle.toml:2" + why) << line;
+  }
+  EXPECT_EQ(ProblemOf("# \xC3\xA9\n[[expect]]\ncheck = 'Lock.*' # \xC3\xA9\nverdict = 'fail'\n"
+                      "reason = \"\"\"\xC3\xA9\"\n\\\"\"\xC3\xA9\"\"\"\"\" # '\xC3\xA9"),
+            "");
+}
+
 TEST(ExpectationsTest, WhatTheParserAssertsIsRefused) {
   for (const std::string line :
        {"[=]", "[[.a]]", "[ # ]", "[[\t", "\t[", "[\xC3\xA9]", "a = [,]", "a = [#", "a = {b = ]}",
