@@ -46,7 +46,7 @@ std::size_t NextLine(const std::string& text, std::size_t byte) {
 }
 
 /// The line that begins at `start`, without blanks around it.
-std::string_view Trimmed(const std::string& text, std::size_t start) {
+std::string_view LineWithoutBlanks(const std::string& text, std::size_t start) {
   std::string_view line(text);
   line = line.substr(start, NextLine(text, start) - start);
   if (start == 0 && line.starts_with(kByteOrderMark)) line.remove_prefix(kByteOrderMark.size());
@@ -56,11 +56,11 @@ std::string_view Trimmed(const std::string& text, std::size_t start) {
 }
 
 bool IsCommentAt(const std::string& text, std::size_t start) {
-  return start < text.size() && Trimmed(text, start).starts_with('#');
+  return start < text.size() && LineWithoutBlanks(text, start).starts_with('#');
 }
 
 bool IsBlankAt(const std::string& text, std::size_t start) {
-  return start < text.size() && Trimmed(text, start).empty();
+  return start < text.size() && LineWithoutBlanks(text, start).empty();
 }
 
 }  // namespace

@@ -11,13 +11,13 @@
 #include <memory>
 #include <utility>
 
+#include "results/toml_guard.h"
+
 namespace quorle {
 namespace {
 
 /// A larger file is something else.
 constexpr std::size_t kLargestFile = 1 << 20;
-/// Tables within tables: a parser that calls itself must not be led deeper than its stack.
-constexpr std::size_t kMostPoints = 16;
 
 /// Whether `byte` goes on with a UTF-8 character that began before it.
 bool IsInsideCharacter(char byte) {
@@ -68,57 +68,6 @@ class LineStarts {
   std::vector<std::size_t> starts_;
 };
 
-/// Walks over TOML and counts the points of each line that stand outside of texts and comments.
-class PointCounter {
- public:
-  explicit PointCounter(std::string_view text) : text_(text) {}
-
-  /// The first line with more of them than any expectation has, from 1; 0 without one.
-  std::size_t FirstDeepLine() {
-    while (at_ < text_.size()) {
-      const char c = text_[at_];
-      if (c == '\n') {
-        ++line_;
-        points_ = 0;
-        ++at_;
-      } else if (c == '#') {
-        at_ = std::min(text_.find('\n', at_), text_.size());
-      } else if (c == '"' || c == '\'') {
-        SkipText(c);
-      } else {
-        if (c == '.' && ++points_ > kMostPoints) return line_;
-        ++at_;
-      }
-    }
-    return 0;
-  }
-
- private:
-  void SkipText(char quote) {
-    const std::string triple(3, quote);
-    const bool is_long = text_.substr(at_).starts_with(triple);
-    const std::string_view end = is_long ? std::string_view(triple) : text_.substr(at_, 1);
-    for (at_ += end.size(); at_ < text_.size(); ++at_) {
-      if (text_[at_] == '\n') {
-        if (!is_long) return;
-        ++line_;
-        points_ = 0;
-      } else if (text_.substr(at_).starts_with(end)) {
-        at_ += end.size();
-        return;
-      } else if (quote == '"' && text_[at_] == '\\' && at_ + 1 < text_.size() &&
-                 text_[at_ + 1] != '\n') {
-        ++at_;
-      }
-    }
-  }
-
-  std::string_view text_;
-  std::size_t at_ = 0;
-  std::size_t line_ = 1;
-  std::size_t points_ = 0;
-};
-
 /// Why a file is refused.
 class WrongExpectation final : public std::exception {
  public:
@@ -133,7 +82,17 @@ std::size_t LineOfNode(const toml::node& node) {
   return node.source().begin.line;
 }
 
-bool IsBlank(std::string_view text) {
+/// Where the last of what belongs to `table` ends. Its own region is that of its header.
+toml::source_position EndOf(const toml::table& table) {
+  toml::source_position end = table.source().end;
+  for (const auto& [key, value] : table) {
+    const toml::table* const inner = value.as_table();
+    end = std::max(end, inner == nullptr ? value.source().end : EndOf(*inner));
+  }
+  return end;
+}
+
+bool HasNoText(std::string_view text) {
   return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
@@ -145,7 +104,7 @@ class EntryReader {
 
   void Read(const toml::table& table) {
     entry_.line = LineOfNode(table);
-    entry_.body = starts_.PartAt(table.source());
+    entry_.body = starts_.PartAt({table.source().begin, EndOf(table), nullptr});
     entry_.body.end = starts_.LineEnd(entry_.body.end);
     // First, since every message names it.
     if (const toml::node* const check = table.get("check")) ReadCheck(*check);
@@ -174,7 +133,7 @@ class EntryReader {
   std::string TextOf(const char* name, const toml::node& value) const {
     const toml::value<std::string>* const text = value.as_string();
     if (text == nullptr) Refuse(LineOfNode(value), std::string("\"") + name + "\" is no text");
-    if (IsBlank(text->get())) Refuse(LineOfNode(value), std::string("\"") + name + "\" is empty");
+    if (HasNoText(text->get())) Refuse(LineOfNode(value), std::string("\"") + name + "\" is empty");
     return text->get();
   }
 
@@ -367,8 +326,10 @@ bool ParseExpectations(const std::string& path, std::string text, ExpectationFil
   ExpectationFile read;
   read.path = path;
   read.text = std::move(text);
-  if (const std::size_t line = PointCounter(read.text).FirstDeepLine()) {
-    problem = LineOf(path, line) + ": no expectation: a name has more parts than any key";
+  std::string_view content = read.text;
+  if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
+  if (const std::optional<TomlProblem> found = FindUnparsable(content)) {
+    problem = LineOf(path, found->line) + ": " + found->text;
     return false;
   }
   try {
