@@ -4,12 +4,14 @@
 #include <array>
 
 #include "program/explain_command.h"
+#include "program/import_command.h"
 
 namespace quorle {
 namespace {
 
-constexpr std::array<SubCommand, 1> kSubCommands = {{
+constexpr std::array<SubCommand, 2> kSubCommands = {{
     {"explain", "what a check calls and expects, and where authors go wrong", ExplainCommand},
+    {"import", "makes an event stream of what a run on a real machine printed", ImportCommand},
 }};
 
 }  // namespace

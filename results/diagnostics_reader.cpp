@@ -96,7 +96,7 @@ std::vector<ConsoleMessage> DiagnosticsReader::TakeMessages() {
 std::vector<Diagnostic> DiagnosticsReader::Take() {
   std::vector<Diagnostic> diagnostics;
   for (ConsoleMessage& message : TakeMessages()) {
-    diagnostics.push_back(std::move(message.diagnostic));
+    if (!message.progress) diagnostics.push_back(std::move(message.diagnostic));
   }
   return diagnostics;
 }
@@ -147,7 +147,9 @@ void DiagnosticsReader::EndLine() {
   }
   const bool after_blank = std::exchange(after_blank_, false);
   if (IsProgress(text)) {
-    open_ = false;
+    Begin(DiagnosticClass::kNote, text);
+    messages_.back().progress = true;
+    messages_.back().lines.push_back(std::move(line));
     code_ = 0;
     return;
   }
