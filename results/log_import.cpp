@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <set>
@@ -33,22 +34,21 @@ constexpr std::int32_t kRefused = 20;
 /// More than any run prints by far.
 constexpr std::size_t kLargestLog = std::size_t{16} << 20;
 
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
-  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
-  return text;
-}
-
+/// How many line breaks `text` ends with. An empty note may stand between them; behind a style that is
+/// switched on there would be a message.
 std::size_t EndingBreaks(std::string_view text) {
+  constexpr std::string_view kOff = "\x1b[0m";
+  constexpr std::string_view kItalic = "\x1b[3m";
   std::size_t breaks = 0;
   for (;;) {
-    if (text.ends_with("\x1b[0m") || text.ends_with("\x1b[3m") || text.ends_with("\x1b[1m")) {
-      text.remove_suffix(4);
-    } else if (text.ends_with('\n')) {
+    if (text.ends_with('\n')) {
       text.remove_suffix(1);
       ++breaks;
+    } else if (text.ends_with(kOff)) {
+      text.remove_suffix(kOff.size());
+      if (text.ends_with(kItalic)) text.remove_suffix(kItalic.size());
     } else {
-      return breaks;
+      return text.ends_with("\x1b[1m") || text.ends_with(kItalic) ? 0 : breaks;
     }
   }
 }
@@ -64,7 +64,7 @@ struct LogStart {
     if (line.starts_with(kStart)) {
       line.remove_prefix(kStart.size());
       const std::size_t at = line.find(kVolume);
-      device = ToPlainUtf8(Trimmed(line.substr(0, at)));
+      device = ToPlainUtf8(TrimmedLine(line.substr(0, at)));
       if (at != line.npos) volume = ToPlainUtf8(line.substr(at + kVolume.size()));
     } else if (line.starts_with(kFilesystem)) {
       line.remove_prefix(kFilesystem.size());
@@ -86,8 +86,10 @@ struct LogStart {
 /// The log of one run.
 class RunLog {
  public:
-  RunLog(std::string_view text, const LogSlots& slots) : slots_(slots) { Read(text); }
+  explicit RunLog(const LogSlots& slots) : slots_(slots) {}
 
+  /// False when the text has more messages than a run can have.
+  bool Read(std::string_view text);
   void AppendEvents(std::vector<Event>& events) {
     RunEvent run;
     run.device = start_.device;
@@ -119,32 +121,6 @@ class RunLog {
   static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 
   // ---- Reading ---------------------------------------------------------------------------------
-
-  void Read(std::string_view text) {
-    DiagnosticsReader reader;
-    reader.Add(text);
-    std::size_t breaks = 1;
-    for (const ConsoleMessage& message : reader.TakeMessages()) {
-      if (message.progress) {
-        ReadProgress(Trimmed(message.lines.front()));
-        breaks = 1;
-        continue;
-      }
-      // Before the first group: the target was refused.
-      const bool refusal = items_.empty() && Trimmed(message.lines.front()).starts_with("ERROR, ");
-      if (refusal) {
-        refused_ = true;
-        continue;
-      }
-      LogItem item;
-      if (!ReadItem(message, slots_, item)) continue;
-      breaks = item.breaks;
-      items_.push_back(std::move(item));
-    }
-    begins_with_empty_note_ = text.find(kEmptyNote) != text.npos;
-    // A run prints an empty line behind everything else.
-    complete_ = EndingBreaks(text) > breaks;
-  }
 
   void ReadProgress(std::string_view line) {
     start_.Read(line);
@@ -323,6 +299,35 @@ class RunLog {
   EndEvent end_;
 };
 
+bool RunLog::Read(std::string_view text) {
+  DiagnosticsReader reader;
+  reader.Add(text);
+  std::size_t breaks = 1;
+  for (const ConsoleMessage& message : reader.TakeMessages()) {
+    if (message.progress) {
+      ReadProgress(TrimmedLine(message.lines.front()));
+      breaks = 1;
+      continue;
+    }
+    // Before the first group: the target was refused.
+    const bool refusal =
+        items_.empty() && TrimmedLine(message.lines.front()).starts_with("ERROR, ");
+    if (refusal) {
+      refused_ = true;
+      continue;
+    }
+    LogItem item;
+    if (!ReadItem(message, slots_, item)) continue;
+    breaks = item.breaks;
+    items_.push_back(std::move(item));
+    if (items_.size() > kMostLogItems) return false;
+  }
+  begins_with_empty_note_ = text.find(kEmptyNote) != text.npos;
+  // A run prints an empty line behind everything else.
+  complete_ = EndingBreaks(text) > breaks;
+  return true;
+}
+
 /// The texts of the runs in `log`, each from its first line on.
 std::vector<std::string_view> RunsIn(std::string_view log) {
   std::vector<std::string_view> runs;
@@ -356,11 +361,21 @@ bool ImportLog(std::string_view log, const TestEntry* catalogue, std::vector<Eve
   const std::string cleaned = Cleaned(log);
   const std::vector<std::string_view> runs = RunsIn(cleaned);
   if (runs.empty()) {
-    problem = "no log of a run: no line begins with \"" + std::string(Trimmed(kStart)) + "\"";
+    problem = "no log of a run: no line begins with \"" + std::string(TrimmedLine(kStart)) + "\"";
     return false;
   }
   const LogSlots slots(catalogue);
-  for (const std::string_view run : runs) RunLog(run, slots).AppendEvents(events);
+  std::vector<Event> made;
+  for (const std::string_view text : runs) {
+    RunLog run(slots);
+    if (!run.Read(text)) {
+      problem = "no log of a run: it has more messages than any";
+      return false;
+    }
+    run.AppendEvents(made);
+  }
+  events.insert(events.end(), std::make_move_iterator(made.begin()),
+                std::make_move_iterator(made.end()));
   return true;
 }
 

@@ -16,7 +16,8 @@ namespace quorle {
 /// A log shows what went wrong, not what was tried: a check without a message passed, and a group that
 /// has neither a closing line nor a message failed in a check that nobody can name (its first one is,
 /// and marked). Rows before the first one that is seen, and behind the last, were not run. Times, calls
-/// and the command line stay empty; a log that is cut off has no `end`.
+/// and the command line stay empty. A log that is cut off has no `end`, unless that is between a closing
+/// line and a message, where an empty line stands as it does at the end of a run.
 ///
 /// False, with `problem` one line, for a text that is no such log.
 bool ImportLog(std::string_view log, const TestEntry* catalogue, std::vector<Event>& events,

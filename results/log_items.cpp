@@ -9,21 +9,15 @@
 namespace quorle {
 namespace {
 
-/// What lines cannot be, which saves the time to look.
+/// No line is longer, and no message has more of them; the time to look is saved.
 constexpr std::size_t kLongestLine = 4096;
+constexpr std::size_t kMostLines = 32;
 
 using Effects = std::map<std::size_t, std::set<TextEffect>>;
 
 bool Fails(TextEffect effect) {
   return effect == TextEffect::kFails || effect == TextEffect::kEnds ||
          effect == TextEffect::kStops || effect == TextEffect::kUnsupported;
-}
-
-std::string_view Trimmed(std::string_view line) {
-  constexpr std::string_view kBlanks = " \r\f\t";
-  const std::size_t begin = line.find_first_not_of(kBlanks);
-  if (begin == line.npos) return {};
-  return line.substr(begin, line.find_last_not_of(kBlanks) + 1 - begin);
 }
 
 /// The slots from which `line` can come, and what follows there.
@@ -158,9 +152,9 @@ std::size_t LogSlots::EndOfRow(std::size_t slot) const {
 bool ReadItem(const ConsoleMessage& message, const LogSlots& slots, LogItem& item) {
   item.diagnostic = message.diagnostic;
   Effects all;
-  for (const std::string& line : message.lines) {
+  for (std::size_t i = 0; i < std::min(message.lines.size(), kMostLines); ++i) {
     std::size_t breaks = 1;
-    const Effects effects = EffectsOf(Trimmed(line), slots, breaks);
+    const Effects effects = EffectsOf(TrimmedLine(message.lines[i]), slots, breaks);
     if (effects.empty()) continue;
     item.breaks = breaks;
     if (all.empty()) {
@@ -177,7 +171,7 @@ bool ReadItem(const ConsoleMessage& message, const LogSlots& slots, LogItem& ite
     // The note of a row without checks stands for its closing line.
     for (std::size_t slot = 0; slot < slots.all().size(); ++slot) {
       const char* const note = slots.Entry(slot).group->note;
-      if (note == nullptr || message.diagnostic.text != Trimmed(std::string_view(note).substr(
+      if (note == nullptr || message.diagnostic.text != TrimmedLine(std::string_view(note).substr(
                                                             0, std::string_view(note).find('\n'))))
         continue;
       item.closing = true;

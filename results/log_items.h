@@ -55,6 +55,9 @@ struct LogItem {
   bool ambiguous = false;  ///< another one fits as well
 };
 
+/// More parts than any run has; their sources are not looked for.
+inline constexpr std::size_t kMostLogItems = 4000;
+
 /// What a part of a log that is no closing line may come from: the candidates of all of its lines.
 /// False for a note that says nothing about a check.
 bool ReadItem(const ConsoleMessage& message, const LogSlots& slots, LogItem& item);

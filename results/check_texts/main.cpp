@@ -74,6 +74,10 @@ std::string_view NameOf(TextEffect effect) {
   }
 }
 
+std::string IdOf(const std::string& group, const std::string& check) {
+  return group + "." + check;
+}
+
 void Write(std::span<char*> arguments) {
   const auto separator = std::find(arguments.begin(), arguments.end(), std::string_view("--"));
   if (arguments.size() < 2 || separator == arguments.end()) {
@@ -97,7 +101,7 @@ void Write(std::span<char*> arguments) {
     for (const std::string& check : file.checks) {
       ++checks;
       for (const FoundText& text : TextsOfCheck(sources, check)) {
-        lines.insert({text.line, group + "." + check, text});
+        lines.insert({text.line, IdOf(group, check), text});
       }
     }
     // What the group itself prints, without the function that runs its checks.

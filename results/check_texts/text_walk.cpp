@@ -405,18 +405,37 @@ class Walker {
   }
 
   bool MayBeginMessage(const Statement& statement) const {
-    if (statement.type == Statement::Type::kReleases) return false;
-    for (const SourceCall& call : CallsIn(statement.tokens)) {
-      if (IsPrint(call) && BeginsMessage(call.arguments[0][0].text)) return true;
-      const SourceFunction* const function = call.method ? nullptr : Find(call.name);
-      if (function != nullptr && MayBeginMessage(function->body)) return true;
-    }
-    return MayBeginMessage(statement.body) || MayBeginMessage(statement.otherwise);
+    return AnyOf({statement}, [](const SourceTokens& tokens) {
+      const std::vector<SourceCall> calls = CallsIn(tokens);
+      return std::any_of(calls.begin(), calls.end(), [](const SourceCall& call) {
+        return IsPrint(call) && BeginsMessage(call.arguments[0][0].text);
+      });
+    });
   }
 
-  bool MayBeginMessage(const Statements& statements) const {
-    return std::any_of(statements.begin(), statements.end(),
-                       [&](const Statement& statement) { return MayBeginMessage(statement); });
+  /// Whether `holds` is true of the tokens of any of the statements, or of those of what they call. What
+  /// releases do is left out.
+  template <class Predicate>
+  bool AnyOf(const Statements& statements, const Predicate& holds) const {
+    std::set<const SourceFunction*> seen;
+    return AnyOf(statements, holds, seen);
+  }
+  template <class Predicate>
+  bool AnyOf(const Statements& statements, const Predicate& holds,
+             std::set<const SourceFunction*>& seen) const {
+    for (const Statement& statement : statements) {
+      if (statement.type == Statement::Type::kReleases) continue;
+      if (holds(statement.tokens) || AnyOf(statement.body, holds, seen) ||
+          AnyOf(statement.otherwise, holds, seen)) {
+        return true;
+      }
+      for (const SourceCall& call : CallsIn(statement.tokens)) {
+        const SourceFunction* const function = call.method ? nullptr : Find(call.name);
+        if (function == nullptr || !seen.insert(function).second) continue;
+        if (AnyOf(function->body, holds, seen)) return true;
+      }
+    }
+    return false;
   }
 
   // ---- 209 -------------------------------------------------------------------------------------
@@ -434,19 +453,8 @@ class Walker {
          .breaks = 1});
   }
 
-  /// Whether a function has `word`, or one of its group's file that it calls.
   bool Uses(const Statements& statements, std::string_view word) const {
-    return std::any_of(statements.begin(), statements.end(), [&](const Statement& statement) {
-      if (HasWord(statement.tokens, word) || Uses(statement.body, word) ||
-          Uses(statement.otherwise, word)) {
-        return true;
-      }
-      const std::vector<SourceCall> calls = CallsIn(statement.tokens);
-      return std::any_of(calls.begin(), calls.end(), [&](const SourceCall& call) {
-        const auto own = sources_.own->functions.find(call.name);
-        return !call.method && own != sources_.own->functions.end() && Uses(own->second.body, word);
-      });
-    });
+    return AnyOf(statements, [&](const SourceTokens& tokens) { return HasWord(tokens, word); });
   }
 
   /// No helper calls itself; a source that is written otherwise must not go on for ever.

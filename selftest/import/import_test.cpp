@@ -232,26 +232,34 @@ TEST(Import, NamesTheChecksOfTheTranscripts) {
     }
   }
   Show(tally);
+  EXPECT_EQ(tally.named + tally.marked + tally.missed + tally.silent, tally.failed);
+  // Most cases run one group, whose log does not show which one it is: "Cannot build unique object name
+  // string." is printed by all.
+  EXPECT_GE(tally.named * 100, tally.failed * 65);
+  EXPECT_GT(tally.runs, 2000);
 }
 
+/// Every check is named where nothing is switched off and the whole catalogue is run, but for messages
+/// that several checks of a group share.
 TEST(Import, NamesTheChecksThatADeviationFails) {
-  Tally all;
   Tally loud;
+  Tally quiet;
   for (const deviate::Deviation& deviation : deviate::Deviations()) {
-    for (const char* const port : {"vector", "packet"}) {
-      for (const char* const words : {"", "NI NW NR"}) {
-        SCOPED_TRACE(std::string(deviation.name) + " " + port + " " + words);
-        const std::vector<std::string> line =
-            WordsOf("--mount DH0=ram,port=" + std::string(port) +
-                    ",deviate=" + std::string(deviation.name) + " DH0: " + words);
-        TestBench bench(line);
-        const WatchedRun run = RunWatched(bench);
-        Comparison(run, IsQuiet(line), IsQuiet(line) ? all : loud).Compare();
-      }
+    for (const char* const rest : {"DH0:", ",port=packet DH0:", "DH0: NI NW NR"}) {
+      SCOPED_TRACE(std::string(deviation.name) + " " + rest);
+      std::string line = "--mount DH0=ram,deviate=" + std::string(deviation.name);
+      if (*rest != ',') line += ' ';
+      const std::vector<std::string> words = WordsOf(line + rest);
+      TestBench bench(words);
+      const WatchedRun run = RunWatched(bench);
+      Comparison(run, IsQuiet(words), IsQuiet(words) ? quiet : loud).Compare();
     }
   }
   Show(loud);
-  Show(all);
+  Show(quiet);
+  EXPECT_GE(loud.named * 100, loud.failed * 99);
+  EXPECT_EQ(loud.silent, 0);
+  EXPECT_GE(quiet.named * 100, quiet.failed * 95);
 }
 
 }  // namespace
