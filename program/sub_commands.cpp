@@ -5,6 +5,7 @@
 
 #include "program/compare_command.h"
 #include "program/explain_command.h"
+#include "program/import_command.h"
 #include "program/report_command.h"
 
 namespace quorle {
@@ -14,6 +15,7 @@ constexpr auto kSubCommands = std::to_array<SubCommand>({
     {"report", "Shows runs from their event files: as text, TAP, JUnit, Markdown or HTML.",
      RunReport},
     {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare},
+    {"import", "Makes an event stream of what a run on a real machine printed.", ImportCommand},
     {"explain", "What a check calls and expects, and where authors go wrong.", ExplainCommand},
 });
 

@@ -40,12 +40,6 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\r' || c == '\f' || c == '\t';
 }
 
-std::string_view Trimmed(std::string_view text) {
-  while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
-
 bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -96,7 +90,7 @@ std::vector<ConsoleMessage> DiagnosticsReader::TakeMessages() {
 std::vector<Diagnostic> DiagnosticsReader::Take() {
   std::vector<Diagnostic> diagnostics;
   for (ConsoleMessage& message : TakeMessages()) {
-    diagnostics.push_back(std::move(message.diagnostic));
+    if (!message.progress) diagnostics.push_back(std::move(message.diagnostic));
   }
   return diagnostics;
 }
@@ -139,7 +133,7 @@ void DiagnosticsReader::ObeyStyle() {
 void DiagnosticsReader::EndLine() {
   std::string line = std::exchange(line_, {}) + std::exchange(escape_, {});
   while (!line.empty() && line.back() == '\r') line.pop_back();
-  const std::string_view text = Trimmed(line);
+  const std::string_view text = TrimmedLine(line);
   line_has_text_ = false;
   if (text.empty()) {
     after_blank_ = true;
@@ -147,7 +141,9 @@ void DiagnosticsReader::EndLine() {
   }
   const bool after_blank = std::exchange(after_blank_, false);
   if (IsProgress(text)) {
-    open_ = false;
+    Begin(DiagnosticClass::kNote, text);
+    messages_.back().progress = true;
+    messages_.back().lines.push_back(std::move(line));
     code_ = 0;
     return;
   }
@@ -159,7 +155,7 @@ void DiagnosticsReader::EndLine() {
     std::string_view rest = text.substr(prefix->text.size());
     if (prefix->type == DiagnosticClass::kCleanup)
       rest.remove_prefix(std::min(rest.find(':') + 1, rest.size()));
-    Begin(prefix->type, Trimmed(rest));
+    Begin(prefix->type, TrimmedLine(rest));
   } else if (goes_on) {
     Append(text);
   } else {
@@ -206,6 +202,12 @@ std::string ToPlainUtf8(std::string_view text) {
     }
   }
   return utf8;
+}
+
+std::string_view TrimmedLine(std::string_view line) {
+  while (!line.empty() && IsBlank(line.front())) line.remove_prefix(1);
+  while (!line.empty() && IsBlank(line.back())) line.remove_suffix(1);
+  return line;
 }
 
 std::string_view PassedGroup(std::string_view line) {

@@ -11,6 +11,7 @@ namespace quorle {
 
 /// A message of the console and the lines that it had there.
 struct ConsoleMessage {
+  bool progress = false;  ///< one of the lines that every run has, which is no diagnostic
   Diagnostic diagnostic;
   std::vector<std::string>
       lines;  ///< without style codes and line ends; the bytes as printed (Latin-1)
@@ -29,9 +30,10 @@ class DiagnosticsReader {
   /// one who knows; with 0 it is read from the text ("#205 object not found").
   void Add(std::string_view piece, std::int32_t code = 0);
 
-  /// The messages since the last call, in their order; a line without its end counts as ended.
+  /// The messages since the last call, in their order, and the start and closing lines between them; a
+  /// line without its end counts as ended.
   std::vector<ConsoleMessage> TakeMessages();
-  /// The same, without their lines.
+  /// The diagnostics alone.
   std::vector<Diagnostic> Take();
 
  private:
@@ -60,6 +62,9 @@ class DiagnosticsReader {
 
 /// `text`, bytes of Latin-1, as UTF-8; a control character becomes "\x1b".
 std::string ToPlainUtf8(std::string_view text);
+
+/// `line` without blanks, carriage returns and form feeds at its ends.
+std::string_view TrimmedLine(std::string_view line);
 
 /// The group that a closing line speaks of: "Lock" of "Lock() tests passed."; empty for another line,
 /// which has no style codes.

@@ -15,24 +15,24 @@ namespace quorle {
 namespace {
 
 /// What the command prints and reports.
-struct Said {
+struct ExplainAnswer {
   std::int32_t status = 0;
   std::string output;
   std::string errors;
 };
 
-Said Ask(std::vector<const char*> words) {
+ExplainAnswer Ask(std::vector<const char*> words) {
   MemorySink output;
   MemorySink errors;
   Console console(output, errors, false);
-  Said said;
+  ExplainAnswer said;
   said.status = ExplainCommand(words, console);
   said.output = output.text;
   said.errors = errors.text;
   return said;
 }
 
-std::size_t Count(const std::string& text, const std::string& part) {
+std::size_t CountOf(const std::string& text, const std::string& part) {
   std::size_t count = 0;
   for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++count;
   return count;
@@ -79,7 +79,7 @@ TEST(Explanations, OfACheckHaveItsOwnEntryAndWhatItsGroupSays) {
 
   const auto group = Explain("Lock");
   ASSERT_TRUE(group);
-  EXPECT_EQ(Count(group->what, "\n\n`Lock."), 4U);
+  EXPECT_EQ(CountOf(group->what, "\n\n`Lock."), 4U);
   EXPECT_EQ(group->why, check->why);
 
   const auto last = Explain("WriteProtectVolume.OnAndOff");
@@ -92,7 +92,7 @@ TEST(Explanations, OfACheckHaveItsOwnEntryAndWhatItsGroupSays) {
 }
 
 TEST(ExplainCommand, PrintsTheSectionOfACheck) {
-  const Said said = Ask({"Delete.RootDirectory"});
+  const ExplainAnswer said = Ask({"Delete.RootDirectory"});
   EXPECT_EQ(said.status, 0);
   EXPECT_EQ(said.errors, "");
   EXPECT_EQ(said.output,
@@ -115,14 +115,14 @@ TEST(ExplainCommand, PrintsTheSectionOfACheck) {
 }
 
 TEST(ExplainCommand, PrintsGroupsAndWhatAGlobFits) {
-  EXPECT_EQ(Count(Ask({"Lock"}).output, "\nLock."), 4U);
+  EXPECT_EQ(CountOf(Ask({"Lock"}).output, "\nLock."), 4U);
   EXPECT_EQ(Ask({"Lock.*"}).output, Ask({"Lock"}).output);
-  const Said loops = Ask({"*.DirectoryLoop"});
-  EXPECT_EQ(Count(loops.output, ".DirectoryLoop\n"), 2U);
-  EXPECT_EQ(Count(loops.output, "Why it matters: "), 2U);
-  EXPECT_EQ(Count(loops.output, "Rename.TakenName"), 0U);
-  const Said all = Ask({"*"});
-  EXPECT_EQ(Count(all.output, ", test "), 47U);
+  const ExplainAnswer loops = Ask({"*.DirectoryLoop"});
+  EXPECT_EQ(CountOf(loops.output, ".DirectoryLoop\n"), 2U);
+  EXPECT_EQ(CountOf(loops.output, "Why it matters: "), 2U);
+  EXPECT_EQ(CountOf(loops.output, "Rename.TakenName"), 0U);
+  const ExplainAnswer all = Ask({"*"});
+  EXPECT_EQ(CountOf(all.output, ", test "), 47U);
   for (std::size_t at = 0; at < all.output.size();) {
     const std::size_t end = all.output.find('\n', at);
     EXPECT_LE(end - at, 80U) << all.output.substr(at, end - at);
@@ -131,7 +131,7 @@ TEST(ExplainCommand, PrintsGroupsAndWhatAGlobFits) {
 }
 
 TEST(ExplainCommand, RefusesWhatIsNoCheckInOneLine) {
-  const Said wrong = Ask({"Rename.DirectryLoop"});
+  const ExplainAnswer wrong = Ask({"Rename.DirectryLoop"});
   EXPECT_EQ(wrong.status, 20);
   EXPECT_EQ(wrong.output, "");
   EXPECT_EQ(wrong.errors,
@@ -142,11 +142,11 @@ TEST(ExplainCommand, RefusesWhatIsNoCheckInOneLine) {
             "quorle: no check or group is called \"Lokc\"; did you mean Lock?\n");
   for (const std::vector<const char*>& words :
        {std::vector<const char*>{}, std::vector<const char*>{"Lock", "Open"}}) {
-    const Said said = Ask(words);
+    const ExplainAnswer said = Ask(words);
     EXPECT_EQ(said.status, 20);
     EXPECT_EQ(said.output, "");
     EXPECT_TRUE(said.errors.starts_with("quorle: usage: quorle explain ID")) << said.errors;
-    EXPECT_EQ(Count(said.errors, "\n"), 1U);
+    EXPECT_EQ(CountOf(said.errors, "\n"), 1U);
   }
   EXPECT_EQ(Ask({""}).status, 20);
 }
