@@ -129,9 +129,9 @@ TEST(CompareRunsTest, ARunThatWasCutOffIsWorse) {
 }
 
 TEST(CompareRunsTest, OfSeveralRunsTheWorstVerdictCounts) {
-  const std::vector<RunRecord> flaky = {RunOf({One(Verdict::kFail, 205)}),
-                                        RunOf({One(Verdict::kPass)}),
-                                        RunOf({One(Verdict::kFail, 212)})};
+  const std::vector<RunRecord> flaky = {
+      RunOf({One(Verdict::kPass)}), RunOf({One(Verdict::kFail, 205)}),
+      RunOf({One(Verdict::kWarn, 103)}), RunOf({One(Verdict::kFail, 212)})};
   EXPECT_EQ(ToText(CompareRuns({RunOf({One(Verdict::kPass)})}, flaky)),
             Worse("new failures", "pass -> fail 205 212"));
   EXPECT_EQ(ToText(CompareRuns(flaky, {RunOf({One(Verdict::kPass)})})),
