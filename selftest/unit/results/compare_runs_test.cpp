@@ -13,7 +13,7 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-const char* const kLock = "Lock.MissingObject";
+const char* const kComparedId = "Lock.MissingObject";
 
 /// What the comparison of a run with another is, both of one check: its heading and its line.
 std::string Compared(const CheckEvent& before, const CheckEvent& now) {
@@ -31,7 +31,7 @@ std::string NotWorse(const std::string& heading, const std::string& change) {
 }
 
 CheckEvent One(Verdict verdict, std::int32_t code = 0, const std::string& why = "") {
-  return CheckOf(kLock, verdict, code, why);
+  return CheckOf(kComparedId, verdict, code, why);
 }
 
 TEST(CompareRunsTest, NewFailuresAreWorse) {
@@ -129,9 +129,9 @@ TEST(CompareRunsTest, ARunThatWasCutOffIsWorse) {
 }
 
 TEST(CompareRunsTest, OfSeveralRunsTheWorstVerdictCounts) {
-  const std::vector<RunRecord> flaky = {RunOf({One(Verdict::kFail, 205)}),
-                                        RunOf({One(Verdict::kPass)}),
-                                        RunOf({One(Verdict::kFail, 212)})};
+  const std::vector<RunRecord> flaky = {
+      RunOf({One(Verdict::kPass)}), RunOf({One(Verdict::kFail, 205)}),
+      RunOf({One(Verdict::kWarn, 103)}), RunOf({One(Verdict::kFail, 212)})};
   EXPECT_EQ(ToText(CompareRuns({RunOf({One(Verdict::kPass)})}, flaky)),
             Worse("new failures", "pass -> fail 205 212"));
   EXPECT_EQ(ToText(CompareRuns(flaky, {RunOf({One(Verdict::kPass)})})),
@@ -143,9 +143,9 @@ TEST(CompareRunsTest, WhatHappenedBesideTheChecksIsComparedByCheck) {
   const RunRecord clean = RunOf({One(Verdict::kPass)});
   RunRecord troubled = clean;
   troubled.handler_ends.push_back(
-      {.id = kLock, .call = "FSLock", .how = "signal 11", .restarted = true});
-  troubled.left_behind.push_back({.id = kLock, .object = "FILE01", .code = 0});
-  troubled.complaints.push_back({.id = kLock, .text = "never freed: a lock"});
+      {.id = kComparedId, .call = "FSLock", .how = "signal 11", .restarted = true});
+  troubled.left_behind.push_back({.id = kComparedId, .object = "FILE01", .code = 0});
+  troubled.complaints.push_back({.id = kComparedId, .text = "never freed: a lock"});
   troubled.remounts.push_back({.id = "Lock", .ok = false, .text = "the tree differs"});
   troubled.remounts.push_back({.id = "Open", .ok = true, .text = "fine"});
   const RunComparison comparison = CompareRuns({clean}, {troubled});

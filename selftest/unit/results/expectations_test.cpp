@@ -38,30 +38,32 @@ Judgement JudgeOne(const std::string& text, const CheckEvent& check) {
   return Expecting(text).Judge(RunOf({}), check);
 }
 
-Type TypeOf(const std::string& text, const CheckEvent& check) {
+Type JudgedType(const std::string& text, const CheckEvent& check) {
   return JudgeOne(text, check).type;
 }
 
-const char* const kLock = "Lock.MissingObject";
+const char* const kMissingObject = "Lock.MissingObject";
 
 // ---- Without an entry --------------------------------------------------------------------------
 
 TEST(ExpectationsTest, WithoutAnEntryACheckIsExpectedToPassOrToBeSkipped) {
   for (const std::string text : {"", "strict = false\n"}) {
-    EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kPass)), Type::kAsExpected);
-    EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kSkipped)), Type::kAsExpected);
-    EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kWarn)), Type::kAsExpected);
-    EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kUnsupported)), Type::kUnexpected);
-    EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kBlocked)), Type::kUnexpected);
-    EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kFail)), Type::kUnexpected);
+    EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kPass)), Type::kAsExpected);
+    EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kSkipped)), Type::kAsExpected);
+    EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kWarn)), Type::kAsExpected);
+    EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kUnsupported)), Type::kUnexpected);
+    EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kBlocked)), Type::kUnexpected);
+    EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kFail)), Type::kUnexpected);
   }
 }
 
 TEST(ExpectationsTest, StrictExpectsNoWarning) {
-  EXPECT_EQ(TypeOf("strict = true", CheckOf(kLock, Verdict::kWarn)), Type::kUnexpected);
-  EXPECT_EQ(TypeOf("strict = true", CheckOf(kLock, Verdict::kPass)), Type::kAsExpected);
-  const std::string warns = "strict = true\n" + EntryText(kLock, "verdict = \"warn\"");
-  EXPECT_EQ(TypeOf(warns, CheckOf(kLock, Verdict::kWarn)), Type::kKnownFailure);
+  EXPECT_EQ(JudgedType("strict = true", CheckOf(kMissingObject, Verdict::kWarn)),
+            Type::kUnexpected);
+  EXPECT_EQ(JudgedType("strict = true", CheckOf(kMissingObject, Verdict::kPass)),
+            Type::kAsExpected);
+  const std::string warns = "strict = true\n" + EntryText(kMissingObject, "verdict = \"warn\"");
+  EXPECT_EQ(JudgedType(warns, CheckOf(kMissingObject, Verdict::kWarn)), Type::kKnownFailure);
 }
 
 // ---- Verdicts and codes ------------------------------------------------------------------------
@@ -78,70 +80,74 @@ TEST(ExpectationsTest, AKnownFailureHasItsReasonAndItsPlace) {
 }
 
 TEST(ExpectationsTest, AnotherVerdictThanTheEntrysIsUnexpected) {
-  const std::string fails = EntryText(kLock, "verdict = \"fail\"");
-  EXPECT_EQ(TypeOf(fails, CheckOf(kLock, Verdict::kUnsupported)), Type::kUnexpected);
-  const std::string passes = EntryText(kLock, "verdict = \"pass\"");
-  EXPECT_EQ(TypeOf(passes, CheckOf(kLock, Verdict::kWarn)), Type::kUnexpected);
-  EXPECT_EQ(TypeOf(passes, CheckOf(kLock, Verdict::kFail)), Type::kUnexpected);
+  const std::string fails = EntryText(kMissingObject, "verdict = \"fail\"");
+  EXPECT_EQ(JudgedType(fails, CheckOf(kMissingObject, Verdict::kUnsupported)), Type::kUnexpected);
+  const std::string passes = EntryText(kMissingObject, "verdict = \"pass\"");
+  EXPECT_EQ(JudgedType(passes, CheckOf(kMissingObject, Verdict::kWarn)), Type::kUnexpected);
+  EXPECT_EQ(JudgedType(passes, CheckOf(kMissingObject, Verdict::kFail)), Type::kUnexpected);
 }
 
 TEST(ExpectationsTest, AListAllowsEachOfItsVerdicts) {
-  const std::string text = EntryText(kLock, "verdict = [\"fail\", \"unsupported\"]");
-  EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kFail)), Type::kKnownFailure);
-  EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kUnsupported)), Type::kKnownFailure);
-  EXPECT_EQ(JudgeOne(text, CheckOf(kLock, Verdict::kFail)).expected, "fail or unsupported");
+  const std::string text = EntryText(kMissingObject, "verdict = [\"fail\", \"unsupported\"]");
+  EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kFail)), Type::kKnownFailure);
+  EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kUnsupported)), Type::kKnownFailure);
+  EXPECT_EQ(JudgeOne(text, CheckOf(kMissingObject, Verdict::kFail)).expected,
+            "fail or unsupported");
 }
 
 TEST(ExpectationsTest, AGroupPatternIsForEachOfItsChecks) {
   const std::string text = EntryText("CreateHardLink.*", "verdict = \"unsupported\"");
-  EXPECT_EQ(TypeOf(text, CheckOf("CreateHardLink.LinkToFile", Verdict::kUnsupported)),
+  EXPECT_EQ(JudgedType(text, CheckOf("CreateHardLink.LinkToFile", Verdict::kUnsupported)),
             Type::kKnownFailure);
-  EXPECT_EQ(TypeOf(text, CheckOf("CreateSoftLink.LinkToFile", Verdict::kUnsupported)),
+  EXPECT_EQ(JudgedType(text, CheckOf("CreateSoftLink.LinkToFile", Verdict::kUnsupported)),
             Type::kUnexpected);
 }
 
 TEST(ExpectationsTest, ACodeMustBeShownByADiagnostic) {
   const std::string text = EntryText("Delete.RootDirectory", "verdict = \"fail\"\ncode = 212");
-  EXPECT_EQ(TypeOf(text, CheckOf("Delete.RootDirectory", Verdict::kFail, 212)),
+  EXPECT_EQ(JudgedType(text, CheckOf("Delete.RootDirectory", Verdict::kFail, 212)),
             Type::kKnownFailure);
   const Judgement other = JudgeOne(text, CheckOf("Delete.RootDirectory", Verdict::kFail, 205));
   EXPECT_EQ(other.type, Type::kUnexpected);
   EXPECT_EQ(other.missing_code, 212);
-  EXPECT_EQ(TypeOf(text, CheckOf("Delete.RootDirectory", Verdict::kFail)), Type::kUnexpected);
+  EXPECT_EQ(JudgedType(text, CheckOf("Delete.RootDirectory", Verdict::kFail)), Type::kUnexpected);
   CheckEvent both = CheckOf("Delete.RootDirectory", Verdict::kFail, 205);
   both.diagnostics.push_back({.type = DiagnosticClass::kWarn, .code = 212, .text = "Again."});
-  EXPECT_EQ(TypeOf(text, both), Type::kKnownFailure) << "any of its diagnostics";
+  EXPECT_EQ(JudgedType(text, both), Type::kKnownFailure) << "any of its diagnostics";
 }
 
 TEST(ExpectationsTest, UnsupportedNeedsNoCodeAndShows209ByItself) {
-  const CheckEvent check = CheckOf(kLock, Verdict::kUnsupported);
-  EXPECT_EQ(TypeOf(EntryText(kLock, "verdict = \"unsupported\""), check), Type::kKnownFailure);
-  EXPECT_EQ(TypeOf(EntryText(kLock, "verdict = \"unsupported\"\ncode = 209"), check),
+  const CheckEvent check = CheckOf(kMissingObject, Verdict::kUnsupported);
+  EXPECT_EQ(JudgedType(EntryText(kMissingObject, "verdict = \"unsupported\""), check),
             Type::kKnownFailure);
-  EXPECT_EQ(TypeOf(EntryText(kLock, "verdict = \"unsupported\"\ncode = 212"), check),
+  EXPECT_EQ(JudgedType(EntryText(kMissingObject, "verdict = \"unsupported\"\ncode = 209"), check),
+            Type::kKnownFailure);
+  EXPECT_EQ(JudgedType(EntryText(kMissingObject, "verdict = \"unsupported\"\ncode = 212"), check),
             Type::kUnexpected);
 }
 
 TEST(ExpectationsTest, OfACheckThatPassesNoCodeIsAsked) {
-  const std::string text = EntryText(kLock, "verdict = [\"pass\", \"fail\"]\ncode = 205");
-  EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kPass)), Type::kAsExpected);
+  const std::string text = EntryText(kMissingObject, "verdict = [\"pass\", \"fail\"]\ncode = 205");
+  EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kPass)), Type::kAsExpected);
 }
 
 TEST(ExpectationsTest, BlockedIsNeverExpected) {
   const std::string text =
       EntryText("Lock.*", "verdict = [\"fail\", \"unsupported\", \"skipped\"]");
-  EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kBlocked)), Type::kUnexpected);
+  EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kBlocked)), Type::kUnexpected);
   EXPECT_EQ(
-      ProblemOf(EntryText(kLock, "verdict = \"blocked\"")),
+      ProblemOf(EntryText(kMissingObject, "verdict = \"blocked\"")),
       "quorle.toml:3: entry 1, \"Lock.MissingObject\": \"blocked\" is never expected; what is "
       "in the way can be");
 }
 
 TEST(ExpectationsTest, ACheckThatWasSkippedIsAsExpectedWhateverItsEntrySays) {
   for (const char* const why : {"not selected", "the group ended", "nothing to do"}) {
-    const CheckEvent check = CheckOf(kLock, Verdict::kSkipped, 0, why);
-    EXPECT_EQ(TypeOf(EntryText(kLock, "verdict = \"fail\"\ncode = 205"), check), Type::kAsExpected);
-    EXPECT_EQ(TypeOf(EntryText(kLock, "verdict = \"pass\""), check), Type::kAsExpected);
+    const CheckEvent check = CheckOf(kMissingObject, Verdict::kSkipped, 0, why);
+    EXPECT_EQ(JudgedType(EntryText(kMissingObject, "verdict = \"fail\"\ncode = 205"), check),
+              Type::kAsExpected);
+    EXPECT_EQ(JudgedType(EntryText(kMissingObject, "verdict = \"pass\""), check),
+              Type::kAsExpected);
   }
 }
 
@@ -162,23 +168,24 @@ TEST(ExpectationsTest, ASurprisePassShowsTheEntryToDelete) {
 }
 
 TEST(ExpectationsTest, AnEntryThatListsPassNeverSurprises) {
-  const std::string text = EntryText(kLock, "verdict = [\"fail\", \"pass\"]");
-  EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kPass)), Type::kAsExpected);
-  EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kWarn)), Type::kUnexpected);
+  const std::string text = EntryText(kMissingObject, "verdict = [\"fail\", \"pass\"]");
+  EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kPass)), Type::kAsExpected);
+  EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kWarn)), Type::kUnexpected);
 }
 
 TEST(ExpectationsTest, AWarningIsASurprisePassWhereWarningsAreFine) {
-  const std::string text = EntryText(kLock, "verdict = \"fail\"");
-  EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kWarn)), Type::kSurprisePass);
-  EXPECT_EQ(TypeOf("strict = true\n" + text, CheckOf(kLock, Verdict::kWarn)), Type::kUnexpected);
+  const std::string text = EntryText(kMissingObject, "verdict = \"fail\"");
+  EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kWarn)), Type::kSurprisePass);
+  EXPECT_EQ(JudgedType("strict = true\n" + text, CheckOf(kMissingObject, Verdict::kWarn)),
+            Type::kUnexpected);
 }
 
 // ---- Conditions --------------------------------------------------------------------------------
 
 /// Whether an entry with `when` is applied to the run of RunOf(): its check fails, as it says.
 bool Applies(const std::string& when) {
-  const std::string text = EntryText(kLock, "verdict = \"fail\"\nwhen = { " + when + " }");
-  return TypeOf(text, CheckOf(kLock, Verdict::kFail)) == Type::kKnownFailure;
+  const std::string text = EntryText(kMissingObject, "verdict = \"fail\"\nwhen = { " + when + " }");
+  return JudgedType(text, CheckOf(kMissingObject, Verdict::kFail)) == Type::kKnownFailure;
 }
 
 TEST(ExpectationsTest, AnEntryWhoseConditionsDoNotHoldIsNotThere) {
@@ -192,8 +199,10 @@ TEST(ExpectationsTest, AnEntryWhoseConditionsDoNotHoldIsNotThere) {
   EXPECT_TRUE(Applies("port = \"vector\", handler = \"ram\", version = \">=53.1\""));
   EXPECT_FALSE(Applies("port = \"vector\", handler = \"ram\", version = \">53.1\""));
   EXPECT_TRUE(Applies(""));
-  const std::string other = EntryText(kLock, "verdict = \"fail\"\nwhen = { port = \"packet\" }");
-  EXPECT_EQ(TypeOf(other, CheckOf(kLock, Verdict::kPass)), Type::kAsExpected) << "no surprise";
+  const std::string other =
+      EntryText(kMissingObject, "verdict = \"fail\"\nwhen = { port = \"packet\" }");
+  EXPECT_EQ(JudgedType(other, CheckOf(kMissingObject, Verdict::kPass)), Type::kAsExpected)
+      << "no surprise";
 }
 
 TEST(ExpectationsTest, VersionsAreComparedAsNumbers) {
@@ -229,10 +238,10 @@ TEST(ExpectationsTest, TheVersionIsTheFirstWordThatIsOne) {
 TEST(ExpectationsTest, NothingIsKnownOfARunWithoutATarget) {
   RunRecord run = RunOf({});
   run.target.reset();
-  const CheckEvent check = CheckOf(kLock, Verdict::kFail);
+  const CheckEvent check = CheckOf(kMissingObject, Verdict::kFail);
   for (const char* const when : {"version = \"<54.2\"", "dostype = \"0x444F5309\""}) {
-    const Expectations expectations =
-        Expecting(EntryText(kLock, std::string("verdict = \"fail\"\nwhen = { ") + when + " }"));
+    const Expectations expectations = Expecting(
+        EntryText(kMissingObject, std::string("verdict = \"fail\"\nwhen = { ") + when + " }"));
     EXPECT_EQ(expectations.Judge(run, check).type, Type::kUnexpected) << when;
   }
 }
@@ -240,7 +249,8 @@ TEST(ExpectationsTest, NothingIsKnownOfARunWithoutATarget) {
 TEST(ExpectationsTest, WrongConditionsAreRefused) {
   const auto problem = [](const std::string& when) {
     const std::string start = "quorle.toml:4: entry 1, \"Lock.MissingObject\": ";
-    const std::string text = ProblemOf(EntryText(kLock, "verdict = \"fail\"\nwhen = " + when));
+    const std::string text =
+        ProblemOf(EntryText(kMissingObject, "verdict = \"fail\"\nwhen = " + when));
     EXPECT_TRUE(text.starts_with(start)) << text;
     return text.substr(std::min(start.size(), text.size()));
   };
@@ -270,10 +280,10 @@ TEST(ExpectationsTest, WrongConditionsAreRefused) {
 // ---- Several entries ---------------------------------------------------------------------------
 
 TEST(ExpectationsTest, TwoEntriesThatContradictEachOtherAreRefused) {
-  const std::string fails = EntryText(kLock, "verdict = \"fail\"");
-  EXPECT_EQ(ProblemOf(fails + EntryText(kLock, "verdict = \"unsupported\"")),
+  const std::string fails = EntryText(kMissingObject, "verdict = \"fail\"");
+  EXPECT_EQ(ProblemOf(fails + EntryText(kMissingObject, "verdict = \"unsupported\"")),
             "quorle.toml:5: entry 2, \"Lock.MissingObject\": it contradicts entry 1 in line 1");
-  EXPECT_EQ(ProblemOf(fails + EntryText(kLock, "verdict = \"fail\"\ncode = 205")),
+  EXPECT_EQ(ProblemOf(fails + EntryText(kMissingObject, "verdict = \"fail\"\ncode = 205")),
             "quorle.toml:5: entry 2, \"Lock.MissingObject\": it contradicts entry 1 in line 1");
   // Patterns do when they meet in a check.
   const std::string group = EntryText("Delete.*", "verdict = \"fail\"");
@@ -284,22 +294,23 @@ TEST(ExpectationsTest, TwoEntriesThatContradictEachOtherAreRefused) {
 }
 
 TEST(ExpectationsTest, TheSameEntryTwiceIsRefused) {
-  const std::string fails = EntryText(kLock, "verdict = [\"fail\", \"warn\"]");
+  const std::string fails = EntryText(kMissingObject, "verdict = [\"fail\", \"warn\"]");
   EXPECT_EQ(
-      ProblemOf(fails + EntryText(kLock, "verdict = [\"warn\", \"fail\"]")),
+      ProblemOf(fails + EntryText(kMissingObject, "verdict = [\"warn\", \"fail\"]")),
       "quorle.toml:5: entry 2, \"Lock.MissingObject\": it is there already, as entry 1 in line "
       "1");
   EXPECT_EQ(
-      ProblemOf(fails +
-                EntryText(kLock, "verdict = [\"warn\", \"fail\"]\nwhen = { port = \"packet\" }")),
+      ProblemOf(fails + EntryText(kMissingObject,
+                                  "verdict = [\"warn\", \"fail\"]\nwhen = { port = \"packet\" }")),
       "quorle.toml:5: entry 2, \"Lock.MissingObject\": it is there already, as entry 1 in line "
       "1");
 }
 
 TEST(ExpectationsTest, EntriesForDifferentRunsDoNotMeet) {
   const auto both = [](const std::string& one, const std::string& other) {
-    return ProblemOf(EntryText(kLock, "verdict = \"fail\"\nwhen = { " + one + " }") +
-                     EntryText(kLock, "verdict = \"unsupported\"\nwhen = { " + other + " }"));
+    return ProblemOf(
+        EntryText(kMissingObject, "verdict = \"fail\"\nwhen = { " + one + " }") +
+        EntryText(kMissingObject, "verdict = \"unsupported\"\nwhen = { " + other + " }"));
   };
   const std::string contradicts =
       "quorle.toml:6: entry 2, \"Lock.MissingObject\": it contradicts entry 1 in line 1";
@@ -316,25 +327,25 @@ TEST(ExpectationsTest, AnIdIsAnExceptionFromAPattern) {
   const std::string pattern = EntryText("CreateHardLink.*", "verdict = \"unsupported\"");
   const std::string exception = EntryText("CreateHardLink.LinkToFile", "verdict = \"fail\"");
   for (const std::string& text : {pattern + exception, exception + pattern}) {
-    EXPECT_EQ(TypeOf(text, CheckOf("CreateHardLink.LinkToFile", Verdict::kFail)),
+    EXPECT_EQ(JudgedType(text, CheckOf("CreateHardLink.LinkToFile", Verdict::kFail)),
               Type::kKnownFailure);
-    EXPECT_EQ(TypeOf(text, CheckOf("CreateHardLink.LinkToFile", Verdict::kUnsupported)),
+    EXPECT_EQ(JudgedType(text, CheckOf("CreateHardLink.LinkToFile", Verdict::kUnsupported)),
               Type::kUnexpected);
-    EXPECT_EQ(TypeOf(text, CheckOf("CreateHardLink.DirectoryLoop", Verdict::kUnsupported)),
+    EXPECT_EQ(JudgedType(text, CheckOf("CreateHardLink.DirectoryLoop", Verdict::kUnsupported)),
               Type::kKnownFailure);
   }
   const std::string elsewhere =
       EntryText("CreateHardLink.LinkToFile", "verdict = \"fail\"\nwhen = { port = \"packet\" }");
   EXPECT_EQ(
-      TypeOf(pattern + elsewhere, CheckOf("CreateHardLink.LinkToFile", Verdict::kUnsupported)),
+      JudgedType(pattern + elsewhere, CheckOf("CreateHardLink.LinkToFile", Verdict::kUnsupported)),
       Type::kKnownFailure)
       << "an exception for other runs";
 }
 
 TEST(ExpectationsTest, ACheckOfAnotherVersionIsMatchedByPatterns) {
   const std::string text = EntryText("Lock.*", "verdict = \"fail\"");
-  EXPECT_EQ(TypeOf(text, CheckOf("Lock.NotYetThere", Verdict::kFail)), Type::kKnownFailure);
-  EXPECT_EQ(TypeOf(text, CheckOf("Unlock.NotYetThere", Verdict::kFail)), Type::kUnexpected);
+  EXPECT_EQ(JudgedType(text, CheckOf("Lock.NotYetThere", Verdict::kFail)), Type::kKnownFailure);
+  EXPECT_EQ(JudgedType(text, CheckOf("Unlock.NotYetThere", Verdict::kFail)), Type::kUnexpected);
 }
 
 // ---- What is wrong with a file -----------------------------------------------------------------
@@ -390,7 +401,9 @@ TEST(ExpectationsTest, MissingKeysAreNamed) {
 
 TEST(ExpectationsTest, WrongTypesAreNamed) {
   const std::string start = "quorle.toml:3: entry 1, \"Lock.MissingObject\": ";
-  const auto problem = [](const std::string& keys) { return ProblemOf(EntryText(kLock, keys)); };
+  const auto problem = [](const std::string& keys) {
+    return ProblemOf(EntryText(kMissingObject, keys));
+  };
   EXPECT_EQ(problem("verdict = 1"), start + "\"verdict\" is neither a text nor a list of texts");
   EXPECT_EQ(problem("verdict = [\"fail\", 1]"),
             start + "\"verdict\" is neither a text nor a list of texts");
@@ -413,7 +426,7 @@ TEST(ExpectationsTest, WrongTypesAreNamed) {
 
 TEST(ExpectationsTest, UnknownKeysAreNamed) {
   EXPECT_EQ(
-      ProblemOf(EntryText(kLock, "verdit = \"fail\"")),
+      ProblemOf(EntryText(kMissingObject, "verdit = \"fail\"")),
       "quorle.toml:3: entry 1, \"Lock.MissingObject\": \"verdit\" is no key; there are check, "
       "verdict, code, when, reason");
   EXPECT_EQ(ProblemOf("\nstrikt = true\n"),
@@ -434,21 +447,22 @@ TEST(ExpectationsTest, EntriesStandInLinesOfTheirOwn) {
 TEST(ExpectationsTest, ConditionsCanBeWrittenInEachWayOfToml) {
   for (const std::string when :
        {"when = { port = \"packet\" }", "when.port = \"packet\"", "when.'port' = 'packet'"}) {
-    const std::string text = EntryText(kLock, "verdict = \"fail\"\n" + when);
-    EXPECT_EQ(TypeOf(text, CheckOf(kLock, Verdict::kFail)), Type::kUnexpected) << when;
+    const std::string text = EntryText(kMissingObject, "verdict = \"fail\"\n" + when);
+    EXPECT_EQ(JudgedType(text, CheckOf(kMissingObject, Verdict::kFail)), Type::kUnexpected) << when;
   }
-  const std::string table = EntryText(kLock, "verdict = \"fail\"") +
+  const std::string table = EntryText(kMissingObject, "verdict = \"fail\"") +
                             "[expect.when]\nport = \"vector\"\n" +
                             EntryText("Lock.ExclusiveOverShared", "verdict = \"fail\"");
-  const Judgement judgement = JudgeOne(table, CheckOf(kLock, Verdict::kPass));
+  const Judgement judgement = JudgeOne(table, CheckOf(kMissingObject, Verdict::kPass));
   EXPECT_EQ(judgement.type, Type::kSurprisePass);
   EXPECT_TRUE(judgement.entry.ends_with("\n[expect.when]\nport = \"vector\"")) << judgement.entry;
 }
 
 TEST(ExpectationsTest, WhatIsNoTomlIsRefusedWithItsLine) {
-  for (const std::string& text : {EntryText(kLock, "verdict = fail"), EntryText(kLock, "verdict ="),
-                                  std::string("\n\n[[expect]\n"), std::string("\n\n\"\xFF\" = 1\n"),
-                                  std::string("\n\na = 1\0", 8)}) {
+  for (const std::string& text :
+       {EntryText(kMissingObject, "verdict = fail"), EntryText(kMissingObject, "verdict ="),
+        std::string("\n\n[[expect]\n"), std::string("\n\n\"\xFF\" = 1\n"),
+        std::string("\n\na = 1\0", 8)}) {
     const std::string problem = ProblemOf(text);
     EXPECT_TRUE(problem.starts_with("quorle.toml:3: ")) << problem;
     EXPECT_EQ(problem.find('\n'), std::string::npos) << problem;
@@ -503,7 +517,7 @@ TEST(ExpectationsTest, LongNamesAndControlCharactersMakeNoLongMessage) {
 TEST(ExpectationsTest, ByteOrderMarkReturnsAndNoLastLineBreakAreFine) {
   const std::string text =
       "\xEF\xBB\xBF[[expect]]\r\ncheck = \"Lock.*\"\r\nverdict = \"fail\"\r\nreason = \"r\xC3\xA9\"";
-  const Judgement judgement = JudgeOne(text, CheckOf(kLock, Verdict::kPass));
+  const Judgement judgement = JudgeOne(text, CheckOf(kMissingObject, Verdict::kPass));
   EXPECT_EQ(judgement.type, Type::kSurprisePass);
   EXPECT_EQ(judgement.entry, text.substr(3));
 }
@@ -527,9 +541,9 @@ TEST(ExpectationsTest, TheExamplesForAuthorsAreRight) {
   const std::vector<std::string> blocks = BlocksOf(QUORLE_EXPECTATIONS_PAGE);
   ASSERT_EQ(blocks.size(), 2U);
   for (const std::string& block : blocks) EXPECT_EQ(ProblemOf(block), "") << block;
-  EXPECT_EQ(TypeOf(blocks[0], CheckOf("Delete.RootDirectory", Verdict::kFail, 212)),
+  EXPECT_EQ(JudgedType(blocks[0], CheckOf("Delete.RootDirectory", Verdict::kFail, 212)),
             Type::kKnownFailure);
-  EXPECT_EQ(TypeOf(blocks[1], CheckOf("CreateHardLink.LinkToFile", Verdict::kPass)),
+  EXPECT_EQ(JudgedType(blocks[1], CheckOf("CreateHardLink.LinkToFile", Verdict::kPass)),
             Type::kAsExpected);
 }
 
@@ -549,10 +563,11 @@ TEST(ExpectationsTest, AFileThatCannotBeReadIsNamed) {
 }
 
 TEST(ExpectationsTest, AWrongFileLeavesWhatWasReadBefore) {
-  Expectations expectations = Expecting(EntryText(kLock, "verdict = \"fail\""));
+  Expectations expectations = Expecting(EntryText(kMissingObject, "verdict = \"fail\""));
   std::string problem;
   EXPECT_FALSE(expectations.Read("other.toml", "[[expect]]", AllChecks(), problem));
-  EXPECT_EQ(expectations.Judge(RunOf({}), CheckOf(kLock, Verdict::kFail)).at, "quorle.toml:1");
+  EXPECT_EQ(expectations.Judge(RunOf({}), CheckOf(kMissingObject, Verdict::kFail)).at,
+            "quorle.toml:1");
 }
 
 }  // namespace
