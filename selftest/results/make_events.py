@@ -73,7 +73,8 @@ def write_events(path, number):
 
 
 def write_runs(folder, count):
-    """Writes the events of `count` runs and returns the paths of the files."""
+    """Writes the events of `count` runs into `folder` and returns the paths of the files."""
+    pathlib.Path(folder).mkdir(exist_ok=True)
     paths = []
     for number in range(count):
         name = FILESYSTEMS[number % len(FILESYSTEMS)][0]
