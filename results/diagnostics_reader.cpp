@@ -211,9 +211,9 @@ std::string_view TrimmedLine(std::string_view line) {
 }
 
 std::string_view PassedGroup(std::string_view line) {
-  constexpr std::string_view kEnding = "() tests passed.";
-  if (!line.ends_with(kEnding)) return {};
-  const std::string_view group = line.substr(0, line.size() - kEnding.size());
+  constexpr std::string_view kClosing = "() tests passed.";
+  if (!line.ends_with(kClosing)) return {};
+  const std::string_view group = line.substr(0, line.size() - kClosing.size());
   const bool is_name =
       std::all_of(group.begin(), group.end(), [](unsigned char c) { return std::isalnum(c) != 0; });
   return is_name ? group : std::string_view();

@@ -17,7 +17,7 @@
 namespace quorle {
 namespace {
 
-constexpr std::string_view kStart = "Starting tests for Device Name= ";
+constexpr std::string_view kLogStart = "Starting tests for Device Name= ";
 constexpr std::string_view kVolume = "        Volume Name= ";
 constexpr std::string_view kFilesystem = "Host Filesystem = ";
 constexpr std::string_view kDosType = "   DOSType:";
@@ -27,9 +27,9 @@ constexpr std::string_view kEmptyNote = "]\n\n\x1b[0m\x1b[3m\x1b[0m";
 constexpr std::string_view kClear = "\n\f\n";
 constexpr std::string_view kNotShown = "the log does not show which check of the group failed";
 
-constexpr std::int32_t kOk = 0;
-constexpr std::int32_t kError = 10;
-constexpr std::int32_t kRefused = 20;
+constexpr std::int32_t kLogPassed = 0;
+constexpr std::int32_t kLogFailed = 10;
+constexpr std::int32_t kLogRefused = 20;
 
 /// More than any run prints by far.
 constexpr std::size_t kLargestLog = std::size_t{16} << 20;
@@ -61,8 +61,8 @@ struct LogStart {
   std::string dostype;
 
   void Read(std::string_view line) {
-    if (line.starts_with(kStart)) {
-      line.remove_prefix(kStart.size());
+    if (line.starts_with(kLogStart)) {
+      line.remove_prefix(kLogStart.size());
       const std::size_t at = line.find(kVolume);
       device = ToPlainUtf8(TrimmedLine(line.substr(0, at)));
       if (at != line.npos) volume = ToPlainUtf8(line.substr(at + kVolume.size()));
@@ -103,7 +103,7 @@ class RunLog {
     FindSources(slots_, items_);
     if (!items_.empty()) AppendRows(events);
     if (refused_ || (complete_ && !items_.empty())) {
-      end_.result = refused_ ? kRefused : result_;
+      end_.result = refused_ ? kLogRefused : result_;
       events.emplace_back(end_);
     }
   }
@@ -192,8 +192,9 @@ class RunLog {
                                                        : row.messages.rbegin()->first + 1;
     for (std::size_t slot = first; slot < reached; ++slot) checks.push_back(CheckAt(slot, row));
     const bool failed = finished && first != end && !row.closed && !row.skips;
-    const bool is_shown = std::any_of(checks.begin(), checks.end(),
-                                      [](const CheckEvent& check) { return check.result != kOk; });
+    const bool is_shown = std::any_of(checks.begin(), checks.end(), [](const CheckEvent& check) {
+      return check.result != kLogPassed;
+    });
     if (failed && !is_shown) HideFailure(checks);
     for (CheckEvent& check : checks) {
       ++end_.checks[check.verdict];
@@ -202,8 +203,8 @@ class RunLog {
       events.emplace_back(std::move(check));
     }
     if (!finished) return;
-    group.result = failed ? kError : kOk;
-    if (failed) result_ = kError;
+    group.result = failed ? kLogFailed : kLogPassed;
+    if (failed) result_ = kLogFailed;
     events.emplace_back(std::move(group));
   }
 
@@ -213,7 +214,7 @@ class RunLog {
       check.why = kNotShown;
       if (&check == &checks.front()) {
         check.verdict = Verdict::kFail;
-        check.result = kError;
+        check.result = kLogFailed;
         check.ambiguous = true;
       } else if (check.diagnostics.empty()) {
         check.verdict = Verdict::kSkipped;
@@ -249,10 +250,10 @@ class RunLog {
     }
     if (row.unsupported == slot) {
       check.verdict = Verdict::kUnsupported;
-      check.result = kRefused;
+      check.result = kLogRefused;
       check.ambiguous = check.ambiguous || row.unsupported_is_ambiguous;
     } else if (row.stop == slot) {
-      check.result = kRefused;
+      check.result = kLogRefused;
     }
     return check;
   }
@@ -264,7 +265,7 @@ class RunLog {
         effect == TextEffect::kStops) {
       const bool blocked = item.diagnostic.text == kNoName;
       check.verdict = std::max(check.verdict, blocked ? Verdict::kBlocked : Verdict::kFail);
-      check.result = kError;
+      check.result = kLogFailed;
     } else if (item.diagnostic.type == DiagnosticClass::kWarn) {
       check.verdict = std::max(check.verdict, Verdict::kWarn);
     }
@@ -295,7 +296,7 @@ class RunLog {
   bool begins_with_empty_note_ = false;
   bool refused_ = false;   ///< the target cannot be tested
   bool complete_ = false;  ///< the log has its last line
-  std::int32_t result_ = kOk;
+  std::int32_t result_ = kLogPassed;
   EndEvent end_;
 };
 
@@ -331,9 +332,9 @@ bool RunLog::Read(std::string_view text) {
 /// The texts of the runs in `log`, each from its first line on.
 std::vector<std::string_view> RunsIn(std::string_view log) {
   std::vector<std::string_view> runs;
-  std::size_t begin = log.find(kStart);
+  std::size_t begin = log.find(kLogStart);
   while (begin != log.npos) {
-    const std::size_t next = log.find(kStart, begin + kStart.size());
+    const std::size_t next = log.find(kLogStart, begin + kLogStart.size());
     std::string_view run = log.substr(begin, next == log.npos ? next : next - begin);
     // The next one begins by clearing the console.
     while (next != log.npos && run.ends_with(kClear)) run.remove_suffix(kClear.size());
@@ -361,7 +362,8 @@ bool ImportLog(std::string_view log, const TestEntry* catalogue, std::vector<Eve
   const std::string cleaned = Cleaned(log);
   const std::vector<std::string_view> runs = RunsIn(cleaned);
   if (runs.empty()) {
-    problem = "no log of a run: no line begins with \"" + std::string(TrimmedLine(kStart)) + "\"";
+    problem =
+        "no log of a run: no line begins with \"" + std::string(TrimmedLine(kLogStart)) + "\"";
     return false;
   }
   const LogSlots slots(catalogue);

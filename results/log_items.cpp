@@ -10,8 +10,8 @@ namespace quorle {
 namespace {
 
 /// No line is longer, and no message has more of them; the time to look is saved.
-constexpr std::size_t kLongestLine = 4096;
-constexpr std::size_t kMostLines = 32;
+constexpr std::size_t kLongestLogLine = 4096;
+constexpr std::size_t kMostMessageLines = 32;
 
 using Effects = std::map<std::size_t, std::set<TextEffect>>;
 
@@ -23,7 +23,7 @@ bool Fails(TextEffect effect) {
 /// The slots from which `line` can come, and what follows there.
 Effects EffectsOf(std::string_view line, const LogSlots& slots, std::size_t& breaks) {
   Effects effects;
-  if (line.size() > kLongestLine) return effects;
+  if (line.size() > kLongestLogLine) return effects;
   for (const CheckText& text : CheckTexts()) {
     if (!FitsText(text.line, line)) continue;
     const std::size_t slot = slots.Find(text.check);
@@ -152,7 +152,7 @@ std::size_t LogSlots::EndOfRow(std::size_t slot) const {
 bool ReadItem(const ConsoleMessage& message, const LogSlots& slots, LogItem& item) {
   item.diagnostic = message.diagnostic;
   Effects all;
-  for (std::size_t i = 0; i < std::min(message.lines.size(), kMostLines); ++i) {
+  for (std::size_t i = 0; i < std::min(message.lines.size(), kMostMessageLines); ++i) {
     std::size_t breaks = 1;
     const Effects effects = EffectsOf(TrimmedLine(message.lines[i]), slots, breaks);
     if (effects.empty()) continue;
