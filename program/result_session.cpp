@@ -49,6 +49,10 @@ std::optional<std::int32_t> ResultSession::Prepare() {
     console_.Report(problem);
     return RETURN_FAIL;
   }
+  if (options_.bless && !CanBless(*options_.bless, checks, problem)) {
+    console_.Report(problem);
+    return RETURN_FAIL;
+  }
   if (options_.select && !selection_.Select(*options_.select, problem)) {
     console_.Report("--select: " + problem);
     return RETURN_FAIL;
@@ -129,9 +133,14 @@ std::int32_t ResultSession::EndRun(std::int32_t result, bool is_whole) {
     return RETURN_FAIL;
   }
   std::int32_t status = ExitStatus(record_, options_.expect ? &expectations_ : nullptr);
-  if (!is_whole || events_.failed()) status = std::max<std::int32_t>(status, RETURN_ERROR);
+  // Without expectations a handler that did not last did not pass, whatever the tests made of it.
+  const bool has_lasted = options_.expect.has_value() || record_.handler_ends.empty();
+  if (!is_whole || !has_lasted || events_.failed()) {
+    status = std::max<std::int32_t>(status, RETURN_ERROR);
+  }
   if (options_.repeat > 1) repeats_.Add(record_);
   if (status != RETURN_OK && !not_fine_) not_fine_ = record_;
+  if (options_.bless) to_bless_.push_back(record_);
   return status;
 }
 
@@ -152,25 +161,43 @@ void ResultSession::Take(Event event) {
 // ---- The end -----------------------------------------------------------------------------------
 
 std::int32_t ResultSession::Finish(std::int32_t status) {
+  if (options_.bless && status != RETURN_FAIL) status = WriteBlessed();
+  const RunRecord& run = not_fine_ ? *not_fine_ : record_;
   if (options_.summary.value_or(screen_.summary)) {
-    console_.PrintError(
-        SummaryOf(not_fine_ ? *not_fine_ : record_, expectations_, screen_.colours));
+    console_.PrintError(SummaryOf(run, expectations_, screen_.colours));
+  } else if (options_.expect) {
+    for (const std::string& line : expectations_.TodoLines()) console_.Report(line);
+    if (status == RETURN_ERROR) {
+      console_.Report("the run is not as " + *options_.expect + " says; --summary shows where");
+    }
   }
   if (const std::string differences = repeats_.Differences(); !differences.empty()) {
     console_.PrintError(differences);
-    status = std::max<std::int32_t>(status, RETURN_ERROR);
+    // A check may be expected to come out in several ways.
+    if (!options_.expect) status = std::max<std::int32_t>(status, RETURN_ERROR);
   }
-  if (options_.bless && status != RETURN_FAIL) {
-    std::string problem;
-    BlessReport report;
-    if (!Bless(*options_.bless, {record_}, selection_.checks(), report, problem)) {
-      console_.Report(problem);
-      return RETURN_FAIL;
-    }
-    console_.Report(*options_.bless + ": " + std::to_string(report.added) + " added, " +
-                    std::to_string(report.changed) + " changed, " + std::to_string(report.removed) +
-                    " removed");
+  return status;
+}
+
+std::int32_t ResultSession::WriteBlessed() {
+  std::string problem;
+  BlessReport report;
+  if (!Bless(*options_.bless, to_bless_, selection_.checks(), report, problem)) {
+    console_.Report(problem);
+    return RETURN_FAIL;
   }
+  const auto counted = [](std::size_t count) {
+    return std::to_string(count) + (count == 1 ? " entry " : " entries ");
+  };
+  console_.Report(*options_.bless + ": " + counted(report.added) + "added, " +
+                  std::to_string(report.changed) + " changed, " + std::to_string(report.removed) +
+                  " removed");
+  for (const std::string& id : report.blocked) {
+    console_.Report(*options_.bless + ": " + id + " is blocked, which is never expected");
+  }
+  expectations_ = std::move(report.expectations);
+  std::int32_t status = RETURN_OK;
+  for (const RunRecord& run : to_bless_) status = std::max(status, ExitStatus(run, &expectations_));
   return status;
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "harness/catalogue.h"
 #include "hosted/calls/run_watch.h"
@@ -59,6 +60,8 @@ class ResultSession final : public WatchListener, private EventSink {
  private:
   void Take(Event event) override;
   bool OpenEvents();
+  /// Writes --bless. The exit status that follows from what is expected now.
+  std::int32_t WriteBlessed();
   /// Selects what was not as expected in the run that the event file `path` is of.
   std::optional<std::int32_t> SelectFailed(const std::string& path);
   /// Whether the run that has ended did nothing, since the selected checks and rows exclude each other.
@@ -75,6 +78,7 @@ class ResultSession final : public WatchListener, private EventSink {
   std::optional<RunRecorder> recorder_;
   RunRecord record_;                   ///< of the run that goes on, or the last one
   std::optional<RunRecord> not_fine_;  ///< the first run that was not as it should be
+  std::vector<RunRecord> to_bless_;    ///< all runs, when --bless is given
   Repeats repeats_;
 };
 
