@@ -44,11 +44,6 @@ std::string Blessed(const std::string& text, std::vector<CheckEvent> checks) {
   return Blessed(text, std::vector<RunRecord>{RunOf(std::move(checks))});
 }
 
-std::string Entry(const std::string& check, const std::string& keys,
-                  const std::string& reason = "known") {
-  return "[[expect]]\ncheck = \"" + check + "\"\n" + keys + "\nreason = \"" + reason + "\"\n";
-}
-
 std::vector<CheckEvent> GroupOf(const std::string& group, Verdict verdict, std::int32_t code = 0) {
   std::vector<CheckEvent> checks;
   for (const CheckInfo& check : AllChecks()) {
@@ -64,8 +59,8 @@ TEST(BlessTest, WhatDoesNotPassIsAppendedWithATodo) {
                          CheckOf("Lock.ExclusiveOverShared", Verdict::kPass),
                          CheckOf("Delete.OpenFile", Verdict::kUnsupported),
                          CheckOf("Open.MissingFile", Verdict::kWarn, 205)}),
-            Entry("Delete.OpenFile", "verdict = \"unsupported\"", "TODO") + "\n" +
-                Entry("Lock.MissingObject", "verdict = \"fail\"\ncode = 209", "TODO"))
+            EntryText("Delete.OpenFile", "verdict = \"unsupported\"", "TODO") + "\n" +
+                EntryText("Lock.MissingObject", "verdict = \"fail\"\ncode = 209", "TODO"))
       << "in the order of the catalogue";
 }
 
@@ -78,12 +73,12 @@ TEST(BlessTest, AFileThatIsNotThereIsMade) {
   EXPECT_EQ(folder.Read("new.toml"),
             "# The checks that do not pass, each with the reason: see docs/expectations.md of "
             "quorle.\n\n" +
-                Entry("Lock.MissingObject", "verdict = \"fail\"", "TODO"));
+                EntryText("Lock.MissingObject", "verdict = \"fail\"", "TODO"));
   EXPECT_EQ(report.added, 1U);
 }
 
 TEST(BlessTest, AppendedEntriesAreSetOffByABlankLine) {
-  const std::string entry = Entry("Lock.MissingObject", "verdict = \"fail\"", "TODO");
+  const std::string entry = EntryText("Lock.MissingObject", "verdict = \"fail\"", "TODO");
   const std::vector<CheckEvent> fails = {CheckOf("Lock.MissingObject", Verdict::kFail)};
   EXPECT_EQ(Blessed("# No line break", fails), "# No line break\n\n" + entry);
   EXPECT_EQ(Blessed("# One\n", fails), "# One\n\n" + entry);
@@ -101,14 +96,14 @@ TEST(BlessTest, ReturnsAndAByteOrderMarkStay) {
 
 TEST(BlessTest, AGroupThatCameOutTheSameIsOneEntry) {
   EXPECT_EQ(Blessed("", GroupOf("CreateHardLink", Verdict::kUnsupported)),
-            Entry("CreateHardLink.*", "verdict = \"unsupported\"", "TODO"));
+            EntryText("CreateHardLink.*", "verdict = \"unsupported\"", "TODO"));
   EXPECT_EQ(Blessed("", GroupOf("CreateHardLink", Verdict::kFail, 212)),
-            Entry("CreateHardLink.*", "verdict = \"fail\"\ncode = 212", "TODO"));
+            EntryText("CreateHardLink.*", "verdict = \"fail\"\ncode = 212", "TODO"));
   std::vector<CheckEvent> mixed = GroupOf("CreateSoftLink", Verdict::kUnsupported);
   mixed.back().verdict = Verdict::kPass;
-  EXPECT_EQ(Blessed("", mixed), Entry(mixed.front().id, "verdict = \"unsupported\"", "TODO"));
+  EXPECT_EQ(Blessed("", mixed), EntryText(mixed.front().id, "verdict = \"unsupported\"", "TODO"));
   mixed.pop_back();
-  EXPECT_EQ(Blessed("", mixed), Entry(mixed.front().id, "verdict = \"unsupported\"", "TODO"))
+  EXPECT_EQ(Blessed("", mixed), EntryText(mixed.front().id, "verdict = \"unsupported\"", "TODO"))
       << "nobody knows what the other would be";
 }
 
@@ -116,7 +111,7 @@ TEST(BlessTest, OnlyStrictFilesNameWarnings) {
   const std::vector<CheckEvent> warns = {CheckOf("Lock.MissingObject", Verdict::kWarn)};
   EXPECT_EQ(Blessed("", warns), "");
   EXPECT_EQ(Blessed("strict = true\n", warns),
-            "strict = true\n\n" + Entry("Lock.MissingObject", "verdict = \"warn\"", "TODO"));
+            "strict = true\n\n" + EntryText("Lock.MissingObject", "verdict = \"warn\"", "TODO"));
 }
 
 TEST(BlessTest, OfSeveralRunsEachVerdictIsListed) {
@@ -125,18 +120,18 @@ TEST(BlessTest, OfSeveralRunsEachVerdictIsListed) {
                                        RunOf({CheckOf("Lock.MissingObject", Verdict::kPass),
                                               CheckOf("Open.MissingFile", Verdict::kFail, 210)})};
   EXPECT_EQ(Blessed("", runs),
-            Entry("Lock.MissingObject", "verdict = [\"pass\", \"fail\"]\ncode = 205", "TODO") +
-                "\n" + Entry("Open.MissingFile", "verdict = \"fail\"", "TODO"));
-  EXPECT_EQ(Blessed(Entry("Lock.MissingObject", "verdict = \"fail\"") +
-                        Entry("Open.MissingFile", "verdict = \"fail\"\ncode = 205"),
+            EntryText("Lock.MissingObject", "verdict = [\"pass\", \"fail\"]\ncode = 205", "TODO") +
+                "\n" + EntryText("Open.MissingFile", "verdict = \"fail\"", "TODO"));
+  EXPECT_EQ(Blessed(EntryText("Lock.MissingObject", "verdict = \"fail\"") +
+                        EntryText("Open.MissingFile", "verdict = \"fail\"\ncode = 205"),
                     runs),
-            Entry("Lock.MissingObject", "verdict = [\"pass\", \"fail\"]") +
-                Entry("Open.MissingFile", "verdict = \"fail\""));
+            EntryText("Lock.MissingObject", "verdict = [\"pass\", \"fail\"]") +
+                EntryText("Open.MissingFile", "verdict = \"fail\""));
 }
 
 TEST(BlessTest, BlockedIsNeverWritten) {
   BlessReport report;
-  const std::string text = Entry("Lock.MissingObject", "verdict = \"fail\"");
+  const std::string text = EntryText("Lock.MissingObject", "verdict = \"fail\"");
   EXPECT_EQ(Blessed(text,
                     {RunOf({CheckOf("Lock.MissingObject", Verdict::kBlocked),
                             CheckOf("Open.MissingFile", Verdict::kBlocked)})},
@@ -163,13 +158,13 @@ TEST(BlessTest, WhatStillHoldsKeepsEachByte) {
 
 TEST(BlessTest, EntriesForOtherRunsStay) {
   const std::string text =
-      Entry("Lock.MissingObject", "verdict = \"fail\"\nwhen = { port = \"packet\" }");
+      EntryText("Lock.MissingObject", "verdict = \"fail\"\nwhen = { port = \"packet\" }");
   EXPECT_EQ(Blessed(text, {CheckOf("Lock.MissingObject", Verdict::kPass)}), text);
 }
 
 TEST(BlessTest, EntriesOfChecksThatWereNotTriedStay) {
-  const std::string text =
-      Entry("Lock.MissingObject", "verdict = \"fail\"") + Entry("Open.*", "verdict = \"fail\"");
+  const std::string text = EntryText("Lock.MissingObject", "verdict = \"fail\"") +
+                           EntryText("Open.*", "verdict = \"fail\"");
   EXPECT_EQ(Blessed(text, {CheckOf("Delete.OpenFile", Verdict::kPass)}), text);
   for (const char* const why : {"not selected", "the group ended", "nothing to do"}) {
     EXPECT_EQ(Blessed(text, {CheckOf("Lock.MissingObject", Verdict::kSkipped, 0, why),
@@ -180,7 +175,7 @@ TEST(BlessTest, EntriesOfChecksThatWereNotTriedStay) {
 
 TEST(BlessTest, AFileThatNeedsNoChangeIsNotWritten) {
   const ScratchFolder folder;
-  const std::string text = Entry("Lock.MissingObject", "verdict = \"fail\"");
+  const std::string text = EntryText("Lock.MissingObject", "verdict = \"fail\"");
   const std::string file = folder.Write("quorle.toml", text);
   struct stat before {};
   ASSERT_EQ(::stat(file.c_str(), &before), 0);
@@ -195,18 +190,19 @@ TEST(BlessTest, AFileThatNeedsNoChangeIsNotWritten) {
 
 TEST(BlessTest, AStrictFileWithTodosCanBeBlessedAgain) {
   const std::string text =
-      "strict = true\n" + Entry("Lock.MissingObject", "verdict = \"fail\"", "TODO");
+      "strict = true\n" + EntryText("Lock.MissingObject", "verdict = \"fail\"", "TODO");
   EXPECT_EQ(Blessed(text, {CheckOf("Lock.MissingObject", Verdict::kFail)}), text);
 }
 
 // ---- Entries that no longer hold ---------------------------------------------------------------
 
 TEST(BlessTest, ASurprisePassGoesWithItsComments) {
-  const std::string first = "# Expectations.\n\n" + Entry("Open.MissingFile", "verdict = \"fail\"");
+  const std::string first =
+      "# Expectations.\n\n" + EntryText("Open.MissingFile", "verdict = \"fail\"");
   const std::string gone = "# Why this one\n# is there.\n" +
-                           Entry("Lock.MissingObject", "verdict = \"fail\"") + "# More.\n\n";
+                           EntryText("Lock.MissingObject", "verdict = \"fail\"") + "# More.\n\n";
   const std::string last =
-      "# About links.\n\n# Of the next.\n" + Entry("Delete.OpenFile", "verdict = \"fail\"");
+      "# About links.\n\n# Of the next.\n" + EntryText("Delete.OpenFile", "verdict = \"fail\"");
   const std::vector<CheckEvent> checks = {CheckOf("Open.MissingFile", Verdict::kFail),
                                           CheckOf("Lock.MissingObject", Verdict::kPass),
                                           CheckOf("Delete.OpenFile", Verdict::kFail)};
@@ -215,20 +211,20 @@ TEST(BlessTest, ASurprisePassGoesWithItsComments) {
   EXPECT_EQ(report.removed, 1U);
   // At the end of the file no blank line is left over.
   EXPECT_EQ(Blessed(first + "\n" + gone, {RunOf(checks)}),
-            first + "\n" + Entry("Delete.OpenFile", "verdict = \"fail\"", "TODO"));
+            first + "\n" + EntryText("Delete.OpenFile", "verdict = \"fail\"", "TODO"));
   EXPECT_EQ(Blessed(first + "\n" + gone, {CheckOf("Open.MissingFile", Verdict::kFail),
                                           CheckOf("Lock.MissingObject", Verdict::kPass)}),
             first);
   // Directly below the last key, directly above the next entry: the next one's.
-  EXPECT_EQ(Blessed(Entry("Lock.MissingObject", "verdict = \"fail\"") + "# Of the next.\n" +
-                        Entry("Delete.OpenFile", "verdict = \"fail\""),
+  EXPECT_EQ(Blessed(EntryText("Lock.MissingObject", "verdict = \"fail\"") + "# Of the next.\n" +
+                        EntryText("Delete.OpenFile", "verdict = \"fail\""),
                     {CheckOf("Lock.MissingObject", Verdict::kPass)}),
-            "# Of the next.\n" + Entry("Delete.OpenFile", "verdict = \"fail\""));
+            "# Of the next.\n" + EntryText("Delete.OpenFile", "verdict = \"fail\""));
 }
 
 TEST(BlessTest, CommentsThatBeginTheFileStay) {
   const std::vector<CheckEvent> passes = {CheckOf("Lock.MissingObject", Verdict::kPass)};
-  const std::string entry = Entry("Lock.MissingObject", "verdict = \"fail\"");
+  const std::string entry = EntryText("Lock.MissingObject", "verdict = \"fail\"");
   EXPECT_EQ(Blessed("# quorle.toml, kept\n# beside the sources\n" + entry, passes),
             "# quorle.toml, kept\n# beside the sources\n");
   EXPECT_EQ(Blessed("\xEF\xBB\xBF# kept\n# here\n" + entry, passes),
@@ -240,7 +236,7 @@ TEST(BlessTest, CommentsThatBeginTheFileStay) {
 TEST(BlessTest, ACommentLookalikeInTheReasonBeforeStays) {
   const std::string first =
       "[[expect]]\ncheck = \"Open.MissingFile\"\nverdict = \"fail\"\nreason = \"\"\"\n# one\n# two\"\"\"\n";
-  EXPECT_EQ(Blessed(first + Entry("Lock.MissingObject", "verdict = \"fail\""),
+  EXPECT_EQ(Blessed(first + EntryText("Lock.MissingObject", "verdict = \"fail\""),
                     {CheckOf("Lock.MissingObject", Verdict::kPass)}),
             first);
 }
@@ -268,11 +264,12 @@ TEST(BlessTest, APlaceBehindOtherCharactersIsFound) {
 }
 
 TEST(BlessTest, AListGetsWhatCameOutBesideWhatItHas) {
-  EXPECT_EQ(Blessed(Entry("Lock.MissingObject",
-                          "verdict = [\n  \"fail\", # mostly\n  \"pass\", # rarely\n]"),
-                    {CheckOf("Lock.MissingObject", Verdict::kUnsupported)}),
-            Entry("Lock.MissingObject",
-                  "verdict = [\n  \"fail\", # mostly\n  \"pass\", \"unsupported\", # rarely\n]"));
+  EXPECT_EQ(
+      Blessed(EntryText("Lock.MissingObject",
+                        "verdict = [\n  \"fail\", # mostly\n  \"pass\", # rarely\n]"),
+              {CheckOf("Lock.MissingObject", Verdict::kUnsupported)}),
+      EntryText("Lock.MissingObject",
+                "verdict = [\n  \"fail\", # mostly\n  \"pass\", \"unsupported\", # rarely\n]"));
 }
 
 TEST(BlessTest, ACodeThatChangedIsChangedInPlace) {
@@ -295,25 +292,25 @@ TEST(BlessTest, ACodeThatChangedIsChangedInPlace) {
 // ---- Groups ------------------------------------------------------------------------------------
 
 TEST(BlessTest, AGroupThatPassesNowGoes) {
-  const std::string text = Entry("Open.MissingFile", "verdict = \"fail\"") + "\n" +
-                           Entry("CreateHardLink.*", "verdict = \"unsupported\"");
+  const std::string text = EntryText("Open.MissingFile", "verdict = \"fail\"") + "\n" +
+                           EntryText("CreateHardLink.*", "verdict = \"unsupported\"");
   EXPECT_EQ(Blessed(text, GroupOf("CreateHardLink", Verdict::kPass)),
-            Entry("Open.MissingFile", "verdict = \"fail\""));
+            EntryText("Open.MissingFile", "verdict = \"fail\""));
   std::vector<CheckEvent> idle = GroupOf("CreateHardLink", Verdict::kPass);
   idle.back() = CheckOf(idle.back().id, Verdict::kSkipped, 0, "nothing to do");
-  EXPECT_EQ(Blessed(text, idle), Entry("Open.MissingFile", "verdict = \"fail\""));
+  EXPECT_EQ(Blessed(text, idle), EntryText("Open.MissingFile", "verdict = \"fail\""));
 }
 
 TEST(BlessTest, AGroupThatCameOutOtherwiseIsChangedInPlace) {
-  EXPECT_EQ(Blessed(Entry("CreateHardLink.*", "verdict = \"unsupported\" # all"),
+  EXPECT_EQ(Blessed(EntryText("CreateHardLink.*", "verdict = \"unsupported\" # all"),
                     GroupOf("CreateHardLink", Verdict::kFail, 212)),
-            Entry("CreateHardLink.*", "verdict = \"fail\" # all"));
+            EntryText("CreateHardLink.*", "verdict = \"fail\" # all"));
 }
 
 TEST(BlessTest, WhatLeftItsGroupBecomesAnException) {
   const std::string text =
-      Entry("CreateHardLink.*",
-            "verdict = \"unsupported\"\nwhen = { port = \"vector\", version = \"<54.2\" }");
+      EntryText("CreateHardLink.*",
+                "verdict = \"unsupported\"\nwhen = { port = \"vector\", version = \"<54.2\" }");
   std::vector<CheckEvent> checks = GroupOf("CreateHardLink", Verdict::kUnsupported);
   checks.back().verdict = Verdict::kPass;
   const std::string exception =
@@ -329,25 +326,25 @@ TEST(BlessTest, WhatLeftItsGroupBecomesAnException) {
 }
 
 TEST(BlessTest, AGroupInPartSelectedKeepsItsEntry) {
-  const std::string text = Entry("CreateHardLink.*", "verdict = \"unsupported\"");
+  const std::string text = EntryText("CreateHardLink.*", "verdict = \"unsupported\"");
   EXPECT_EQ(Blessed(text, {CheckOf("CreateHardLink.LinkToFile", Verdict::kPass),
                            CheckOf("CreateHardLink.DirectoryLoop", Verdict::kSkipped, 0,
                                    "not selected")}),
-            text + "\n" + Entry("CreateHardLink.LinkToFile", "verdict = \"pass\"", "TODO"));
+            text + "\n" + EntryText("CreateHardLink.LinkToFile", "verdict = \"pass\"", "TODO"));
 }
 
 TEST(BlessTest, AnExceptionGoesWithItsGroup) {
-  const std::string text = Entry("CreateHardLink.*", "verdict = \"unsupported\"") +
-                           Entry("CreateHardLink.LinkToFile", "verdict = \"fail\"");
+  const std::string text = EntryText("CreateHardLink.*", "verdict = \"unsupported\"") +
+                           EntryText("CreateHardLink.LinkToFile", "verdict = \"fail\"");
   EXPECT_EQ(Blessed(text, GroupOf("CreateHardLink", Verdict::kPass)), "");
 }
 
 TEST(BlessTest, PatternsThatAgreedDoNotContradictAfterwards) {
-  const std::string text =
-      Entry("Delete.*", "verdict = \"fail\"") + Entry("*.RootDirectory", "verdict = \"fail\"");
+  const std::string text = EntryText("Delete.*", "verdict = \"fail\"") +
+                           EntryText("*.RootDirectory", "verdict = \"fail\"");
   const std::string result = Blessed(text, GroupOf("Delete", Verdict::kUnsupported));
   EXPECT_TRUE(result.starts_with(text)) << result;
-  EXPECT_NE(result.find(Entry("Delete.RootDirectory", "verdict = \"unsupported\"", "TODO")),
+  EXPECT_NE(result.find(EntryText("Delete.RootDirectory", "verdict = \"unsupported\"", "TODO")),
             std::string::npos)
       << result;
 }
@@ -357,14 +354,14 @@ TEST(BlessTest, PatternsThatAgreedDoNotContradictAfterwards) {
 TEST(BlessTest, ANewEntryIsToldApartFromThoseForOtherRuns) {
   const auto added = [](const std::string& when) {
     const std::string text =
-        Entry("Lock.MissingObject", "verdict = \"unsupported\"\nwhen = { " + when + " }");
+        EntryText("Lock.MissingObject", "verdict = \"unsupported\"\nwhen = { " + when + " }");
     const std::string result = Blessed(text, {CheckOf("Lock.MissingObject", Verdict::kFail)});
     EXPECT_TRUE(result.starts_with(text)) << result;
     return result.substr(std::min(result.size(), text.size()));
   };
   const auto entry = [](const std::string& when) {
     return "\n" +
-           Entry("Lock.MissingObject", "verdict = \"fail\"\nwhen = { " + when + " }", "TODO");
+           EntryText("Lock.MissingObject", "verdict = \"fail\"\nwhen = { " + when + " }", "TODO");
   };
   // The run is: vector, ram, 0x444F5309, 53.1.
   EXPECT_EQ(added("port = \"packet\""), entry("port = \"vector\""));
@@ -374,22 +371,23 @@ TEST(BlessTest, ANewEntryIsToldApartFromThoseForOtherRuns) {
   EXPECT_EQ(added("version = \">=54.2\""), entry("version = \"<54.2\""));
   EXPECT_EQ(added("version = \"=53.0\""), entry("version = \">=53.1\""));
   const std::string three =
-      Entry("Lock.MissingObject", "verdict = \"pass\"\nwhen = { version = \"<53.1\" }") +
-      Entry("Lock.MissingObject",
-            "verdict = \"pass\"\nwhen = { version = \">54.2\", port = \"vector\" }");
+      EntryText("Lock.MissingObject", "verdict = \"pass\"\nwhen = { version = \"<53.1\" }") +
+      EntryText("Lock.MissingObject",
+                "verdict = \"pass\"\nwhen = { version = \">54.2\", port = \"vector\" }");
   EXPECT_EQ(Blessed(three, {CheckOf("Lock.MissingObject", Verdict::kFail)}),
             three + entry("version = \">=53.1, <54.3\""));
-  const std::string group = Entry("CreateHardLink.*", "verdict = \"fail\"\nwhen.port = \"packet\"");
+  const std::string group =
+      EntryText("CreateHardLink.*", "verdict = \"fail\"\nwhen.port = \"packet\"");
   EXPECT_EQ(Blessed(group, GroupOf("CreateHardLink", Verdict::kUnsupported)),
             group + "\n" +
-                Entry("CreateHardLink.*", "verdict = \"unsupported\"\nwhen = { port = \"vector\" }",
-                      "TODO"));
+                EntryText("CreateHardLink.*",
+                          "verdict = \"unsupported\"\nwhen = { port = \"vector\" }", "TODO"));
 }
 
 TEST(BlessTest, WithoutAnythingThatTellsThemApartItIsRefused) {
   const ScratchFolder folder;
   const std::string text =
-      Entry("Lock.MissingObject", "verdict = \"unsupported\"\nwhen = { version = \"<53.1\" }");
+      EntryText("Lock.MissingObject", "verdict = \"unsupported\"\nwhen = { version = \"<53.1\" }");
   const std::string file = folder.Write("quorle.toml", text);
   RunRecord run = RunOf({CheckOf("Lock.MissingObject", Verdict::kFail)});
   run.target->filesystem = "nameless";

@@ -1,5 +1,6 @@
 #include "selftest/unit/results/results_fixture.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,6 +44,26 @@ RunRecord RunOf(std::vector<CheckEvent> checks) {
   });
   run.end = EndEvent{.result = all_passed ? 0 : 10, .checks = {}, .us = 1};
   return run;
+}
+
+std::string ProblemOf(const std::string& text) {
+  Expectations expectations;
+  std::string problem;
+  const bool done = expectations.Read("quorle.toml", text, AllChecks(), problem);
+  EXPECT_EQ(done, problem.empty());
+  return problem;
+}
+
+Expectations Expecting(const std::string& text) {
+  Expectations expectations;
+  std::string problem;
+  EXPECT_TRUE(expectations.Read("quorle.toml", text, AllChecks(), problem)) << problem;
+  return expectations;
+}
+
+std::string EntryText(const std::string& check, const std::string& keys,
+                      const std::string& reason) {
+  return "[[expect]]\ncheck = \"" + check + "\"\n" + keys + "\nreason = \"" + reason + "\"\n";
 }
 
 ScratchFolder::ScratchFolder() {

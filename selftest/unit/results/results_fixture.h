@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "results/check_list.h"
+#include "results/expectations.h"
 #include "results/run_record.h"
 
 namespace quorle::selftest {
@@ -20,6 +21,16 @@ CheckEvent CheckOf(const std::string& id, Verdict verdict, std::int32_t code = 0
 /// A run with these checks that came to its end, on a vector port of "ram", DOS type 0x444F5309,
 /// filesystem "ram-handler 53.1 (21.11.2026)".
 RunRecord RunOf(std::vector<CheckEvent> checks);
+
+/// What is wrong with a file of expectations "quorle.toml" of this text; empty when nothing is.
+std::string ProblemOf(const std::string& text);
+
+/// The expectations of a file "quorle.toml" of this text, which is right.
+Expectations Expecting(const std::string& text);
+
+/// One entry, with `keys` between its check and its reason.
+std::string EntryText(const std::string& check, const std::string& keys,
+                      const std::string& reason = "known");
 
 /// A folder of its own that goes with it.
 class ScratchFolder {
