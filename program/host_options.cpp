@@ -8,6 +8,8 @@
 #include <string_view>
 #include <utility>
 
+#include "program/sub_commands.h"
+
 namespace quorle {
 namespace {
 
@@ -15,7 +17,7 @@ constexpr const char* kAbout =
     "Runs the filesystem conformance tester on Linux, with handlers mounted as devices.";
 constexpr const char* kUsage =
     "Usage: quorle [host options] DEVICE [NI] [NW] [NR] [AOE] [FTN n] [LTN n] [TN n]\n";
-constexpr const char* kFooter =
+constexpr const char* kFooterStart =
     "What follows the host options is the tester's own command line; without a device it lists its "
     "tests.\nTests are selected by the numbers 1 to 46: TN 47 is refused, FTN 46 runs the last two.\n"
     "Always mounted: RAM:, ENV:, NIL:. Exit status: 0 all passed, 10 some failed, 20 not "
@@ -210,12 +212,25 @@ struct GivenOption {
 };
 using GivenOptions = std::array<GivenOption, std::size(kOptions)>;
 
+/// What stands below the options.
+std::string Footer() {
+  std::string text = kFooterStart;
+  text += "\n\nWithout a run, each with a --help of its own:\n";
+  for (const SubCommand& command : SubCommands()) {
+    std::string name = "  quorle " + std::string(command.name);
+    constexpr std::size_t kColumn = 18;
+    name.resize(std::max(name.size() + 1, kColumn), ' ');
+    text += name + command.about + "\n";
+  }
+  return text;
+}
+
 void Declare(CLI::App& app, GivenOptions& given) {
   app.set_help_flag("--help", "Tells about the host program.");
   app.set_version_flag("--version", "quorle " + std::string(kProgramVersion) + " for Linux",
                        "Shows the version of the host program.");
   app.formatter(std::make_shared<HelpFormatter>());
-  app.footer(kFooter);
+  app.footer(Footer());
   for (std::size_t i = 0; i < std::size(kOptions); ++i) {
     const HostOption& option = kOptions[i];
     if (option.type == nullptr) {

@@ -74,7 +74,8 @@ struct CheckEvent {
   std::string cause;
   /// Of a check that is blocked because no unique name was left: the objects in the way.
   std::vector<std::string> objects;
-  /// Why it was skipped: "not selected", "the group ended", "the run ended", "nothing to do".
+  /// Why it was skipped: "not selected", "the group ended", "the run ended", "nothing to do". Of an
+  /// imported log also why a failure is ambiguous.
   std::string why;
   /// Of an imported log: the text fits several checks, of which this is the first.
   bool ambiguous = false;

@@ -23,7 +23,8 @@ TEST(PluginRunTest, AConformingPluginIsAsGoodAsABuiltInHandler) {
     const ProgramRun built_in = RunOver(std::string("ram") + port);
     ASSERT_EQ(built_in.status, 0);
     ASSERT_NE(built_in.output.find("Rename() tests passed."), std::string::npos);
-    for (const char* const how : {"", ",isolate=no", ",isolate=yes", ",restart=yes,limit=60", ",restart=no"}) {
+    for (const char* const how :
+         {"", ",isolate=no", ",isolate=yes", ",restart=yes,limit=60", ",restart=no"}) {
       SCOPED_TRACE(std::string(port) + how);
       const ProgramRun plugin = RunOver(std::string("plugin:./ram_plugin.so") + how + port);
       EXPECT_EQ(plugin.status, 0);
