@@ -72,13 +72,13 @@ need_if_offered() {
   need "$@"
 }
 
-# configure PRESET [ARGUMENT...]: with ccache where it is present. Sources are named by their whole path,
-# so debug data is right whichever build folder an object was compiled in.
+# configure PRESET [ARGUMENT...]: with ccache where it is present, which finds objects of one build folder
+# again for another. Debug data names sources by the way to them from the first, so it is right in both.
 configure() {
   preset=$1
   shift
   if command -v ccache >/dev/null 2>&1; then
-    cache='env;CCACHE_NOHASHDIR=1;ccache'
+    cache="env;CCACHE_NOHASHDIR=1;CCACHE_BASEDIR=$PWD;ccache"
     set -- "-DCMAKE_C_COMPILER_LAUNCHER=$cache" "-DCMAKE_CXX_COMPILER_LAUNCHER=$cache" "$@"
   fi
   cmake --preset "$preset" "$@"

@@ -36,7 +36,7 @@ int Runs() {
   return given == nullptr ? kRunsUnlessGiven : std::atoi(given);
 }
 
-std::string Content(const fs::path& path) {
+std::string ContentOf(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
@@ -56,7 +56,7 @@ std::string StateOf(const fs::path& path) {
       state += " holds " + entry.path().string();
     return state;
   }
-  const std::string content = Content(path);
+  const std::string content = ContentOf(path);
   return state + ' ' + std::to_string(content.size()) + ' ' +
          std::to_string(std::hash<std::string>()(content));
 }
@@ -219,7 +219,7 @@ TEST_P(RacerTest, NothingOfAnotherProcessIsLost) {
     ASSERT_EQ(::waitpid(process, nullptr, 0), process);
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_TRUE(WEXITSTATUS(status) == 0 || WEXITSTATUS(status) == 10)
-        << WEXITSTATUS(status) << Content(base.path() / "output");
+        << WEXITSTATUS(status) << ContentOf(base.path() / "output");
     const std::vector<std::string> differences = racer.Differences();
     if (!differences.empty()) ++runs_with_differences;
     for (const std::string& difference : differences)

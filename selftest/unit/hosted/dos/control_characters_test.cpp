@@ -32,12 +32,12 @@ TEST(ControlCharactersTest, CharactersOfALineStayWhole) {
   }
 }
 
-struct Shown {
+struct LineCase {
   const char* text;
   const char* shown;
 };
 
-class LineTest : public testing::TestWithParam<Shown> {};
+class LineTest : public testing::TestWithParam<LineCase> {};
 
 TEST_P(LineTest, ShowsWhatATerminalWouldObey) {
   EXPECT_EQ(ShowControlsOfLine(GetParam().text), GetParam().shown);
@@ -46,19 +46,19 @@ TEST_P(LineTest, ShowsWhatATerminalWouldObey) {
 INSTANTIATE_TEST_SUITE_P(
     Bytes, LineTest,
     testing::Values(
-        Shown{"\x1b]0;title\x07", "\\x1b]0;title\\x07"}, Shown{"a\r\nb", "a\\x0d\\x0ab"},
-        Shown{"\xc2\x9b", "\xc2\\x9b"},  // the same control character, in UTF-8
-        Shown{"\xc2\x80\xc2\x9f", "\xc2\\x80\xc2\\x9f"},
-        Shown{"\x9b"
-              "1m",
-              "\\x9b"
-              "1m"},
-        Shown{"\xc1\x9b", "\xc1\\x9b"},  // longer than need be
-        Shown{"\xe0\x80\x9b", "\xe0\\x80\\x9b"}, Shown{"\xe0\x82\x9b", "\xe0\\x82\\x9b"},
-        Shown{"\xf0\x80\x80\x9b", "\xf0\\x80\\x80\\x9b"},
-        Shown{"\xf5\x80\x80\x80", "\xf5\\x80\\x80\\x80"}, Shown{"\xc3", "\xc3"},  // cut short
-        Shown{"\xe2\x82", "\xe2\\x82"}, Shown{"\xe2\x1b[m", "\xe2\\x1b[m"},
-        Shown{"\xe4\xf6", "\xe4\xf6"}));  // of Latin-1
+        LineCase{"\x1b]0;title\x07", "\\x1b]0;title\\x07"}, LineCase{"a\r\nb", "a\\x0d\\x0ab"},
+        LineCase{"\xc2\x9b", "\xc2\\x9b"},  // the same control character, in UTF-8
+        LineCase{"\xc2\x80\xc2\x9f", "\xc2\\x80\xc2\\x9f"},
+        LineCase{"\x9b"
+                 "1m",
+                 "\\x9b"
+                 "1m"},
+        LineCase{"\xc1\x9b", "\xc1\\x9b"},  // longer than need be
+        LineCase{"\xe0\x80\x9b", "\xe0\\x80\\x9b"}, LineCase{"\xe0\x82\x9b", "\xe0\\x82\\x9b"},
+        LineCase{"\xf0\x80\x80\x9b", "\xf0\\x80\\x80\\x9b"},
+        LineCase{"\xf5\x80\x80\x80", "\xf5\\x80\\x80\\x80"}, LineCase{"\xc3", "\xc3"},  // cut short
+        LineCase{"\xe2\x82", "\xe2\\x82"}, LineCase{"\xe2\x1b[m", "\xe2\\x1b[m"},
+        LineCase{"\xe4\xf6", "\xe4\xf6"}));  // of Latin-1
 
 }  // namespace
 }  // namespace quorle
