@@ -20,10 +20,12 @@ struct Case {
   bool data_by_chance = false;
 };
 
-/// The word that stands for a file with the cases of DeviationCases().
+/// The words that stand for a file with the cases of DeviationCases(): all of them, and for each deviation
+/// one, with the kinds of port by turns.
 inline constexpr std::string_view kDeviations = "deviations";
+inline constexpr std::string_view kDeviationsByTurns = "deviations-by-turns";
 
-/// The cases of a file of transcripts; for kDeviations those of DeviationCases().
+/// The cases of a file of transcripts, or those that one of the words above stands for.
 std::vector<Case> ReadCases(const std::string& file);
 
 /// The whole catalogue against a volume that misbehaves, once for each known way and kind of port.

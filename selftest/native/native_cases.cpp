@@ -8,7 +8,7 @@
 #include "selftest/support/test_bench.h"
 
 // native_cases PROGRAM FILE RECORD: runs the platform's executable through every case of the
-// transcripts in FILE, or against every deviation when FILE is "deviations", and compares
+// transcripts in FILE, or against the deviations when FILE is a word for them (cases.h), and compares
 // - what it prints and returns with what the case expects,
 // - every call that it makes with those of the tester compiled into this program.
 // What each run did is written to RECORD, for the comparison with another processor.
