@@ -70,6 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     case quorle::HostCommand::Type::kAnswer:
       Require(command.text.ends_with('\n'));
       break;
+    case quorle::HostCommand::Type::kListChecks:
     case quorle::HostCommand::Type::kListDeviations:
       break;
     case quorle::HostCommand::Type::kRun:

@@ -1,8 +1,7 @@
 #include "selftest/support/recorded_run.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "results/call_recorder.h"
@@ -23,12 +22,11 @@ class RecordSink final : public EventSink {
 }  // namespace
 
 const CheckEvent& RecordedRun::Find(const std::string& id) const {
-  static const CheckEvent kNone;
   const auto is_it = [&](const CheckEvent& check) { return check.id == id; };
   const auto found = std::find_if(record.checks.begin(), record.checks.end(), is_it);
   const auto count = std::count_if(record.checks.begin(), record.checks.end(), is_it);
-  EXPECT_EQ(count, 1) << id;
-  return found == record.checks.end() ? kNone : *found;
+  if (count != 1) throw std::runtime_error(std::to_string(count) + " events for " + id);
+  return *found;
 }
 
 RecordedRun Record(const std::vector<std::string>& words, const RecordedRunSettings& settings) {
@@ -37,7 +35,7 @@ RecordedRun Record(const std::vector<std::string>& words, const RecordedRunSetti
   Selection selection(settings.catalogue);
   std::string problem;
   const bool is_read = settings.select.empty() || selection.Select(settings.select, problem);
-  EXPECT_TRUE(is_read) << problem;
+  if (!is_read) throw std::runtime_error(problem);
   const SelectedCatalogue selected(settings.catalogue, selection);
   RecordSink sink(run.record);
   RunRecorder recorder(selection, sink);

@@ -24,11 +24,12 @@ struct RecordedRun {
   std::string output;
   std::vector<std::string> trace;  ///< the lines of its call trace
 
-  /// The event of a check; fails the test, and returns an empty one, when there is none or a second.
+  /// The event of a check. Throws std::runtime_error when there is none, or a second one.
   const CheckEvent& Find(const std::string& id) const;
 };
 
 /// Runs the tester with `words`, host options first, in this process, and records it as the program does.
+/// Throws std::runtime_error when the settings are wrong.
 RecordedRun Record(const std::vector<std::string>& words, const RecordedRunSettings& settings = {});
 
 /// "pass", or what else there is to say of a check in a word or two: "blocked by Lock.MissingObject".
