@@ -20,30 +20,27 @@ std::string OutcomeKey(const JudgedCheck& check, const std::vector<std::string>&
   return key;
 }
 
+bool IsWorse(const JudgedCheck& check, const JudgedCheck& other) {
+  const bool is_fine = check.judgement.is_fine();
+  if (is_fine != other.judgement.is_fine()) return !is_fine;
+  return check.check->verdict > other.check->verdict;
+}
+
 /// Fills a table, run by run.
 class TableBuilder {
  public:
   explicit TableBuilder(std::size_t run_count) : run_count_(run_count) {}
 
   void Add(JudgedRun run) {
-    const auto number = static_cast<std::uint32_t>(table_.runs.size());
+    // Of a check that a stream has twice the worse counts.
+    std::vector<JudgedCheck*> by_row(table_.checks.size());
     for (JudgedCheck& check : run.checks) {
       const std::size_t row = RowOf(*check.check);
-      std::vector<std::string> lines = DetailLines(run, check);
-      std::string key = OutcomeKey(check, lines);
-      std::vector<Outcome>& outcomes = table_.checks[row].outcomes;
-      const auto next = static_cast<std::uint32_t>(outcomes.size());
-      const auto [known, is_new] = outcomes_[row].emplace(std::move(key), next);
-      if (is_new) {
-        outcomes.push_back({.check = check.check,
-                            .judgement = std::move(check.judgement),
-                            .lines = std::move(lines),
-                            .runs = {}});
-      }
-      std::uint32_t& cell = table_.checks[row].of_run[number];
-      if (cell != CheckRow::kNone) continue;  // a stream that has it twice: the first counts
-      cell = known->second;
-      outcomes[known->second].runs.push_back(number);
+      if (row >= by_row.size()) by_row.resize(row + 1);
+      if (by_row[row] == nullptr || IsWorse(check, *by_row[row])) by_row[row] = &check;
+    }
+    for (std::size_t row = 0; row < by_row.size(); ++row) {
+      if (by_row[row] != nullptr) AddCell(run, *by_row[row], row);
     }
     run.checks = {};
     table_.runs.push_back(std::move(run));
@@ -60,6 +57,23 @@ class TableBuilder {
   }
 
  private:
+  /// Adds a check of the run that comes next.
+  void AddCell(const JudgedRun& run, JudgedCheck& check, std::size_t row) {
+    const auto number = static_cast<std::uint32_t>(table_.runs.size());
+    std::vector<std::string> lines = DetailLines(run, check);
+    std::vector<Outcome>& outcomes = table_.checks[row].outcomes;
+    const auto next = static_cast<std::uint32_t>(outcomes.size());
+    const auto [known, is_new] = outcomes_[row].emplace(OutcomeKey(check, lines), next);
+    if (is_new) {
+      outcomes.push_back({.check = check.check,
+                          .judgement = std::move(check.judgement),
+                          .lines = std::move(lines),
+                          .runs = {}});
+    }
+    table_.checks[row].of_run[number] = known->second;
+    outcomes[known->second].runs.push_back(number);
+  }
+
   std::size_t RowOf(const CheckEvent& check) {
     const auto [known, is_new] = rows_.emplace(check.id, table_.checks.size());
     if (is_new) {
