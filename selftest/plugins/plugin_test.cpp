@@ -98,8 +98,8 @@ struct Death {
 class DeathTest : public testing::TestWithParam<Death> {};
 
 TEST_P(DeathTest, EndsTheHandlerAndNotTheRun) {
-  const ProgramRun run =
-      RunOver(std::string("plugin:rogue_plugin.so,limit=1,in=FSRename,how=") + GetParam().how);
+  const ProgramRun run = RunOver(
+      std::string("plugin:rogue_plugin.so,limit=1,restart=no,in=FSRename,how=") + GetParam().how);
   EXPECT_EQ(WithoutFrames(run.errors),
             ReportedLine(std::string(GetParam().reported) +
                          " in FSRename(), test 34 (Rename.RenamedFile)"));
