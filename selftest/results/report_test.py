@@ -117,8 +117,9 @@ class WrongFilesTest(ReportCase):
     def test_large_files_take_no_more_memory_than_what_they_hold(self):
         def limit():
             # A sanitizer takes more room for itself than there is.
-            if "QUORLE_SANITIZE" not in os.environ:
+            if not sanitized:
                 resource.setrlimit(resource.RLIMIT_AS, (100 << 20, 100 << 20))
+        sanitized = "QUORLE_SANITIZE" in os.environ
         hollow = self.folder / "hollow"
         with open(hollow, "wb") as file:
             file.truncate(1 << 30)
@@ -132,7 +133,7 @@ class WrongFilesTest(ReportCase):
             block = (json.dumps({"event": "weather", "text": "x" * 1000}).encode() + b"\n") * 1000
             with open(pipe, "wb") as file:
                 file.write(json.dumps(RUN).encode() + b"\n" + json.dumps(check("Lock.A")).encode() + b"\n")
-                for _ in range((150 << 20) // len(block)):
+                for _ in range((15 << 20 if sanitized else 150 << 20) // len(block)):
                     file.write(block)
                 file.write(json.dumps(END).encode() + b"\n")
             text, errors = reader.communicate()
@@ -168,7 +169,9 @@ class WrongFilesTest(ReportCase):
         with open(path, "wb") as file:
             file.write(json.dumps(RUN).encode() + b"\n" + json.dumps(END).encode() + b"\n")
         for name in FORMATS:
-            self.assertIn("a\\xff\\x1b ", self.read(name, path, path))
+            # TAP and Markdown escape the backslash.
+            text = self.read(name, path, path).replace("\\\\", "\\").replace("&#92;", "\\")
+            self.assertIn("a\\xff\\x1b ", text, name)
 
 
 if __name__ == "__main__":

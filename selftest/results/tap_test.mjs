@@ -78,14 +78,16 @@ test('what is wrong with a run is a test point, and texts of any kind are read b
   writeFileSync(file, [
     { event: 'run', version: 1 },
     { event: 'check', id: 'Lock.A', verdict: 'fail', result: 10, diagnostics: [{ class: 'ERROR', text: odd }] },
+    { event: 'check', id: 'Lock.A # SKIP not', verdict: 'fail', result: 10 },
     { event: 'check', id: 'Lock.B', verdict: 'skipped', why: 'not # selected' },
     { event: 'left-behind', id: 'Lock.A', object: 'FILE01', code: 202 },
   ].map((event) => JSON.stringify(event) + '\n').join(''));
   const { points } = read(report('--tap', file));
-  assert.deepEqual(points.map((point) => point.name.trim()), ['Lock.A', 'Lock.B', 'Lock.A left-behind', 'run cut-off']);
-  assert.deepEqual(points.map((point) => point.ok), [false, true, false, false]);
+  assert.deepEqual(points.map((point) => point.name.trim()), ['Lock.A', 'Lock.A # SKIP not', 'Lock.B', 'Lock.A left-behind', 'run cut-off']);
+  assert.deepEqual(points.map((point) => point.ok), [false, false, true, false, false]);
+  assert.equal(points[1].skip, false);
   assert.deepEqual(points[0].diag.details, ['ERROR: a: "b" # c \\ \\x1b[1m\\x0a--- {[ & * ! | > %@`']);
-  assert.equal(points[1].skip, 'not # selected');
-  assert.equal(points[2].diag.message, 'left behind: "FILE01" (error 202)');
+  assert.equal(points[2].skip, 'not # selected');
+  assert.equal(points[3].diag.message, 'left behind: "FILE01" (error 202)');
   assert.equal(read(report('--tap', file, file)).children.length, 2);
 });
