@@ -41,11 +41,14 @@ std::string CheckList() {
   return text;
 }
 
-/// People sit before a terminal; colours are theirs to refuse (no-color.org).
-ResultSession::Screen ScreenOf(int errors) {
+/// People sit before a terminal; colours are theirs to refuse (no-color.org). Where the tester's output is
+/// on a terminal as well, it shows by itself how far the run is.
+ResultSession::Screen ScreenOf(int errors, bool output_is_terminal) {
   const bool terminal = isatty(errors) == 1;
   const char* const no_color = std::getenv("NO_COLOR");
-  return {.summary = terminal, .colours = terminal && (no_color == nullptr || *no_color == '\0')};
+  return {.summary = terminal,
+          .colours = terminal && (no_color == nullptr || *no_color == '\0'),
+          .progress = terminal && !output_is_terminal};
 }
 
 std::int32_t Obey(const HostCommand& command, Console& console) {
@@ -63,7 +66,7 @@ std::int32_t Obey(const HostCommand& command, Console& console) {
       console.Report(command.text);
       return RETURN_FAIL;
     default:
-      return RunTester(command.options, ScreenOf(STDERR_FILENO), console);
+      return RunTester(command.options, ScreenOf(STDERR_FILENO, console.terminal()), console);
   }
 }
 

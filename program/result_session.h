@@ -23,10 +23,11 @@ namespace quorle {
 /// events go, what is expected, what people get to see, and the exit status.
 class ResultSession final : public WatchListener, private EventSink {
  public:
-  /// `summary`: whether there is one, unless the options say. `colours`: whether it is in colours.
+  /// What standard error can show.
   struct Screen {
-    bool summary = false;
-    bool colours = false;
+    bool summary = false;   ///< whether there is one, unless the options say
+    bool colours = false;   ///< whether it is in colours
+    bool progress = false;  ///< whether a run that takes longer than a second shows where it is
   };
 
   /// `options`, `console` and `catalogue` must outlive this.

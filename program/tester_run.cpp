@@ -32,6 +32,33 @@
 namespace quorle {
 namespace {
 
+/// Shows on a terminal which check is running, in a run that takes longer than a second.
+class Progress {
+ public:
+  Progress(Console& console, bool is_shown) : console_(console), is_shown_(is_shown) {}
+  ~Progress() { console_.ShowProgress({}); }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  /// The check that begins: "test 24 (Lock.MissingObject)".
+  void Show(const std::string& place) {
+    if (!is_shown_) return;
+    const Moment::time_point now = Moment::now();
+    if (now - begun_ < std::chrono::seconds(1) || now - shown_ < kPause) return;
+    shown_ = now;
+    console_.ShowProgress(place);
+  }
+
+ private:
+  using Moment = std::chrono::steady_clock;
+  static constexpr std::chrono::milliseconds kPause{100};
+
+  Console& console_;
+  bool is_shown_;
+  Moment::time_point begun_ = Moment::now();
+  Moment::time_point shown_;
+};
+
 /// Leads from the harness to the watch, and from there to the gate and to the reporters; shows what a
 /// sub-test may have left behind.
 class HostListener final : public RunListener {
@@ -43,6 +70,7 @@ class HostListener final : public RunListener {
     LeftBehind& left_behind;
     Console& console;
     ResultSession& results;
+    Progress& progress;
   };
   explicit HostListener(const Parts& parts) : parts_(parts) {}
 
@@ -63,6 +91,7 @@ class HostListener final : public RunListener {
   }
   void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {
     parts_.watch.BeginCheck(sub_test.name);
+    parts_.progress.Show(parts_.watch.Place());
     parts_.gate.FollowWatch();
     parts_.reporter.BeginCheck();
     parts_.results.recorder().OnSubTestStart(sub_test, number);
@@ -145,7 +174,7 @@ RunEvent StartOf(const HostOptions& options, const MachineOptions& machine_optio
 }
 
 std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSession& results,
-                     Console& console) {
+                     const ResultSession::Screen& screen, Console& console) {
   const Orphans orphans;
   StandardInput input;
   SystemClock clock;
@@ -183,12 +212,14 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
   if (options.trace_file) hooks.insert(hooks.begin(), &tracer);
   Interception interception(machine->exec(), machine->dos(), hooks);
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
+  Progress progress(console, screen.progress);
   HostListener listener({.watch = watch,
                          .gate = gate,
                          .reporter = reporter,
                          .left_behind = left_behind,
                          .console = console,
-                         .results = results});
+                         .results = results,
+                         .progress = progress});
   const std::int32_t result = Run(interception.exec(), results.catalogue(), listener);
   const bool finished = reporter.EndRun();
   for (const std::string& complaint : machine->ShutDown()) watch.Report(complaint);
@@ -203,7 +234,7 @@ std::int32_t RunTester(const HostOptions& options, const ResultSession::Screen& 
   if (const auto status = results.Prepare()) return *status;
   std::int32_t status = RETURN_OK;
   for (std::int32_t repeat = 1; repeat <= options.results.repeat; ++repeat) {
-    status = std::max(status, RunOnce(options, repeat, results, console));
+    status = std::max(status, RunOnce(options, repeat, results, screen, console));
     if (status == RETURN_FAIL) break;
   }
   return results.Finish(status);

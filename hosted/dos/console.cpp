@@ -62,7 +62,15 @@ void Console::Report(std::string_view line) {
   PrintError("quorle: " + ShowControlsOfLine(line) + "\n");
 }
 
+void Console::ShowProgress(std::string_view text) {
+  if (text.empty() && !has_progress_) return;
+  // To the start of the line, and clear it.
+  static_cast<void>(errors_.Write("\r\x1b[K" + std::string(text)));
+  has_progress_ = !text.empty();
+}
+
 void Console::PrintError(std::string_view text) {
+  ShowProgress({});
   // There is nowhere to report a failure of this.
   static_cast<void>(errors_.Write(text));
 }

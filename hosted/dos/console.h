@@ -51,6 +51,9 @@ class Console {
   void Report(std::string_view line);
   /// `text` on standard error, as it stands.
   void PrintError(std::string_view text);
+  /// Shows `text`, which is shorter than the terminal is wide, on standard error, a terminal, until
+  /// something else is printed there; empty: until now.
+  void ShowProgress(std::string_view text);
 
   /// Whether the output is read on a terminal, which obeys control characters.
   bool terminal() const { return terminal_; }
@@ -64,6 +67,7 @@ class Console {
   ByteSink& errors_;
   bool terminal_;
   bool failed_ = false;
+  bool has_progress_ = false;
 };
 
 }  // namespace quorle

@@ -270,6 +270,54 @@ class ExitStatus(EventsTest):
         self.assertEqual(checks[-1].get("why"), "the run ended")
 
 
+class Screens(EventsTest):
+    """What people see on standard error."""
+
+    def on_terminal(self, *arguments, **environment):
+        """What the program sent to a terminal as its standard error; its output is elsewhere."""
+        primary, secondary = os.openpty()
+        with subprocess.Popen([QUORLE, "--no-delay", *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                              stderr=secondary, env={**os.environ, **environment}) as process:
+            os.close(secondary)
+            errors = b""
+            while True:
+                try:
+                    errors += os.read(primary, 65536)
+                except OSError:  # nobody has it open any more
+                    break
+        os.close(primary)
+        return errors.decode().replace("\r\n", "\n")
+
+    def test_a_run_on_a_terminal_ends_with_a_summary(self):
+        text = self.on_terminal("--mount", "DH0=ram,deviate=delete-open-file", "DH0:", "TN=10")
+        self.assertTrue(text.startswith("108 checks: "), text)
+        self.assertIn("\x1b[1;31mDelete.OpenFile\x1b[0m: fail\n", text)
+        self.assertIn("quorle --select Delete.OpenFile --no-delay --mount DH0=ram,deviate=delete-open-file DH0:", text)
+        plain = self.on_terminal("--mount", "DH0=ram,deviate=delete-open-file", "DH0:", "TN=10", NO_COLOR="1")
+        self.assertIn("\nDelete.OpenFile: fail\n", plain)
+        self.assertNotIn("\x1b", plain)
+
+    def test_the_command_of_the_summary_runs_the_check_alone(self):
+        text = self.on_terminal("--mount", "DH0=ram,deviate=delete-open-file", "DH0:", NO_COLOR="1")
+        command = re.search(r"^    quorle (.*)$", text, re.M)[1].split()
+        events = self.record(*command)
+        self.assertEqual(self.verdicts(events), {"Delete.OpenFile": "fail"})
+
+    def test_options_decide(self):
+        self.assertEqual(self.on_terminal("--no-summary", "RAM:"), "")
+        self.assertEqual(run("RAM:").stderr, "")
+        self.assertTrue(run("--summary", "RAM:").stderr.startswith("108 checks: "))
+        both = run("--summary", "--no-summary", "RAM:")
+        self.assertEqual((both.returncode, both.stderr), (20, "quorle: --summary and --no-summary exclude each other\n"))
+
+    def test_a_run_that_takes_long_shows_where_it_is(self):
+        slow = self.on_terminal("--no-summary", *self.rogue("in=FSSetProtection,how=slow"), "FTN=41")
+        shown = re.findall(r"\r\x1b\[K(test \d+ \([\w.]+\))", slow)
+        self.assertTrue(shown, slow)
+        self.assertTrue(slow.endswith("\r\x1b[K"), "it is gone in the end")
+        self.assertEqual(self.on_terminal("--no-summary", "RAM:"), "", "a short run shows nothing")
+
+
 class Destinations(EventsTest):
     """Where events go."""
 
