@@ -8,7 +8,10 @@
 #include <nlohmann/json.hpp>
 #include <type_traits>
 #include <utility>
+#include <variant>
 #include <vector>
+
+#include "results/event_fields.h"
 
 namespace quorle {
 namespace {
@@ -23,15 +26,22 @@ constexpr std::array<std::string_view, 5> kClassNames = {"ERROR", "WARN", "INFO"
 class ObjectText {
  public:
   ObjectText() = default;
-  explicit ObjectText(std::string_view event) { Add("event", event); }
+  explicit ObjectText(std::string_view event) { Field("event", event); }
 
   template <class Type>
-  ObjectText& Add(std::string_view name, const Type& value) {
+  void Field(std::string_view name, const Type& value) {
     text_ += text_.empty() ? '{' : ',';
     Append(name);
     text_ += ':';
     Append(value);
-    return *this;
+  }
+  template <class Type>
+  void Need(std::string_view name, const Type& value) {
+    Field(name, value);
+  }
+  template <class Type>
+  void Extra(std::string_view name, const Type& value, bool is_there) {
+    if (is_there) Field(name, value);
   }
   /// The object so far, which has a member.
   std::string Text() const { return text_ + '}'; }
@@ -62,19 +72,16 @@ class ObjectText {
   void Append(const std::vector<std::string>& texts) { AppendList(texts); }
   void Append(const std::vector<Diagnostic>& diagnostics) { AppendList(diagnostics); }
   void Append(const Diagnostic& diagnostic) {
-    text_ += ObjectText()
-                 .Add("class", diagnostic.type)
-                 .Add("bold", diagnostic.bold)
-                 .Add("code", diagnostic.code)
-                 .Add("text", diagnostic.text)
-                 .Text();
+    ObjectText object;
+    Fields<Diagnostic>::Visit(diagnostic, object);
+    text_ += object.Text();
   }
   void Append(const std::map<Verdict, std::int32_t>& counts) {
     ObjectText object;
     for (const Verdict verdict : {Verdict::kPass, Verdict::kFail, Verdict::kWarn,
                                   Verdict::kUnsupported, Verdict::kBlocked, Verdict::kSkipped}) {
       const auto count = counts.find(verdict);
-      object.Add(NameOf(verdict), count == counts.end() ? 0 : count->second);
+      object.Field(NameOf(verdict), count == counts.end() ? 0 : count->second);
     }
     text_ += object.Text();
   }
@@ -93,83 +100,6 @@ class ObjectText {
   std::string text_;
 };
 
-/// Makes the object of an event; its members are in the order in which people read them.
-struct Writer {
-  ObjectText operator()(const RunEvent& run) const {
-    ObjectText object("run");
-    object.Add("version", run.version)
-        .Add("program", run.program)
-        .Add("device", run.device)
-        .Add("words", run.words)
-        .Add("arguments", run.arguments)
-        .Add("port", run.port)
-        .Add("handler", run.handler)
-        .Add("time", run.time);
-    if (run.repeat != 1) object.Add("repeat", run.repeat);
-    return object;
-  }
-  ObjectText operator()(const TargetEvent& target) const {
-    ObjectText object("target");
-    object.Add("device", target.device)
-        .Add("volume", target.volume)
-        .Add("filesystem", target.filesystem)
-        .Add("dostype", target.dostype);
-    return object;
-  }
-  ObjectText operator()(const CheckEvent& check) const {
-    ObjectText object("check");
-    object.Add("id", check.id)
-        .Add("catalogue", check.catalogue)
-        .Add("row", check.row)
-        .Add("number", check.number)
-        .Add("verdict", check.verdict)
-        .Add("result", check.result)
-        .Add("calls", check.calls)
-        .Add("us", check.us)
-        .Add("diagnostics", check.diagnostics);
-    if (!check.cause.empty()) object.Add("cause", check.cause);
-    if (!check.objects.empty()) object.Add("objects", check.objects);
-    if (!check.why.empty()) object.Add("why", check.why);
-    if (check.ambiguous) object.Add("ambiguous", true);
-    return object;
-  }
-  ObjectText operator()(const GroupEvent& group) const {
-    ObjectText object("group");
-    object.Add("id", group.id)
-        .Add("row", group.row)
-        .Add("verdict", group.verdict)
-        .Add("result", group.result)
-        .Add("us", group.us);
-    return object;
-  }
-  ObjectText operator()(const HandlerEndedEvent& end) const {
-    ObjectText object("handler-ended");
-    object.Add("id", end.id).Add("call", end.call).Add("how", end.how);
-    object.Add("restarted", end.restarted);
-    return object;
-  }
-  ObjectText operator()(const LeftBehindEvent& left) const {
-    ObjectText object("left-behind");
-    object.Add("id", left.id).Add("object", left.object).Add("code", left.code);
-    return object;
-  }
-  ObjectText operator()(const ComplaintEvent& complaint) const {
-    ObjectText object("complaint");
-    object.Add("id", complaint.id).Add("text", complaint.text);
-    return object;
-  }
-  ObjectText operator()(const RemountEvent& remount) const {
-    ObjectText object("remount");
-    object.Add("id", remount.id).Add("ok", remount.ok).Add("text", remount.text);
-    return object;
-  }
-  ObjectText operator()(const EndEvent& end) const {
-    ObjectText object("end");
-    object.Add("result", end.result).Add("checks", end.checks).Add("us", end.us);
-    return object;
-  }
-};
-
 // ---- Reading -----------------------------------------------------------------------------------
 
 /// Why a line is no event.
@@ -182,13 +112,13 @@ class ReadError final : public std::exception {
   std::string problem_;
 };
 
-/// Reads the members of one object. A member that is not there leaves what it shall fill.
+/// Reads the members of one object (event_fields.h). A member that is not there leaves what it shall fill.
 class Members {
  public:
   Members(const JsonLine& json, std::size_t object) : json_(json), object_(object) {}
 
   template <class Type>
-  void Read(const char* name, Type& value) const {
+  void Field(const char* name, Type& value) const {
     const std::size_t member = json_.Find(object_, name);
     if (member == JsonLine::kRoot) return;
     if constexpr (std::is_same_v<Type, Verdict>) {
@@ -209,6 +139,18 @@ class Members {
         }
         value.push_back(json_.at(item).text);
       });
+    } else if constexpr (std::is_same_v<Type, std::vector<Diagnostic>>) {
+      ReadObjects(name, "a diagnostic is no object", [&](const Members& members) {
+        Fields<Diagnostic>::Visit(value.emplace_back(), members);
+      });
+    } else if constexpr (std::is_same_v<Type, std::map<Verdict, std::int32_t>>) {
+      ReadObject(name, [&](const Members& members) {
+        for (const std::string_view verdict : kVerdictNames) {
+          std::int32_t count = 0;
+          members.Field(std::string(verdict).c_str(), count);
+          if (count != 0) value[*VerdictNamed(verdict)] = count;
+        }
+      });
     } else {
       value = Value<Type>(name, member);
     }
@@ -219,8 +161,14 @@ class Members {
     if (json_.Find(object_, name) == JsonLine::kRoot) {
       throw ReadError(Quoted(name) + " is missing");
     }
-    Read(name, value);
+    Field(name, value);
   }
+  template <class Type>
+  void Extra(const char* name, Type& value, bool /*is_there*/) const {
+    Field(name, value);
+  }
+
+ private:
   /// Calls `read` with the members of each object of the list `name`; `not_so` when it holds others.
   template <class ReadItem>
   void ReadObjects(const char* name, const char* not_so, const ReadItem& read) const {
@@ -245,7 +193,6 @@ class Members {
     read(Members(json_, member));
   }
 
- private:
   static std::string Quoted(const char* name) { return std::string("\"") + name + "\""; }
 
   /// A class that this version does not know is shown as a note.
@@ -295,63 +242,20 @@ class Members {
   std::size_t object_;
 };
 
-RunEvent ReadRun(const Members& members) {
-  RunEvent run;
-  members.Need("version", run.version);
-  // A newer stream may mean other things by the same names.
-  if (run.version > kEventVersion) return run;
-  members.Read("program", run.program);
-  members.Read("device", run.device);
-  members.Read("words", run.words);
-  members.Read("arguments", run.arguments);
-  members.Read("port", run.port);
-  members.Read("handler", run.handler);
-  members.Read("time", run.time);
-  members.Read("repeat", run.repeat);
-  return run;
+/// Reads the event `name` into `event` when it is an Object.
+template <class Object>
+bool ReadAs(const std::string& name, const Members& members, std::optional<Event>& event) {
+  if (name != Fields<Object>::kName) return false;
+  Object object;
+  Fields<Object>::Visit(object, members);
+  event = std::move(object);
+  return true;
 }
 
-Diagnostic ReadDiagnostic(const Members& members) {
-  Diagnostic diagnostic;
-  members.Read("class", diagnostic.type);
-  members.Read("bold", diagnostic.bold);
-  members.Read("code", diagnostic.code);
-  members.Read("text", diagnostic.text);
-  return diagnostic;
-}
-
-CheckEvent ReadCheck(const Members& members) {
-  CheckEvent check;
-  members.Need("id", check.id);
-  members.Read("catalogue", check.catalogue);
-  members.Read("row", check.row);
-  members.Read("number", check.number);
-  members.Need("verdict", check.verdict);
-  members.Read("result", check.result);
-  members.Read("us", check.us);
-  members.Read("cause", check.cause);
-  members.Read("objects", check.objects);
-  members.Read("why", check.why);
-  members.Read("ambiguous", check.ambiguous);
-  members.Read("calls", check.calls);
-  members.ReadObjects("diagnostics", "a diagnostic is no object", [&](const Members& item) {
-    check.diagnostics.push_back(ReadDiagnostic(item));
-  });
-  return check;
-}
-
-EndEvent ReadEnd(const Members& members) {
-  EndEvent end;
-  members.Read("result", end.result);
-  members.Read("us", end.us);
-  members.ReadObject("checks", [&](const Members& counts) {
-    for (std::size_t i = 0; i < kVerdictCount; ++i) {
-      std::int32_t count = 0;
-      counts.Read(std::string(kVerdictNames[i]).c_str(), count);
-      if (count != 0) end.checks[static_cast<Verdict>(i)] = count;
-    }
-  });
-  return end;
+template <class... Objects>
+void ReadAsOneOf(std::variant<Objects...>*, const std::string& name, const Members& members,
+                 std::optional<Event>& event) {
+  static_cast<void>((ReadAs<Objects>(name, members, event) || ...));
 }
 
 std::optional<Event> ReadEvent(const JsonLine& json) {
@@ -361,55 +265,9 @@ std::optional<Event> ReadEvent(const JsonLine& json) {
   const Members members(json, JsonLine::kRoot);
   std::string name;
   members.Need("event", name);
-  if (name == "run") return ReadRun(members);
-  if (name == "check") return ReadCheck(members);
-  if (name == "end") return ReadEnd(members);
-  if (name == "target") {
-    TargetEvent target;
-    members.Read("device", target.device);
-    members.Read("volume", target.volume);
-    members.Read("filesystem", target.filesystem);
-    members.Read("dostype", target.dostype);
-    return target;
-  }
-  if (name == "group") {
-    GroupEvent group;
-    members.Need("id", group.id);
-    members.Read("row", group.row);
-    members.Need("verdict", group.verdict);
-    members.Read("result", group.result);
-    members.Read("us", group.us);
-    return group;
-  }
-  if (name == "handler-ended") {
-    HandlerEndedEvent end;
-    members.Read("id", end.id);
-    members.Read("call", end.call);
-    members.Read("how", end.how);
-    members.Read("restarted", end.restarted);
-    return end;
-  }
-  if (name == "left-behind") {
-    LeftBehindEvent left;
-    members.Read("id", left.id);
-    members.Read("object", left.object);
-    members.Read("code", left.code);
-    return left;
-  }
-  if (name == "complaint") {
-    ComplaintEvent complaint;
-    members.Read("id", complaint.id);
-    members.Read("text", complaint.text);
-    return complaint;
-  }
-  if (name == "remount") {
-    RemountEvent remount;
-    members.Read("id", remount.id);
-    members.Read("ok", remount.ok);
-    members.Read("text", remount.text);
-    return remount;
-  }
-  return std::nullopt;
+  std::optional<Event> event;
+  ReadAsOneOf(static_cast<Event*>(nullptr), name, members, event);
+  return event;
 }
 
 }  // namespace
@@ -419,7 +277,14 @@ std::string_view NameOf(DiagnosticClass type) {
 }
 
 std::string ToJsonLine(const Event& event) {
-  return std::visit(Writer(), event).Text() + '\n';
+  return std::visit(
+      [](const auto& object) {
+        using Fields = quorle::Fields<std::decay_t<decltype(object)>>;
+        ObjectText text(Fields::kName);
+        Fields::Visit(object, text);
+        return text.Text() + '\n';
+      },
+      event);
 }
 
 std::optional<Event> EventReader::Read(std::string_view line, std::string& problem) {
