@@ -287,7 +287,8 @@ class HtmlWriter {
     const auto bad = static_cast<std::size_t>(std::count_if(
         rows.begin(), rows.end(), [](const CheckRow& row) { return !row.is_fine(); }));
     const std::string name = HtmlText(rows.front().group);
-    text_ += "<tr class=\"g\" id=\"" + name + "\"" + (bad > 0 ? " data-open" : "") +
+    text_ += "<tr class=\"g\" id=\"" + name + "\"" +
+             (bad > 0 && columns_ <= kMostOnPaper ? " data-open" : "") +
              "><th scope=\"row\"><button type=\"button\" aria-expanded=\"true\">" +
              NameHtml(rows.front().group) + "<span class=\"no\">" + Plural(rows.size(), "check") +
              "</span></button></th>";
@@ -408,7 +409,9 @@ class HtmlWriter {
       const std::string label = HtmlText(LabelOf(*table_.runs[runs[i]].record));
       text += i == 0 ? " " : ", ";
       if (runs.size() <= kMostNamed) {
-        text += "<a href=\"#run-" + number + "\">" + label + "</a>";
+        text += "<a href=\"#run-";
+        text += number + "\">";
+        text += label + "</a>";
       } else {
         text += number;
         // A row of neighbours is one range.

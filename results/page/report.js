@@ -2,7 +2,6 @@
 // and filtered.
 (function () {
   'use strict';
-  var root = document.documentElement;
   var table = document.getElementById('ui-table');
   var search = document.getElementById('ui-search');
   var boxes = Array.prototype.slice.call(document.querySelectorAll('input[data-verdict]'));
@@ -175,6 +174,7 @@
 
   // A browser that goes back fills in again what was typed.
   filter();
-  root.classList.add('ready');
   follow();
+  // Once it has all of the page, the browser goes to the link by itself and takes the focus away.
+  window.addEventListener('load', follow);
 })();
