@@ -3,7 +3,7 @@
 #include <span>
 #include <string_view>
 
-#include "platform/control_characters.h"
+#include "results/markup_text.h"
 #include "results/outcome_table.h"
 #include "results/page_parts.h"
 #include "results/report.h"
@@ -20,33 +20,10 @@ constexpr std::size_t kMostOnPaper = 40;
 /// So many runs are named; of more than that only their numbers are listed.
 constexpr std::size_t kMostNamed = 12;
 
-std::string HtmlText(std::string_view text) {
-  std::string escaped;
-  for (const char c : ShowControlsOfUtf8(text)) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
-}
-
 /// A name of a check or a group, in which a line can be broken before each capital.
 std::string NameHtml(std::string_view name) {
   std::string html;
-  for (const char c : HtmlText(name)) {
+  for (const char c : MarkupText(name)) {
     if (c >= 'A' && c <= 'Z' && !html.empty() && html.back() >= 'a' && html.back() <= 'z') {
       html += "<wbr>";
     }
@@ -100,7 +77,7 @@ std::string InlineHtml(std::string_view line) {
       line.remove_prefix(2);
     } else {
       const std::size_t end = std::min(line.find_first_of("`*", 1), line.size());
-      html += HtmlText(line.substr(0, end));
+      html += MarkupText(line.substr(0, end));
       line.remove_prefix(end);
     }
   }
@@ -205,7 +182,7 @@ class HtmlWriter {
     const bool is_fine = run.is_fine();
     text_ += "<li id=\"run-" + std::to_string(number + 1) + "\"" +
              (is_fine ? "" : " class=\"not\"") + "><h3><span>" +
-             Numbered(number, HtmlText(LabelOf(record))) + "</span>";
+             Numbered(number, MarkupText(LabelOf(record))) + "</span>";
     text_ += is_fine ? "<span class=\"good\">as expected</span>"
                      : "<span class=\"bad\">" +
                            (run.unexpected > 0 ? std::to_string(run.unexpected) + " not as expected"
@@ -213,15 +190,15 @@ class HtmlWriter {
                            "</span>";
     text_ += "</h3>\n";
     const std::string target = TargetText(record);
-    if (!target.empty()) text_ += "<p>" + HtmlText(target) + "</p>\n";
-    text_ += "<p>" + HtmlText(CountsLine(run)) + "</p>\n";
+    if (!target.empty()) text_ += "<p>" + MarkupText(target) + "</p>\n";
+    text_ += "<p>" + MarkupText(CountsLine(run)) + "</p>\n";
     const std::string when =
         record.start.time + (record.start.words.empty() ? "" : " \xC2\xB7 " + record.start.words);
-    if (!when.empty()) text_ += "<p class=\"pale\">" + HtmlText(when) + "</p>\n";
+    if (!when.empty()) text_ += "<p class=\"pale\">" + MarkupText(when) + "</p>\n";
     if (!run.findings.empty()) {
       text_ += "<ul>\n";
       for (const Finding& finding : run.findings) {
-        text_ += "<li>" + HtmlText((finding.id.empty() ? "" : finding.id + ": ") + finding.text) +
+        text_ += "<li>" + MarkupText((finding.id.empty() ? "" : finding.id + ": ") + finding.text) +
                  "</li>\n";
       }
       text_ += "</ul>\n";
@@ -268,7 +245,7 @@ class HtmlWriter {
     if (columns_ > 1) text_ += "<th scope=\"col\">not as expected</th>";
     for (std::size_t i = 0; i < columns_; ++i) {
       text_ += "<th scope=\"col\" class=\"run\"><a href=\"#run-" + std::to_string(i + 1) + "\">" +
-               Numbered(i, HtmlText(LabelOf(*table_.runs[i].record))) + "</a></th>";
+               Numbered(i, MarkupText(LabelOf(*table_.runs[i].record))) + "</a></th>";
     }
     text_ += "</tr>\n</thead>\n<tbody>\n";
     const std::span<const CheckRow> rows = table_.checks;
@@ -286,7 +263,7 @@ class HtmlWriter {
   void WriteGroup(std::span<const CheckRow> rows) {
     const auto bad = static_cast<std::size_t>(std::count_if(
         rows.begin(), rows.end(), [](const CheckRow& row) { return !row.is_fine(); }));
-    const std::string name = HtmlText(rows.front().group);
+    const std::string name = MarkupText(rows.front().group);
     text_ += "<tr class=\"g\" id=\"" + name + "\"" +
              (bad > 0 && columns_ <= kMostOnPaper ? " data-open" : "") +
              "><th scope=\"row\"><button type=\"button\" aria-expanded=\"true\">" +
@@ -320,7 +297,7 @@ class HtmlWriter {
 
   void WriteCheck(const CheckRow& row) {
     const CheckEvent& first = *row.first;
-    const std::string id = HtmlText(first.id);
+    const std::string id = MarkupText(first.id);
     std::string verdicts;
     std::size_t bad = 0;
     for (const Outcome& outcome : row.outcomes) {
@@ -342,7 +319,7 @@ class HtmlWriter {
       const Outcome& outcome = row.outcomes[number];
       text_ += Cell(outcome.check->verdict, outcome.judgement.type);
       if (columns_ == 1 && !outcome.lines.empty()) {
-        text_ += " <small>" + HtmlText(outcome.lines.front()) + "</small>";
+        text_ += " <small>" + MarkupText(outcome.lines.front()) + "</small>";
       }
     }
     text_ += "</tr>\n";
@@ -382,7 +359,7 @@ class HtmlWriter {
     if (!outcome.lines.empty()) {
       text_ += "\n<pre>";
       for (std::size_t i = 0; i < outcome.lines.size(); ++i) {
-        text_ += (i == 0 ? "" : "\n") + HtmlText(outcome.lines[i]);
+        text_ += (i == 0 ? "" : "\n") + MarkupText(outcome.lines[i]);
       }
       text_ += "</pre>";
     }
@@ -390,7 +367,7 @@ class HtmlWriter {
       const RunEvent& start = table_.runs[outcome.runs.front()].record->start;
       const std::string command = CommandFor(start, outcome.check->id);
       if (!command.empty()) {
-        text_ += "\n<p class=\"only\">Alone: <code>" + HtmlText(command) + "</code></p>";
+        text_ += "\n<p class=\"only\">Alone: <code>" + MarkupText(command) + "</code></p>";
       }
     }
     text_ += "</li>\n";
@@ -406,7 +383,7 @@ class HtmlWriter {
     text += ":";
     for (std::size_t i = 0; i < runs.size(); ++i) {
       const std::string number = std::to_string(runs[i] + 1);
-      const std::string label = HtmlText(LabelOf(*table_.runs[runs[i]].record));
+      const std::string label = MarkupText(LabelOf(*table_.runs[runs[i]].record));
       text += i == 0 ? " " : ", ";
       if (runs.size() <= kMostNamed) {
         text += "<a href=\"#run-";

@@ -3,36 +3,12 @@
 #include <cstdio>
 #include <string_view>
 
-#include "platform/control_characters.h"
 #include "results/judged_run.h"
+#include "results/markup_text.h"
 #include "results/report.h"
 
 namespace quorle {
 namespace {
-
-/// A text in an element or, in double quotes, an attribute.
-std::string XmlText(std::string_view text) {
-  std::string escaped;
-  for (const char c : ShowControlsOfUtf8(text)) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
-}
 
 /// Seconds with three decimals: readers take no more.
 std::string Seconds(std::int64_t us) {
@@ -97,9 +73,9 @@ class JunitWriter {
     const std::string label = LabelOf(*run_.record);
     // Readers take a point for the end of a package's name.
     for (const char c : label) class_name_ += c == '.' ? '_' : c;
-    text_ += "  <testsuite name=\"" + XmlText(label) + "\"" + counts.Attributes() + " skipped=\"" +
-             std::to_string(counts.skipped) + "\"";
-    if (!start.time.empty()) text_ += " timestamp=\"" + XmlText(start.time) + "\"";
+    text_ += "  <testsuite name=\"" + MarkupText(label) + "\"" + counts.Attributes() +
+             " skipped=\"" + std::to_string(counts.skipped) + "\"";
+    if (!start.time.empty()) text_ += " timestamp=\"" + MarkupText(start.time) + "\"";
     text_ += ">\n";
     WriteProperties();
     for (const JudgedCheck& check : run_.checks) WriteCheck(check);
@@ -113,8 +89,8 @@ class JunitWriter {
     std::string properties;
     const auto add = [&](const char* name, const std::string& value) {
       if (value.empty()) return;
-      properties +=
-          std::string("      <property name=\"") + name + "\" value=\"" + XmlText(value) + "\"/>\n";
+      properties += std::string("      <property name=\"") + name + "\" value=\"" +
+                    MarkupText(value) + "\"/>\n";
     };
     add("program", record.start.program);
     add("device", record.start.device);
@@ -143,17 +119,17 @@ class JunitWriter {
     if (state == JunitState::kSkipped) {
       const bool is_known = judged.judgement.type == Judgement::Type::kKnownFailure;
       const std::string why = is_known ? judged.judgement.reason : CauseText(check);
-      text_ += "      <skipped message=\"" + XmlText(why) + "\"/>\n";
+      text_ += "      <skipped message=\"" + MarkupText(why) + "\"/>\n";
     } else if (state != JunitState::kPassed) {
       const bool is_surprise = judged.judgement.type == Judgement::Type::kSurprisePass;
       const char* const element = state == JunitState::kError ? "error" : "failure";
-      text_ += std::string("      <") + element + " type=\"" +
-               (is_surprise ? "surprise-pass" : std::string(NameOf(check.verdict))) +
-               "\" message=\"" +
-               XmlText(is_surprise ? ExpectationText(judged.judgement) : HeadLine(check)) + "\">";
+      text_ +=
+          std::string("      <") + element + " type=\"" +
+          (is_surprise ? "surprise-pass" : std::string(NameOf(check.verdict))) + "\" message=\"" +
+          MarkupText(is_surprise ? ExpectationText(judged.judgement) : HeadLine(check)) + "\">";
       WriteLines(lines);
       const std::string command = CommandFor(run_.record->start, check.id);
-      if (!command.empty()) text_ += "\n" + XmlText(command);
+      if (!command.empty()) text_ += "\n" + MarkupText(command);
       text_ += std::string("</") + element + ">\n";
     }
     if (!lines.empty() && check.verdict != Verdict::kSkipped) {
@@ -167,19 +143,19 @@ class JunitWriter {
   void WriteFinding(const Finding& finding) {
     const std::string id = finding.id.empty() ? "run" : finding.id;
     Begin(id.substr(0, id.find('.')), id + " " + finding.name, 0);
-    text_ += ">\n      <failure type=\"" + XmlText(finding.name) + "\" message=\"" +
-             XmlText(finding.text) + "\">" + XmlText(finding.text) +
-             "</failure>\n      <system-out>" + XmlText(finding.text) +
+    text_ += ">\n      <failure type=\"" + MarkupText(finding.name) + "\" message=\"" +
+             MarkupText(finding.text) + "\">" + MarkupText(finding.text) +
+             "</failure>\n      <system-out>" + MarkupText(finding.text) +
              "</system-out>\n    </testcase>\n";
   }
 
   void Begin(const std::string& group, const std::string& name, std::int64_t us) {
-    text_ += "    <testcase classname=\"" + XmlText(class_name_ + "." + group) + "\" name=\"" +
-             XmlText(name) + "\" time=\"" + Seconds(us) + "\"";
+    text_ += "    <testcase classname=\"" + MarkupText(class_name_ + "." + group) + "\" name=\"" +
+             MarkupText(name) + "\" time=\"" + Seconds(us) + "\"";
   }
   void WriteLines(const std::vector<std::string>& lines) {
     for (std::size_t i = 0; i < lines.size(); ++i)
-      text_ += (i == 0 ? "" : "\n") + XmlText(lines[i]);
+      text_ += (i == 0 ? "" : "\n") + MarkupText(lines[i]);
   }
 
   const JudgedRun& run_;
