@@ -385,6 +385,19 @@ class Lists(EventsTest):
 class Killed(EventsTest):
     """A run that is killed at any instant leaves every finished check in its stream."""
 
+    def check_readers(self, events, lines):
+        """Every reader takes what a killed run has left."""
+        for words in (["report", "--summary"], ["report", "--tap"], ["report", "--junit"], ["report", "--markdown"],
+                      ["report", "--html"], ["compare", self.events]):
+            said = subprocess.run([QUORLE, *words, self.events], capture_output=True, check=False, timeout=60)
+            if lines == 0:
+                self.assertEqual((said.returncode, said.stderr),
+                                 (20, f"quorle: {self.events}: it holds no run\n".encode()))
+                continue
+            self.assertEqual((said.returncode, said.stderr), (0, b""), words)
+            if words == ["report", "--summary"] and events[-1]["event"] != "end":
+                self.assertIn(b"the run was cut off ", said.stdout)
+
     def test_killed_at_random_instants(self):
         seed = 20261122
         chance = random.Random(seed)
@@ -413,6 +426,8 @@ class Killed(EventsTest):
                 finished = re.findall(r"^(?:\x1b\[0m)?(\w+)\(\) tests passed\.$", file.read(), re.M)
             for group in finished:
                 self.assertLessEqual(all_checks[group], seen, f"run {number}, seed {seed}")
+            if number % 20 == 0:
+                self.check_readers(events, len(lines))
         print(f"{number + 1} runs killed: {cut} cut off, {torn} with a torn line")
         self.assertGreater(cut, number // 10, "so many runs were killed before their end")
 
