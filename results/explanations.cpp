@@ -111,6 +111,18 @@ const std::vector<ExplainedGroup>& ExplainedGroups() {
   return groups;
 }
 
+std::string RuleOf(std::string_view id) {
+  for (const ExplainedGroup& group : ExplainedGroups()) {
+    for (const ExplainedGroup::Check& check : group.checks) {
+      if (check.id != id) continue;
+      std::string rule = check.what;
+      std::erase(rule, '`');
+      return rule;
+    }
+  }
+  return {};
+}
+
 std::optional<Explanation> Explain(std::string_view id) {
   for (const ExplainedGroup& group : ExplainedGroups()) {
     Explanation explanation = {.title = group.title,

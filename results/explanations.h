@@ -41,6 +41,9 @@ struct Explanation {
   std::string mistakes;
 };
 
+/// What the check `id` does and expects, in one line without Markdown; empty for another id.
+std::string RuleOf(std::string_view id);
+
 /// The explanation of `id`: "Lock.MissingObject", or "Lock" for the whole group.
 std::optional<Explanation> Explain(std::string_view id);
 

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/control_characters.h"
+#include "results/explanations.h"
 #include "results/judged_run.h"
 
 namespace quorle {
@@ -82,6 +83,7 @@ class SummaryWriter {
     }
     WriteHeading(id, std::string(NameOf(check.check->verdict)));
     WriteHeadLine(*check.check);
+    if (const std::string rule = RuleOf(id); !rule.empty()) WriteLine("the rule: " + rule);
     const std::string expectation = ExpectationText(check.judgement);
     if (!expectation.empty()) WriteLine(expectation);
     if (const auto found = blocked_.find(id); found != blocked_.end()) {

@@ -36,6 +36,7 @@ TEST(SummaryTest, NamesWhatIsNotAsExpectedItsFirstErrorAndItsCommand) {
             "4 checks: 2 failed, 1 unsupported, 1 passed\n"
             "Delete.OpenFile: fail\n"
             "    ERROR: Delete(\"FILE01\") succeeded.\n"
+            "    the rule: a file that is open, in any of the three modes, stays: 202.\n"
             "    quorle --select Delete.OpenFile --mount DH0=ram DH0: NI\n"
             "Delete.Root: fail\n"
             "    returned 5 without a message\n"
