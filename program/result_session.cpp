@@ -79,7 +79,7 @@ std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path)
   for (const RunRecord& run : runs) {
     std::set<std::string> seen;
     for (const CheckEvent& check : run.checks) {
-      const bool is_missing = check.verdict == Verdict::kSkipped && check.why == "the run ended";
+      const bool is_missing = check.was_missed();
       const bool is_fine = !is_missing && expectations_.Judge(run, check).is_fine();
       if (!is_fine) ids.insert(check.id);
       seen.insert(check.id);
@@ -147,7 +147,7 @@ std::int32_t ResultSession::EndRun(std::int32_t result, bool is_whole) {
 bool ResultSession::DidNothing() const {
   return record_.target && record_.groups.empty() && !selection_.is_everything() &&
          std::all_of(record_.checks.begin(), record_.checks.end(),
-                     [](const CheckEvent& check) { return check.why == "not selected"; });
+                     [](const CheckEvent& check) { return check.why == kNotSelected; });
 }
 
 void ResultSession::Take(Event event) {

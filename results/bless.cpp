@@ -169,7 +169,7 @@ class Blessing {
  private:
   void Collect(const RunRecord& run, const CheckEvent& check, std::size_t position) {
     if (check.verdict == Verdict::kBlocked) blocked_.insert(position);
-    if (check.verdict == Verdict::kSkipped && check.why == "nothing to do") idle_.insert(position);
+    if (check.verdict == Verdict::kSkipped && check.why == kNothingToDo) idle_.insert(position);
     if (check.verdict == Verdict::kBlocked || check.verdict == Verdict::kSkipped) return;
     results_[position].info = &checks_[position];
     results_[position].tries.push_back({&run, &check});

@@ -92,7 +92,7 @@ bool IsFailure(Verdict verdict) {
 CheckChange::Type TypeOf(const ComparedCheck& before, const ComparedCheck& now) {
   using Type = CheckChange::Type;
   if (now.verdict == Verdict::kSkipped) {
-    const bool was_lost = now.why == "the run ended" || now.why == "the group ended";
+    const bool was_lost = now.why == kRunEnded || now.why == kGroupEnded;
     return was_lost ? Type::kLost : Type::kSkipped;
   }
   if (IsFailure(now.verdict) && !IsFailure(before.verdict)) return Type::kNewFailure;

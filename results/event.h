@@ -58,6 +58,12 @@ struct CallRange {
   std::int64_t last = 0;
 };
 
+/// Why a check was skipped.
+inline constexpr const char* kNotSelected = "not selected";
+inline constexpr const char* kGroupEnded = "the group ended";
+inline constexpr const char* kRunEnded = "the run ended";
+inline constexpr const char* kNothingToDo = "nothing to do";
+
 /// A check has its verdict.
 struct CheckEvent {
   std::string id;                      ///< "Lock.MissingObject"
@@ -74,11 +80,13 @@ struct CheckEvent {
   std::string cause;
   /// Of a check that is blocked because no unique name was left: the objects in the way.
   std::vector<std::string> objects;
-  /// Why it was skipped: "not selected", "the group ended", "the run ended", "nothing to do". Of an
-  /// imported log also why a failure is ambiguous.
+  /// Why it was skipped, kNotSelected and the like. Of an imported log also why a failure is ambiguous.
   std::string why;
   /// Of an imported log: the text fits several checks, of which this is the first.
   bool ambiguous = false;
+
+  /// Whether it was selected and the run ended before it: it has no verdict.
+  bool was_missed() const { return verdict == Verdict::kSkipped && why == kRunEnded; }
 };
 
 /// A group has ended.

@@ -21,10 +21,8 @@ bool DiedOutsideOfChecks(const RunRecord& run) {
 
 /// Whether something happened that no entry of a file can expect.
 bool LostSomething(const RunRecord& run) {
-  const bool cut_short =
-      std::any_of(run.checks.begin(), run.checks.end(), [](const CheckEvent& check) {
-        return check.verdict == Verdict::kSkipped && check.why == "the run ended";
-      });
+  const bool cut_short = std::any_of(run.checks.begin(), run.checks.end(),
+                                     [](const CheckEvent& check) { return check.was_missed(); });
   const bool remount_failed = std::any_of(run.remounts.begin(), run.remounts.end(),
                                           [](const RemountEvent& event) { return !event.ok; });
   return !run.end || cut_short || remount_failed || !run.complaints.empty() ||

@@ -74,9 +74,8 @@ std::vector<Finding> FindingsOf(const RunRecord& record) {
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& a, const Finding& b) { return a.place < b.place; });
   const auto missing = static_cast<std::size_t>(
-      std::count_if(record.checks.begin(), record.checks.end(), [](const CheckEvent& check) {
-        return check.verdict == Verdict::kSkipped && check.why == "the run ended";
-      }));
+      std::count_if(record.checks.begin(), record.checks.end(),
+                    [](const CheckEvent& check) { return check.was_missed(); }));
   if (missing > 0) add({}, "interrupted", "the run ended before " + Plural(missing, "check"));
   if (!record.end) {
     add({}, "cut-off", CutOffText(record));

@@ -231,12 +231,12 @@ class RunLog {
     check.verdict = Verdict::kPass;
     if (row.skips) {
       check.verdict = Verdict::kSkipped;
-      check.why = "nothing to do";
+      check.why = kNothingToDo;
       return check;
     }
     if (row.stop < slot) {
       check.verdict = Verdict::kSkipped;
-      check.why = "the group ended";
+      check.why = kGroupEnded;
       check.cause = slots_.all()[row.stop].id;
       return check;
     }

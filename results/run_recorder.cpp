@@ -134,7 +134,7 @@ void RunRecorder::OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t status)
       check.objects = in_the_way_;
     }
   }
-  if (check.verdict == Verdict::kSkipped) check.why = "nothing to do";
+  if (check.verdict == Verdict::kSkipped) check.why = kNothingToDo;
   if (status >= kFatal) {
     ended_by_ = check_;
     is_unsupported_ = check.verdict == Verdict::kUnsupported;
@@ -222,17 +222,17 @@ CheckEvent RunRecorder::SkippedCheck(const CheckInfo& info) const {
   CheckEvent check = EventOf(info);
   const bool in_range = info.row >= first_row_ && info.row <= last_row_;
   if (!in_range || !selection_.Includes(info.id)) {
-    check.why = "not selected";
+    check.why = kNotSelected;
   } else if (info.row != row_) {
-    check.why = "the run ended";
+    check.why = kRunEnded;
   } else if (ended_by_.empty()) {
-    check.why = "nothing to do";
+    check.why = kNothingToDo;
   } else {
     check.cause = ended_by_;
     if (is_unsupported_) {
       check.verdict = Verdict::kUnsupported;
     } else {
-      check.why = "the group ended";
+      check.why = kGroupEnded;
     }
   }
   return check;
