@@ -402,9 +402,9 @@ class Killed(EventsTest):
         seed = 20261122
         chance = random.Random(seed)
         console = self.path("console")
-        began = time.monotonic()
-        run("RAM:")
-        whole = time.monotonic() - began
+        # How long a run takes changes with what else the machine does: where a run is at its end before it
+        # is killed the next ones are killed sooner, else later.
+        whole = 0.02
         torn = cut = 0
         all_checks = {}
         for check in self.of("check", self.record("RAM:")):
@@ -420,7 +420,9 @@ class Killed(EventsTest):
                 *lines, rest = file.read().split(b"\n")
             torn += rest != b""
             events = [json.loads(line) for line in lines]
-            cut += not events or events[-1]["event"] != "end"
+            was_cut = not events or events[-1]["event"] != "end"
+            cut += was_cut
+            whole *= 1.02 if was_cut else 0.96
             seen = set(self.verdicts(events))
             with open(console, encoding="latin-1") as file:
                 finished = re.findall(r"^(?:\x1b\[0m)?(\w+)\(\) tests passed\.$", file.read(), re.M)
@@ -429,7 +431,7 @@ class Killed(EventsTest):
             if number % 20 == 0:
                 self.check_readers(events, len(lines))
         print(f"{number + 1} runs killed: {cut} cut off, {torn} with a torn line")
-        self.assertGreater(cut, number // 10, "so many runs were killed before their end")
+        self.assertGreater(cut, number // 4, "so many runs were killed before their end")
 
 
 if __name__ == "__main__":
