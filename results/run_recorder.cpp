@@ -191,11 +191,14 @@ void RunRecorder::SeeLock(const char* name, bool taken) {
 // ---- Its handler -------------------------------------------------------------------------------
 
 void RunRecorder::HandlerEnded(const std::string& call, const std::string& how, bool restarted) {
-  ended_here_ = true;
-  is_gone_ = true;
-  comes_back_ = restarted;
-  culprit_ = Here();
-  sink_.Take(HandlerEndedEvent{.id = culprit_, .call = call, .how = how, .restarted = restarted});
+  // One that is gone takes time as well: the first end counts, and one for good stays so.
+  comes_back_ = restarted && (!is_gone_ || comes_back_);
+  if (!is_gone_) {
+    is_gone_ = true;
+    ended_here_ = true;
+    culprit_ = Here();
+  }
+  sink_.Take(HandlerEndedEvent{.id = Here(), .call = call, .how = how, .restarted = restarted});
 }
 
 void RunRecorder::RestartFailed() {

@@ -325,6 +325,25 @@ TEST(RunRecorderTest, AHandlerThatDoesNotComeBackBlocksEveryGroup) {
             (std::vector<std::string>{"A.Ends: fail", "B.Next: blocked by A.Ends"}));
 }
 
+/// The calls of a handler that ended for good take the rest of the time that its group has.
+std::int32_t EndForGoodAndTakeLong(TestContext& ctx, std::int32_t position) {
+  const std::int32_t status = EndTheHandlerForGood(ctx, position);
+  TheRecorder()->HandlerEnded("", "took more than 1 second", true);
+  return status;
+}
+
+TEST(RunRecorderTest, AHandlerThatEndedForGoodDoesNotComeBackAfterALimit) {
+  static constexpr SubTest kFirst[] = {
+      {"Ends", EndForGoodAndTakeLong}, {"After", EndTheHandler}, {}};
+  static constexpr SubTest kSecond[] = {{"Next", CallAndReturn<kFailed>}, {}};
+  static constexpr TestGroup kFirstGroup = {.label = "A()", .sub_tests = kFirst};
+  static constexpr TestGroup kSecondGroup = {.label = "B()", .sub_tests = kSecond};
+  static constexpr TestEntry kTwo[] = {{&kFirstGroup, "A"}, {&kSecondGroup, "B"}, {nullptr, ""}};
+  EXPECT_EQ(Briefs(RunWithHandlerEnds(kTwo)),
+            (std::vector<std::string>{"A.Ends: fail", "A.After: blocked by A.Ends",
+                                      "B.Next: blocked by A.Ends"}));
+}
+
 TEST(RunRecorderTest, ARestartThatFailsBlocksAsBefore) {
   static constexpr SubTest kFirst[] = {{"Ends", EndTheHandler}, {}};
   static constexpr SubTest kSecond[] = {
