@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 
+#include "calls/classic_packets.h"
 #include "calls/vector_table.h"
 #include "calls/words.h"
 
@@ -40,10 +41,13 @@ constexpr std::size_t kListed =
     WithVectors([](const auto&... vectors) { return (std::size_t{IsListed(vectors)} + ...); });
 
 /// In the order of the numbers.
-constexpr std::array<PacketShape, kListed + kOthers.size()> kPackets = [] {
-  std::array<PacketShape, kListed + kOthers.size()> packets{};
+constexpr std::array<PacketShape, kListed + kOthers.size() + kClassicPackets.size()> kPackets = [] {
+  std::array<PacketShape, kListed + kOthers.size() + kClassicPackets.size()> packets{};
   std::size_t count = 0;
   for (const PacketShape& other : kOthers) packets[count++] = other;
+  for (const ClassicPacket& classic : kClassicPackets) {
+    packets[count++] = {classic.action, 0, classic.shape};
+  }
   ForEachVector([&]<auto function>(const Vector<function>& vector) {
     if (!IsListed(vector)) return;
     packets[count] = {vector.packet.action, count, kPacketShape<function>,

@@ -25,6 +25,7 @@ namespace quorle::calls {
 ///   W  data; their size follows
 ///   D  a date
 ///   I  an InfoData that is filled
+///   B  a FileInfoBlock that is filled, and that a scan goes on with
 ///   G  tags
 ///   E  the context of a scan
 ///
@@ -48,8 +49,8 @@ constexpr std::int64_t FailureOf(const CallShape& shape) {
   return shape.result == '-' ? -1 : 0;
 }
 
-/// The shape of `packet`: five arguments, of which the second and the fifth are the 64-bit ones in
-/// a packet that has them. The arguments of a packet that is not known are numbers.
+/// The shape of `packet`: five arguments or six, of which the second and the fifth are the 64-bit
+/// ones in a packet that has them. The arguments of a packet that is not known are numbers.
 CallShape ShapeOfPacket(const ::DosPacket& packet);
 
 /// How messages call the packet `action`: "ACTION_PARENT", or "packet 4711".

@@ -40,22 +40,23 @@ constexpr bool IsWidePacket(std::int32_t action) {
   return action >= 8000 && action <= 8999;
 }
 
-/// The five arguments of a packet: of the second and the fifth those that count.
-using PacketWords = std::array<std::int64_t, 5>;
+/// The six arguments of a packet: of the second and the fifth those that count.
+using PacketWords = std::array<std::int64_t, 6>;
 
 inline PacketWords WordsOf(const ::DosPacket& packet) {
   const bool wide = IsWidePacket(packet.dp_Type);
-  return {packet.dp_Arg1, wide ? packet.dp_Arg2_64 : packet.dp_Arg2, packet.dp_Arg3, packet.dp_Arg4,
-          wide ? packet.dp_Arg5_64 : packet.dp_Arg5};
+  return {packet.dp_Arg1, wide ? packet.dp_Arg2_64 : packet.dp_Arg2, packet.dp_Arg3,
+          packet.dp_Arg4, wide ? packet.dp_Arg5_64 : packet.dp_Arg5, packet.dp_Arg6};
 }
 
-/// The packet `action` with the five `words` as its arguments.
+/// The packet `action` with the six `words` as its arguments.
 inline ::DosPacket PacketOf(std::int32_t action, const std::int64_t* words) {
   ::DosPacket packet{};
   packet.dp_Type = action;
   packet.dp_Arg1 = static_cast<std::intptr_t>(words[0]);
   packet.dp_Arg3 = static_cast<std::intptr_t>(words[2]);
   packet.dp_Arg4 = static_cast<std::intptr_t>(words[3]);
+  packet.dp_Arg6 = static_cast<std::intptr_t>(words[5]);
   if (IsWidePacket(action)) {
     packet.dp_Arg2_64 = words[1];
     packet.dp_Arg5_64 = words[4];

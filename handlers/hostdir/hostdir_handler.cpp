@@ -160,7 +160,7 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
 
 constexpr ::Handler kHandler = {sizeof(::Handler),   QUORLE_HANDLER_VERSION,
                                 "hostdir",           VolumePort::Mount<StartVolume>,
-                                VolumePort::Unmount, nullptr};
+                                VolumePort::Unmount, nullptr, nullptr};
 
 }  // namespace
 }  // namespace quorle::hostdir

@@ -38,6 +38,7 @@ constexpr ::Handler kHandler = {sizeof(::Handler),
                                 "ram",
                                 VolumePort::Mount<StartVolume>,
                                 VolumePort::Unmount,
+                                nullptr,
                                 nullptr};
 
 }  // namespace

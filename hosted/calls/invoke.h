@@ -103,7 +103,7 @@ struct PackedArguments<kFunction, std::index_sequence<kAt...>> {
   }
 
   calls::PacketWords Words() const {
-    return {Word<0>(), Word<1>(), Word<2>(), Word<3>(), Word<4>()};
+    return {Word<0>(), Word<1>(), Word<2>(), Word<3>(), Word<4>(), 0};
   }
 
  private:

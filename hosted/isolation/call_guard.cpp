@@ -19,6 +19,8 @@ std::size_t FilledBytes(char kind, std::span<const std::int64_t> words, std::siz
       return static_cast<std::size_t>(std::max<std::int64_t>(words[at + 1], 0));
     case 'I':
       return sizeof(::InfoData);
+    case 'B':
+      return sizeof(::FileInfoBlock);
     case 'E':
       return sizeof(::PRIVATE_ExamineDirContext);
     default:
@@ -27,7 +29,7 @@ std::size_t FilledBytes(char kind, std::span<const std::int64_t> words, std::siz
 }
 
 bool IsFilled(char kind) {
-  return kind == 'R' || kind == 'I' || kind == 'E';
+  return kind == 'R' || kind == 'I' || kind == 'B' || kind == 'E';
 }
 
 }  // namespace

@@ -205,6 +205,9 @@ std::int64_t HandlerSide::ReadArgument(MessageReader& call, Frame& frame, std::s
     case 'I':
       Fill(frame.info, call.Bytes());
       return Address(&frame.info);
+    case 'B':
+      Fill(frame.block, call.Bytes());
+      return Address(&frame.block);
     case 'G':
       return ReadTags(call, frame);
     case 'E':
@@ -343,6 +346,9 @@ void HandlerSide::WriteArguments(MessageWriter& reply, Frame& frame) {
         break;
       case 'I':
         reply.Bytes(BytesOf(frame.info));
+        break;
+      case 'B':
+        reply.Bytes(BytesOf(frame.block));
         break;
       case 'G':
         for (const std::vector<std::byte>& room : frame.rooms) {

@@ -45,6 +45,7 @@ class HandlerSide {
     std::array<std::int64_t, calls::kMostArguments> numbers{};  ///< of locks and files
     ::DateStamp date{};
     ::InfoData info{};
+    ::FileInfoBlock block{};
     ::PRIVATE_ExamineDirContext scan{};
     std::vector<::TagItem> tags;
     std::vector<std::vector<std::byte>> rooms;  ///< what the tags lead to, empty where nothing

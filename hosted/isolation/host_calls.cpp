@@ -154,6 +154,9 @@ bool HostCalls::WriteArgument(const HostCall& call, std::size_t at, MessageWrite
     case 'I':
       WriteObjectBytes(At<const ::InfoData>(word), message);
       break;
+    case 'B':
+      WriteObjectBytes(At<const ::FileInfoBlock>(word), message);
+      break;
     case 'G':
       WriteTags(At<const ::TagItem>(word), message);
       break;
@@ -234,6 +237,7 @@ void HostCalls::TakeArgument(const HostCall& call, std::size_t at, const Reply& 
       Copy(At<void>(word), data.data(), Room(call.words[at + 1], data));
       break;
     case 'I':
+    case 'B':
       Copy(At<void>(word), argument.bytes.data(), argument.bytes.size());
       break;
     case 'G':

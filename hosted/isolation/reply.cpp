@@ -101,6 +101,9 @@ void ReadArgument(AnswerReader& answer, char kind, const ::TagItem* tags,
     case 'I':
       argument.bytes = answer.Bytes(sizeof(::InfoData));
       break;
+    case 'B':
+      argument.bytes = answer.Bytes(sizeof(::FileInfoBlock));
+      break;
     case 'G':
       answer.Rooms(tags, argument.rooms);
       break;

@@ -11,13 +11,13 @@
 ///
 /// An argument is written as one number, but for
 ///   C T    1 and the bytes (of a T with the length before them), or 0
-///   D I    the bytes
+///   D I B  the bytes
 ///   R W    the size of the buffer; its content is in the block's data
 ///   G      how many, or -1 for none; each: the tag, its data, and the bytes that the data lead to
 ///   E      the lock, the two words of the handler
 /// and the answer after the result has, for each
 ///   L U    whether the lock still is one, and its mode
-///   I      the bytes
+///   I B    the bytes
 ///   G      for each tag, the bytes that the data lead to
 ///   E      the two words, and a record
 /// and at the end 1 when the volume has a name, and the Breach of the handler that was seen.

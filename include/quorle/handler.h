@@ -29,8 +29,13 @@
 extern "C" {
 #endif
 
-/* The version of this header. A newer one adds to the end of structs and tables, nothing else. */
-#define QUORLE_HANDLER_VERSION 1
+/*
+ * The version of this header. A newer one adds to the end of structs and tables, nothing else; what is
+ * marked with a version is there in a host of that version or newer, and its struct reaches that far.
+ * 1: vectors, packets, plugins. 2: notification, what handlers of classic packets need, a volume that
+ * outlives an unmount.
+ */
+#define QUORLE_HANDLER_VERSION 2
 
 /* ---- Constants, under the platform's names and with its values ------------------------------- */
 
@@ -82,7 +87,10 @@ enum { /* error codes */
   ERROR_NO_DISK = 226,
   ERROR_NO_MORE_ENTRIES = 232,
   ERROR_IS_SOFT_LINK = 233,
-  ERROR_NOT_IMPLEMENTED = 236
+  ERROR_NOT_IMPLEMENTED = 236,
+  ERROR_RECORD_NOT_LOCKED = 240,
+  ERROR_LOCK_COLLISION = 241,
+  ERROR_LOCK_TIMEOUT = 242
 };
 
 enum { /* disk states */
@@ -98,6 +106,36 @@ enum { /* ExamineData::Type: what the object is in the low byte, flags above */
   FSO_TYPE_DIRECTORY = 2,
   FSO_TYPE_INVALID = 0xFE,
   FSOF_LINK = 1 << 8
+};
+
+enum { /* FileInfoBlock::fib_DirEntryType and fib_EntryType: above 0 a directory, below a file */
+  ST_ROOT = 1,
+  ST_USERDIR = 2,
+  ST_SOFTLINK = 3,
+  ST_LINKDIR = 4,
+  ST_FILE = -3,
+  ST_LINKFILE = -4,
+  ST_PIPEFILE = -5
+};
+
+enum { /* the first argument of ACTION_CHANGE_MODE: what the second one is */
+  CHANGE_LOCK = 0,
+  CHANGE_FH = 1
+};
+
+enum { /* modes of FSLockRecord() and ACTION_LOCK_RECORD: with IMMED nobody waits */
+  REC_EXCLUSIVE = 0,
+  REC_EXCLUSIVE_IMMED = 1,
+  REC_SHARED = 2,
+  REC_SHARED_IMMED = 3
+};
+
+enum { /* NotifyRequest::nr_Flags */
+  NRF_SEND_MESSAGE = 1,
+  NRF_SEND_SIGNAL = 2,
+  NRF_WAIT_REPLY = 8,      /* no further message before the last one was replied to */
+  NRF_NOTIFY_INITIAL = 16, /* a first one at once when the object is there */
+  NRF_DOS_NOTIFY_ONLY = 1 << 12
 };
 
 /* Types for AllocDosObject() and FreeDosObject(). */
@@ -127,11 +165,18 @@ enum { /* ExamineData::Type: what the object is in the low byte, flags above */
 #define QUORLE_ADO_ExamineData_CommentSize (QUORLE_TAG_USER + 2021u)
 #define QUORLE_ADO_ExamineData_LinkSize (QUORLE_TAG_USER + 2022u)
 
+/* Tags of ACTION_SET_OWNER_INFO. */
+#define QUORLE_OI_OwnerUID (QUORLE_TAG_USER + 6210u) /* uint32_t */
+#define QUORLE_OI_OwnerGID (QUORLE_TAG_USER + 6211u) /* uint32_t */
+
 /* Kinds of link in ACTION_MAKE_LINK. */
 #define QUORLE_PACKET_LINK_HARD 0
 #define QUORLE_PACKET_LINK_SOFT (-1)
 
-/* Packets: the numbers in dp_Type. */
+/*
+ * Packets: the numbers in dp_Type. Of a handler that answers a newer packet with 0 and 209 dos asks the
+ * same by the classic ones, and goes on to as long as it is mounted.
+ */
 enum QuorlePacketAction {
   QUORLE_ACTION_CURRENT_VOLUME = 7,
   QUORLE_ACTION_LOCATE_OBJECT = 8,
@@ -142,6 +187,8 @@ enum QuorlePacketAction {
   QUORLE_ACTION_COPY_LOCK = 19,
   QUORLE_ACTION_SET_PROTECT = 21,
   QUORLE_ACTION_CREATE_DIR = 22,
+  QUORLE_ACTION_EXAMINE_OBJECT = 23, /* classic */
+  QUORLE_ACTION_EXAMINE_NEXT = 24,   /* classic */
   QUORLE_ACTION_DISK_INFO = 25,
   QUORLE_ACTION_INFO = 26,
   QUORLE_ACTION_FLUSH = 27,
@@ -157,8 +204,10 @@ enum QuorlePacketAction {
   QUORLE_ACTION_FINDINPUT = 1005,
   QUORLE_ACTION_FINDOUTPUT = 1006,
   QUORLE_ACTION_END = 1007,
+  QUORLE_ACTION_SEEK = 1008, /* classic */
   QUORLE_ACTION_FORMAT = 1020,
   QUORLE_ACTION_MAKE_LINK = 1021,
+  QUORLE_ACTION_SET_FILE_SIZE = 1022, /* classic */
   QUORLE_ACTION_WRITE_PROTECT = 1023,
   QUORLE_ACTION_READ_SOFT_LINK = 1024,
   QUORLE_ACTION_FH_FROM_LOCK = 1026,
@@ -166,7 +215,11 @@ enum QuorlePacketAction {
   QUORLE_ACTION_CHANGE_MODE = 1028,
   QUORLE_ACTION_COPY_LOCK_FH = 1030,
   QUORLE_ACTION_PARENT_FH = 1031,
+  QUORLE_ACTION_EXAMINE_FH = 1034, /* classic */
+  QUORLE_ACTION_SET_OWNER = 1036,  /* classic */
   QUORLE_ACTION_SET_OWNER_INFO = 1037,
+  QUORLE_ACTION_LOCK_RECORD = 2008, /* classic */
+  QUORLE_ACTION_FREE_RECORD = 2009, /* classic */
   QUORLE_ACTION_FILESYSTEM_ATTR = 3005,
   QUORLE_ACTION_EXAMINEDATA = 3030,
   QUORLE_ACTION_EXAMINEDATA_FH = 3031,
@@ -251,7 +304,41 @@ struct InfoData {
   uint32_t id_InUse;   /* locks and open files */
 };
 
-struct NotifyRequest; /* not offered to handlers yet: FSAddNotify() is never called */
+/*
+ * What is known of one object in the packets EXAMINE_OBJECT, EXAMINE_NEXT and EXAMINE_FH. The two texts
+ * are a length byte and characters. dos makes it and keeps one for a whole scan: a handler keeps its
+ * place there in fib_DiskKey, in fib_Reserved, or in its lock.
+ */
+struct FileInfoBlock {
+  int32_t fib_DiskKey; /* where it is not 0, a number that no other object of the volume has */
+  int32_t fib_DirEntryType; /* ST_... */
+  uint8_t fib_FileName[108];
+  int32_t fib_Protection;
+  int32_t fib_EntryType; /* as fib_DirEntryType */
+  int32_t fib_Size;      /* bytes */
+  int32_t fib_NumBlocks;
+  struct DateStamp fib_Date; /* last change */
+  uint8_t fib_Comment[80];
+  uint16_t fib_OwnerUID;
+  uint16_t fib_OwnerGID;
+  uint8_t fib_Reserved[32];
+};
+
+/*
+ * A program waits for changes of an object: it is made, written and closed, renamed, deleted, or its
+ * attributes are set. From FSAddNotify() to FSRemoveNotify() the request is dos's and stays where it is.
+ * On a change the handler calls HandlerServices::Notify(), once for each change; dos sends what the flags
+ * ask for and holds back what NRF_WAIT_REPLY says. Version 2.
+ */
+struct NotifyRequest {
+  const char *nr_Name;     /* as the program gave it */
+  const char *nr_FullName; /* "DH0:dir/file": need not exist; "DH0:" is the root */
+  uintptr_t nr_UserData;   /* the program's */
+  uint32_t nr_Flags;       /* NRF_... */
+  uint32_t nr_MsgCount;    /* dos's: messages that nobody replied to yet */
+  struct MsgPort *nr_Handler; /* dos's: the port that watches */
+  uintptr_t nr_Reserved[4]; /* 0 when it comes; the handler's */
+};
 
 /*
  * One scan of a directory. dos makes it and calls FSExamineDir() until the result is 0 with
@@ -273,7 +360,7 @@ struct DosPacket {
   intptr_t dp_Arg3;
   intptr_t dp_Arg4;
   intptr_t dp_Arg5;
-  intptr_t dp_Arg6;
+  intptr_t dp_Arg6; /* the file handle in LOCK_RECORD */
   intptr_t dp_Arg7;
   /* The 64-bit packets (8000 to 8999) use these in place of dp_Res1, dp_Arg2 and dp_Arg5. */
   int64_t dp_Res64;
@@ -388,9 +475,9 @@ struct FileSystemVectors {
   /* Renames the volume. [RENAME_DISK] */
   int32_t (*FSRelabel)(struct FileSystemVectorPort *vp, int32_t *res2, const char *volume);
   void *FSReserved2;
-  /* [ADD_NOTIFY] */
+  /* Starts to watch an object for `request`. Where it is missing dos watches by itself. [ADD_NOTIFY] */
   int32_t (*FSAddNotify)(struct FileSystemVectorPort *vp, int32_t *res2, struct NotifyRequest *request);
-  /* [REMOVE_NOTIFY] */
+  /* Ends it. [REMOVE_NOTIFY] */
   int32_t (*FSRemoveNotify)(struct FileSystemVectorPort *vp, int32_t *res2, struct NotifyRequest *request);
   /* Locks a range of bytes of a file. [LOCK_RECORD64] */
   int32_t (*FSLockRecord)(struct FileSystemVectorPort *vp, int32_t *res2, struct FileHandle *fh, int64_t offset, int64_t length, uint32_t mode, uint32_t ticks);
@@ -431,6 +518,8 @@ struct HandlerServices {
    * name of the device. For what no error code can say; from Mount() on, in any call. Newer than the
    * rest: there when StructSize reaches this far. */
   void (*Report)(const struct HandlerServices *dos, const char *line);
+  /* The object of `request`, from FSAddNotify(), has changed. Version 2. */
+  void (*Notify)(const struct HandlerServices *dos, struct NotifyRequest *request);
 };
 
 /* One key=value pair of a mount. */
@@ -449,6 +538,10 @@ struct HandlerMount {
   uint32_t KeyCount;
   char *Problem; /* for a refused mount: one line, no line break, that says why */
   uint32_t ProblemSize;
+  /* A word of the handler's that outlives an unmount, or null where nothing can: 0 when the device is
+   * first mounted. A handler whose volume is in memory alone leaves it here in Unmount() to find it when
+   * the device is mounted again, and frees it in Discard(). Version 2. */
+  void **Medium;
 };
 
 /* A handler. */
@@ -462,6 +555,8 @@ struct Handler {
   void (*Unmount)(struct FileSystemVectorPort *port);
   /* Optional: a packet that no vector stands for, or whose vector is missing. Null: 0 and 209. */
   void (*Packet)(struct FileSystemVectorPort *port, struct DosPacket *packet);
+  /* Optional: frees what Unmount() left in HandlerMount::Medium, which is not 0. Version 2. */
+  void (*Discard)(void *medium);
 };
 
 /* ---- Plugins -------------------------------------------------------------------------------- */

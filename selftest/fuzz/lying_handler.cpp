@@ -431,7 +431,7 @@ void Unmount(Port* port) {
 }  // namespace
 
 const struct Handler* QuorleLyingHandler() {
-  static const ::Handler handler = {sizeof handler, QUORLE_HANDLER_VERSION, "lying", Mount, Unmount,
-                                    OnPacket};
+  static const ::Handler handler = {
+      sizeof handler, QUORLE_HANDLER_VERSION, "lying", Mount, Unmount, OnPacket, nullptr};
   return &handler;
 }

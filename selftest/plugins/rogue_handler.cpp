@@ -447,7 +447,7 @@ void Unmount(Port* port) {
 }  // namespace
 
 const struct Handler* QuorleRogueHandler() {
-  static const ::Handler handler = {sizeof handler, QUORLE_HANDLER_VERSION, "rogue", Mount, Unmount,
-                                    OnPacket};
+  static const ::Handler handler = {
+      sizeof handler, QUORLE_HANDLER_VERSION, "rogue", Mount, Unmount, OnPacket, nullptr};
   return &handler;
 }

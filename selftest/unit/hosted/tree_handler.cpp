@@ -174,7 +174,8 @@ constexpr ::Handler kTreeHandler = {.StructSize = sizeof(::Handler),
                                     .Name = "tree",
                                     .Mount = MountTree,
                                     .Unmount = UnmountTree,
-                                    .Packet = nullptr};
+                                    .Packet = nullptr,
+                                    .Discard = nullptr};
 
 Tree& TreeBehind(const HandlerPort& port) {
   return TreeOf(reinterpret_cast<const ::FileSystemVectorPort*>(port.port()));

@@ -84,7 +84,7 @@ TEST_F(MountTest, Succeeds) {
 TEST_F(MountTest, HandsOverTheDeviceAndTheKeys) {
   state.handler.Mount = RefuseWithTheRequest;
   EXPECT_EQ(Mount({{"volume", "Work"}, {"state", ""}}), nullptr);
-  EXPECT_EQ(problem, "1 1 DH0 volume=Work state=");
+  EXPECT_EQ(problem, "1 2 DH0 volume=Work state=");
 }
 
 TEST_F(MountTest, ARefusalWithoutAReasonGetsOne) {
@@ -115,7 +115,7 @@ TEST_F(MountTest, ANewerHandlerIsMounted) {
 TEST_F(MountTest, AHandlerThatIsTooSmallIsRefused) {
   state.handler.StructSize = 16;
   EXPECT_EQ(Mount(), nullptr);
-  EXPECT_EQ(problem, "the handler was not made for this header: version 1, size 16");
+  EXPECT_EQ(problem, "the handler was not made for this header: version 2, size 16");
 }
 
 TEST_F(MountTest, AHandlerMustHaveItsTwoFunctions) {

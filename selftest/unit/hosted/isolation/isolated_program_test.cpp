@@ -27,6 +27,7 @@ TEST_F(IsolatedProgramTest, WhatTheHandlerReportsIsShown) {
                                        return nullptr;
                                      },
                                      [](::FileSystemVectorPort*) {},
+                                     nullptr,
                                      nullptr};
   testing::internal::CaptureStderr();
   std::string problem;
