@@ -158,9 +158,13 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
   return VolumePort::Start(mount, std::move(settings), std::move(directory));
 }
 
-constexpr ::Handler kHandler = {sizeof(::Handler),   QUORLE_HANDLER_VERSION,
-                                "hostdir",           VolumePort::Mount<StartVolume>,
-                                VolumePort::Unmount, nullptr, nullptr};
+constexpr ::Handler kHandler = {sizeof(::Handler),
+                                QUORLE_HANDLER_VERSION,
+                                "hostdir",
+                                VolumePort::Mount<StartVolume>,
+                                VolumePort::Unmount,
+                                nullptr,
+                                nullptr};
 
 }  // namespace
 }  // namespace quorle::hostdir
