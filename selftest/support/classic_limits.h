@@ -49,4 +49,46 @@ constexpr bool CannotPassOnClassic(std::uint8_t test, std::int32_t sub_test) {
   return false;
 }
 
+/// A deviation that is not noticed on a classic port as it is on a packet port.
+struct ClassicDifference {
+  std::string_view deviation;
+  std::string_view because;
+};
+
+inline constexpr std::string_view kSeekAsksPosition = "SEEK gives the old position, and moves too";
+inline constexpr std::string_view kSizeIsExamined = "the size of a file is that of EXAMINE_FH";
+inline constexpr std::string_view kNoNegativeSize = "a size below zero is no answer of a packet";
+inline constexpr std::string_view kOneSetOwner =
+    "SET_OWNER sets the owner and the group, one of them as EXAMINE_OBJECT has it";
+inline constexpr std::string_view kIdsAreCut = "a FileInfoBlock has 16 bits for an id";
+
+inline constexpr std::array kClassicDifferences = {
+    ClassicDifference{"position-unknown", kSeekAsksPosition},
+    ClassicDifference{"examine-file-unknown", kSizeIsExamined},
+    ClassicDifference{"examine-file-type", kSizeIsExamined},
+    ClassicDifference{"examine-file-size", kNoNegativeSize},
+    ClassicDifference{"examine-lock-unknown", kOneSetOwner},
+    ClassicDifference{"examine-root-type", kNoNegativeSize},
+    ClassicDifference{"examine-lock-size", kNoNegativeSize},
+    ClassicDifference{"size-unknown", kSizeIsExamined},
+    ClassicDifference{"size-one-more", kSizeIsExamined},
+    ClassicDifference{"lock-file-unknown", kOneSetOwner},
+    ClassicDifference{"set-group-unknown", kOneSetOwner},
+    ClassicDifference{"set-group-locks", kOneSetOwner},
+    ClassicDifference{"group-upper-half-ones", kIdsAreCut},
+    ClassicDifference{"set-group-root-refused", kOneSetOwner},
+    ClassicDifference{"set-owner-unknown", kOneSetOwner},
+    ClassicDifference{"set-owner-locks", kOneSetOwner},
+    ClassicDifference{"owner-upper-half-ones", kIdsAreCut},
+    ClassicDifference{"set-owner-root-refused", kOneSetOwner},
+};
+
+/// Why `deviation` is noticed otherwise on a classic port; empty when it is not.
+constexpr std::string_view WhyOtherwiseOnClassic(std::string_view deviation) {
+  for (const ClassicDifference& difference : kClassicDifferences) {
+    if (difference.deviation == deviation) return difference.because;
+  }
+  return {};
+}
+
 }  // namespace quorle::selftest
