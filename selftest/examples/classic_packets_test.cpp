@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -13,6 +14,15 @@
 
 namespace quorle::selftest {
 namespace {
+
+// As the platform has it, but for the order of bytes: who carries packets to another processor copies it.
+static_assert(sizeof(::FileInfoBlock) == 260);
+static_assert(offsetof(::FileInfoBlock, fib_FileName) == 8);
+static_assert(offsetof(::FileInfoBlock, fib_Protection) == 116);
+static_assert(offsetof(::FileInfoBlock, fib_Date) == 132);
+static_assert(offsetof(::FileInfoBlock, fib_Comment) == 144);
+static_assert(offsetof(::FileInfoBlock, fib_OwnerUID) == 224);
+static_assert(offsetof(::FileInfoBlock, fib_OwnerGID) == 226);
 
 constexpr Answer kNotKnown{0, ERROR_ACTION_NOT_KNOWN};
 
