@@ -168,7 +168,7 @@ constexpr const char* kTrace = "--trace";
 constexpr HostOption kOptions[] = {
     {"--mount", "SPEC",
      "Mounts one more device: NAME=HANDLER[,key=value...]. Keys for every handler: "
-     "port=vector or packet, volume, dostype, version, state, deviate; of plugins isolate, limit, "
+     "port=vector, packet or classic, volume, dostype, version, state, deviate; of plugins isolate, limit, "
      "restart. Repeatable.",
      ReadMount, true},
     {kTrace, "FILE", "Writes every platform call to a file.", ReadTraceFile},

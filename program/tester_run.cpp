@@ -164,9 +164,7 @@ RunEvent StartOf(const HostOptions& options, const MachineOptions& machine_optio
   const auto find = [&](const std::string& name) { return machine.list().Find(name).port; };
   const HandlerPort* const port = find(start.device.substr(0, start.device.find(':')));
   if (port == nullptr) return start;
-  if (port->type() != PortType::kNone) {
-    start.port = port->type() == PortType::kVector ? "vector" : "packet";
-  }
+  start.port = NameOf(port->type());
   for (const MountSpec& spec : machine_options.mounts) {
     if (find(spec.name) == port) start.handler = spec.handler;
   }

@@ -6,9 +6,11 @@
 #include <utility>
 
 #include "calls/call_shape.h"
+#include "calls/classic_packets.h"
 #include "calls/tags.h"
 #include "calls/vector_table.h"
 #include "calls/words.h"
+#include "hosted/calls/classic_adapter.h"
 #include "hosted/calls/classic_fallback.h"
 #include "hosted/calls/invoke.h"
 #include "hosted/calls/mounted_handler.h"
@@ -48,9 +50,11 @@ HandlerPort::HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted,
       vector_port_(mounted_->port()),
       port_(&vector_port_->MP) {
   port_->ln_Type = type == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
-  if (type == PortType::kClassic || mounted_->TakesPackets()) {
-    classic_ = std::make_unique<ClassicFallback>(*this, type == PortType::kClassic);
+  const bool is_classic = type == PortType::kClassic;
+  if (is_classic || mounted_->TakesPackets()) {
+    classic_ = std::make_unique<ClassicFallback>(*this, is_classic);
   }
+  if (is_classic) adapter_ = std::make_unique<ClassicAdapter>(*this);
 }
 
 HandlerPort::~HandlerPort() = default;
@@ -142,6 +146,7 @@ std::vector<std::string> HandlerPort::Unmount() {
   port_ = &own_port_;
   vector_port_ = nullptr;
   classic_.reset();
+  adapter_.reset();
   is_named_by_root_ = false;
   mounted_.reset();
   return complaints;
@@ -177,7 +182,12 @@ bool HandlerPort::Deliver(::DosPacket& packet) {
     AnswerNotKnown(packet);
     return false;
   }
+  if (adapter_ != nullptr && calls::IsNewerPacket(packet.dp_Type)) {
+    AnswerNotKnown(packet);
+    return false;
+  }
   const CallGate::Passage passage = Pass();
+  if (adapter_ != nullptr && adapter_->Answer(packet)) return true;
   if (AnswerByVector(*vector_port_, packet)) return true;
   mounted_->services().BeginPacket(packet.dp_Type);
   if (!mounted_->HandlerPacket(packet)) AnswerNotKnown(packet);

@@ -16,6 +16,7 @@
 
 namespace quorle {
 
+class ClassicAdapter;
 class ClassicFallback;
 template <auto kFunction>
 class Invocation;
@@ -181,6 +182,7 @@ class HandlerPort {
   auto Invoke(std::int32_t& res2, Args... args);
 
  private:
+  friend class ClassicAdapter;
   friend class ClassicFallback;
   template <auto kFunction>
   friend class Invocation;
@@ -216,6 +218,7 @@ class HandlerPort {
   std::unique_ptr<MountedHandler> mounted_;  ///< none without a filesystem
   ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without a filesystem
   std::unique_ptr<ClassicFallback> classic_;       ///< null when nobody would answer
+  std::unique_ptr<ClassicAdapter> adapter_;        ///< of a classic port alone
   bool is_named_by_root_ = false;
   ::MsgPort own_port_{QUORLE_NT_MSGPORT};  ///< where there is none of a handler
   ::MsgPort* port_ = &own_port_;
