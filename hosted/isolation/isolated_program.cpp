@@ -40,7 +40,9 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
   services_ = &services;
   calls_ = std::make_unique<HostCalls>(services, watch_);
   link_ = HandlerLink::Create(settings_.limit, settings_.gate, [this](const std::string& name) {
-    return services_->SetVolumeName(port_, name.c_str());
+    const bool is_named = services_->SetVolumeName(port_, name.c_str());
+    named_its_volume_ = named_its_volume_ || is_named;
+    return is_named;
   });
   const ::FileSystemVectors table = RemoteTable(*this);
   const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&table)},
@@ -149,7 +151,7 @@ bool IsolatedProgram::Ready() {
 void IsolatedProgram::Restart() {
   // A handler that fails once more has to wait for the test after this one.
   ended_in_ = watch_.begun();
-  services_->SetVolumeName(port_, nullptr);
+  FollowVolume(false);
   std::string problem;
   if (Launch(problem)) {
     LockRootsAgain();
@@ -257,7 +259,9 @@ calls::Outcome IsolatedProgram::PerformOnce(const HostCall& call) {
 }
 
 void IsolatedProgram::FollowVolume(bool has_name) {
-  if (!has_name && services_->volume_name()) services_->SetVolumeName(port_, nullptr);
+  if (has_name || !named_its_volume_) return;
+  services_->SetVolumeName(port_, nullptr);
+  named_its_volume_ = false;
 }
 
 }  // namespace quorle::isolation

@@ -62,6 +62,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   calls::Outcome CallPacket(const ::DosPacket& packet);
   calls::Outcome Perform(const HostCall& call);
   calls::Outcome PerformOnce(const HostCall& call);
+  /// Removes the volume's name when the handler did. One that dos read from the root stays.
   void FollowVolume(bool has_name);
 
   std::unique_ptr<HandlerProgram> program_;
@@ -74,6 +75,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   ::FileSystemVectorPort* port_ = nullptr;
   std::string functions_;  ///< which the handler has: '1' or '0' for each
   bool takes_packets_ = false;
+  bool named_its_volume_ = false;
   bool may_restart_ = false;
   int ended_in_ = 0;  ///< RunWatch::begun() when the process ended
   std::vector<std::string> complaints_;
