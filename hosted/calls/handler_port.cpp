@@ -43,10 +43,8 @@ HandlerPort::HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted,
     : type_(type),
       device_name_(mounted->device_name()),
       watch_(watch),
-      mounted_(std::move(mounted)),
-      vector_port_(mounted_->port()),
-      port_(&vector_port_->MP) {
-  port_->ln_Type = type == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
+      mounted_(std::move(mounted)) {
+  Adopt();
 }
 
 HandlerPort::~HandlerPort() = default;
@@ -57,6 +55,7 @@ const std::optional<std::string>& HandlerPort::volume_name() const {
 }
 
 PortRecord HandlerPort::Record() const {
+  if (vector_port_ == nullptr) return record_;
   PortRecord record{port_->ln_Type, 0, false};
   if (type_ == PortType::kVector) {
     record.version = static_cast<std::uint32_t>(vector_port_->FSV.Version);
@@ -102,16 +101,47 @@ void HandlerPort::Report(const std::string& what) {
   if (gate_ != nullptr) gate_->Report(device_name_ + ": " + what);
 }
 
+void HandlerPort::Adopt() {
+  vector_port_ = mounted_->port();
+  port_ = &vector_port_->MP;
+  port_->ln_Type = type_ == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
+}
+
+void HandlerPort::UnmountForNow() {
+  record_ = Record();
+  vector_port_ = nullptr;
+  port_ = &own_port_;
+  const CallGate::Passage passage = Pass();
+  mounted_->Stop();
+}
+
+bool HandlerPort::MountAgain(std::string& problem) {
+  const CallGate::Passage passage = Pass();
+  if (!mounted_->Start(problem)) return false;
+  if (type_ == PortType::kVector && mounted_->TakesPacketsAlone()) {
+    problem = "the handler has no functions any more, it takes packets alone";
+    mounted_->Stop();
+    return false;
+  }
+  Adopt();
+  return true;
+}
+
+HandlerProgram::Life HandlerPort::life() const {
+  return vector_port_ == nullptr ? HandlerProgram::Life::kIsOver : mounted_->life();
+}
+
 std::vector<std::string> HandlerPort::Unmount() {
   if (!mounted_) return {};
   {
     const CallGate::Passage passage = Pass();
-    mounted_->Stop();
+    mounted_->End();
   }
   std::vector<std::string> complaints = mounted_->services().complaints();
   type_ = PortType::kNone;
   port_ = &own_port_;
   vector_port_ = nullptr;
+  record_ = {own_port_.ln_Type, 0, false};
   mounted_.reset();
   return complaints;
 }
@@ -119,6 +149,7 @@ std::vector<std::string> HandlerPort::Unmount() {
 // ---- Ways to the handler -----------------------------------------------------------------------
 
 bool HandlerPort::Admits(CallGate::Purpose purpose) const {
+  if (mounted_ && vector_port_ == nullptr) return false;
   return gate_ == nullptr || !mounted_ || gate_->Admits(purpose);
 }
 

@@ -20,17 +20,6 @@ namespace {
 
 constexpr int kFirstOwnDescriptor = STDERR_FILENO + 1;
 
-void CloseTheRest() {
-#ifdef SYS_close_range
-  if (syscall(SYS_close_range, kFirstOwnDescriptor, std::numeric_limits<unsigned>::max(), 0) == 0) {
-    return;
-  }
-#endif
-  // An older kernel. The lowest free descriptor comes first: few programs get further.
-  constexpr int kMany = 1024;
-  for (int descriptor = kFirstOwnDescriptor; descriptor < kMany; ++descriptor) close(descriptor);
-}
-
 /// What can be waited for until the process has ended; -1 without.
 int OpenProcess(pid_t id) {
 #ifdef SYS_pidfd_open
@@ -84,7 +73,7 @@ void LeaveTheParent(pid_t parent) {
   dup2(STDERR_FILENO, STDOUT_FILENO);
   // At once: the process may end by a signal.
   std::setvbuf(stdout, nullptr, _IONBF, 0);
-  CloseTheRest();
+  CloseOtherDescriptors();
 }
 
 }  // namespace
@@ -161,6 +150,17 @@ void HandlerProcess::EndSession() {
   status_ = Reap(id_).value_or(0);
   while (Reap(-id_)) {
   }
+}
+
+void CloseOtherDescriptors() {
+#ifdef SYS_close_range
+  if (syscall(SYS_close_range, kFirstOwnDescriptor, std::numeric_limits<unsigned>::max(), 0) == 0) {
+    return;
+  }
+#endif
+  // An older kernel. The lowest free descriptor comes first: few programs get further.
+  constexpr int kMany = 1024;
+  for (int descriptor = kFirstOwnDescriptor; descriptor < kMany; ++descriptor) close(descriptor);
 }
 
 std::string DescribeEnd(int status) {

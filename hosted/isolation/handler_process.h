@@ -43,6 +43,9 @@ class HandlerProcess {
   std::optional<int> status_;
 };
 
+/// Closes every descriptor of this process but standard input, output and error.
+void CloseOtherDescriptors();
+
 /// "ended by signal 11 (SIGSEGV)", "exited with status 3".
 std::string DescribeEnd(int status);
 
