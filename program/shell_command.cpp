@@ -156,6 +156,7 @@ class Output {
     if (count <= 0) return false;
     const std::string_view text(block.data(), static_cast<std::size_t>(count));
     if (command_.print) command_.print(text);
+    is_torn_ = text.back() != '\n';
     for (const char c : text) {
       if (c == '\n') {
         EndLine();
@@ -166,8 +167,9 @@ class Output {
     return true;
   }
 
-  /// The last line with anything on it.
-  const std::string& LastLine() {
+  /// Ends the line that nothing ended. Returns the last one with anything on it.
+  const std::string& End() {
+    if (is_torn_ && command_.print) command_.print("\n");
     EndLine();
     return last_;
   }
@@ -184,6 +186,7 @@ class Output {
   const ShellCommand& command_;
   std::string line_;
   std::string last_;
+  bool is_torn_ = false;
 };
 
 /// Follows the command to its end. Returns how it ended; nothing when its time was over.
@@ -236,12 +239,12 @@ std::string RunShellCommand(const ShellCommand& command) {
   const std::optional<int> status = Follow(command, pipes, output);
   Retry([&] { return waitpid(id, nullptr, 0); });
 
+  const std::string& line = output.End();
   if (status == 0) return {};
   const auto seconds = command.limit.count();
   std::string how = status ? (*status == -1 ? "could not be run" : isolation::DescribeEnd(*status))
                            : "did not end within " + std::to_string(seconds) +
                                  (seconds == 1 ? " second" : " seconds");
-  const std::string& line = output.LastLine();
   return line.empty() ? how : how + ": \"" + line + "\"";
 }
 

@@ -258,21 +258,20 @@ std::vector<std::string> CompareListings(HandlerPort& port, const VolumeListing&
                                          const VolumeListing& after) {
   std::vector<std::string> lines;
   const auto name_of = [](const VolumeListing& listing) {
-    return listing.volume_name.empty() ? "no name" : "the name " + Quoted(listing.volume_name);
+    return listing.volume_name.empty() ? "not called anything"
+                                       : "called " + Quoted(listing.volume_name);
   };
   if (before.volume_name != after.volume_name) {
-    lines.push_back("the volume has " + name_of(after) + ", it was " + name_of(before));
+    lines.push_back("the volume is " + name_of(after) + ", it was " + name_of(before));
   }
   if (before.state != after.state) {
     lines.push_back("the volume has the state " + std::to_string(after.state) + ", it was " +
                     std::to_string(before.state));
   }
-  CompareObjects("the root", before.root, after.root, lines);
   CommonObjects common;
   for (const auto& [path, then] : before.objects) {
     const auto now = after.objects.find(path);
     if (now != after.objects.end()) {
-      CompareObjects(path, then, now->second, lines);
       common.emplace(path, std::pair(&then, &now->second));
     } else if (!after.is_cut || IsGone(port, path)) {
       lines.push_back(path + " is missing");
@@ -281,7 +280,10 @@ std::vector<std::string> CompareListings(HandlerPort& port, const VolumeListing&
   for (const auto& [path, now] : after.objects) {
     if (!before.is_cut && before.objects.count(path) == 0) lines.push_back(path + " is new");
   }
+  for (const auto& [path, both] : common) CompareObjects(path, *both.first, *both.second, lines);
   CompareLinks(common, lines);
+  // Last: with anything else its date changes.
+  CompareObjects("the root", before.root, after.root, lines);
   return lines;
 }
 

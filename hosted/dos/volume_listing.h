@@ -49,8 +49,9 @@ struct VolumeListing {
 /// are not followed. What fails is a part of what is seen.
 VolumeListing ListVolume(HandlerPort& port, const ListingBounds& bounds);
 
-/// What of `before` is otherwise in `after`, a line each: "FILE01 is missing". Of volumes that were cut
-/// what only one of them came to is left aside, unless `port`, which is mounted, knows it no more.
+/// What of `before` is otherwise in `after`, a line each, what is missing first: "FILE01 is missing". Of
+/// volumes that were cut what only one of them came to is left aside, unless `port`, which is mounted,
+/// knows it no more.
 std::vector<std::string> CompareListings(HandlerPort& port, const VolumeListing& before,
                                          const VolumeListing& after);
 
