@@ -62,10 +62,21 @@ class Remounter::Round {
   std::optional<VolumeListing> ListIfItRuns() {
     if (!remounter_.options_.remount.each) return std::nullopt;
     std::optional<VolumeListing> listing;
-    if (port_.life() == Life::kRuns) listing = ListVolume(port_, ListingBounds());
-    if (port_.life() == Life::kRuns) return listing;
-    note_ = port_.device_name() + ": the tree was not compared, the handler had ended";
+    if (port_.life() == Life::kRuns) listing = List();
+    if (listing) return listing;
+    note_ = port_.device_name() + ": the tree was not compared, the handler " +
+            (port_.life() == Life::kRuns ? "took too long" : "had ended");
     return std::nullopt;
+  }
+
+  /// What the handler shows; nothing when it does not last so long, or takes too long.
+  std::optional<VolumeListing> List() {
+    CallGate& gate = remounter_.parts_.gate;
+    gate.BeginGroup();
+    VolumeListing listing = ListVolume(port_, ListingBounds());
+    const bool is_whole = port_.life() == Life::kRuns && gate.Admits(CallGate::Purpose::kAnything);
+    gate.BeginGroup();
+    return is_whole ? std::optional(std::move(listing)) : std::nullopt;
   }
 
   void Unmount() {
@@ -97,14 +108,16 @@ class Remounter::Round {
 
   void Compare(const std::optional<VolumeListing>& before) {
     if (!before) return;
-    const VolumeListing after = ListVolume(port_, ListingBounds());
-    const std::vector<std::string> lines = CompareListings(port_, *before, after);
-    if (port_.life() != Life::kRuns) {
-      Fail("the handler ended after mounting again");
-    } else if (!lines.empty()) {
-      Fail("the tree differs after mounting again: " + FirstOf(lines));
+    const std::optional<VolumeListing> after = List();
+    if (!after) {
+      const bool runs = port_.life() == Life::kRuns;
+      Fail(std::string("the handler ") + (runs ? "took too long" : "ended") +
+           " after mounting again");
+      return;
     }
-    if (!before->is_cut && !after.is_cut) return;
+    const std::vector<std::string> lines = CompareListings(port_, *before, *after);
+    if (!lines.empty()) Fail("the tree differs after mounting again: " + FirstOf(lines));
+    if (!before->is_cut && !after->is_cut) return;
     const std::string bound =
         Counted(ListingBounds().objects, "object") + " of the tree were compared, there are more";
     note_ = port_.device_name() + ": " + bound;
@@ -130,6 +143,7 @@ void Remounter::BeginRun(const TestContext& ctx) {
 void Remounter::EndGroup(const std::string& group) {
   if (!options_.remount.each && !options_.remount.after_group) return;
   if (port_ == nullptr || is_over_ || parts_.breaks.IsPending()) return;
+  // What the group had of its time is over.
   parts_.gate.BeginGroup();
   Round(*this, group).Run();
 }

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -100,7 +99,7 @@ ssize_t Retry(Call call) {
 
 /// Waits until the command `id` has ended and returns how; kills it when the orders end.
 int AwaitCommand(pid_t id, int orders) {
-  const auto descriptor = static_cast<int>(syscall(SYS_pidfd_open, id, 0));
+  const int descriptor = isolation::OpenProcess(id);
   std::array<pollfd, 2> wanted{{{orders, POLLIN, 0}, {descriptor, POLLIN, 0}}};
   for (;;) {
     int status = 0;

@@ -81,7 +81,7 @@ class RunRecorder final : public RunListener {
   /// The id of the running check; of the group between checks.
   std::string Here() const;
   Verdict VerdictOf(std::int32_t status, const std::vector<Diagnostic>& said) const;
-  CheckEvent SkippedCheck(const CheckInfo& check) const;
+  CheckEvent SkippedCheck(const CheckInfo& info) const;
   void Send(CheckEvent check);
   /// Sends the checks before index `end` that were not run.
   void SendSkipped(std::size_t end);

@@ -240,11 +240,13 @@ void CompareLinks(const CommonObjects& common, std::vector<std::string>& lines) 
   std::map<std::uint64_t, std::string> first_now;
   for (const auto& [path, both] : common) {
     const auto& [then, now] = both;
+    if (then->id == 0 || now->id == 0) continue;
     const std::string& was = first_then.try_emplace(then->id, path).first->second;
     const std::string& is = first_now.try_emplace(now->id, path).first->second;
     if (was == is) continue;
-    if (was != path) lines.push_back(path + " and " + was + " are no longer one object");
-    if (is != path) lines.push_back(path + " and " + is + " have become one object");
+    const std::string names = path + " and ";
+    if (was != path) lines.push_back(names + was + " are no longer one object");
+    if (is != path) lines.push_back(names + is + " have become one object");
   }
 }
 

@@ -20,16 +20,6 @@ namespace {
 
 constexpr int kFirstOwnDescriptor = STDERR_FILENO + 1;
 
-/// What can be waited for until the process has ended; -1 without.
-int OpenProcess(pid_t id) {
-#ifdef SYS_pidfd_open
-  return static_cast<int>(syscall(SYS_pidfd_open, id, 0));
-#else
-  static_cast<void>(id);
-  return -1;
-#endif
-}
-
 /// Waits until the process behind `descriptor` has ended, at most for `timeout`; without one a
 /// moment.
 void AwaitEnd(int descriptor, std::chrono::nanoseconds timeout) {
@@ -150,6 +140,15 @@ void HandlerProcess::EndSession() {
   status_ = Reap(id_).value_or(0);
   while (Reap(-id_)) {
   }
+}
+
+int OpenProcess(pid_t id) {
+#ifdef SYS_pidfd_open
+  return static_cast<int>(syscall(SYS_pidfd_open, id, 0));
+#else
+  static_cast<void>(id);
+  return -1;
+#endif
 }
 
 void CloseOtherDescriptors() {

@@ -31,7 +31,8 @@ TEST_P(ContractTest, TheVolumeOutlivesAnUnmount) {
   ASSERT_EQ(machine().dos().LockRootAgain(handler, root()), 0);
 
   const std::vector<std::string> lines = CompareListings(handler, before, ListVolume(handler, {}));
-  const bool has_new_process = GetParam().isolate == std::string_view("yes");
+  const char* const isolate = GetParam().isolate;
+  const bool has_new_process = isolate != nullptr && isolate == std::string_view("yes");
   if (has_new_process) {
     // What a process has in memory ends with it.
     ASSERT_FALSE(lines.empty());

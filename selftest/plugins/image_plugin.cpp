@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -6,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "handlers/ram/ram_handler.h"
@@ -20,6 +22,7 @@
 ///                 link (which becomes another file), name, file (the first one), directories (their
 ///                 content); or more: file+ (one is added)
 ///   lose_in=FILE  loses it only when FILE is there
+///   slow=yes      each step of a scan takes a third of a second
 ///
 /// The file is a line "QIMG whole COUNT NAME" and COUNT lines, an object each, the root the first:
 /// kind, path, protection, owner, group, days, minutes, ticks, comment, and content, target or the
@@ -34,6 +37,7 @@ struct Image {
   std::string lose_in;
   bool is_damaging = false;
   bool is_damaged = false;
+  bool is_slow = false;
   std::string name;
   ::FileSystemVectors functions{};  ///< the filesystem's own
 };
@@ -241,6 +245,12 @@ std::int32_t OpenAndDamage(::FileSystemVectorPort* port, std::int32_t* res2, ::F
   return the_image.functions.FSCreateDir(port, res2, rel, name);
 }
 
+std::int32_t ScanSlowly(::FileSystemVectorPort* port, std::int32_t* res2,
+                        ::PRIVATE_ExamineDirContext* scan) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(333));
+  return the_image.functions.FSExamineDir(port, res2, scan);
+}
+
 ::FileSystemVectorPort* Mount(const ::HandlerMount* mount) {
   the_image = {};
   std::vector<::MountKey> keys;
@@ -253,6 +263,8 @@ std::int32_t OpenAndDamage(::FileSystemVectorPort* port, std::int32_t* res2, ::F
       the_image.is_damaging = value == "yes";
     } else if (key == "lose") {
       the_image.lose = value;
+    } else if (key == "slow") {
+      the_image.is_slow = value == "yes";
     } else if (key == "lose_in") {
       the_image.lose_in = value;
     } else {
@@ -281,6 +293,7 @@ std::int32_t OpenAndDamage(::FileSystemVectorPort* port, std::int32_t* res2, ::F
   for (const Line& line : lines) reader.Make(line);
   for (const Line& line : lines) reader.SetAttributes(line);
   the_image.functions = port->FSV;
+  if (the_image.is_slow) port->FSV.FSExamineDir = ScanSlowly;
   if (the_image.is_damaging) {
     port->FSV.FSOpen = OpenAndDamage;
     port->FSV.FSCreateDir = CreateDirAndDamage;

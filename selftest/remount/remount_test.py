@@ -299,6 +299,18 @@ class Failures(RemountTest):
                 self.assertNotIn("blocked", counts)
 
 
+    def test_a_tree_that_takes_too_long_is_not_compared(self):
+        said = self.run_tester(*EACH, "--limit", "1", "DH0:", "FTN=24", "LTN=26", mount=self.image_plugin(slow="yes"))
+        line = ("quorle: test {}: the handler took more than 1 second (--limit); the calls that are left fail")
+        self.assertEqual(said.stderr.decode().splitlines(), [line.format("24 (Lock)"), line.format("26 (Open)")])
+        self.assertEqual([(event["id"], event["ok"], event["text"]) for event in self.events("remount")],
+                         [(group, True, "DH0: the tree was not compared, the handler took too long")
+                          for group in ("Lock", "Open")])
+        counts, _ = self.verdicts()
+        self.assertEqual(set(counts), {"pass", "skipped"})
+        self.assertEqual(said.returncode, 10)
+
+
 class Commands(RemountTest):
     """--after-group and --after-run."""
 
