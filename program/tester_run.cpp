@@ -24,6 +24,7 @@
 #include "program/line_file.h"
 #include "program/orphans.h"
 #include "program/plugin_handler.h"
+#include "program/remounter.h"
 #include "program/run_reporter.h"
 #include "program/tester_machine.h"
 #include "results/call_recorder.h"
@@ -71,6 +72,7 @@ class HostListener final : public RunListener {
     Console& console;
     ResultSession& results;
     Progress& progress;
+    Remounter& remounter;
   };
   explicit HostListener(const Parts& parts) : parts_(parts) {}
 
@@ -81,6 +83,7 @@ class HostListener final : public RunListener {
       if (IsSelected(parts_.results.catalogue()[row])) ++rows;
     }
     parts_.reporter.BeginRun(rows);
+    parts_.remounter.BeginRun(ctx);
     parts_.results.recorder().OnRunStart(ctx, first, last);
   }
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
@@ -107,6 +110,9 @@ class HostListener final : public RunListener {
     parts_.gate.FollowWatch();
   }
   void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
+    if (IsSelected(entry) && entry.group->sub_tests != nullptr) {
+      parts_.remounter.EndGroup(std::string(GroupOf(entry.group->label)));
+    }
     parts_.results.recorder().OnGroupEnd(entry, result);
     if (IsSelected(entry)) parts_.reporter.EndTest();
     parts_.watch.EndTest();
@@ -211,16 +217,24 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
   Interception interception(machine->exec(), machine->dos(), hooks);
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
   Progress progress(console, screen.progress);
+  Remounter remounter(options, {.machine = *machine,
+                                .watch = watch,
+                                .gate = gate,
+                                .breaks = breaks,
+                                .console = console,
+                                .results = results});
   HostListener listener({.watch = watch,
                          .gate = gate,
                          .reporter = reporter,
                          .left_behind = left_behind,
                          .console = console,
                          .results = results,
-                         .progress = progress});
+                         .progress = progress,
+                         .remounter = remounter});
   const std::int32_t result = Run(interception.exec(), results.catalogue(), listener);
   const bool finished = reporter.EndRun();
   for (const std::string& complaint : machine->ShutDown()) watch.Report(complaint);
+  remounter.EndRun();
   return results.EndRun(result, finished && !trace.failed());
 }
 

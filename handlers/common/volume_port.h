@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -39,23 +40,28 @@ class VolumePort {
   /// when there is no memory or the volume's name is taken.
   template <class... More>
   static Port* Start(const ::HandlerMount& mount, VolumeSettings settings, More&&... more) {
-    const ::HandlerServices& dos = *mount.Dos;
-    const std::string label = settings.label;
-    settings.nameless = label.empty();
-    auto mounted = std::make_unique<Mounted>(dos, std::move(settings), std::forward<More>(more)...);
-    ::FileSystemVectors vectors = Vectors();
-    vectors.FSPrivate = mounted.get();
-    const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&vectors)},
-                              {QUORLE_TAG_DONE, 0}};
-    auto* const port = static_cast<Port*>(dos.AllocDosObject(&dos, QUORLE_DOS_FSVECTORPORT, tags));
-    if (port == nullptr) throw std::bad_alloc();
-    port->FSV.FSPrivate = mounted.get();
-    if (!label.empty() && dos.SetVolumeName(&dos, port, label.c_str()) == 0) {
-      std::snprintf(mount.Problem, mount.ProblemSize, "the volume name %s is taken", label.c_str());
-      dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
-      return nullptr;
+    auto mounted = MakeMounted(mount, std::move(settings), std::forward<More>(more)...);
+    Port* const port = MakePort(mount, *mounted);
+    if (port != nullptr) static_cast<void>(mounted.release());  // the port's, until Unmount()
+    return port;
+  }
+
+  /// The same for a volume that is in memory alone: where the host has a place for it, Unmount() leaves
+  /// it there, and the next mount finds it. `settings` and `more` are of the first mount.
+  template <class... More>
+  static Port* StartKept(const ::HandlerMount& mount, VolumeSettings settings, More&&... more) {
+    if (mount.Version < 2 || mount.Medium == nullptr) {
+      return Start(mount, std::move(settings), std::forward<More>(more)...);
     }
-    static_cast<void>(mounted.release());  // the port's, until Unmount()
+    void*& medium = *mount.Medium;
+    if (medium == nullptr) {
+      medium = MakeMounted(mount, std::move(settings), std::forward<More>(more)...).release();
+    }
+    auto& mounted = *static_cast<Mounted*>(medium);
+    mounted.dos = *mount.Dos;
+    mounted.medium = mount.Medium;
+    Port* const port = MakePort(mount, mounted);
+    if (port != nullptr) medium = nullptr;
     return port;
   }
 
@@ -73,11 +79,15 @@ class VolumePort {
 
   /// A handler's Unmount().
   static void Unmount(Port* port) {
-    const std::unique_ptr<Mounted> mounted(&Of(port));
+    std::unique_ptr<Mounted> mounted(&Of(port));
     const ::HandlerServices& dos = mounted->dos;
     if (!mounted->volume.settings().label.empty()) dos.SetVolumeName(&dos, port, nullptr);
     dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
+    if (void** const medium = mounted->medium; medium != nullptr) *medium = mounted.release();
   }
+
+  /// A handler's Discard(), of a volume that was started by StartKept().
+  static void Discard(void* medium) { delete static_cast<Mounted*>(medium); }
 
  private:
   using Ref = typename Volume::Ref;
@@ -90,9 +100,37 @@ class VolumePort {
           volume(
               std::move(settings), [this] { return Today(dos); }, std::forward<More>(more)...) {}
 
-    const ::HandlerServices& dos;
+    std::reference_wrapper<const ::HandlerServices> dos;
+    void** medium = nullptr;  ///< where the volume is left; null: it ends with the mount
     Volume volume;
   };
+
+  template <class... More>
+  static std::unique_ptr<Mounted> MakeMounted(const ::HandlerMount& mount, VolumeSettings settings,
+                                              More&&... more) {
+    settings.nameless = settings.label.empty();
+    return std::make_unique<Mounted>(*mount.Dos, std::move(settings), std::forward<More>(more)...);
+  }
+
+  /// The port of `mounted`, which stays the caller's. Null, with the reason in `Problem`, when the
+  /// volume's name is taken.
+  static Port* MakePort(const ::HandlerMount& mount, Mounted& mounted) {
+    const ::HandlerServices& dos = *mount.Dos;
+    const std::string& label = mounted.volume.settings().label;
+    ::FileSystemVectors vectors = Vectors();
+    vectors.FSPrivate = &mounted;
+    const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&vectors)},
+                              {QUORLE_TAG_DONE, 0}};
+    auto* const port = static_cast<Port*>(dos.AllocDosObject(&dos, QUORLE_DOS_FSVECTORPORT, tags));
+    if (port == nullptr) throw std::bad_alloc();
+    port->FSV.FSPrivate = &mounted;
+    if (!label.empty() && dos.SetVolumeName(&dos, port, label.c_str()) == 0) {
+      std::snprintf(mount.Problem, mount.ProblemSize, "the volume name %s is taken", label.c_str());
+      dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
+      return nullptr;
+    }
+    return port;
+  }
 
   /// The date of today, from dos.
   static ::DateStamp Today(const ::HandlerServices& dos) {

@@ -20,6 +20,9 @@ extern "C" {
  * A volume that was mounted without a name loses the one it was given when it is relabelled to the
  * name of its device.
  *
+ * Where the host has a place for it (HandlerMount::Medium) the volume outlives an unmount, its name and
+ * its write protection included.
+ *
  * Not offered: FSInhibit(), FSFormat(), FSSerialize(), notification and record locks answer 209.
  */
 const struct Handler* QuorleRamHandler(void);

@@ -46,15 +46,8 @@ HandlerPort::HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted,
     : type_(type),
       device_name_(mounted->device_name()),
       watch_(watch),
-      mounted_(std::move(mounted)),
-      vector_port_(mounted_->port()),
-      port_(&vector_port_->MP) {
-  port_->ln_Type = type == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
-  const bool is_classic = type == PortType::kClassic;
-  if (is_classic || mounted_->TakesPackets()) {
-    classic_ = std::make_unique<ClassicFallback>(*this, is_classic);
-  }
-  if (is_classic) adapter_ = std::make_unique<ClassicAdapter>(*this);
+      mounted_(std::move(mounted)) {
+  Adopt();
 }
 
 HandlerPort::~HandlerPort() = default;
@@ -65,6 +58,7 @@ const std::optional<std::string>& HandlerPort::volume_name() const {
 }
 
 PortRecord HandlerPort::Record() const {
+  if (vector_port_ == nullptr) return record_;
   PortRecord record{port_->ln_Type, 0, false};
   if (type_ == PortType::kVector) {
     record.version = static_cast<std::uint32_t>(vector_port_->FSV.Version);
@@ -134,20 +128,63 @@ void HandlerPort::Report(const std::string& what) {
   if (gate_ != nullptr) gate_->Report(device_name_ + ": " + what);
 }
 
+void HandlerPort::Adopt() {
+  vector_port_ = mounted_->port();
+  port_ = &vector_port_->MP;
+  port_->ln_Type = type_ == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
+  const bool is_classic = type_ == PortType::kClassic;
+  if (is_classic || mounted_->TakesPackets()) {
+    classic_ = std::make_unique<ClassicFallback>(*this, is_classic);
+  }
+  if (is_classic) adapter_ = std::make_unique<ClassicAdapter>(*this);
+}
+
+void HandlerPort::Leave() {
+  vector_port_ = nullptr;
+  port_ = &own_port_;
+  classic_.reset();
+  adapter_.reset();
+}
+
+void HandlerPort::UnmountForNow() {
+  if (classic_ != nullptr) classic_->EndScans();
+  record_ = Record();
+  Leave();
+  const CallGate::Passage passage = Pass();
+  mounted_->Stop();
+}
+
+bool HandlerPort::MountAgain(std::string& problem) {
+  const CallGate::Passage passage = Pass();
+  if (!mounted_->Start(problem)) return false;
+  if (type_ == PortType::kVector && mounted_->TakesPacketsAlone()) {
+    problem = "the handler has no functions any more, it takes packets alone";
+    mounted_->Stop();
+    return false;
+  }
+  Adopt();
+  if (NameVolumeByRoot(problem)) return true;
+  Leave();
+  mounted_->Stop();
+  return false;
+}
+
+HandlerProgram::Life HandlerPort::life() const {
+  return vector_port_ == nullptr ? HandlerProgram::Life::kIsOver : mounted_->life();
+}
+
 std::vector<std::string> HandlerPort::Unmount() {
   if (!mounted_) return {};
   if (classic_ != nullptr) classic_->EndScans();
   {
     const CallGate::Passage passage = Pass();
-    mounted_->Stop();
+    mounted_->End();
   }
   std::vector<std::string> complaints = mounted_->services().complaints();
   type_ = PortType::kNone;
-  port_ = &own_port_;
-  vector_port_ = nullptr;
-  classic_.reset();
-  adapter_.reset();
+  Leave();
   is_named_by_root_ = false;
+  record_ = {own_port_.ln_Type, 0, false};
   mounted_.reset();
   return complaints;
 }
@@ -155,6 +192,7 @@ std::vector<std::string> HandlerPort::Unmount() {
 // ---- Ways to the handler -----------------------------------------------------------------------
 
 bool HandlerPort::Admits(CallGate::Purpose purpose) const {
+  if (mounted_ && vector_port_ == nullptr) return false;
   return gate_ == nullptr || !mounted_ || gate_->Admits(purpose);
 }
 

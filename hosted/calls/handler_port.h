@@ -9,6 +9,7 @@
 
 #include "hosted/calls/breach.h"
 #include "hosted/calls/call_gate.h"
+#include "hosted/calls/handler_program.h"
 #include "hosted/calls/port_type.h"
 #include "hosted/calls/run_watch.h"
 #include "platform/records.h"
@@ -89,6 +90,14 @@ class HandlerPort {
   /// Ends the handler and frees what it left behind. One line for each wrong or forgotten release
   /// that was seen. Afterwards the port is a device without a filesystem.
   std::vector<std::string> Unmount();
+  /// Unmounts the handler until MountAgain(): every call fails with ERROR_DEVICE_NOT_MOUNTED. Its locks
+  /// and files are gone: none may be open.
+  void UnmountForNow();
+  /// Mounts the handler again as it was mounted, with its layers. False, with one line in `problem`,
+  /// when it refuses or does not fit: then calls fail as before.
+  bool MountAgain(std::string& problem);
+  /// What became of the handler; of none, that it is over.
+  HandlerProgram::Life life() const;
 
   // ---- Locks ---------------------------------------------------------------------------------
 
@@ -193,6 +202,10 @@ class HandlerPort {
   template <class Function>
   Vectored<Function> Vector(Function(::FileSystemVectors::*member),
                             CallGate::Purpose purpose = CallGate::Purpose::kAnything) const;
+  /// Takes the port of the handler, which was mounted.
+  void Adopt();
+  /// Forgets it again.
+  void Leave();
   bool Admits(CallGate::Purpose purpose) const;
   CallGate::Passage Pass() const;
   /// Starts an operation: `function` is the one that stands for it, "FSLock()".
@@ -216,11 +229,12 @@ class HandlerPort {
   RunWatch* watch_ = nullptr;
   int moves_ = -1;                           ///< of the watch, when the check was last asked for
   std::unique_ptr<MountedHandler> mounted_;  ///< none without a filesystem
-  ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without a filesystem
-  std::unique_ptr<ClassicFallback> classic_;       ///< null when nobody would answer
-  std::unique_ptr<ClassicAdapter> adapter_;        ///< of a classic port alone
+  ::FileSystemVectorPort* vector_port_ = nullptr;   ///< the handler's; null without one
+  std::unique_ptr<ClassicFallback> classic_;        ///< null when nobody would answer
+  std::unique_ptr<ClassicAdapter> adapter_;         ///< of a classic port alone
   bool is_named_by_root_ = false;
-  ::MsgPort own_port_{QUORLE_NT_MSGPORT};  ///< where there is none of a handler
+  PortRecord record_{QUORLE_NT_MSGPORT, 0, false};  ///< while the handler is unmounted for now
+  ::MsgPort own_port_{QUORLE_NT_MSGPORT};           ///< where there is none of a handler
   ::MsgPort* port_ = &own_port_;
 };
 

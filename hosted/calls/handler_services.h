@@ -76,12 +76,13 @@ class HostServices {
   Breach Examine(::ExamineData* record) const;
   /// How many objects and pieces of memory are out.
   std::size_t outstanding() const { return given_.size(); }
-  /// Frees what is out. Adds one line to complaints() for each kind of thing that was.
+  /// Frees what is out, and with the port the volume's name goes. What was out is in complaints().
   void FreeEverything();
-  /// Adds a line to complaints().
-  void Complain(const std::string& what) { lines_.push_back(what); }
-  /// One line for each kind of wrong release, with the first calls and checks in which there were
-  /// some: "freed twice or never allocated: a lock (2), in FSUnLock() of Lock.MissingName (2)".
+  /// Adds a line to complaints(), unless it is there.
+  void Complain(const std::string& what);
+  /// One line for each kind of wrong release, and for each kind of thing that FreeEverything() found,
+  /// with the first calls and checks in which there were some:
+  /// "freed twice or never allocated: a lock (2), in FSUnLock() of Lock.MissingName (2)".
   std::vector<std::string> complaints() const;
 
   /// The call that is made from now on: a function of the table, "FSLock()", or a packet. `function`
@@ -137,6 +138,7 @@ class HostServices {
   Origin origin_;
   std::vector<std::string> checks_{std::string()};
   std::map<std::string, Tally> mistakes_;
+  std::map<std::uint32_t, Tally> never_freed_;
   std::vector<std::string> lines_;
 };
 

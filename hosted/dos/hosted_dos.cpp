@@ -36,6 +36,33 @@ void HostedDos::ReleaseEverything() {
   current_dir_ = {};
 }
 
+OpenObjects HostedDos::ReleasePort(HandlerPort& port, LockHandle root) {
+  OpenObjects released;
+  std::int32_t res2 = 0;
+  files_.RemoveIf([&](FileHandle, OpenFile& file) {
+    if (file.port != &port) return false;
+    port.Close(res2, *file.handle);
+    ++released.files;
+    return true;
+  });
+  locks_.RemoveIf([&](LockHandle handle, PortObject& lock) {
+    if (lock.port != &port) return false;
+    port.UnLock(res2, std::exchange(lock.lock, nullptr));
+    if (handle == root) return false;
+    ++released.locks;
+    return true;
+  });
+  return released;
+}
+
+std::int32_t HostedDos::LockRootAgain(HandlerPort& port, LockHandle root) {
+  PortObject* const lock = locks_.Find(root);
+  if (lock == nullptr) return ERROR_INVALID_LOCK;
+  std::int32_t res2 = 0;
+  lock->lock = port.Lock(res2, nullptr, "", SHARED_LOCK);
+  return lock->lock == nullptr ? res2 : 0;
+}
+
 PortObject HostedDos::Start() {
   if (!current_dir_) return {parts_.list.home(), nullptr};
   const PortObject* const lock = locks_.Find(current_dir_);

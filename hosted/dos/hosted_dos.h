@@ -68,6 +68,13 @@ class HostedDos final : public DosInterface {
   OpenObjects CountOpen() const;
   /// Closes and frees everything that is open; the handles become stale.
   void ReleaseEverything();
+  /// Before the handler of `port` is unmounted for now: closes every file there and releases every lock.
+  /// `root`, a lock on its root, stays a handle without a lock behind it until LockRootAgain(); the
+  /// others become stale. Returns how many those were. The error code stays as it is.
+  OpenObjects ReleasePort(HandlerPort& port, LockHandle root);
+  /// Takes a lock behind `root` again, once the handler is mounted. Returns 0, or the error code with
+  /// which it failed: then the handle has none.
+  std::int32_t LockRootAgain(HandlerPort& port, LockHandle root);
 
   // ---- Files (hosted_dos_files.cpp) ------------------------------------------------------------
   FileHandle Open(const char* name, std::int32_t mode) override;

@@ -37,7 +37,11 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
 ::FileSystemVectorPort* IsolatedProgram::Mount(const ::HandlerMount& mount, HostServices& services,
                                                std::string& problem) {
   mount_ = mount;
+  // What the process leaves there is its own copy.
+  mount_.Medium = nullptr;
   services_ = &services;
+  functions_.clear();
+  complaints_.clear();
   calls_ = std::make_unique<HostCalls>(services, watch_);
   link_ = HandlerLink::Create(settings_.limit, settings_.gate, [this](const std::string& name) {
     const bool is_named = services_->SetVolumeName(port_, name.c_str());
@@ -108,6 +112,11 @@ bool IsolatedProgram::TakeMountAnswer(std::string& problem) {
   port_->FSV.Version = version;
   FollowVolume(has_name);
   return true;
+}
+
+HandlerProgram::Life IsolatedProgram::life() const {
+  if (link_ != nullptr && link_->running()) return Life::kRuns;
+  return may_restart_ ? Life::kComesBack : Life::kIsOver;
 }
 
 void IsolatedProgram::Unmount(::FileSystemVectorPort& port) {

@@ -31,7 +31,8 @@ struct IsolationSettings {
 /// With `restart` the next test begins with another process, as if the handler were mounted once
 /// more. Locks on the root are taken again there, so that the run keeps its current directory; all
 /// other locks and open files are dead, and calls with them fail with ERROR_DEVICE_NOT_MOUNTED. The
-/// volume is what the handler finds: empty when it keeps files in memory.
+/// volume is what the handler finds: empty when it keeps files in memory. The same goes for a handler
+/// that is mounted again: it gets a process of its own each time, which has no HandlerMount::Medium.
 class IsolatedProgram final : public HandlerProgram, private VectorCalls {
  public:
   /// `program` is mounted in the process alone. `watch` must outlive this.
@@ -41,6 +42,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                 std::string& problem) override;
   void Unmount(::FileSystemVectorPort& port) override;
+  Life life() const override;
   bool IsElsewhere() const override { return true; }
   bool TakesPackets() const override { return takes_packets_; }
   bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) override;

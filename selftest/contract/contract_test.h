@@ -76,6 +76,7 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
   /// Mounts the subject again with further keys, on an empty volume.
   void Remount(const MountKeys& keys);
 
+  Machine& machine() { return *machine_; }
   DosInterface& dos() { return machine_->dos(); }
   LockHandle root() const { return root_; }
   PortHandle port() { return dos().FileLockOf(root_).fl_Port; }

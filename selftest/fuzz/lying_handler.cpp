@@ -432,6 +432,7 @@ void Unmount(Port* port) {
 
 const struct Handler* QuorleLyingHandler() {
   static const ::Handler handler = {
-      sizeof handler, QUORLE_HANDLER_VERSION, "lying", Mount, Unmount, OnPacket, nullptr};
+      sizeof handler, QUORLE_HANDLER_VERSION,     "lying", Mount, Unmount,
+      OnPacket,       QuorleRamHandler()->Discard};
   return &handler;
 }

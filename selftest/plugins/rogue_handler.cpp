@@ -448,6 +448,7 @@ void Unmount(Port* port) {
 
 const struct Handler* QuorleRogueHandler() {
   static const ::Handler handler = {
-      sizeof handler, QUORLE_HANDLER_VERSION, "rogue", Mount, Unmount, OnPacket, nullptr};
+      sizeof handler, QUORLE_HANDLER_VERSION,     "rogue", Mount, Unmount,
+      OnPacket,       QuorleRamHandler()->Discard};
   return &handler;
 }
