@@ -43,7 +43,4 @@ class HandlerProcess {
   std::optional<int> status_;
 };
 
-/// "ended by signal 11 (SIGSEGV)", "exited with status 3".
-std::string DescribeEnd(int status);
-
 }  // namespace quorle::isolation
