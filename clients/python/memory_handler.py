@@ -70,6 +70,7 @@ class Node:
 class Lock:
     def __init__(self, node: Node) -> None:
         self.node = node
+        self.place = 0  # of a scan
 
 
 class File:
@@ -384,15 +385,19 @@ class MemoryHandler(q.Handler[Lock, File]):
     def examine_data_obj(self, lock: Optional[Lock], name: str) -> q.ExamineRecord:
         return self._record(self._find(lock, name))
 
-    def examine_data_dir(self, lock: Optional[Lock], place: q.Place) -> Tuple[q.ExamineRecord, q.Place]:
+    @staticmethod
+    def _following(node: Node, place: int) -> Node:
         """The place is the id of the last object: what is deleted or made meanwhile disturbs nobody."""
+        left: List[Node] = [child for child in node.children.values() if child.id > place]
+        if not left:
+            raise DosError(q.ERROR_NO_MORE_ENTRIES)
+        return min(left, key=lambda child: child.id)
+
+    def examine_data_dir(self, lock: Optional[Lock], place: q.Place) -> Tuple[q.ExamineRecord, q.Place]:
         node = self._node(lock)
         if node.kind != q.FSO_TYPE_DIRECTORY:
             raise DosError(q.ERROR_OBJECT_WRONG_TYPE)
-        left: List[Node] = [child for child in node.children.values() if child.id > place[0]]
-        if not left:
-            raise DosError(q.ERROR_NO_MORE_ENTRIES)
-        following = min(left, key=lambda child: child.id)
+        following = self._following(node, place[0])
         return self._record(following), (following.id, 0)
 
     # ---- The volume ----
