@@ -9,6 +9,7 @@
 #include "calls/tags.h"
 #include "calls/vector_table.h"
 #include "calls/words.h"
+#include "hosted/calls/classic_fallback.h"
 #include "hosted/calls/invoke.h"
 #include "hosted/calls/mounted_handler.h"
 #include "hosted/calls/packet_adapter.h"
@@ -47,6 +48,9 @@ HandlerPort::HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted,
       vector_port_(mounted_->port()),
       port_(&vector_port_->MP) {
   port_->ln_Type = type == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
+  if (type == PortType::kClassic || mounted_->TakesPackets()) {
+    classic_ = std::make_unique<ClassicFallback>(*this, type == PortType::kClassic);
+  }
 }
 
 HandlerPort::~HandlerPort() = default;
@@ -67,7 +71,7 @@ PortRecord HandlerPort::Record() const {
 }
 
 bool HandlerPort::IsFileSystem() {
-  if (type_ != PortType::kPacket) return type_ == PortType::kVector;
+  if (type_ == PortType::kVector || type_ == PortType::kNone) return type_ == PortType::kVector;
   ::DosPacket question{};
   question.dp_Type = QUORLE_ACTION_IS_FILESYSTEM;
   Send(question);
@@ -94,6 +98,30 @@ bool HandlerPort::Cover(const NamedLayer& layer, std::string_view value, std::st
   return mounted_->Cover(layer, value, problem);
 }
 
+bool HandlerPort::NameVolumeByRoot(std::string& problem) {
+  if (!mounted_->TakesPacketsAlone() || (volume_name() && !is_named_by_root_)) return true;
+  is_named_by_root_ = true;
+  std::int32_t res2 = 0;
+  ::Lock* const root = Lock(res2, nullptr, "", SHARED_LOCK);
+  if (root == nullptr) return true;
+  ::ExamineData* const record = ExamineLock(res2, root);
+  const std::string name = record == nullptr ? "" : record->Name;
+  FreeExamineData(record);
+  UnLock(res2, root);
+  if (name.empty() || mounted_->services().SetVolumeName(vector_port_, name.c_str())) return true;
+  problem = HostServices::IsVolumeName(name) ? "the volume name \"" + name + "\" is taken"
+                                             : "the name of the root is no name for a volume";
+  return false;
+}
+
+void HandlerPort::ReadVolumeName() {
+  if (!is_named_by_root_) return;
+  std::string problem;
+  if (!NameVolumeByRoot(problem) && watch_ != nullptr) {
+    watch_->Report("handler of " + device_name_ + ": " + problem);
+  }
+}
+
 void HandlerPort::FreeExamineData(::ExamineData* data) {
   if (mounted_) mounted_->services().FreeDosObject(QUORLE_DOS_EXAMINEDATA, data);
 }
@@ -104,6 +132,7 @@ void HandlerPort::Report(const std::string& what) {
 
 std::vector<std::string> HandlerPort::Unmount() {
   if (!mounted_) return {};
+  if (classic_ != nullptr) classic_->EndScans();
   {
     const CallGate::Passage passage = Pass();
     mounted_->Stop();
@@ -112,6 +141,8 @@ std::vector<std::string> HandlerPort::Unmount() {
   type_ = PortType::kNone;
   port_ = &own_port_;
   vector_port_ = nullptr;
+  classic_.reset();
+  is_named_by_root_ = false;
   mounted_.reset();
   return complaints;
 }
@@ -219,6 +250,7 @@ void HandlerPort::Report(const std::string& what, std::int32_t code, std::int32_
 }
 
 bool HandlerPort::UnLock(std::int32_t& res2, ::Lock* lock) {
+  if (classic_ != nullptr) classic_->EndScansOf(lock);
   return Invoke<&Vectors::FSUnLock>(res2, lock);
 }
 
@@ -380,6 +412,11 @@ bool HandlerPort::ExamineDir(std::int32_t& res2, ::PRIVATE_ExamineDirContext& co
   return Invoke<&Vectors::FSExamineDir>(res2, &context);
 }
 
+void HandlerPort::EndDir(::PRIVATE_ExamineDirContext& context) {
+  FreeExamineData(std::exchange(context.Entry, nullptr));
+  if (classic_ != nullptr) classic_->EndScan(context);
+}
+
 // ---- Volume -------------------------------------------------------------------------------------
 
 bool HandlerPort::FileSystemAttr(std::int32_t& res2, const ::TagItem* tags) {
@@ -395,7 +432,9 @@ bool HandlerPort::DeviceInfoData(std::int32_t& res2, ::InfoData& info) {
 }
 
 bool HandlerPort::Inhibit(std::int32_t& res2, bool on) {
-  return Invoke<&Vectors::FSInhibit>(res2, on ? kDosTrue : kDosFalse);
+  const bool done = Invoke<&Vectors::FSInhibit>(res2, on ? kDosTrue : kDosFalse);
+  if (done && !on) ReadVolumeName();
+  return done;
 }
 
 bool HandlerPort::WriteProtect(std::int32_t& res2, bool on, std::uint32_t key) {
@@ -411,7 +450,13 @@ bool HandlerPort::Serialize(std::int32_t& res2) {
 }
 
 bool HandlerPort::Relabel(std::int32_t& res2, const char* volume) {
-  return Invoke<&Vectors::FSRelabel>(res2, volume);
+  if (is_named_by_root_ && !mounted_->services().MayBeNamed(vector_port_, volume)) {
+    res2 = ERROR_OBJECT_EXISTS;
+    return false;
+  }
+  const bool done = Invoke<&Vectors::FSRelabel>(res2, volume);
+  if (done) ReadVolumeName();
+  return done;
 }
 
 bool HandlerPort::AddNotify(std::int32_t& res2, ::NotifyRequest* request) {

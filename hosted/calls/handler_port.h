@@ -16,6 +16,7 @@
 
 namespace quorle {
 
+class ClassicFallback;
 template <auto kFunction>
 class Invocation;
 class MountedHandler;
@@ -26,7 +27,8 @@ struct NamedLayer;
 /// Every operation sets `res2` to 0 first and leaves the error code there; it counts when the
 /// result is the failure value (false, null, -1). On a vector port the function of the table is
 /// called; when it is missing, and always on a packet port, the matching packet is sent
-/// (packet_adapter.h lists them). A packet that nobody answers is a failure with 209, with -1 where
+/// (packet_adapter.h lists them), and where the handler's packet function does not know that one, the
+/// classic ones (classic_fallback.h). A packet that nobody answers is a failure with 209, with -1 where
 /// the operation fails with -1 (our choice: 0 would pass for the end of a file or a position). On a
 /// device without a filesystem every operation fails that way.
 ///
@@ -45,8 +47,8 @@ class HandlerPort {
  public:
   /// A device without a filesystem. `device_name` is without its colon.
   explicit HandlerPort(std::string device_name);
-  /// A mounted handler; made by MountHandler() (mount.h). `type` is kVector or kPacket. `watch`,
-  /// which may be null, must outlive this.
+  /// A mounted handler; made by MountHandler() (mount.h). `type` is not kNone. `watch`, which may be
+  /// null, must outlive this.
   HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted, RunWatch* watch);
   /// Unmounts.
   ~HandlerPort();
@@ -77,6 +79,10 @@ class HandlerPort {
   /// Sends `packet` as it is and fills its results. The function that it stands for answers;
   /// when that is missing the handler's own packet function; when that is missing too, 0 and 209.
   void Send(::DosPacket& packet);
+  /// Takes the volume's name from the root when the handler takes packets alone and has named no
+  /// volume; from then on again after Relabel() and after Inhibit(false). False, with one line in
+  /// `problem`, when the volume cannot have that name. Without a root there is no volume.
+  bool NameVolumeByRoot(std::string& problem);
   /// Frees a record that an Examine operation gave, or the Entry of a scan; null is allowed.
   void FreeExamineData(::ExamineData* data);
   /// Ends the handler and frees what it left behind. One line for each wrong or forgotten release
@@ -145,6 +151,9 @@ class HandlerPort {
   ::ExamineData* ExamineFile(std::int32_t& res2, ::FileHandle& file);
   /// The next object of a scan, in context.Entry; false with 232 at the end.
   bool ExamineDir(std::int32_t& res2, ::PRIVATE_ExamineDirContext& context);
+  /// Ends a scan, wherever it is: whoever calls ExamineDir() calls this once when he is done with
+  /// `context`, as long as its lock is one. Frees the Entry and what dos keeps for the scan.
+  void EndDir(::PRIVATE_ExamineDirContext& context);
 
   // ---- Volume --------------------------------------------------------------------------------
 
@@ -157,6 +166,8 @@ class HandlerPort {
   bool WriteProtect(std::int32_t& res2, bool on, std::uint32_t key);
   bool Format(std::int32_t& res2, const char* volume, std::uint32_t dos_type);
   bool Serialize(std::int32_t& res2);
+  /// Where dos names the volume by its root, a name that is taken is refused with 203, before anything
+  /// is sent.
   bool Relabel(std::int32_t& res2, const char* volume);
   bool AddNotify(std::int32_t& res2, ::NotifyRequest* request);
   bool RemoveNotify(std::int32_t& res2, ::NotifyRequest* request);
@@ -170,6 +181,7 @@ class HandlerPort {
   auto Invoke(std::int32_t& res2, Args... args);
 
  private:
+  friend class ClassicFallback;
   template <auto kFunction>
   friend class Invocation;
 
@@ -193,6 +205,8 @@ class HandlerPort {
   static bool EndTexts(const ::TagItem* tags);
   void Report(Breach breach, std::int32_t& res2);
   void Report(const std::string& what, std::int32_t code, std::int32_t& res2);
+  /// The volume may have another name now; one that it cannot have is reported, and the old one stays.
+  void ReadVolumeName();
 
   PortType type_;
   std::string device_name_;
@@ -201,7 +215,9 @@ class HandlerPort {
   int moves_ = -1;                           ///< of the watch, when the check was last asked for
   std::unique_ptr<MountedHandler> mounted_;  ///< none without a filesystem
   ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without a filesystem
-  ::MsgPort own_port_{QUORLE_NT_MSGPORT};          ///< where there is none of a handler
+  std::unique_ptr<ClassicFallback> classic_;       ///< null when nobody would answer
+  bool is_named_by_root_ = false;
+  ::MsgPort own_port_{QUORLE_NT_MSGPORT};  ///< where there is none of a handler
   ::MsgPort* port_ = &own_port_;
 };
 

@@ -86,14 +86,6 @@ const char* KindName(std::uint32_t kind) {
   }
 }
 
-bool IsVolumeName(std::string_view name) {
-  if (name.empty() || name.size() > kMaxNameLength) return false;
-  return std::none_of(name.begin(), name.end(), [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return c == ':' || c == '/' || byte < 0x20 || byte == 0x7F;
-  });
-}
-
 // A packet sent straight to the port; in every vector table.
 void EmulatePacket(::FileSystemVectorPort* port, ::DosPacket* packet) {
   if (!AnswerByVector(*port, *packet)) AnswerNotKnown(*packet);
@@ -178,6 +170,14 @@ void HostServices::FreeVec(void* memory) {
   Release(memory, kMemory);
 }
 
+bool HostServices::IsVolumeName(std::string_view name) {
+  if (name.empty() || name.size() > kMaxNameLength) return false;
+  return std::none_of(name.begin(), name.end(), [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return c == ':' || c == '/' || byte < 0x20 || byte == 0x7F;
+  });
+}
+
 bool HostServices::SetVolumeName(const ::FileSystemVectorPort* port, const char* name) {
   if (!OwnsPort(port)) {
     Note("SetVolumeName() for a port that is not the handler's");
@@ -188,7 +188,7 @@ bool HostServices::SetVolumeName(const ::FileSystemVectorPort* port, const char*
     return true;
   }
   if (!IsVolumeName({name, strnlen(name, kMaxNameLength + 1)})) return false;
-  if (may_be_named_ && !may_be_named_(port->MP, name)) return false;
+  if (!MayBeNamed(port, name)) return false;
   volume_name_ = name;
   return true;
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -48,14 +49,20 @@ class HostServices {
   void FreeDosObject(std::uint32_t type, void* object);
   void* AllocVec(std::uint32_t bytes);
   void FreeVec(void* memory);
-  /// A name must be 1 to 255 bytes long, without ':' and '/' and control bytes. No more than that
-  /// is looked at.
+  /// The name must be one that IsVolumeName() and MayBeNamed() allow. No more than 256 bytes of it are
+  /// looked at.
   bool SetVolumeName(const ::FileSystemVectorPort* port, const char* name);
   void Report(const char* line) const;
 
   // ---- The host's side -----------------------------------------------------------------------
 
   Clock& clock() { return clock_; }
+  /// Whether `name` is 1 to 255 bytes long, without ':' and '/' and control bytes.
+  static bool IsVolumeName(std::string_view name);
+  /// Whether nothing else that `port` is not is called `name`.
+  bool MayBeNamed(const ::FileSystemVectorPort* port, const std::string& name) const {
+    return !may_be_named_ || may_be_named_(port->MP, name);
+  }
   const std::optional<std::string>& volume_name() const { return volume_name_; }
   /// Whether `port` is a live port of AllocDosObject().
   bool OwnsPort(const ::FileSystemVectorPort* port) const;

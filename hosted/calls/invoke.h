@@ -8,8 +8,10 @@
 #include <type_traits>
 #include <utility>
 
+#include "calls/classic_packets.h"
 #include "calls/vector_table.h"
 #include "calls/words.h"
+#include "hosted/calls/classic_fallback.h"
 #include "hosted/calls/handler_port.h"
 #include "hosted/calls/mounted_handler.h"
 #include "hosted/calls/packet_adapter.h"
@@ -145,6 +147,7 @@ class Invocation<kFunction> {
  private:
   static constexpr const calls::VectorForm& kForm = calls::kVector<kFunction>;
   static constexpr std::index_sequence_for<Args...> kIndices{};
+  static constexpr bool kHasClassicWay = ClassicFallback::Has(kForm.packet.action);
   static constexpr CallGate::Purpose kPurpose =
       kForm.Releases() ? CallGate::Purpose::kRelease : CallGate::Purpose::kAnything;
 
@@ -166,6 +169,9 @@ class Invocation<kFunction> {
   /// Not inlined: its texts on the stack would cost the way by vector time.
   [[gnu::noinline]] static Answer Send(HandlerPort& port, std::int32_t& res2, Args... args) {
     std::int32_t action = kForm.packet.action;
+    if (kHasClassicWay && port.classic_ != nullptr && port.classic_->IsRemembered(action)) {
+      return SendClassic(port, res2, args...);
+    }
     if constexpr (kForm.packet.action == calls::kActionIsMode) {
       // The mode becomes the number of the packet: any other number would ask for something else.
       action = std::get<sizeof...(Args) - 1>(std::tuple(args...));
@@ -180,7 +186,20 @@ class Invocation<kFunction> {
     const bool by_vector = port.Deliver(packet);
     const calls::Outcome outcome = calls::OutcomeOf(packet);
     res2 = outcome.res2;
-    if (kForm.result == '-' && !by_vector && IsNotKnown(outcome)) return Failure();
+    if (!by_vector && IsNotKnown(outcome)) {
+      if (calls::IsNewerPacket(kForm.packet.action) && kHasClassicWay && port.classic_ != nullptr) {
+        port.classic_->Remember(action);
+        return SendClassic(port, res2, args...);
+      }
+      if (kForm.result == '-') return Failure();
+    }
+    return Accept(port, res2, outcome.result, args...);
+  }
+
+  static Answer SendClassic(HandlerPort& port, std::int32_t& res2, Args... args) {
+    const std::array<std::int64_t, sizeof...(Args)> words{calls::ToWord(args)...};
+    const calls::Outcome outcome = port.classic_->Send(kForm, words);
+    res2 = outcome.res2;
     return Accept(port, res2, outcome.result, args...);
   }
 

@@ -17,9 +17,12 @@ std::unique_ptr<HandlerPort> MountHandler(std::unique_ptr<HandlerProgram> progra
       problem = "port=vector: the handler has no functions, it takes packets alone";
       return nullptr;
     }
-    type = PortType::kPacket;
+    type = type.value_or(PortType::kPacket);
   }
-  return std::make_unique<HandlerPort>(type.value_or(PortType::kVector), std::move(mounted), watch);
+  auto port =
+      std::make_unique<HandlerPort>(type.value_or(PortType::kVector), std::move(mounted), watch);
+  if (!port->NameVolumeByRoot(problem)) return nullptr;
+  return port;
 }
 
 std::unique_ptr<HandlerPort> MountHandler(const ::Handler& handler, MountRequest request,

@@ -65,7 +65,7 @@ bool MountedHandler::HandlerPacket(::DosPacket& packet) {
 }
 
 bool MountedHandler::TakesPacketsAlone() const {
-  return port_ != nullptr && program_->TakesPackets() && !HasFunctions(port_->FSV);
+  return port_ != nullptr && TakesPackets() && !HasFunctions(port_->FSV);
 }
 
 }  // namespace quorle

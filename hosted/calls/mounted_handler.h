@@ -23,7 +23,7 @@ using MountKeys = std::vector<std::pair<std::string, std::string>>;
 /// How a handler is mounted.
 struct MountRequest {
   std::string device_name;  ///< without its colon
-  /// kVector or kPacket. None: a handler of packets alone gets a packet port, any other a vector port.
+  /// Not kNone. None given: a handler of packets alone gets a packet port, any other a vector port.
   std::optional<PortType> type = {};
   MountKeys keys = {};
   VolumeNameCheck may_be_named = {};  ///< asked whenever the handler names its volume; null: yes
@@ -58,7 +58,9 @@ class MountedHandler {
   const HostServices& services() const { return services_; }
   /// Hands `packet` to the handler's own packet function. False when it has none.
   bool HandlerPacket(::DosPacket& packet);
-  /// Whether it has that function and nothing else: it can only be behind a packet port.
+  /// Whether it has one; known after Start().
+  bool TakesPackets() const { return program_->TakesPackets(); }
+  /// Whether it has that function and nothing else: it can only be behind a port of packets.
   bool TakesPacketsAlone() const;
 
  private:

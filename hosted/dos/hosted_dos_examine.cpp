@@ -149,7 +149,7 @@ void HostedDos::FreeDosObject(std::uint32_t type, const ExamineData* data) {
     port.Report("FSExamineDir() gives the same entry again and again");
     res2 = ERROR_NO_MORE_ENTRIES;
   }
-  port.FreeExamineData(scan.Entry);  // of a call that failed all the same
+  port.EndDir(scan);
   if (found == nullptr && res2 == ERROR_NO_MORE_ENTRIES) res2 = ERROR_OBJECT_NOT_FOUND;
   if (root != nullptr) {
     std::int32_t unused = 0;
