@@ -599,6 +599,8 @@ class Session:
                 _not_known()
         except DosError as error:
             answer["code"] = error.code
+            if error.code == ERROR_ACTION_NOT_KNOWN:
+                answer["result"] = 0
         if action == 1007:
             self._files.forget(given[0][1])
         answer["type"] = "answer"

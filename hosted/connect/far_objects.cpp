@@ -1,6 +1,7 @@
 #include "hosted/connect/far_objects.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "hosted/calls/handler_program.h"
@@ -37,7 +38,7 @@ std::int64_t FarObjects::NumberOf(const ::FileHandle* file) const {
 ::Lock* FarObjects::AddLock(std::int64_t number, std::int32_t mode) {
   RefuseLive(locks_, number, "a lock");
   auto* const lock = static_cast<::Lock*>(services_.AllocDosObject(QUORLE_DOS_LOCK, nullptr));
-  if (lock == nullptr) return nullptr;
+  if (lock == nullptr) throw std::bad_alloc();
   lock->fl_Access = mode;
   locks_[lock] = number;
   return lock;

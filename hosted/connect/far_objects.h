@@ -20,8 +20,8 @@ class FarObjects {
 
   std::int64_t NumberOf(const ::Lock* lock) const;
   std::int64_t NumberOf(const ::FileHandle* file) const;
-  /// A lock that the far end has given the number `number`, above 0; null without memory. Throws
-  /// ProgramEnd when another lock has that number.
+  /// A lock that the far end has given the number `number`, above 0. Throws ProgramEnd when another
+  /// lock has that number.
   ::Lock* AddLock(std::int64_t number, std::int32_t mode);
   /// A file that the far end has opened as `number`, in the same way.
   void AddFile(std::int64_t number, ::FileHandle& file);

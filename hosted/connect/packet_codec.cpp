@@ -198,10 +198,6 @@ void PacketCodec::TakeAnswer(const Json& answer, ::DosPacket& packet) {
   Answered call{calls::ShapeOfPacket(packet), calls::WordsOf(packet), {}};
   call.outcome.res2 = NumberIn<std::int32_t>(answer, "code", 0);
   call.outcome.result = ResultFrom(answer, call);
-  if (call.outcome.result == 0 && call.shape.result == 'E' && Find(answer, "result") != nullptr &&
-      Find(answer, "result")->is_object()) {
-    call.outcome.res2 = ERROR_NO_FREE_STORE;
-  }
   for (std::size_t i = 0; i < std::strlen(call.shape.arguments); ++i) TakeArgument(answer, call, i);
   TakeMode(answer, call);
   calls::SetOutcome(packet, call.outcome);
@@ -223,8 +219,9 @@ std::int64_t PacketCodec::ResultFrom(const Json& answer, const Answered& call) {
       return reinterpret_cast<std::intptr_t>(objects_.AddLock(number, mode));
     }
     case 'E':
-      if (!given->is_object()) Refuse(*given, "result", "record: a map, or nil");
-      return reinterpret_cast<std::intptr_t>(RecordFrom(*given, services_));
+      if (given->is_object()) return reinterpret_cast<std::intptr_t>(RecordFrom(*given, services_));
+      if (*given == 0) return 0;
+      Refuse(*given, "result", "record: a map, or 0");
     case '#':
       if (is_truth) return given->get<bool>() ? kDosTrue : kDosFalse;
       break;

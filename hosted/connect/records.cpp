@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <span>
 #include <string_view>
@@ -157,7 +158,7 @@ Json DateValue(const ::DateStamp& date) {
                             {QUORLE_TAG_DONE, 0}};
   auto* const record =
       static_cast<::ExamineData*>(services.AllocDosObject(QUORLE_DOS_EXAMINEDATA, tags));
-  if (record == nullptr) return nullptr;
+  if (record == nullptr) throw std::bad_alloc();
   record->Type = data.Type;
   record->FileSize = data.FileSize;
   record->Date = day;

@@ -22,8 +22,8 @@ inline constexpr std::size_t kMostRecordText = 65'000;
 nlohmann::json DateValue(const ::DateStamp& date);
 ::DateStamp DateFrom(const nlohmann::json& value, std::string_view name);
 
-/// A record of `services` from `map`, which the far end gave; null without memory. What is not in
-/// `map` stays as AllocDosObject() makes it.
+/// A record of `services` from `map`, which the far end gave. What is not in `map` stays as
+/// AllocDosObject() makes it.
 ::ExamineData* RecordFrom(const nlohmann::json& map, HostServices& services);
 
 /// Fills `info` with what `value`, which the far end gave, says.
