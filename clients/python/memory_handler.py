@@ -68,8 +68,9 @@ class Node:
 
 
 class Lock:
-    def __init__(self, node: Node) -> None:
+    def __init__(self, node: Node, mode: int) -> None:
         self.node = node
+        self.mode = mode
         self.place = 0  # of a scan
 
 
@@ -142,9 +143,10 @@ class MemoryHandler(q.Handler[Lock, File]):
 
     def _give_lock(self, node: Node, mode: int) -> Lock:
         """Locks on directories are always shared."""
-        node.take(mode == q.EXCLUSIVE_LOCK and node.kind == q.FSO_TYPE_FILE)
+        exclusive = mode == q.EXCLUSIVE_LOCK and node.kind == q.FSO_TYPE_FILE
+        node.take(exclusive)
         self._in_use += 1
-        return Lock(node)
+        return Lock(node, q.EXCLUSIVE_LOCK if exclusive else q.SHARED_LOCK)
 
     def _give_file(self, node: Node, exclusive: bool) -> File:
         if node.kind != q.FSO_TYPE_FILE:
@@ -178,8 +180,9 @@ class MemoryHandler(q.Handler[Lock, File]):
 
     def change_lock_mode(self, lock: Optional[Lock], mode: int) -> None:
         node = self._node(lock)
-        if node.kind == q.FSO_TYPE_FILE:
+        if lock is not None and node.kind == q.FSO_TYPE_FILE:
             node.change(mode)
+            lock.mode = mode
         elif mode == q.EXCLUSIVE_LOCK:
             raise DosError(q.ERROR_OBJECT_WRONG_TYPE)
 

@@ -12,7 +12,8 @@ Then `quorle --mount "DH0=exec:python3 myfs.py" DH0:` starts it, or `python3 myf
 A method that is missing answers "not known" (209): the tester skips what needs it, or asks the classic way.
 Errors are exceptions: raise DosError(ERROR_OBJECT_NOT_FOUND). Locks and open files are objects of your own
 choice: what locate_object() and open() return comes back as the argument of later calls. A lock of None is
-the root. Any other exception ends the handler, with a traceback on standard error.
+the root; one that has an attribute `mode` was granted in that mode, any other in SHARED_LOCK. Any other
+exception ends the handler, with a traceback on standard error.
 
 The protocol is described in docs/connect.md. This file needs Python 3.9 or newer and python3-msgpack.
 """
@@ -639,7 +640,8 @@ class Session:
         if gives == "truth":
             return {"result": -1 if thing else 0}
         if gives == "lock":
-            return {"result": 0 if thing is None else self._locks.add(thing)}
+            mode = getattr(thing, "mode", SHARED_LOCK)
+            return {"result": 0 if thing is None else self._locks.add(thing), "mode": mode}
         if gives == "file":
             return {"result": -1, "handle": self._files.add(thing)}
         if gives == "bytes":
