@@ -244,7 +244,7 @@ Json GoodAnswer(std::int32_t action, std::int64_t id) {
 Json AnyValue(ByteChoices& choices) {
   constexpr std::array<std::int64_t, 10> kNumbers = {
       0, 1, -1, 2, 255, 65536, 0x7FFFFFFF, -0x80000000LL, 0x7FFFFFFFFFFFFFFF, -0x7FFFFFFFFFFFFFFF};
-  const std::size_t size = choices.Below(2) == 0 ? choices.Below(300) : choices.Below(4) * 20'000;
+  const std::size_t size = choices.Below(16) != 0 ? choices.Below(300) : choices.Below(4) * 20'000;
   switch (choices.Below(11)) {
     case 0:
       return nullptr;
@@ -263,7 +263,7 @@ Json AnyValue(ByteChoices& choices) {
     case 7:
       return Json::binary(Json::binary_t::container_type(choices.Below(2) == 0 ? 36 : 260, 0xFF));
     case 8:
-      return Json(choices.Below(2) == 0 ? std::size_t{3} : choices.Below(1200),
+      return Json(choices.Below(2) == 0 ? std::size_t{3} : choices.Below(16) * 75,
                   kNumbers[choices.Below(10)]);
     case 9:
       return {{"name", "\xC3\xA4"}, {"bytes", AnyValue(choices)}};
@@ -287,16 +287,38 @@ void MakeWrong(Json& message, ByteChoices& choices) {
 std::string WrongAnswers(std::string_view input, std::size_t first) {
   ByteChoices choices(input);
   std::string stream;
-  for (std::size_t i = 0; i < kAsked; ++i) {
+  // The program hardly ever goes on behind the first.
+  std::size_t wrong = 0;
+  for (std::size_t i = 0; i < kAsked && wrong < 2; ++i) {
     constexpr std::int64_t kFirstId = 5;
     Json answer = GoodAnswer(ActionAt(first, i), kFirstId + static_cast<std::int64_t>(i));
-    if (choices.Below(20) == 0) stream += Message({{"type", "log"}, {"line", AnyValue(choices)}});
-    if (choices.Below(20) == 0)
-      stream += Message({{"type", "volume"}, {"name", AnyValue(choices)}});
-    if (choices.Below(4) == 0) MakeWrong(answer, choices);
-    if (choices.Below(8) == 0)
-      answer.erase(
-          std::next(answer.begin(), static_cast<std::ptrdiff_t>(choices.Below(answer.size()))));
+    switch (choices.Below(20)) {
+      case 0:
+        stream += Message({{"type", "log"}, {"line", AnyValue(choices)}});
+        break;
+      case 1:
+        stream += Message({{"type", "volume"}, {"name", AnyValue(choices)}});
+        break;
+      case 2:
+      case 3: {
+        const std::size_t at = choices.Below(answer.size());
+        answer.erase(std::next(answer.begin(), static_cast<std::ptrdiff_t>(at)));
+        ++wrong;
+        break;
+      }
+      case 4:
+      case 5:
+      case 6:
+      case 7:
+      case 8:
+      case 9:
+      case 10:
+        MakeWrong(answer, choices);
+        ++wrong;
+        break;
+      default:
+        break;
+    }
     stream += Message(answer);
   }
   return stream;
@@ -329,11 +351,12 @@ void Feed(std::string_view input) {
   const auto byte = [&input](std::size_t at) {
     return at < input.size() ? static_cast<unsigned char>(input[at]) : 0U;
   };
-  std::string stream =
+  static const std::string kStart =
       Message({{"type", "hello"}, {"id", 1}, {"protocol", 1}, {"handler", "fuzz"}}) +
       Message({{"type", "mounted"}, {"id", 2}, {"volume", "Fuzz"}}) +
       Message({{"type", "answer"}, {"id", 3}, {"result", 1}}) +
       Message({{"type", "answer"}, {"id", 4}, {"result", -1}, {"handle", 1}});
+  std::string stream = kStart;
   const std::string_view rest = input.substr(input.size() < 2 ? input.size() : 2);
   stream += byte(1) % 4 > 1 ? WrongAnswers(rest, byte(0)) : Stream(rest, byte(1) % 4 == 1);
   // As much as a socket holds.
