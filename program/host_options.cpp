@@ -180,8 +180,9 @@ constexpr const char* kTrace = "--trace";
 /// All of them, in the order of --help.
 constexpr HostOption kOptions[] = {
     {"--mount", "SPEC",
-     "Mounts one more device: NAME=HANDLER[,key=value...]. Keys for every handler: "
-     "port=vector, packet or classic, volume, dostype, version, state, deviate; of plugins isolate, limit, "
+     "Mounts one more device: NAME=HANDLER[,key=value...]. HANDLER is ram, dir:PATH, plugin:FILE, "
+     "exec:COMMAND or connect:unix:PATH. Keys for every handler: "
+     "port=vector, packet or classic, volume, dostype, version, state, deviate; of plugins, connect and exec isolate, limit, "
      "restart. Repeatable.",
      ReadMount, true},
     {kTrace, "FILE", "Writes every platform call to a file.", ReadTraceFile},

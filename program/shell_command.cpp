@@ -16,6 +16,7 @@
 #include <cstring>
 #include <optional>
 
+#include "hosted/calls/process_end.h"
 #include "hosted/isolation/handler_process.h"
 #include "program/orphans.h"
 
@@ -241,7 +242,7 @@ std::string RunShellCommand(const ShellCommand& command) {
   const std::string& line = output.End();
   if (status == 0) return {};
   const auto seconds = command.limit.count();
-  std::string how = status ? (*status == -1 ? "could not be run" : isolation::DescribeEnd(*status))
+  std::string how = status ? (*status == -1 ? "could not be run" : DescribeEnd(*status))
                            : "did not end within " + std::to_string(seconds) +
                                  (seconds == 1 ? " second" : " seconds");
   return line.empty() ? how : how + ": \"" + line + "\"";

@@ -6,6 +6,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "harness/entry.h"
@@ -20,6 +21,7 @@
 #include "platform/trace_json.h"
 #include "platform/tracing.h"
 #include "program/call_watch.h"
+#include "program/connect_handler.h"
 #include "program/left_behind.h"
 #include "program/line_file.h"
 #include "program/orphans.h"
@@ -188,6 +190,9 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
       {.limit = options.limit, .was_interrupted = [&breaks] { return breaks.IsPending(); }}, watch);
   MachineOptions machine_options = MachineFor(options);
   machine_options.handlers.push_back(PluginHandler(watch, &gate));
+  for (NamedHandler& handler : ConnectHandlers(watch, &gate)) {
+    machine_options.handlers.push_back(std::move(handler));
+  }
   std::string problem;
   const std::unique_ptr<Machine> machine = Machine::Build(machine_options,
                                                           {.console = console,

@@ -229,9 +229,9 @@ class HandlerPort {
   RunWatch* watch_ = nullptr;
   int moves_ = -1;                           ///< of the watch, when the check was last asked for
   std::unique_ptr<MountedHandler> mounted_;  ///< none without a filesystem
-  ::FileSystemVectorPort* vector_port_ = nullptr;   ///< the handler's; null without one
-  std::unique_ptr<ClassicFallback> classic_;        ///< null when nobody would answer
-  std::unique_ptr<ClassicAdapter> adapter_;         ///< of a classic port alone
+  ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without one
+  std::unique_ptr<ClassicFallback> classic_;       ///< null when nobody would answer
+  std::unique_ptr<ClassicAdapter> adapter_;        ///< of a classic port alone
   bool is_named_by_root_ = false;
   PortRecord record_{QUORLE_NT_MSGPORT, 0, false};  ///< while the handler is unmounted for now
   ::MsgPort own_port_{QUORLE_NT_MSGPORT};           ///< where there is none of a handler

@@ -1,13 +1,28 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hosted/calls/handler_services.h"
 #include "quorle/handler.h"
 
 namespace quorle {
+
+/// What a program throws, out of any of its functions, when the handler behind it has ended or cannot
+/// be talked to: the process that it is in ends, and the line about that says how() in place of the
+/// process's own end: "closed the connection". For programs in a process of their own alone.
+class ProgramEnd final : public std::exception {
+ public:
+  explicit ProgramEnd(std::string how) : how_(std::move(how)) {}
+  const std::string& how() const { return how_; }
+  const char* what() const noexcept override { return how_.c_str(); }
+
+ private:
+  std::string how_;
+};
 
 /// What runs behind one mount: a handler in this process, or the way to one in another.
 class HandlerProgram {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "hosted/calls/process_end.h"
 #include "hosted/isolation/crash_trace.h"
 #include "hosted/isolation/wire.h"
 
@@ -90,6 +91,10 @@ std::optional<std::string> HandlerLink::Exchange() {
       patience.CountLast(gate_);
       return std::nullopt;
     }
+    if (kind == kEnded) {
+      process_.reset();
+      return HowItEnded();
+    }
     patience.Count(*process_, gate_);
     if (const auto late = IsTooLate(patience, "answer")) return Aborted(*late);
     AnswerQuestion();
@@ -138,12 +143,22 @@ bool HandlerLink::Receive(std::int64_t& kind) {
   kind = head.Number();
   const std::int64_t length = head.Number();
   const std::span<const std::byte> body = place.subspan(kReplyHead);
-  if ((kind != kAnswer && kind != kQuestion) || length < 0 ||
+  if ((kind != kAnswer && kind != kQuestion && kind != kEnded) || length < 0 ||
       static_cast<std::uint64_t>(length) > body.size()) {
     return false;
   }
   received_.assign(body.begin(), body.begin() + static_cast<std::ptrdiff_t>(length));
   return true;
+}
+
+/// What the process itself says of the end of the handler, when it is a line that can be shown.
+std::string HandlerLink::HowItEnded() const {
+  MessageReader end(received_);
+  std::string how = end.Text();
+  const bool is_line =
+      !how.empty() && how.size() <= kMostEndText &&
+      std::all_of(how.begin(), how.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  return is_line && end.ReadAll() ? how : kWithoutShape;
 }
 
 void HandlerLink::AnswerQuestion() {

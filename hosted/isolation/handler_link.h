@@ -81,6 +81,7 @@ class HandlerLink {
   std::optional<std::string> IsTooLate(const Patience& patience, const char* what) const;
   bool Receive(std::int64_t& kind);
   void AnswerQuestion();
+  std::string HowItEnded() const;
 
   std::unique_ptr<SharedBlock> block_;
   Turns turns_;

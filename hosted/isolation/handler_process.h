@@ -49,7 +49,4 @@ int OpenProcess(pid_t id);
 /// Closes every descriptor of this process but standard input, output and error.
 void CloseOtherDescriptors();
 
-/// "ended by signal 11 (SIGSEGV)", "exited with status 3".
-std::string DescribeEnd(int status);
-
 }  // namespace quorle::isolation

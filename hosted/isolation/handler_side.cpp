@@ -55,6 +55,16 @@ HandlerSide::HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& pr
 
 void HandlerSide::Run() {
   turns_.Await();
+  try {
+    Serve();
+  } catch (const ProgramEnd& end) {
+    MessageWriter reply = ReplyBody();
+    reply.Bytes(std::string_view(end.how()).substr(0, kMostEndText));
+    Send(reply, kEnded);
+  }
+}
+
+void HandlerSide::Serve() {
   Mount();
   while (port_ != nullptr) {
     turns_.Await();

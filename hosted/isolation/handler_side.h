@@ -30,7 +30,7 @@ class HandlerSide {
   HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& program,
               const ::HandlerMount& mount, HostServices& outer);
 
-  /// Returns when the handler has been unmounted, or could not be mounted.
+  /// Returns when the handler has been unmounted, could not be mounted, or has ended elsewhere.
   void Run();
 
  private:
@@ -53,6 +53,7 @@ class HandlerSide {
     Breach breach = Breach::kNone;              ///< of the handler, the first one of the call
   };
 
+  void Serve();
   void Mount();
   void Answer();
   void AnswerUnmount(MessageWriter& reply);

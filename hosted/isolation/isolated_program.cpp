@@ -72,7 +72,7 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
 bool IsolatedProgram::Launch(std::string& problem) {
   calls_->BeginProcess();
   const auto body = [this](SharedBlock& block) {
-    LeaveTraces(block.trace());
+    if (settings_.traces) LeaveTraces(block.trace());
     HandlerSide(block, program_, mount_, *services_).Run();
   };
   if (!link_->Start(body, problem)) return false;

@@ -22,6 +22,7 @@ struct IsolationSettings {
   std::chrono::seconds limit{10};  ///< of one call
   bool restart = false;            ///< whether another process is made for the next test
   CallGate* gate = nullptr;        ///< what the calls come through; may be null
+  bool traces = true;              ///< whether the stack of the process is the handler's
 };
 
 /// A handler in a process of its own. A crash, an exit, a call without an end or a reply that

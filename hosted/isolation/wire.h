@@ -35,6 +35,7 @@ enum ReplyKind : std::int64_t {
   kNothingYet = 0,
   kAnswer = 0x516E7377,  ///< what came of the call; not what an accident writes
   kQuestion,             ///< may the volume have this name? 1 or 0 comes back
+  kEnded,                ///< the handler has ended elsewhere; how, as text: the process ends too
 };
 
 /// Before everything else in a reply: the kind and the length.
@@ -45,6 +46,9 @@ inline constexpr std::int64_t kNoObject = 0;
 inline constexpr std::int64_t kForeignObject = -1;
 /// The size of a text that is not there.
 inline constexpr std::int64_t kNoText = -1;
+
+/// The longest text of kEnded.
+inline constexpr std::size_t kMostEndText = 500;
 
 /// The longest text of a record, with its zero.
 inline constexpr std::size_t kMostText = std::size_t{64} << 10;
