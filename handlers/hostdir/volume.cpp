@@ -18,11 +18,11 @@ Volume::Volume(VolumeSettings settings, Now now, MountedDirectory directory)
       root_(std::move(directory.root)),
       records_(std::move(directory.records)),
       now_(std::move(now)),
-      own_(directory.scratch, root_.stat.identity()),
+      tree_(root_),
+      own_(directory.scratch, tree_.root()->object),
       journal_(std::move(directory.journal)),
       report_(std::move(directory.report)),
-      aside_(AsideName()),
-      tree_(root_.stat.identity()) {
+      aside_(AsideName()) {
   journal_.AddAsideName(aside_);
   tree_.root()->name = common::RootName(settings_);
   Record record;

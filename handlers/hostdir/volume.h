@@ -12,6 +12,7 @@
 
 #include "handlers/common/object_info.h"
 #include "handlers/common/settings.h"
+#include "handlers/hostdir/directory_names.h"
 #include "handlers/hostdir/host.h"
 #include "handlers/hostdir/journal.h"
 #include "handlers/hostdir/own_objects.h"
@@ -144,6 +145,8 @@ class Volume {
   DosError GetSpace(common::VolumeSpace& space) const;
   std::uint32_t max_name() const;
   std::uint32_t in_use() const { return in_use_; }
+  /// For self-tests.
+  const NamesCache::Counters& counters() const { return names_.counters(); }
 
  private:
   struct Scan {
@@ -156,34 +159,67 @@ class Volume {
   struct Location {
     EntryRef parent;
     Opened directory;  ///< which `parent` is
+    std::string name;
     std::string host_name;
-    std::string path;  ///< what the journal calls it
+    bool is_known = false;  ///< `names_` has what was in the directory before this operation
 
-    /// `name` in `in`; `directory` is still to be opened.
-    Location(EntryRef in, std::string name);
     NameAt at() const { return {directory.fd.get(), host_name}; }
+    /// What the journal calls it.
+    std::string Path() const;
   };
-  using Visit = std::function<void(Opened&)>;
+  /// What a name in a directory leads to.
+  struct Hit {
+    Opened directory;
+    std::string host_name;  ///< of what is there; the one to be made where nothing is
+    bool is_there = false;  ///< a foreign object too
+    DosError problem;       ///< of what is there: 212 for a foreign object, or that of looking at it
+    Opened object;          ///< looked at, when there is no problem
+    bool is_known = false;  ///< as in Location
+  };
+  /// An object in use, and where it was found in this operation.
+  struct Found {
+    EntryRef entry;
+    Opened directory;  ///< the one above; not open when a lock led to the object
+    Opened object;     ///< not looked at when a lock led to it
+  };
+  /// What an object is opened for.
+  enum class Use : std::uint8_t {
+    kRecord,   ///< its record, and what it is; where that takes no descriptor, there may be none
+    kAnything  ///< its content and attributes
+  };
+  using Visit = std::function<void(Opened&, const Entry&)>;
 
   // What follows returns what it found or made, and throws its error.
 
   // ---- Looking up: volume_lookup.cpp ---------------------------------------------------------
 
-  /// Opens what `entry` leads to; `visit` sees every directory on the way, from the root on, and
-  /// the object itself. 211 when the host has something else there, or nothing.
-  Opened Reach(const Entry& entry, const Visit& visit = nullptr);
-  /// Opens a directory and looks for `name` in it: whether it is there, and the host's name of what
-  /// is meant, a foreign object too. A name in just this case comes first, then the first in byte
-  /// order that differs in case alone.
-  bool Search(const Entry& directory, std::string_view name, Opened& opened,
-              std::string& host_name);
-  /// The entry of something that is open.
-  EntryRef EntryOf(const EntryRef& directory, const std::string& host_name, const Opened& opened);
+  /// As hostdir::LookAt() on this volume, with the descriptor that is held of the object, if any.
+  DosError LookAt(const NameAt& at, Opened& looked) const;
+  /// Opens what LookAt() has just found, unless `use` takes no descriptor or there is one.
+  DosError OpenFor(Use use, const NameAt& at, Opened& looked) const;
+  /// Looks at what `entry` leads to, and opens it for `use`; `visit` sees every directory on the way,
+  /// from the root on, and the object itself. Only of the root it is not known what it is now. 211
+  /// when the host has something else there, or nothing.
+  Opened Reach(const Entry& entry, Use use, const Visit& visit = nullptr);
+  /// Opens a directory and looks for `name` in it. A name in just this case comes first, then the
+  /// first in byte order that differs in case alone.
+  Hit Search(const Entry& directory, std::string_view name);
+  /// Looks for `name` just as it is. False when it is not there, or when the host may ignore case, so
+  /// that the name need not be the one that the object has.
+  bool SearchExactly(std::string_view name, Hit& hit);
+  /// Looks for it among all names of the directory.
+  void SearchAll(std::string_view name, Hit& hit);
+  /// Whether `names_` has what is in the directory now, which `directory` is.
+  bool IsKnown(const Entry& entry, Opened& directory);
+  /// The entry of something that was looked at and is called `at`; it is opened when that takes it.
+  EntryRef EntryOf(const EntryRef& directory, const NameAt& at, Opened& looked);
   /// As Find() and FindTarget().
-  EntryRef LookUp(const EntryRef& rel, std::string_view name);
-  EntryRef LookUpTarget(const EntryRef& rel, std::string_view name);
-  /// The location of an entry, which is not the root.
-  Location Locate(const Entry& entry);
+  Found LookUp(const EntryRef& rel, std::string_view name);
+  Found LookUpTarget(const EntryRef& rel, std::string_view name);
+  /// The object, opened for `use`.
+  Opened& OpenFound(Found& found, Use use);
+  /// The location of what was found, which is not the root.
+  Location Locate(const Found& found);
   /// The location of a new object. 203 when something has the name.
   Location LocateNew(const EntryRef& rel, std::string_view name);
   /// 211 for an object that may not be changed.
@@ -191,11 +227,14 @@ class Volume {
 
   // ---- Files: volume_files.cpp ---------------------------------------------------------------
 
-  void OpenContent(const Entry& entry);
+  /// Opens the content of a file that this operation has looked at in `directory`.
+  void OpenContent(const Entry& entry, const Opened& directory);
+  /// Opens that of a file, unless it is open.
+  void OpenContentOf(const Found& found);
   void Hold(OpenFile& file, const EntryRef& entry, bool exclusive);
   /// Whether MODE_NEWFILE may empty a file that is there.
-  void CheckReset(const Entry& entry);
-  /// Opens and empties a file for MODE_NEWFILE; other names of it stay.
+  void CheckReset(Found& found);
+  /// Empties an open file for MODE_NEWFILE; other names of it stay.
   void Reset(const Entry& entry);
   /// Whether the content of an open file may be changed.
   void CheckContent(const Object& object) const;
@@ -206,20 +245,24 @@ class Volume {
   // ---- Objects: volume_objects.cpp -----------------------------------------------------------
 
   EntryRef MakeFile(const EntryRef& rel, std::string_view name);
-  /// Makes a file that holds `content`, is noted as the mount's own, and is open afterwards. With
-  /// content it is a soft link.
-  Opened MakeOwnFile(const Location& location, std::string_view content);
+  /// Makes a file that holds `content`, is noted as the mount's own, and is open in `made` afterwards.
+  /// With content it is a soft link.
+  EntryRef MakeOwnFile(const Location& location, std::string_view content, Opened& made);
   /// Makes a directory likewise.
-  Opened MakeOwnDirectory(const Location& location);
-  /// Notes what was just made for `location` and has the name `host_name` in its directory now.
-  void AddOwn(const Location& location, const std::string& host_name, const Opened& made);
+  EntryRef MakeOwnDirectory(const Location& location);
+  /// The entry of what was just made for `location`, noted as the mount's own.
+  EntryRef AddOwn(const Location& location, ObjectKind kind, const Opened& made);
+  /// Holds an object of the mount's own open, which is called `at`.
+  void Hold(Object& object, const NameAt& at) const;
   /// Gives a new object its first record and date: owner and group of its directory, today's date.
   /// When that fails it is removed again.
   void Initialize(const Location& location, Opened& made, bool soft_link);
   /// Removes `object`, which is at `location`.
-  void Remove(const Location& location, const Opened& object);
-  /// Renames unless both are the same; `name` is the platform's for `to`.
-  void Move(const EntryRef& entry, const Location& from, const Location& to, std::string_view name);
+  void Remove(const Location& location, Opened object);
+  /// Whether a directory has no names, foreign ones either.
+  bool IsEmpty(Found& directory);
+  /// Renames unless both are the same.
+  void Move(const EntryRef& entry, const Location& from, const Location& to);
   /// Reports an object that `outcome` says has lost its name.
   void ReportAside(const Outcome& outcome, const std::string& host_name);
 
@@ -238,28 +281,34 @@ class Volume {
   void ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
                         const ::DateStamp* date);
   ObjectInfo InfoOf(const Opened& opened, ObjectKind kind) const;
-  /// Starts a scan of `directory` and returns its number.
-  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Opened& directory);
+  /// Starts a scan of `entry`, open as `directory`, and returns its number.
+  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& entry,
+                          Opened& directory);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`.
   static void Date(Opened& opened, Record& record, const ::DateStamp& date);
   /// Marks a change of an object: clears its archive bit, and dates it unless `date` is null. What
   /// the host refuses here is no failure of the operation that it comes after.
-  void MarkChanged(Opened& object, const ::DateStamp* date);
+  /// True when all was done; then it is known what a dated object is now.
+  bool MarkChanged(Opened& object, const ::DateStamp* date);
   /// Does that for a directory and all above, with today's date when `dated`.
-  void Touch(const EntryRef& directory, bool dated);
+  void Touch(const EntryRef& directory, bool dated) { Touch(directory, dated, nullptr); }
+  /// Does so, with the date, after a name was added or removed at `changed`.
+  void Touch(const Location& changed) { Touch(changed.parent, true, &changed); }
+  void Touch(const EntryRef& directory, bool dated, const Location* changed);
 
   VolumeSettings settings_;
   Opened root_;
   std::unique_ptr<RecordStore> records_;
   Now now_;
+  NamesCache names_;
+  Tree tree_;
   OwnObjects own_;
   Journal journal_;
   std::function<void(const std::string& line)> report_;
   std::string name_at_mount_;              ///< of the volume
   std::optional<std::string> kept_label_;  ///< that of the root's record at the same time
   std::string aside_;  ///< what an object is called while it is removed or renamed
-  Tree tree_;
   std::map<std::intptr_t, Scan> scans_;
   std::intptr_t last_scan_ = 0;
   std::uint32_t in_use_ = 0;

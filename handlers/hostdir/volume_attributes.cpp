@@ -37,20 +37,21 @@ bool SameTime(const std::timespec& a, const std::timespec& b) {
 
 void Volume::ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date) {
   Record record = ReadRecord(object);
+  const std::string before = ToText(record);
   change(record);
   if (date != nullptr) Date(object, record, *date);
-  Check(records_->Write(object, record));
+  if (ToText(record) != before) Check(records_->Write(object, record));
 }
 
 void Volume::ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
                               const ::DateStamp* date) {
   Check(WriteProblem());
-  const EntryRef entry = LookUpTarget(rel, name);
-  CheckOwn(*entry->object);
-  Opened object = Reach(*entry);
-  ChangeRecord(object, change, date);
+  Found found = LookUpTarget(rel, name);
+  CheckOwn(*found.entry->object);
+  const Use use = date != nullptr ? Use::kAnything : Use::kRecord;
+  ChangeRecord(OpenFound(found, use), change, date);
   // Only from the directory upward: attributes of a copy must survive being set.
-  Touch(entry->directory, false);
+  Touch(found.entry->directory, false);
 }
 
 void Volume::Date(Opened& opened, Record& record, const ::DateStamp& date) {
@@ -65,23 +66,25 @@ void Volume::Date(Opened& opened, Record& record, const ::DateStamp& date) {
   }
 }
 
-void Volume::MarkChanged(Opened& object, const ::DateStamp* date) {
-  static_cast<void>(Catch([&] {
-    Record record = ReadRecord(object);
-    const std::string before = ToText(record);
-    record.protection &= ~std::uint32_t{EXDF_ARCHIVE};
-    if (date != nullptr) Date(object, record, *date);
-    if (ToText(record) != before) Check(records_->Write(object, record));
-  }));
+bool Volume::MarkChanged(Opened& object, const ::DateStamp* date) {
+  const auto clear = [](Record& record) { record.protection &= ~std::uint32_t{EXDF_ARCHIVE}; };
+  return !Catch([&] { ChangeRecord(object, clear, date); });
 }
 
-void Volume::Touch(const EntryRef& directory, bool dated) {
+void Volume::Touch(const EntryRef& directory, bool dated, const Location* changed) {
   if (directory == nullptr) return;
   const ::DateStamp now = now_();
-  const auto mark = [&](Opened& opened) {
-    if (own_.MayChange(opened.stat.identity())) MarkChanged(opened, dated ? &now : nullptr);
+  const auto mark = [&](Opened& opened, const Entry& entry) {
+    if (!own_.MayChange(opened.stat.identity())) return;
+    bool is_known = false;
+    if (changed != nullptr && &entry == directory.get()) {
+      is_known = changed->is_known;
+    } else if (dated) {
+      is_known = IsKnown(entry, opened);
+    }
+    if (MarkChanged(opened, dated ? &now : nullptr) && is_known) names_.Accept(opened.stat);
   };
-  static_cast<void>(Catch([&] { static_cast<void>(Reach(*directory, mark)); }));
+  static_cast<void>(Catch([&] { static_cast<void>(Reach(*directory, Use::kAnything, mark)); }));
 }
 
 // ---- Examining ---------------------------------------------------------------------------------
@@ -132,11 +135,13 @@ ObjectInfo Volume::InfoOf(const Opened& opened, ObjectKind kind) const {
 DosError Volume::Examine(const Entry& entry, ObjectInfo& info) {
   const Opened& content = entry.object->content;
   // An open file is itself, wherever the host has put its name.
-  Opened opened;
-  if (content.fd) {
-    Check(OpenAgain(content, opened));
-  } else {
-    opened = Reach(entry);
+  Opened opened = content;
+  if (!content.fd) {
+    opened = Reach(entry, entry.object->IsSoftLink() ? Use::kAnything : Use::kRecord);
+  }
+  // Of others than these it was seen just now what they are.
+  if (content.fd || entry.directory == nullptr) {
+    Check(StatOf(opened.fd.get(), opened.stat).ForReading());
   }
   info = InfoOf(opened, entry.object->kind);
   return kNoError;
@@ -151,9 +156,12 @@ DosError Volume::ReadTarget(const Entry& entry, std::string& target) {
 }
 
 std::intptr_t Volume::StartScan(const ::PRIVATE_ExamineDirContext& context,
-                                const Opened& directory) {
+                                const Entry& scanned, Opened& directory) {
   Scan started{.context = &context, .lock = context.Directory, .names = {}, .next = 0};
-  Check(ListNames(directory.fd.get(), started.names));
+  if (scanned.directory == nullptr) Check(StatOf(directory.fd.get(), directory.stat).ForReading());
+  const DirectoryNames* names = names_.Current(directory.stat);
+  if (names == nullptr) Check(names_.Read(directory, names));
+  started.names.assign(names->all().begin(), names->all().end());
   // A context that starts again has left its last scan behind.
   std::erase_if(scans_, [&context](const auto& entry) { return entry.second.context == &context; });
   scans_.emplace(++last_scan_, std::move(started));
@@ -165,8 +173,8 @@ DosError Volume::Next(const EntryRef& directory, ::PRIVATE_ExamineDirContext& co
   std::intptr_t& scan = context.FSPrivate[0];
   if (!directory->object->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
   if (scan == kEnded) return ERROR_NO_MORE_ENTRIES;
-  const Opened opened = Reach(*directory);
-  if (scan == 0) scan = StartScan(context, opened);
+  Opened opened = Reach(*directory, Use::kAnything);
+  if (scan == 0) scan = StartScan(context, *directory, opened);
   const auto running = scans_.find(scan);
   if (running == scans_.end()) return ERROR_INVALID_LOCK;
   Scan& state = running->second;
@@ -175,12 +183,15 @@ DosError Volume::Next(const EntryRef& directory, ::PRIVATE_ExamineDirContext& co
     std::string name;
     Opened object;
     if (!FromHostName(host_name, name)) continue;
-    const DosError error = OpenAt({opened.fd.get(), host_name}, root_.stat.device, object);
+    const NameAt at{opened.fd.get(), host_name};
+    DosError error = LookAt(at, object);
+    if (!error) error = OpenFor(Use::kRecord, at, object);
     if (IsGoneOrForeign(error)) continue;
     // What only could not be looked at now is not passed over.
     Check(error);
     ++state.next;
-    found = EntryOf(directory, host_name, object);
+    found = EntryOf(directory, at, object);
+    if (found->object->IsSoftLink()) Check(OpenFor(Use::kAnything, at, object));
     info = InfoOf(object, found->object->kind);
     return kNoError;
   }
