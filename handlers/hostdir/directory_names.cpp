@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "handlers/common/names.h"
+#include "handlers/hostdir/host_dates.h"
 #include "handlers/hostdir/host_names.h"
 
 namespace quorle::hostdir {
@@ -91,6 +92,11 @@ void DirectoryNames::Remove(const std::string& host_name) {
 
 // ---- NamesCache --------------------------------------------------------------------------------
 
+bool NamesCache::Known::HasTimes(const HostStat& directory) const {
+  return SameMoment(changed, directory.changed) &&
+         SameMoment(status_changed, directory.status_changed);
+}
+
 NamesCache::Known* NamesCache::Find(const Identity& identity) {
   const auto found = std::find_if(known_.begin(), known_.end(), [&identity](const Known& known) {
     return known.identity == identity;
@@ -112,14 +118,14 @@ NamesCache::Known& NamesCache::KnownFor(const HostStat& directory) {
   if (known == nullptr) {
     known = &known_.emplace_front();
     known->identity = directory.identity();
-  } else if (SameMoment(known->changed, directory.changed) &&
-             SameMoment(known->status_changed, directory.status_changed)) {
+  } else if (known->HasTimes(directory)) {
     return *known;
   }
   known->changed = directory.changed;
   known->status_changed = directory.status_changed;
   known->first_seen = now_();
   known->is_complete = false;
+  known->marked.reset();
   return *known;
 }
 
@@ -152,7 +158,8 @@ DosError NamesCache::Read(const Opened& directory, const DirectoryNames*& names)
   known.reading_took = now_() - known.read;
   known.has_own_changes = false;
   const milliseconds tick = HasFineTimes(directory.stat) ? kFineTick : kCoarseTick;
-  known.is_complete = HasTimesOfItsOwn(directory.stat) || known.read - known.first_seen > tick;
+  known.is_complete = are_times_kept_ && (HasTimesOfItsOwn(directory.stat) ||
+                                          known.read - known.first_seen > tick);
   names = &known.names;
   DropOldest();
   return kNoError;
@@ -189,17 +196,41 @@ void NamesCache::Accept(const HostStat& directory) {
   known->has_own_changes = true;
 }
 
-void NamesCache::AddEmpty(const HostStat& directory) {
+void NamesCache::AddEmpty(const HostStat& directory, const Identity& above) {
   Forget(directory.identity());
+  // A directory is made as the one above it is.
+  const bool keeps_case = KeepsCase(above);
   Known& known = KnownFor(directory);
   known.read = now_();
   known.is_read = true;
-  known.is_complete = HasTimesOfItsOwn(directory);
+  known.is_complete = are_times_kept_ && HasTimesOfItsOwn(directory);
+  known.keeps_case = keeps_case;
   DropOldest();
 }
 
 void NamesCache::Forget(const Identity& directory) {
   std::erase_if(known_, [&](const Known& known) { return known.identity == directory; });
+}
+
+void NamesCache::NoteMark(const HostStat& directory, const ::DateStamp& date) {
+  Known* const known = Find(directory.identity());
+  if (known == nullptr || !known->is_complete || !known->HasTimes(directory)) return;
+  known->marked = date;
+}
+
+bool NamesCache::IsMarked(const HostStat& directory, const ::DateStamp* date) {
+  if (Find(directory.identity()) == nullptr) return false;
+  const Known& known = KnownFor(directory);
+  return known.marked && (date == nullptr || SameDate(*known.marked, *date));
+}
+
+void NamesCache::ForgetMark(const Identity& directory) {
+  Known* const known = Find(directory);
+  if (known != nullptr) known->marked.reset();
+}
+
+void NamesCache::NoteTimes(const HostStat& before, const HostStat& after) {
+  are_times_kept_ = are_times_kept_ || !SameMoment(before.changed, after.changed);
 }
 
 bool NamesCache::KeepsCase(const Identity& directory) const {

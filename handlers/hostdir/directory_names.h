@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <ctime>
 #include <list>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -59,7 +60,9 @@ class NamesCache {
     std::size_t readings = 0;  ///< of whole directories
   };
 
-  explicit NamesCache(Now now = Clock::now) : now_(now) {}
+  /// `are_times_kept`: it is known already.
+  explicit NamesCache(bool are_times_kept, Now now = Clock::now)
+      : now_(now), are_times_kept_(are_times_kept) {}
 
   /// What was read of the directory `identity`, however old; null when that is nothing. For a guess
   /// that the host is asked about at once.
@@ -76,11 +79,29 @@ class NamesCache {
   void Add(const Identity& directory, const std::string& host_name);
   void Remove(const Identity& directory, const std::string& host_name);
   void Accept(const HostStat& directory);
-  /// The directory was just made: it has no names.
-  void AddEmpty(const HostStat& directory);
+  /// The directory was just made in `above`: it has no names.
+  void AddEmpty(const HostStat& directory, const Identity& above);
   /// The directory is gone.
   void Forget(const Identity& directory);
 
+  // ---- Dates ---------------------------------------------------------------------------------
+
+  /// The directory, which has its names and was looked at just now, was dated `date` and has no archive
+  /// bit.
+  void NoteMark(const HostStat& directory, const ::DateStamp& date);
+  /// Whether both still are so, as `directory`, which was looked at just now, shows; a null `date` is
+  /// any.
+  bool IsMarked(const HostStat& directory, const ::DateStamp* date);
+  /// The record of the directory is about to change.
+  void ForgetMark(const Identity& directory);
+
+  // ---- What the host does --------------------------------------------------------------------
+
+  /// Whether the host dates a directory when its names change. As long as that is not known, names are
+  /// read again each time.
+  bool are_times_kept() const { return are_times_kept_; }
+  /// What a directory was before and after a name was added.
+  void NoteTimes(const HostStat& before, const HostStat& after);
   /// Whether it was seen that the host keeps names that differ in case alone apart in the directory.
   bool KeepsCase(const Identity& directory) const;
   void NoteKeepsCase(const Identity& directory);
@@ -99,7 +120,10 @@ class NamesCache {
     bool is_complete = false;  ///< as long as the times stay these
     bool has_own_changes = false;
     bool keeps_case = false;
+    std::optional<::DateStamp> marked;  ///< as long as the times stay these
     DirectoryNames names;
+
+    bool HasTimes(const HostStat& directory) const;
   };
 
   Known* Find(const Identity& identity);
@@ -109,6 +133,7 @@ class NamesCache {
   void DropOldest();
 
   Now now_;
+  bool are_times_kept_;
   Counters counters_;
   std::list<Known> known_;  ///< the one that was used last comes first
 };

@@ -142,8 +142,7 @@ DosError OpenContentAt(const NameAt& at, std::uint64_t device, const Identity& m
 DosError MakeFileAt(const NameAt& at, Opened& content) {
   content.fd = SharedDescriptor(
       ::openat(at.directory, at.name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
-  // What cannot be looked at cannot be removed either: nothing says that it still has the name.
-  return StatOfOpened(content.fd, content.stat).ForWriting();
+  return content.fd ? kNoError : HostError::Last().ForWriting();
 }
 
 DosError MakeDirectoryAt(const NameAt& at, std::uint64_t device, Opened& made) {

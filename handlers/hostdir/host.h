@@ -75,6 +75,10 @@ struct Opened {
 /// count: a file with two names may be remembered twice.
 HostError StatOf(int fd, HostStat& stat);
 HostError StatAt(const NameAt& at, HostStat& stat);
+/// Looks at something open once more.
+inline DosError StatAgain(Opened& opened) {
+  return StatOf(opened.fd.get(), opened.stat).ForReading();
+}
 /// Whether an object can be part of a volume on the device `device`: a file or a directory there.
 /// All others are foreign: symbolic links, pipes, devices, and what is mounted from elsewhere.
 bool BelongsToVolume(const HostStat& stat, std::uint64_t device);
@@ -95,7 +99,7 @@ inline bool IsGoneOrForeign(DosError error) {
 /// one that is `meant`.
 DosError OpenContentAt(const NameAt& at, std::uint64_t device, const Identity& meant,
                        Opened& content, DosError& write_refusal);
-/// Makes an empty file and opens its content.
+/// Makes an empty file and opens its content; it is still to be looked at.
 DosError MakeFileAt(const NameAt& at, Opened& content);
 /// Makes a directory and opens it. The name must be one that nobody else uses: no host does both at
 /// once, and what is opened must be what was made.

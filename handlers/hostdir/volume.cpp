@@ -1,5 +1,6 @@
 #include "handlers/hostdir/volume.h"
 
+#include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -12,12 +13,24 @@
 // The volume as a whole. What it does with names, files and objects is in the files beside it.
 
 namespace quorle::hostdir {
+namespace {
+
+/// Whether a program serves the filesystem of what is open, of which not every one does all that those
+/// of the kernel do.
+bool IsFuse(int fd) {
+  constexpr auto kFuse = 0x65735546;
+  struct ::statfs stat {};
+  return ::fstatfs(fd, &stat) != 0 || stat.f_type == kFuse;
+}
+
+}  // namespace
 
 Volume::Volume(VolumeSettings settings, Now now, MountedDirectory directory)
     : settings_(std::move(settings)),
       root_(std::move(directory.root)),
       records_(std::move(directory.records)),
       now_(std::move(now)),
+      names_(!IsFuse(root_.fd.get())),
       tree_(root_),
       own_(directory.scratch, tree_.root()->object),
       journal_(std::move(directory.journal)),

@@ -155,39 +155,46 @@ class Volume {
     std::vector<std::string> names;
     std::size_t next = 0;
   };
-  /// A name in a directory that is open, of something that is there or is to be made.
+  /// From the root to an object: what an operation has looked at, and opened. Only of the root it is
+  /// not known what it is now.
+  using Way = std::vector<Opened>;
+  /// A name in a directory, of something that is there or is to be made.
   struct Location {
     EntryRef parent;
-    Opened directory;  ///< which `parent` is
+    Way way;  ///< to `parent`
     std::string name;
     std::string host_name;
+    bool is_new = false;    ///< nothing has the name, and it was looked what its directory is
     bool is_known = false;  ///< `names_` has what was in the directory before this operation
+    std::optional<Record> record;  ///< of the directory, when it was read
 
-    NameAt at() const { return {directory.fd.get(), host_name}; }
+    const Opened& directory() const { return way.back(); }
+    NameAt at() const { return {directory().fd.get(), host_name}; }
     /// What the journal calls it.
     std::string Path() const;
   };
   /// What a name in a directory leads to.
   struct Hit {
-    Opened directory;
+    Way way;  ///< to the directory
     std::string host_name;  ///< of what is there; the one to be made where nothing is
     bool is_there = false;  ///< a foreign object too
     DosError problem;       ///< of what is there: 212 for a foreign object, or that of looking at it
     Opened object;          ///< looked at, when there is no problem
     bool is_known = false;  ///< as in Location
+
+    NameAt at() const { return {way.back().fd.get(), host_name}; }
   };
   /// An object in use, and where it was found in this operation.
   struct Found {
     EntryRef entry;
-    Opened directory;  ///< the one above; not open when a lock led to the object
-    Opened object;     ///< not looked at when a lock led to it
+    Way way;        ///< to the directory above; none as long as a lock alone led to the object
+    Opened object;  ///< not looked at as long as a lock alone led to it
   };
   /// What an object is opened for.
   enum class Use : std::uint8_t {
     kRecord,   ///< its record, and what it is; where that takes no descriptor, there may be none
     kAnything  ///< its content and attributes
   };
-  using Visit = std::function<void(Opened&, const Entry&)>;
 
   // What follows returns what it found or made, and throws its error.
 
@@ -197,10 +204,9 @@ class Volume {
   DosError LookAt(const NameAt& at, Opened& looked) const;
   /// Opens what LookAt() has just found, unless `use` takes no descriptor or there is one.
   DosError OpenFor(Use use, const NameAt& at, Opened& looked) const;
-  /// Looks at what `entry` leads to, and opens it for `use`; `visit` sees every directory on the way,
-  /// from the root on, and the object itself. Only of the root it is not known what it is now. 211
+  /// Looks at what `entry` leads to, which is opened for `use`, and at every directory on the way. 211
   /// when the host has something else there, or nothing.
-  Opened Reach(const Entry& entry, Use use, const Visit& visit = nullptr);
+  Way Reach(const Entry& entry, Use use);
   /// Opens a directory and looks for `name` in it. A name in just this case comes first, then the
   /// first in byte order that differs in case alone.
   Hit Search(const Entry& directory, std::string_view name);
@@ -209,19 +215,23 @@ class Volume {
   bool SearchExactly(std::string_view name, Hit& hit);
   /// Looks for it among all names of the directory.
   void SearchAll(std::string_view name, Hit& hit);
-  /// Whether `names_` has what is in the directory now, which `directory` is.
-  bool IsKnown(const Entry& entry, Opened& directory);
+  /// Whether `names_` has what is in a directory now; `way` leads to it.
+  bool IsKnown(Way& way);
   /// The entry of something that was looked at and is called `at`; it is opened when that takes it.
   EntryRef EntryOf(const EntryRef& directory, const NameAt& at, Opened& looked);
   /// As Find() and FindTarget().
   Found LookUp(const EntryRef& rel, std::string_view name);
   Found LookUpTarget(const EntryRef& rel, std::string_view name);
+  /// The entry of what a search has found; 205 when that is nothing.
+  Found FoundOf(const EntryRef& directory, Hit hit);
   /// The object, opened for `use`.
   Opened& OpenFound(Found& found, Use use);
   /// The location of what was found, which is not the root.
   Location Locate(const Found& found);
   /// The location of a new object. 203 when something has the name.
   Location LocateNew(const EntryRef& rel, std::string_view name);
+  /// The same of what a search has not found.
+  Location LocationOf(const EntryRef& parent, std::string_view name, Hit hit);
   /// 211 for an object that may not be changed.
   void CheckOwn(const Object& object) const;
 
@@ -244,19 +254,19 @@ class Volume {
 
   // ---- Objects: volume_objects.cpp -----------------------------------------------------------
 
-  EntryRef MakeFile(const EntryRef& rel, std::string_view name);
+  EntryRef MakeFile(Location location);
   /// Makes a file that holds `content`, is noted as the mount's own, and is open in `made` afterwards.
   /// With content it is a soft link.
-  EntryRef MakeOwnFile(const Location& location, std::string_view content, Opened& made);
+  EntryRef MakeOwnFile(Location& location, std::string_view content, Opened& made);
   /// Makes a directory likewise.
-  EntryRef MakeOwnDirectory(const Location& location);
+  EntryRef MakeOwnDirectory(Location& location);
   /// The entry of what was just made for `location`, noted as the mount's own.
   EntryRef AddOwn(const Location& location, ObjectKind kind, const Opened& made);
   /// Holds an object of the mount's own open, which is called `at`.
   void Hold(Object& object, const NameAt& at) const;
-  /// Gives a new object its first record and date: owner and group of its directory, today's date.
-  /// When that fails it is removed again.
-  void Initialize(const Location& location, Opened& made, bool soft_link);
+  /// Gives a new object its first record and date: owner and group of its directory, today's date. It
+  /// is known what the object is afterwards.
+  void Initialize(Location& location, Opened& made, bool soft_link);
   /// Removes `object`, which is at `location`.
   void Remove(const Location& location, Opened object);
   /// Whether a directory has no names, foreign ones either.
@@ -276,7 +286,11 @@ class Volume {
   Record ReadRecordIfAllowed(const Opened& opened) const;
   /// Reads the record of an object, has `change` change it, dates the object unless `date` is null,
   /// and writes the record.
-  void ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date);
+  void ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date) {
+    ChangeRecord(object, ReadRecord(object), change, date);
+  }
+  /// The same of an object whose record was read.
+  void ChangeRecord(Opened& object, Record record, const Change& change, const ::DateStamp* date);
   /// The same for the object that a name leads to.
   void ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
                         const ::DateStamp* date);
@@ -287,15 +301,19 @@ class Volume {
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`.
   static void Date(Opened& opened, Record& record, const ::DateStamp& date);
-  /// Marks a change of an object: clears its archive bit, and dates it unless `date` is null. What
-  /// the host refuses here is no failure of the operation that it comes after.
-  /// True when all was done; then it is known what a dated object is now.
-  bool MarkChanged(Opened& object, const ::DateStamp* date);
-  /// Does that for a directory and all above, with today's date when `dated`.
-  void Touch(const EntryRef& directory, bool dated) { Touch(directory, dated, nullptr); }
-  /// Does so, with the date, after a name was added or removed at `changed`.
-  void Touch(const Location& changed) { Touch(changed.parent, true, &changed); }
-  void Touch(const EntryRef& directory, bool dated, const Location* changed);
+  /// Marks a change of an object, whose record is `record` unless that is none: clears its archive bit,
+  /// and dates it unless `date` is null. What the host refuses here is no failure of the operation that
+  /// it comes after. True when all was done; then it is known what a dated object is now.
+  bool MarkChanged(Opened& object, const std::optional<Record>& record, const ::DateStamp* date);
+  /// Does that for all directories in `way`, in which no names have changed.
+  void TouchAll(Way& way, const ::DateStamp* date);
+  /// The same, with today's date, for a directory and all above.
+  void Touch(const EntryRef& directory);
+  /// The same after a name was added or removed at `changed`. Where the way there is none, it is looked
+  /// for again.
+  void TouchAdded(Location changed);
+  void TouchRemoved(Location changed);
+  void TouchNames(Location changed);
 
   VolumeSettings settings_;
   Opened root_;

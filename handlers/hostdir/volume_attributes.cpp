@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -35,12 +36,14 @@ bool SameTime(const std::timespec& a, const std::timespec& b) {
 
 // ---- Changing ----------------------------------------------------------------------------------
 
-void Volume::ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date) {
-  Record record = ReadRecord(object);
+void Volume::ChangeRecord(Opened& object, Record record, const Change& change,
+                          const ::DateStamp* date) {
   const std::string before = ToText(record);
   change(record);
   if (date != nullptr) Date(object, record, *date);
-  if (ToText(record) != before) Check(records_->Write(object, record));
+  if (ToText(record) == before) return;
+  if (object.IsDirectory()) names_.ForgetMark(object.stat.identity());
+  Check(records_->Write(object, record));
 }
 
 void Volume::ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
@@ -48,10 +51,9 @@ void Volume::ChangeAttributes(const EntryRef& rel, std::string_view name, const 
   Check(WriteProblem());
   Found found = LookUpTarget(rel, name);
   CheckOwn(*found.entry->object);
-  const Use use = date != nullptr ? Use::kAnything : Use::kRecord;
-  ChangeRecord(OpenFound(found, use), change, date);
+  ChangeRecord(OpenFound(found, date != nullptr ? Use::kAnything : Use::kRecord), change, date);
   // Only from the directory upward: attributes of a copy must survive being set.
-  Touch(found.entry->directory, false);
+  if (found.entry != root()) TouchAll(found.way, nullptr);
 }
 
 void Volume::Date(Opened& opened, Record& record, const ::DateStamp& date) {
@@ -59,32 +61,74 @@ void Volume::Date(Opened& opened, Record& record, const ::DateStamp& date) {
   const HostError refusal = HostError::Of(::futimens(opened.fd.get(), times));
   // A time that this filesystem does not have, or an object of another user: the record keeps it.
   if (!refusal.Is(EINVAL, EPERM, EACCES, EBADF)) Check(refusal.ForWriting());
-  Check(StatOf(opened.fd.get(), opened.stat).ForReading());
+  Check(StatAgain(opened));
   record.date.reset();
   if (!SameDate(FromHostTime(opened.stat.changed), date)) {
     record.date = {date, opened.stat.changed};
   }
 }
 
-bool Volume::MarkChanged(Opened& object, const ::DateStamp* date) {
-  const auto clear = [](Record& record) { record.protection &= ~std::uint32_t{EXDF_ARCHIVE}; };
-  return !Catch([&] { ChangeRecord(object, clear, date); });
+bool Volume::MarkChanged(Opened& object, const std::optional<Record>& record,
+                         const ::DateStamp* date) {
+  const auto clear = [](Record& kept) { kept.protection &= ~std::uint32_t{EXDF_ARCHIVE}; };
+  return !Catch([&] {
+    ChangeRecord(object, record ? *record : ReadRecord(object), clear, date);
+  });
 }
 
-void Volume::Touch(const EntryRef& directory, bool dated, const Location* changed) {
-  if (directory == nullptr) return;
-  const ::DateStamp now = now_();
-  const auto mark = [&](Opened& opened, const Entry& entry) {
-    if (!own_.MayChange(opened.stat.identity())) return;
+void Volume::TouchAll(Way& way, const ::DateStamp* date) {
+  for (Opened& directory : way) {
+    const Identity identity = directory.stat.identity();
+    if (!own_.MayChange(identity)) continue;
+    const bool is_root = &directory == way.data();
     bool is_known = false;
-    if (changed != nullptr && &entry == directory.get()) {
-      is_known = changed->is_known;
-    } else if (dated) {
-      is_known = IsKnown(entry, opened);
+    if (names_.Remembered(identity) != nullptr) {
+      // One look at the root is worth one at its record.
+      if (is_root && StatAgain(directory)) continue;
+      if (names_.IsMarked(directory.stat, date)) continue;
+      is_known = date != nullptr && names_.Current(directory.stat) != nullptr;
     }
-    if (MarkChanged(opened, dated ? &now : nullptr) && is_known) names_.Accept(opened.stat);
-  };
-  static_cast<void>(Catch([&] { static_cast<void>(Reach(*directory, Use::kAnything, mark)); }));
+    if (!MarkChanged(directory, std::nullopt, date) || date == nullptr) continue;
+    if (is_known) names_.Accept(directory.stat);
+    names_.NoteMark(directory.stat, *date);
+  }
+}
+
+void Volume::Touch(const EntryRef& directory) {
+  const ::DateStamp now = now_();
+  static_cast<void>(Catch([&] {
+    Way way = Reach(*directory, Use::kAnything);
+    TouchAll(way, &now);
+  }));
+}
+
+void Volume::TouchNames(Location changed) {
+  const ::DateStamp now = now_();
+  static_cast<void>(Catch([&] {
+    if (changed.way.empty()) changed.way = Reach(*changed.parent, Use::kAnything);
+    Opened directory = std::move(changed.way.back());
+    changed.way.pop_back();
+    TouchAll(changed.way, &now);
+    if (!own_.MayChange(directory.stat.identity())) return;
+    if (changed.is_new && !names_.are_times_kept()) {
+      // Dating it would hide whether the host does.
+      HostStat after;
+      if (!StatOf(directory.fd.get(), after)) names_.NoteTimes(directory.stat, after);
+    }
+    if (!MarkChanged(directory, changed.record, &now)) return;
+    if (changed.is_known) names_.Accept(directory.stat);
+    names_.NoteMark(directory.stat, now);
+  }));
+}
+
+void Volume::TouchAdded(Location changed) {
+  if (changed.is_known) names_.Add(changed.parent->object->identity, changed.host_name);
+  TouchNames(std::move(changed));
+}
+
+void Volume::TouchRemoved(Location changed) {
+  if (changed.is_known) names_.Remove(changed.parent->object->identity, changed.host_name);
+  TouchNames(std::move(changed));
 }
 
 // ---- Examining ---------------------------------------------------------------------------------
@@ -137,11 +181,11 @@ DosError Volume::Examine(const Entry& entry, ObjectInfo& info) {
   // An open file is itself, wherever the host has put its name.
   Opened opened = content;
   if (!content.fd) {
-    opened = Reach(entry, entry.object->IsSoftLink() ? Use::kAnything : Use::kRecord);
+    opened = Reach(entry, entry.object->IsSoftLink() ? Use::kAnything : Use::kRecord).back();
   }
   // Of others than these it was seen just now what they are.
   if (content.fd || entry.directory == nullptr) {
-    Check(StatOf(opened.fd.get(), opened.stat).ForReading());
+    Check(StatAgain(opened));
   }
   info = InfoOf(opened, entry.object->kind);
   return kNoError;
@@ -158,7 +202,7 @@ DosError Volume::ReadTarget(const Entry& entry, std::string& target) {
 std::intptr_t Volume::StartScan(const ::PRIVATE_ExamineDirContext& context,
                                 const Entry& scanned, Opened& directory) {
   Scan started{.context = &context, .lock = context.Directory, .names = {}, .next = 0};
-  if (scanned.directory == nullptr) Check(StatOf(directory.fd.get(), directory.stat).ForReading());
+  if (scanned.directory == nullptr) Check(StatAgain(directory));
   const DirectoryNames* names = names_.Current(directory.stat);
   if (names == nullptr) Check(names_.Read(directory, names));
   started.names.assign(names->all().begin(), names->all().end());
@@ -173,7 +217,7 @@ DosError Volume::Next(const EntryRef& directory, ::PRIVATE_ExamineDirContext& co
   std::intptr_t& scan = context.FSPrivate[0];
   if (!directory->object->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
   if (scan == kEnded) return ERROR_NO_MORE_ENTRIES;
-  Opened opened = Reach(*directory, Use::kAnything);
+  Opened opened = Reach(*directory, Use::kAnything).back();
   if (scan == 0) scan = StartScan(context, *directory, opened);
   const auto running = scans_.find(scan);
   if (running == scans_.end()) return ERROR_INVALID_LOCK;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -30,14 +31,14 @@ void Volume::OpenContent(const Entry& entry, const Opened& directory) {
 void Volume::OpenContentOf(const Found& found) {
   const Entry& entry = *found.entry;
   if (entry.object->content.fd) return;
-  if (found.directory.fd) return OpenContent(entry, found.directory);
+  if (!found.way.empty()) return OpenContent(entry, found.way.back());
   if (!entry.has_name) throw DosError(ERROR_INVALID_LOCK);
-  const Opened directory = Reach(*entry.directory, Use::kAnything);
+  const Way way = Reach(*entry.directory, Use::kAnything);
   Opened looked;
-  const DosError error = LookAt({directory.fd.get(), entry.host_name}, looked);
+  const DosError error = LookAt({way.back().fd.get(), entry.host_name}, looked);
   Check(IsGoneOrForeign(error) ? ERROR_INVALID_LOCK : error);
   if (looked.stat.identity() != entry.object->identity) throw DosError(ERROR_INVALID_LOCK);
-  OpenContent(entry, directory);
+  OpenContent(entry, way.back());
 }
 
 void Volume::CheckReset(Found& found) {
@@ -68,16 +69,21 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
   bool exclusive = mode == MODE_NEWFILE;
   // The volume comes first: with its protection on, a new file is refused whatever is there.
   if (exclusive) Check(WriteProblem());
-  Found found;
-  const DosError missing = Catch([&] { found = LookUpTarget(rel, name); });
-  const bool is_new = missing == ERROR_OBJECT_NOT_FOUND && mode != MODE_OLDFILE;
-  if (is_new) {
-    found.entry = MakeFile(rel, name);
-  } else {
-    Check(missing);
+  const EntryRef& base = rel == nullptr ? root() : rel;
+  Found found{.entry = base, .way = {}, .object = {}};
+  bool is_new = false;
+  if (!name.empty()) {
+    Hit hit = Search(*base, name);
+    is_new = !hit.is_there && mode != MODE_OLDFILE;
+    if (is_new) {
+      found.entry = MakeFile(LocationOf(base, name, std::move(hit)));
+    } else {
+      found = FoundOf(base, std::move(hit));
+    }
   }
   const EntryRef& entry = found.entry;
   Object& object = *entry->object;
+  if (object.IsSoftLink()) return ERROR_IS_SOFT_LINK;
   if (!object.IsFile()) return ERROR_OBJECT_WRONG_TYPE;
 
   const bool is_reset = exclusive && !is_new;
@@ -101,7 +107,7 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
 DosError Volume::OpenLocked(const EntryRef& entry, bool exclusive, OpenFile& file) {
   if (!entry->object->IsFile()) return ERROR_OBJECT_WRONG_TYPE;
   entry->object->handles.reserve(entry->object->handles.size() + 1);
-  OpenContentOf({.entry = entry, .directory = {}, .object = {}});
+  OpenContentOf({.entry = entry, .way = {}, .object = {}});
   Hold(file, entry, exclusive);
   return kNoError;
 }
@@ -114,7 +120,7 @@ DosError Volume::Close(OpenFile& file) {
   HostError error;
   // Some hosts report only now what could not be written.
   if (object.handles.empty()) error = HostError::Of(object.content.fd.CloseChecked());
-  if (file.changed) Touch(entry->directory, true);
+  if (file.changed) Touch(entry->directory);
   return error.Is(EINTR) ? kNoError : error.ForWriting();
 }
 
@@ -156,7 +162,7 @@ DosError Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
   file.position = end;
   file.changed = true;
   const ::DateStamp now = now_();
-  MarkChanged(object.content, &now);
+  MarkChanged(object.content, std::nullopt, &now);
   return kNoError;
 }
 
@@ -196,7 +202,7 @@ DosError Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
   file.position = std::min(file.position, target);
   file.changed = true;
   const ::DateStamp now = now_();
-  MarkChanged(object.content, &now);
+  MarkChanged(object.content, std::nullopt, &now);
   return kNoError;
 }
 

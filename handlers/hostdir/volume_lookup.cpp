@@ -32,6 +32,14 @@ std::string OtherCase(std::string_view name) {
   return other;
 }
 
+/// What leads to `entry`, from the root on, and itself.
+std::vector<const Entry*> EntriesTo(const Entry& entry) {
+  std::vector<const Entry*> entries;
+  for (const Entry* at = &entry; at != nullptr; at = at->directory.get()) entries.push_back(at);
+  std::reverse(entries.begin(), entries.end());
+  return entries;
+}
+
 /// Whether every host takes `host_name`.
 bool IsPlain(std::string_view host_name) {
   constexpr std::size_t kShort = 100;
@@ -58,19 +66,16 @@ DosError Volume::OpenFor(Use use, const NameAt& at, Opened& looked) const {
   return OpenLooked(at, root_.stat.device, looked);
 }
 
-Opened Volume::Reach(const Entry& entry, Use use, const Visit& visit) {
-  std::vector<const Entry*> way;
-  for (const Entry* at = &entry; at->directory != nullptr; at = at->directory.get()) {
-    if (!at->has_name) throw DosError(ERROR_INVALID_LOCK);
-    way.push_back(at);
-  }
-  Opened opened = root_;
-  if (visit) visit(opened, *root());
-  for (auto step = way.rbegin(); step != way.rend(); ++step) {
-    const Entry& next = **step;
+Volume::Way Volume::Reach(const Entry& entry, Use use) {
+  const std::vector<const Entry*> entries = EntriesTo(entry);
+  Way way = {root_};
+  way.reserve(entries.size());
+  for (std::size_t i = 1; i < entries.size(); ++i) {
+    const Entry& next = *entries[i];
+    if (!next.has_name) throw DosError(ERROR_INVALID_LOCK);
     Object& object = *next.object;
-    const Opened above = std::exchange(opened, {});
-    const NameAt at{above.fd.get(), next.host_name};
+    const NameAt at{way.back().fd.get(), next.host_name};
+    Opened opened;
     DosError error = LookAt(at, opened);
     const auto is_meant = [&] {
       return opened.stat.identity() == object.identity &&
@@ -82,37 +87,35 @@ Opened Volume::Reach(const Entry& entry, Use use, const Visit& visit) {
     Check(IsGoneOrForeign(error) ? ERROR_INVALID_LOCK : error);
     if (!is_meant()) throw DosError(ERROR_INVALID_LOCK);
     if (object.IsDirectory() && !object.held.fd && tree_.HasRoomToHold()) object.held = opened;
-    if (visit) visit(opened, next);
+    way.push_back(std::move(opened));
   }
-  return opened;
+  return way;
 }
 
-bool Volume::IsKnown(const Entry& entry, Opened& directory) {
+bool Volume::IsKnown(Way& way) {
+  Opened& directory = way.back();
   if (names_.Remembered(directory.stat.identity()) == nullptr) return false;
-  if (entry.directory == nullptr) Check(StatOf(directory.fd.get(), directory.stat).ForReading());
+  if (way.size() == 1) Check(StatAgain(directory));
   return names_.Current(directory.stat) != nullptr;
 }
 
 bool Volume::SearchExactly(std::string_view name, Hit& hit) {
-  const int fd = hit.directory.fd.get();
-  hit.problem = LookAt({fd, hit.host_name}, hit.object);
+  hit.problem = LookAt(hit.at(), hit.object);
   if (hit.problem == ERROR_OBJECT_NOT_FOUND) return false;
   // Of what is foreign it is known at least that it is there.
   if (!IsGoneOrForeign(hit.problem)) Check(hit.problem);
-  const Identity directory = hit.directory.stat.identity();
-  if (!names_.KeepsCase(directory)) {
-    const std::string other = OtherCase(name);
-    HostStat found;
-    if (other != name) {
-      if (!StatAt({fd, ToHostName(other)}, found)) return false;
-      names_.NoteKeepsCase(directory);
-    }
-  }
+  const Identity directory = hit.way.back().stat.identity();
+  if (names_.KeepsCase(directory)) return true;
+  const std::string other = OtherCase(name);
+  if (other == name) return true;
+  HostStat found;
+  if (!StatAt({hit.way.back().fd.get(), ToHostName(other)}, found)) return false;
+  names_.NoteKeepsCase(directory);
   return true;
 }
 
 void Volume::SearchAll(std::string_view name, Hit& hit) {
-  Opened& directory = hit.directory;
+  const Opened& directory = hit.way.back();
   const DirectoryNames* names = names_.Current(directory.stat);
   hit.is_known = names != nullptr;
   if (!hit.is_known) {
@@ -121,28 +124,25 @@ void Volume::SearchAll(std::string_view name, Hit& hit) {
   }
   const std::string* const found = names->Find(name, hit.host_name);
   hit.is_there = found != nullptr;
-  if (hit.is_there) {
-    hit.host_name = *found;
-    hit.problem = LookAt({directory.fd.get(), hit.host_name}, hit.object);
-  }
+  if (!hit.is_there) return;
+  hit.host_name = *found;
+  hit.problem = LookAt(hit.at(), hit.object);
 }
 
 Volume::Hit Volume::Search(const Entry& directory, std::string_view name) {
   if (!directory.object->IsDirectory()) throw DosError(ERROR_OBJECT_WRONG_TYPE);
   if (!IsName(name)) throw DosError(ERROR_INVALID_COMPONENT_NAME);
   Hit hit;
-  hit.directory = Reach(directory, Use::kAnything);
+  hit.way = Reach(directory, Use::kAnything);
   hit.host_name = ToHostName(name);
-  const Identity identity = hit.directory.stat.identity();
+  const Identity identity = directory.object->identity;
   const DirectoryNames* const names = names_.Remembered(identity);
   // Otherwise all names are looked at in any case. Of a name that the host may refuse, it is asked.
   if (names == nullptr || names->all().contains(hit.host_name) || !IsPlain(hit.host_name)) {
     hit.is_there = SearchExactly(name, hit);
     if (hit.is_there) return hit;
   }
-  if (directory.directory == nullptr) {
-    Check(StatOf(hit.directory.fd.get(), hit.directory.stat).ForReading());
-  }
+  if (hit.way.size() == 1) Check(StatAgain(hit.way.back()));
   SearchAll(name, hit);
   if (hit.is_there && hit.problem == ERROR_OBJECT_NOT_FOUND) {
     // It went at this moment, or at that of a change of ours.
@@ -172,20 +172,17 @@ EntryRef Volume::EntryOf(const EntryRef& directory, const NameAt& at, Opened& lo
   return tree_.EntryFor(directory, at.name, name, looked.stat.identity(), kind);
 }
 
-Volume::Found Volume::LookUp(const EntryRef& rel, std::string_view name) {
-  Found found;
-  const EntryRef& base = rel == nullptr ? root() : rel;
-  if (name.empty()) {
-    found.entry = base;
-    return found;
-  }
-  Hit hit = Search(*base, name);
+Volume::Found Volume::FoundOf(const EntryRef& directory, Hit hit) {
   if (!hit.is_there) throw DosError(ERROR_OBJECT_NOT_FOUND);
   Check(hit.problem);
-  found.directory = std::move(hit.directory);
-  found.object = std::move(hit.object);
-  found.entry = EntryOf(base, {found.directory.fd.get(), hit.host_name}, found.object);
-  return found;
+  EntryRef entry = EntryOf(directory, hit.at(), hit.object);
+  return {.entry = std::move(entry), .way = std::move(hit.way), .object = std::move(hit.object)};
+}
+
+Volume::Found Volume::LookUp(const EntryRef& rel, std::string_view name) {
+  const EntryRef& base = rel == nullptr ? root() : rel;
+  if (name.empty()) return {.entry = base, .way = {}, .object = {}};
+  return FoundOf(base, Search(*base, name));
 }
 
 Volume::Found Volume::LookUpTarget(const EntryRef& rel, std::string_view name) {
@@ -195,16 +192,16 @@ Volume::Found Volume::LookUpTarget(const EntryRef& rel, std::string_view name) {
 }
 
 Opened& Volume::OpenFound(Found& found, Use use) {
-  if (!found.directory.fd) {
-    found.object = Reach(*found.entry, use);
+  const Entry& entry = *found.entry;
+  if (found.way.empty()) {
+    found.way = Reach(entry, use);
+    found.object = found.way.back();
+    if (found.way.size() > 1) found.way.pop_back();
     return found.object;
   }
-  const NameAt at{found.directory.fd.get(), found.entry->host_name};
-  const DosError error = OpenFor(use, at, found.object);
+  const DosError error = OpenFor(use, {found.way.back().fd.get(), entry.host_name}, found.object);
   Check(IsGoneOrForeign(error) ? ERROR_INVALID_LOCK : error);
-  if (found.object.stat.identity() != found.entry->object->identity) {
-    throw DosError(ERROR_INVALID_LOCK);
-  }
+  if (found.object.stat.identity() != entry.object->identity) throw DosError(ERROR_INVALID_LOCK);
   return found.object;
 }
 
@@ -230,26 +227,33 @@ std::string Volume::Location::Path() const {
 Volume::Location Volume::Locate(const Found& found) {
   const Entry& entry = *found.entry;
   Location location{.parent = entry.directory,
-                    .directory = found.directory,
+                    .way = found.way,
                     .name = entry.name,
-                    .host_name = entry.host_name};
-  if (!location.directory.fd) location.directory = Reach(*entry.directory, Use::kAnything);
-  location.is_known = IsKnown(*entry.directory, location.directory);
+                    .host_name = entry.host_name,
+                    .record = {}};
+  if (location.way.empty()) location.way = Reach(*entry.directory, Use::kAnything);
+  location.is_known = IsKnown(location.way);
   return location;
+}
+
+Volume::Location Volume::LocationOf(const EntryRef& parent, std::string_view name, Hit hit) {
+  Check(WriteProblem());
+  if (hit.is_there) throw DosError(ERROR_OBJECT_EXISTS);
+  CheckOwn(*parent->object);
+  return {.parent = parent,
+          .way = std::move(hit.way),
+          .name = std::string(name),
+          .host_name = std::move(hit.host_name),
+          .is_new = true,
+          .is_known = hit.is_known,
+          .record = {}};
 }
 
 Volume::Location Volume::LocateNew(const EntryRef& rel, std::string_view name) {
   Check(WriteProblem());
   if (name.empty()) throw DosError(ERROR_OBJECT_EXISTS);
   const EntryRef& parent = rel == nullptr ? root() : rel;
-  Hit hit = Search(*parent, name);
-  if (hit.is_there) throw DosError(ERROR_OBJECT_EXISTS);
-  CheckOwn(*parent->object);
-  return {.parent = parent,
-          .directory = std::move(hit.directory),
-          .name = std::string(name),
-          .host_name = std::move(hit.host_name),
-          .is_known = hit.is_known};
+  return LocationOf(parent, name, Search(*parent, name));
 }
 
 void Volume::CheckOwn(const Object& object) const {

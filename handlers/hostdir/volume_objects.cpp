@@ -32,26 +32,32 @@ void Volume::Hold(Object& object, const NameAt& at) const {
   if (OpenLooked(at, root_.stat.device, held) || held.stat.identity() != object.identity) held = {};
 }
 
-EntryRef Volume::MakeOwnFile(const Location& location, std::string_view content, Opened& made) {
-  journal_.StartMaking(location.Path());
-  const DosError error = MakeFileAt(location.at(), made);
-  if (error) journal_.Remove(location.Path());
-  Check(error);
+EntryRef Volume::MakeOwnFile(Location& location, std::string_view content, Opened& made) {
+  const std::string path = location.Path();
+  journal_.StartMaking(path);
+  const DosError refusal = MakeFileAt(location.at(), made);
+  if (refusal) journal_.Remove(path);
+  Check(refusal);
+  // The first look at it comes after its date, and shows that as well.
+  const DosError error = Catch([&] {
+    Check(WriteAt(made.fd.get(), 0, content).ForWriting());
+    Initialize(location, made, !content.empty());
+  });
+  // What cannot be looked at cannot be removed either: nothing says that it still has the name.
+  if (error) Check(StatAgain(made));
   EntryRef entry =
       AddOwn(location, content.empty() ? ObjectKind::kFile : ObjectKind::kSoftLink, made);
+  if (error) static_cast<void>(Catch([&] { Remove(location, made); }));
+  Check(error);
   Hold(*entry->object, location.at());
-  const HostError full = WriteAt(made.fd.get(), 0, content);
-  if (full) static_cast<void>(Catch([&] { Remove(location, made); }));
-  Check(full.ForWriting());
-  Initialize(location, made, !content.empty());
-  if (location.is_known) names_.Add(location.directory.stat.identity(), location.host_name);
   return entry;
 }
 
-EntryRef Volume::MakeOwnDirectory(const Location& location) {
+EntryRef Volume::MakeOwnDirectory(Location& location) {
   Opened made;
-  const NameAt aside{location.directory.fd.get(), aside_};
-  journal_.StartMaking(location.Path());
+  const NameAt aside{location.directory().fd.get(), aside_};
+  const std::string path = location.Path();
+  journal_.StartMaking(path);
   DosError error = MakeDirectoryAt(aside, root_.stat.device, made);
   EntryRef entry;
   if (!error) {
@@ -64,27 +70,23 @@ EntryRef Volume::MakeOwnDirectory(const Location& location) {
       entry->Detach();
     }
   }
-  if (error) journal_.Remove(location.Path());
+  if (error) journal_.Remove(path);
   Check(error);
-  Initialize(location, made, false);
-  names_.AddEmpty(made.stat);
-  if (location.is_known) names_.Add(location.directory.stat.identity(), location.host_name);
+  error = Catch([&] { Initialize(location, made, false); });
+  if (error) static_cast<void>(Catch([&] { Remove(location, made); }));
+  Check(error);
+  names_.AddEmpty(made.stat, location.directory().stat.identity());
   return entry;
 }
 
-void Volume::Initialize(const Location& location, Opened& made, bool soft_link) {
-  try {
-    const Record above = ReadRecord(location.directory);
-    Record record;
-    record.soft_link = soft_link;
-    record.owner = above.owner;
-    record.group = above.group;
-    Date(made, record, now_());
-    Check(records_->WriteFirst(made, record));
-  } catch (const DosError&) {
-    static_cast<void>(Catch([&] { Remove(location, made); }));
-    throw;
-  }
+void Volume::Initialize(Location& location, Opened& made, bool soft_link) {
+  location.record = ReadRecord(location.directory());
+  Record record;
+  record.soft_link = soft_link;
+  record.owner = location.record->owner;
+  record.group = location.record->group;
+  Date(made, record, now_());
+  Check(records_->WriteFirst(made, record));
 }
 
 void Volume::Remove(const Location& location, Opened object) {
@@ -106,7 +108,6 @@ void Volume::Remove(const Location& location, Opened object) {
     own_.Remove(identity);
     names_.Forget(identity);
   }
-  if (location.is_known) names_.Remove(location.directory.stat.identity(), location.host_name);
 }
 
 void Volume::ReportAside(const Outcome& outcome, const std::string& host_name) {
@@ -119,40 +120,39 @@ void Volume::ReportAside(const Outcome& outcome, const std::string& host_name) {
 
 // ---- Making ------------------------------------------------------------------------------------
 
-EntryRef Volume::MakeFile(const EntryRef& rel, std::string_view name) {
-  const Location location = LocateNew(rel, name);
+EntryRef Volume::MakeFile(Location location) {
   Opened content;
   EntryRef made = MakeOwnFile(location, {}, content);
   made->object->content = std::move(content);
   made->object->write_refusal = kNoError;
-  Touch(location);
+  TouchAdded(std::move(location));
   return made;
 }
 
 DosError Volume::MakeDirectory(const EntryRef& rel, std::string_view name, EntryRef& made) {
-  const Location location = LocateNew(rel, name);
+  Location location = LocateNew(rel, name);
   made = MakeOwnDirectory(location);
-  Touch(location);
+  TouchAdded(std::move(location));
   return kNoError;
 }
 
 DosError Volume::MakeSoftLink(const EntryRef& rel, std::string_view name, std::string_view target) {
   Check(WriteProblem());
   if (target.empty() || target.size() > common::kMaxTarget) return ERROR_INVALID_COMPONENT_NAME;
-  const Location location = LocateNew(rel, name);
+  Location location = LocateNew(rel, name);
   Opened made;
   static_cast<void>(MakeOwnFile(location, target, made));
-  Touch(location);
+  TouchAdded(std::move(location));
   return kNoError;
 }
 
 DosError Volume::MakeHardLink(const EntryRef& rel, std::string_view name, const Entry& target) {
-  const Location location = LocateNew(rel, name);
+  Location location = LocateNew(rel, name);
   if (target.object->IsDirectory()) {
     // A loop is refused as such; any other link to a directory is what the host does not have.
     return IsInside(*location.parent, target) ? ERROR_OBJECT_WRONG_TYPE : ERROR_ACTION_NOT_KNOWN;
   }
-  const Opened source = Reach(target, Use::kAnything);
+  const Opened source = Reach(target, Use::kAnything).back();
   CheckOwn(*target.object);
   const std::string path = location.Path();
   journal_.StartMaking(path);
@@ -160,8 +160,7 @@ DosError Volume::MakeHardLink(const EntryRef& rel, std::string_view name, const 
   if (error) journal_.Remove(path);
   Check(error.ForLinking());
   journal_.FinishMaking(target.object->identity, path);
-  if (location.is_known) names_.Add(location.directory.stat.identity(), location.host_name);
-  Touch(location);
+  TouchAdded(std::move(location));
   return kNoError;
 }
 
@@ -179,12 +178,12 @@ DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   if (entry->object->IsFile() && (record.protection & EXDF_NO_WRITE) != 0) {
     return ERROR_WRITE_PROTECTED;
   }
-  const Location location = Locate(found);
+  Location location = Locate(found);
   // Asked first: the directory above keeps its date when nothing is deleted.
   if (object.IsDirectory() && !IsEmpty(found)) return ERROR_DIRECTORY_NOT_EMPTY;
   Remove(location, std::move(object));
   entry->Detach();
-  Touch(location);
+  TouchRemoved(std::move(location));
   return kNoError;
 }
 
@@ -206,24 +205,32 @@ DosError Volume::Rename(const EntryRef& from_rel, std::string_view from, const E
   const EntryRef& parent = to_rel == nullptr ? root() : to_rel;
   if (to.empty()) return parent == entry ? kNoError : ERROR_OBJECT_EXISTS;
 
-  const Location source = Locate(found);
+  Location source = Locate(found);
   Hit hit = Search(*parent, to);
   if (hit.is_there) {
     const bool is_itself = source.parent == parent && hit.host_name == source.host_name;
     if (!is_itself) return ERROR_OBJECT_EXISTS;
   }
   Location target{.parent = parent,
-                  .directory = std::move(hit.directory),
+                  .way = std::move(hit.way),
                   .name = std::string(to),
-                  .host_name = ToHostName(to)};
-  target.is_known = IsKnown(*parent, target.directory);
+                  .host_name = ToHostName(to),
+                  .record = {}};
+  target.is_known = IsKnown(target.way);
   if (IsInside(*parent, *entry)) return ERROR_OBJECT_IN_USE;
   CheckOwn(*entry->object);
   CheckOwn(*source.parent->object);
   CheckOwn(*parent->object);
   Move(entry, source, target);
-  Touch(source);
-  if (source.parent != parent) Touch(target);
+  if (source.parent == parent) {
+    if (source.is_known) names_.Remove(parent->object->identity, source.host_name);
+    TouchAdded(std::move(target));
+  } else {
+    TouchRemoved(std::move(source));
+    // That has changed what leads there.
+    target.way.clear();
+    TouchAdded(std::move(target));
+  }
   return kNoError;
 }
 
@@ -236,8 +243,6 @@ void Volume::Move(const EntryRef& entry, const Location& from, const Location& t
   ReportAside(outcome, from.host_name);
   if (outcome.error) journal_.Rename(to_path, from_path);
   Check(outcome.error.ForMoving(entry->object->IsDirectory()));
-  if (from.is_known) names_.Remove(from.directory.stat.identity(), from.host_name);
-  if (to.is_known) names_.Add(to.directory.stat.identity(), to.host_name);
   Tree::Move(entry, to.parent, to.host_name, to.name);
 }
 
