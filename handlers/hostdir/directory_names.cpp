@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "handlers/common/names.h"
-#include "handlers/hostdir/host_dates.h"
 #include "handlers/hostdir/host_names.h"
 
 namespace quorle::hostdir {
@@ -125,7 +124,7 @@ NamesCache::Known& NamesCache::KnownFor(const HostStat& directory) {
   known->status_changed = directory.status_changed;
   known->first_seen = now_();
   known->is_complete = false;
-  known->marked.reset();
+  known->mark.reset();
   return *known;
 }
 
@@ -212,21 +211,22 @@ void NamesCache::Forget(const Identity& directory) {
   std::erase_if(known_, [&](const Known& known) { return known.identity == directory; });
 }
 
-void NamesCache::NoteMark(const HostStat& directory, const ::DateStamp& date) {
+void NamesCache::SetMark(const HostStat& directory, Mark mark) {
   Known* const known = Find(directory.identity());
   if (known == nullptr || !known->is_complete || !known->HasTimes(directory)) return;
-  known->marked = date;
+  known->mark = std::move(mark);
 }
 
-bool NamesCache::IsMarked(const HostStat& directory, const ::DateStamp* date) {
-  if (Find(directory.identity()) == nullptr) return false;
+std::optional<NamesCache::Mark> NamesCache::MarkOf(const HostStat& directory) {
+  if (Find(directory.identity()) == nullptr) return std::nullopt;
   const Known& known = KnownFor(directory);
-  return known.marked && (date == nullptr || SameDate(*known.marked, *date));
+  if (!known.mark || now_() - known.mark->read > kOwnChangesLast) return std::nullopt;
+  return known.mark;
 }
 
 void NamesCache::ForgetMark(const Identity& directory) {
   Known* const known = Find(directory);
-  if (known != nullptr) known->marked.reset();
+  if (known != nullptr) known->mark.reset();
 }
 
 void NamesCache::NoteTimes(const HostStat& before, const HostStat& after) {

@@ -9,9 +9,11 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "handlers/hostdir/host.h"
+#include "handlers/hostdir/record.h"
 
 namespace quorle::hostdir {
 
@@ -86,12 +88,18 @@ class NamesCache {
 
   // ---- Dates ---------------------------------------------------------------------------------
 
-  /// The directory, which has its names and was looked at just now, was dated `date` and has no archive
-  /// bit.
-  void NoteMark(const HostStat& directory, const ::DateStamp& date);
-  /// Whether both still are so, as `directory`, which was looked at just now, shows; a null `date` is
-  /// any.
-  bool IsMarked(const HostStat& directory, const ::DateStamp* date);
+  /// How this mount has marked a directory as changed. It holds as the names do.
+  struct Mark {
+    ::DateStamp date{};
+    Record record;           ///< without the archive bit
+    Clock::time_point read;  ///< the record
+  };
+  /// One for a directory whose record was read just now.
+  Mark NewMark(Record record) const { return {.record = std::move(record), .read = now_()}; }
+  /// The directory, which was looked at just now, was marked so.
+  void SetMark(const HostStat& directory, Mark mark);
+  /// The mark that the directory, which was looked at just now, has still.
+  std::optional<Mark> MarkOf(const HostStat& directory);
   /// The record of the directory is about to change.
   void ForgetMark(const Identity& directory);
 
@@ -120,7 +128,7 @@ class NamesCache {
     bool is_complete = false;  ///< as long as the times stay these
     bool has_own_changes = false;
     bool keeps_case = false;
-    std::optional<::DateStamp> marked;  ///< as long as the times stay these
+    std::optional<Mark> mark;  ///< as long as the times stay these
     DirectoryNames names;
 
     bool HasTimes(const HostStat& directory) const;

@@ -148,7 +148,11 @@ DosError MakeFileAt(const NameAt& at, Opened& content) {
 DosError MakeDirectoryAt(const NameAt& at, std::uint64_t device, Opened& made) {
   const int result = ::mkdirat(at.directory, at.name.c_str(), 0777);
   if (const HostError error = HostError::Of(result)) return error.ForWriting();
-  const DosError error = OpenAt(at, device, made);
+  made = {};
+  made.fd = SharedDescriptor(
+      ::openat(at.directory, at.name.c_str(), O_RDONLY | O_DIRECTORY | kCareful));
+  DosError error = StatOfOpened(made.fd, made.stat).ForReading();
+  if (!error && !BelongsToVolume(made.stat, device)) error = ERROR_OBJECT_WRONG_TYPE;
   if (error) ::unlinkat(at.directory, at.name.c_str(), AT_REMOVEDIR);
   return error;
 }

@@ -52,6 +52,7 @@ DosError Volume::Relabel(std::string_view name) {
     if (is_no_label || name == name_at_mount_) record.label = kept_label_;
   };
   const ::DateStamp now = now_();
+  names_.Forget(root_.stat.identity());
   if (const DosError error = Catch([&] { ChangeRecord(root_, change, &now); })) return error;
   root()->name = name;
   settings_.label = is_no_label ? std::string_view() : name;

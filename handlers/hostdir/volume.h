@@ -109,14 +109,12 @@ class Volume {
                   std::string_view to);
   DosError SetDate(const EntryRef& rel, std::string_view name, const ::DateStamp& date) {
     const auto keep = [](Record&) {};
-    ChangeAttributes(rel, name, keep, &date);
-    return kNoError;
+    return ChangeAttributes(rel, name, keep, &date);
   }
   /// Changes the record of the object with `change`.
   DosError SetAttribute(const EntryRef& rel, std::string_view name,
                         const std::function<void(Record&)>& change) {
-    ChangeAttributes(rel, name, change, nullptr);
-    return kNoError;
+    return ChangeAttributes(rel, name, change, nullptr);
   }
 
   // ---- Looking at objects --------------------------------------------------------------------
@@ -166,7 +164,7 @@ class Volume {
     std::string host_name;
     bool is_new = false;    ///< nothing has the name, and it was looked what its directory is
     bool is_known = false;  ///< `names_` has what was in the directory before this operation
-    std::optional<Record> record;  ///< of the directory, when it was read
+    std::optional<NamesCache::Mark> mark;  ///< of the directory, when its record is known
 
     const Opened& directory() const { return way.back(); }
     NameAt at() const { return {directory().fd.get(), host_name}; }
@@ -196,7 +194,7 @@ class Volume {
     kAnything  ///< its content and attributes
   };
 
-  // What follows returns what it found or made, and throws its error.
+  // What follows returns what it found or made, and throws its error, unless it returns an error.
 
   // ---- Looking up: volume_lookup.cpp ---------------------------------------------------------
 
@@ -215,15 +213,16 @@ class Volume {
   bool SearchExactly(std::string_view name, Hit& hit);
   /// Looks for it among all names of the directory.
   void SearchAll(std::string_view name, Hit& hit);
-  /// Whether `names_` has what is in a directory now; `way` leads to it.
-  bool IsKnown(Way& way);
+  /// Notes for a location whether `names_` has what is in the directory now.
+  void NoteKnown(Location& location);
   /// The entry of something that was looked at and is called `at`; it is opened when that takes it.
   EntryRef EntryOf(const EntryRef& directory, const NameAt& at, Opened& looked);
-  /// As Find() and FindTarget().
-  Found LookUp(const EntryRef& rel, std::string_view name);
-  Found LookUpTarget(const EntryRef& rel, std::string_view name);
+  /// As Find() and FindTarget(), and they return their commonest errors likewise: an exception costs
+  /// more than the look-up.
+  DosError LookUp(const EntryRef& rel, std::string_view name, Found& found);
+  DosError LookUpTarget(const EntryRef& rel, std::string_view name, Found& found);
   /// The entry of what a search has found; 205 when that is nothing.
-  Found FoundOf(const EntryRef& directory, Hit hit);
+  DosError FoundOf(const EntryRef& directory, Hit hit, Found& found);
   /// The object, opened for `use`.
   Opened& OpenFound(Found& found, Use use);
   /// The location of what was found, which is not the root.
@@ -287,24 +286,28 @@ class Volume {
   /// Reads the record of an object, has `change` change it, dates the object unless `date` is null,
   /// and writes the record.
   void ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date) {
-    ChangeRecord(object, ReadRecord(object), change, date);
+    Record record = ReadRecord(object);
+    ChangeRecord(object, record, change, date);
   }
-  /// The same of an object whose record was read.
-  void ChangeRecord(Opened& object, Record record, const Change& change, const ::DateStamp* date);
+  /// The same of an object whose record is `record`.
+  void ChangeRecord(Opened& object, Record& record, const Change& change, const ::DateStamp* date);
   /// The same for the object that a name leads to.
-  void ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
-                        const ::DateStamp* date);
+  DosError ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
+                            const ::DateStamp* date);
   ObjectInfo InfoOf(const Opened& opened, ObjectKind kind) const;
   /// Starts a scan of `entry`, open as `directory`, and returns its number.
   std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& entry,
                           Opened& directory);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
-  /// `record`.
-  static void Date(Opened& opened, Record& record, const ::DateStamp& date);
-  /// Marks a change of an object, whose record is `record` unless that is none: clears its archive bit,
-  /// and dates it unless `date` is null. What the host refuses here is no failure of the operation that
-  /// it comes after. True when all was done; then it is known what a dated object is now.
-  bool MarkChanged(Opened& object, const std::optional<Record>& record, const ::DateStamp* date);
+  /// `record`. It is known what the object is afterwards.
+  void Date(Opened& opened, Record& record, const ::DateStamp& date);
+  /// Marks a change of a file: clears its archive bit, and dates it. What the host refuses here and
+  /// below is no failure of the operation that it comes after.
+  void MarkChanged(Opened& file);
+  /// The same of a directory, which is dated unless `date` is null. `mark` is the one that it had, or
+  /// none; `is_known`: `names_` has what is in it.
+  void MarkDirectory(Opened& directory, std::optional<NamesCache::Mark> mark,
+                     const ::DateStamp* date, bool is_known);
   /// Does that for all directories in `way`, in which no names have changed.
   void TouchAll(Way& way, const ::DateStamp* date);
   /// The same, with today's date, for a directory and all above.
@@ -326,6 +329,9 @@ class Volume {
   std::function<void(const std::string& line)> report_;
   std::string name_at_mount_;              ///< of the volume
   std::optional<std::string> kept_label_;  ///< that of the root's record at the same time
+  /// Whether the host sets the time of change only together with that of access, as bindfs 1.14 does.
+  enum class Both : std::uint8_t { kUnknown, kNeeded, kNoHelp };
+  Both date_both_ = Both::kUnknown;
   std::string aside_;  ///< what an object is called while it is removed or renamed
   std::map<std::intptr_t, Scan> scans_;
   std::intptr_t last_scan_ = 0;

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <optional>
 #include <string>
@@ -25,6 +26,23 @@ bool SameTime(const std::timespec& a, const std::timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
+/// Sets the time of change of something open; that of access is set to now when `both`, else it stays.
+HostError SetTime(int fd, const std::timespec& time, bool both) {
+  std::timespec times[2] = {{0, UTIME_OMIT}, time};
+  // Not UTIME_NOW: what cannot set one may not know that either.
+  if (both) ::clock_gettime(CLOCK_REALTIME, &times[0]);
+  return HostError::Of(::futimens(fd, times));
+}
+
+/// Whether every filesystem has the time, as closely as it has any: one from 1980 to 2037.
+bool IsCommon(const std::timespec& time) {
+  return time.tv_sec >= 315'532'800 && time.tv_sec < 2'145'916'800;
+}
+
+void ClearArchive(Record& record) {
+  record.protection &= ~std::uint32_t{EXDF_ARCHIVE};
+}
+
 ::DateStamp DateOf(const Opened& opened, const Record& record) {
   if (record.date && SameTime(record.date->stand_in, opened.stat.changed)) {
     return record.date->date;
@@ -36,7 +54,7 @@ bool SameTime(const std::timespec& a, const std::timespec& b) {
 
 // ---- Changing ----------------------------------------------------------------------------------
 
-void Volume::ChangeRecord(Opened& object, Record record, const Change& change,
+void Volume::ChangeRecord(Opened& object, Record& record, const Change& change,
                           const ::DateStamp* date) {
   const std::string before = ToText(record);
   change(record);
@@ -46,51 +64,70 @@ void Volume::ChangeRecord(Opened& object, Record record, const Change& change,
   Check(records_->Write(object, record));
 }
 
-void Volume::ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
-                              const ::DateStamp* date) {
-  Check(WriteProblem());
-  Found found = LookUpTarget(rel, name);
+DosError Volume::ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
+                                  const ::DateStamp* date) {
+  if (const DosError error = WriteProblem()) return error;
+  Found found;
+  if (const DosError error = LookUpTarget(rel, name, found)) return error;
   CheckOwn(*found.entry->object);
+  // The times of a directory may become those that it had before somebody changed it.
+  if (date != nullptr) names_.Forget(found.entry->object->identity);
   ChangeRecord(OpenFound(found, date != nullptr ? Use::kAnything : Use::kRecord), change, date);
   // Only from the directory upward: attributes of a copy must survive being set.
   if (found.entry != root()) TouchAll(found.way, nullptr);
+  return kNoError;
 }
 
 void Volume::Date(Opened& opened, Record& record, const ::DateStamp& date) {
-  const std::timespec times[2] = {{0, UTIME_OMIT}, ToHostTime(date)};
-  const HostError refusal = HostError::Of(::futimens(opened.fd.get(), times));
-  // A time that this filesystem does not have, or an object of another user: the record keeps it.
-  if (!refusal.Is(EINVAL, EPERM, EACCES, EBADF)) Check(refusal.ForWriting());
-  Check(StatAgain(opened));
+  const std::timespec time = ToHostTime(date);
+  const auto set = [&](bool both) {
+    const HostError refusal = SetTime(opened.fd.get(), time, both);
+    // A time that this filesystem does not have, or an object of another user: the record keeps it.
+    if (!refusal.Is(EINVAL, EPERM, EACCES, EBADF)) Check(refusal.ForWriting());
+    Check(StatAgain(opened));
+    return SameTime(opened.stat.changed, time);
+  };
+  const bool is_set = set(date_both_ == Both::kNeeded);
+  if (!is_set && date_both_ == Both::kUnknown && IsCommon(time)) {
+    date_both_ = set(true) ? Both::kNeeded : Both::kNoHelp;
+  }
   record.date.reset();
   if (!SameDate(FromHostTime(opened.stat.changed), date)) {
     record.date = {date, opened.stat.changed};
   }
 }
 
-bool Volume::MarkChanged(Opened& object, const std::optional<Record>& record,
-                         const ::DateStamp* date) {
-  const auto clear = [](Record& kept) { kept.protection &= ~std::uint32_t{EXDF_ARCHIVE}; };
-  return !Catch([&] {
-    ChangeRecord(object, record ? *record : ReadRecord(object), clear, date);
-  });
+void Volume::MarkChanged(Opened& file) {
+  const ::DateStamp now = now_();
+  static_cast<void>(Catch([&] { ChangeRecord(file, ClearArchive, &now); }));
+}
+
+void Volume::MarkDirectory(Opened& directory, std::optional<NamesCache::Mark> mark,
+                           const ::DateStamp* date, bool is_known) {
+  static_cast<void>(Catch([&] {
+    if (!mark) mark = names_.NewMark(ReadRecord(directory));
+    ChangeRecord(directory, mark->record, ClearArchive, date);
+    if (date == nullptr) return;
+    mark->date = *date;
+    if (is_known) names_.Accept(directory.stat);
+    names_.SetMark(directory.stat, std::move(*mark));
+  }));
 }
 
 void Volume::TouchAll(Way& way, const ::DateStamp* date) {
   for (Opened& directory : way) {
     const Identity identity = directory.stat.identity();
     if (!own_.MayChange(identity)) continue;
-    const bool is_root = &directory == way.data();
+    std::optional<NamesCache::Mark> mark;
     bool is_known = false;
     if (names_.Remembered(identity) != nullptr) {
-      // One look at the root is worth one at its record.
+      const bool is_root = &directory == way.data();
       if (is_root && StatAgain(directory)) continue;
-      if (names_.IsMarked(directory.stat, date)) continue;
+      mark = names_.MarkOf(directory.stat);
+      if (mark && (date == nullptr || SameDate(mark->date, *date))) continue;
       is_known = date != nullptr && names_.Current(directory.stat) != nullptr;
     }
-    if (!MarkChanged(directory, std::nullopt, date) || date == nullptr) continue;
-    if (is_known) names_.Accept(directory.stat);
-    names_.NoteMark(directory.stat, *date);
+    MarkDirectory(directory, std::move(mark), date, is_known);
   }
 }
 
@@ -115,9 +152,7 @@ void Volume::TouchNames(Location changed) {
       HostStat after;
       if (!StatOf(directory.fd.get(), after)) names_.NoteTimes(directory.stat, after);
     }
-    if (!MarkChanged(directory, changed.record, &now)) return;
-    if (changed.is_known) names_.Accept(directory.stat);
-    names_.NoteMark(directory.stat, now);
+    MarkDirectory(directory, std::move(changed.mark), &now, changed.is_known);
   }));
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -78,7 +77,7 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
     if (is_new) {
       found.entry = MakeFile(LocationOf(base, name, std::move(hit)));
     } else {
-      found = FoundOf(base, std::move(hit));
+      if (const DosError error = FoundOf(base, std::move(hit), found)) return error;
     }
   }
   const EntryRef& entry = found.entry;
@@ -161,8 +160,7 @@ DosError Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
   Check(WriteWhole(object.content.fd.get(), file.position, text, old_size).ForWriting());
   file.position = end;
   file.changed = true;
-  const ::DateStamp now = now_();
-  MarkChanged(object.content, std::nullopt, &now);
+  MarkChanged(object.content);
   return kNoError;
 }
 
@@ -201,8 +199,7 @@ DosError Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
   Check(HostError::Of(::ftruncate(fd, static_cast<off_t>(target))).ForResizing());
   file.position = std::min(file.position, target);
   file.changed = true;
-  const ::DateStamp now = now_();
-  MarkChanged(object.content, std::nullopt, &now);
+  MarkChanged(object.content);
   return kNoError;
 }
 

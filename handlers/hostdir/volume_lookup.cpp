@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -92,11 +93,12 @@ Volume::Way Volume::Reach(const Entry& entry, Use use) {
   return way;
 }
 
-bool Volume::IsKnown(Way& way) {
-  Opened& directory = way.back();
-  if (names_.Remembered(directory.stat.identity()) == nullptr) return false;
-  if (way.size() == 1) Check(StatAgain(directory));
-  return names_.Current(directory.stat) != nullptr;
+void Volume::NoteKnown(Location& location) {
+  Opened& directory = location.way.back();
+  if (names_.Remembered(directory.stat.identity()) == nullptr) return;
+  if (location.way.size() == 1) Check(StatAgain(directory));
+  location.is_known = names_.Current(directory.stat) != nullptr;
+  location.mark = names_.MarkOf(directory.stat);
 }
 
 bool Volume::SearchExactly(std::string_view name, Hit& hit) {
@@ -172,23 +174,25 @@ EntryRef Volume::EntryOf(const EntryRef& directory, const NameAt& at, Opened& lo
   return tree_.EntryFor(directory, at.name, name, looked.stat.identity(), kind);
 }
 
-Volume::Found Volume::FoundOf(const EntryRef& directory, Hit hit) {
-  if (!hit.is_there) throw DosError(ERROR_OBJECT_NOT_FOUND);
-  Check(hit.problem);
-  EntryRef entry = EntryOf(directory, hit.at(), hit.object);
-  return {.entry = std::move(entry), .way = std::move(hit.way), .object = std::move(hit.object)};
+DosError Volume::FoundOf(const EntryRef& directory, Hit hit, Found& found) {
+  if (!hit.is_there) return ERROR_OBJECT_NOT_FOUND;
+  if (hit.problem) return hit.problem;
+  found.entry = EntryOf(directory, hit.at(), hit.object);
+  found.way = std::move(hit.way);
+  found.object = std::move(hit.object);
+  return kNoError;
 }
 
-Volume::Found Volume::LookUp(const EntryRef& rel, std::string_view name) {
+DosError Volume::LookUp(const EntryRef& rel, std::string_view name, Found& found) {
   const EntryRef& base = rel == nullptr ? root() : rel;
-  if (name.empty()) return {.entry = base, .way = {}, .object = {}};
-  return FoundOf(base, Search(*base, name));
+  if (!name.empty()) return FoundOf(base, Search(*base, name), found);
+  found.entry = base;
+  return kNoError;
 }
 
-Volume::Found Volume::LookUpTarget(const EntryRef& rel, std::string_view name) {
-  Found found = LookUp(rel, name);
-  if (found.entry->object->IsSoftLink()) throw DosError(ERROR_IS_SOFT_LINK);
-  return found;
+DosError Volume::LookUpTarget(const EntryRef& rel, std::string_view name, Found& found) {
+  if (const DosError error = LookUp(rel, name, found)) return error;
+  return found.entry->object->IsSoftLink() ? ERROR_IS_SOFT_LINK : kNoError;
 }
 
 Opened& Volume::OpenFound(Found& found, Use use) {
@@ -206,13 +210,17 @@ Opened& Volume::OpenFound(Found& found, Use use) {
 }
 
 DosError Volume::Find(const EntryRef& rel, std::string_view name, EntryRef& found) {
-  found = LookUp(rel, name).entry;
-  return kNoError;
+  Found object;
+  const DosError error = LookUp(rel, name, object);
+  found = std::move(object.entry);
+  return error;
 }
 
 DosError Volume::FindTarget(const EntryRef& rel, std::string_view name, EntryRef& found) {
-  found = LookUpTarget(rel, name).entry;
-  return kNoError;
+  Found object;
+  const DosError error = LookUpTarget(rel, name, object);
+  found = std::move(object.entry);
+  return error;
 }
 
 std::string Volume::Location::Path() const {
@@ -230,9 +238,9 @@ Volume::Location Volume::Locate(const Found& found) {
                     .way = found.way,
                     .name = entry.name,
                     .host_name = entry.host_name,
-                    .record = {}};
+                    .mark = {}};
   if (location.way.empty()) location.way = Reach(*entry.directory, Use::kAnything);
-  location.is_known = IsKnown(location.way);
+  NoteKnown(location);
   return location;
 }
 
@@ -240,13 +248,14 @@ Volume::Location Volume::LocationOf(const EntryRef& parent, std::string_view nam
   Check(WriteProblem());
   if (hit.is_there) throw DosError(ERROR_OBJECT_EXISTS);
   CheckOwn(*parent->object);
+  std::optional<NamesCache::Mark> mark = names_.MarkOf(hit.way.back().stat);
   return {.parent = parent,
           .way = std::move(hit.way),
           .name = std::string(name),
           .host_name = std::move(hit.host_name),
           .is_new = true,
           .is_known = hit.is_known,
-          .record = {}};
+          .mark = std::move(mark)};
 }
 
 Volume::Location Volume::LocateNew(const EntryRef& rel, std::string_view name) {

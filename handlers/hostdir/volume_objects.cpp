@@ -80,11 +80,12 @@ EntryRef Volume::MakeOwnDirectory(Location& location) {
 }
 
 void Volume::Initialize(Location& location, Opened& made, bool soft_link) {
-  location.record = ReadRecord(location.directory());
+  if (!location.mark) location.mark = names_.NewMark(ReadRecord(location.directory()));
+  const Record& above = location.mark->record;
   Record record;
   record.soft_link = soft_link;
-  record.owner = location.record->owner;
-  record.group = location.record->group;
+  record.owner = above.owner;
+  record.group = above.group;
   Date(made, record, now_());
   Check(records_->WriteFirst(made, record));
 }
@@ -168,7 +169,8 @@ DosError Volume::MakeHardLink(const EntryRef& rel, std::string_view name, const 
 
 DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   Check(WriteProblem());
-  Found found = LookUp(rel, name);
+  Found found;
+  if (const DosError error = LookUp(rel, name, found)) return error;
   const EntryRef entry = found.entry;
   if (entry == root() || entry->uses > 0) return ERROR_OBJECT_IN_USE;
   CheckOwn(*entry->object);
@@ -199,7 +201,8 @@ bool Volume::IsEmpty(Found& directory) {
 DosError Volume::Rename(const EntryRef& from_rel, std::string_view from, const EntryRef& to_rel,
                         std::string_view to) {
   Check(WriteProblem());
-  const Found found = LookUp(from_rel, from);
+  Found found;
+  if (const DosError error = LookUp(from_rel, from, found)) return error;
   const EntryRef& entry = found.entry;
   if (entry == root()) return ERROR_OBJECT_IN_USE;
   const EntryRef& parent = to_rel == nullptr ? root() : to_rel;
@@ -215,8 +218,8 @@ DosError Volume::Rename(const EntryRef& from_rel, std::string_view from, const E
                   .way = std::move(hit.way),
                   .name = std::string(to),
                   .host_name = ToHostName(to),
-                  .record = {}};
-  target.is_known = IsKnown(target.way);
+                  .mark = {}};
+  NoteKnown(target);
   if (IsInside(*parent, *entry)) return ERROR_OBJECT_IN_USE;
   CheckOwn(*entry->object);
   CheckOwn(*source.parent->object);
