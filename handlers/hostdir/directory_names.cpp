@@ -138,8 +138,8 @@ const DirectoryNames* NamesCache::Current(const HostStat& directory) {
   const Known& known = KnownFor(directory);
   if (!known.is_complete) return nullptr;
   if (known.has_own_changes &&
-      now_() - known.read > std::max<Clock::duration>(kOwnChangesLast,
-                                                      known.reading_took * kReadingsShare)) {
+      now_() - known.read >
+          std::max<Clock::duration>(kOwnChangesLast, known.reading_took * kReadingsShare)) {
     return nullptr;
   }
   return &known.names;
@@ -157,8 +157,8 @@ DosError NamesCache::Read(const Opened& directory, const DirectoryNames*& names)
   known.reading_took = now_() - known.read;
   known.has_own_changes = false;
   const milliseconds tick = HasFineTimes(directory.stat) ? kFineTick : kCoarseTick;
-  known.is_complete = are_times_kept_ && (HasTimesOfItsOwn(directory.stat) ||
-                                          known.read - known.first_seen > tick);
+  known.is_complete =
+      are_times_kept_ && (HasTimesOfItsOwn(directory.stat) || known.read - known.first_seen > tick);
   names = &known.names;
   DropOldest();
   return kNoError;

@@ -107,13 +107,17 @@ DosError LookAt(const NameAt& at, std::uint64_t device, Opened& looked) {
   return BelongsToVolume(looked.stat, device) ? kNoError : ERROR_OBJECT_WRONG_TYPE;
 }
 
+bool IsGoneOrForeign(DosError error) {
+  return error == ERROR_OBJECT_NOT_FOUND || error == ERROR_OBJECT_WRONG_TYPE;
+}
+
 DosError OpenLooked(const NameAt& at, std::uint64_t device, Opened& looked) {
   looked.readable = true;
   looked.fd = SharedDescriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | kCareful));
   if (!looked.fd && HostError::Last().Is(EACCES, EPERM)) {
     looked.readable = false;
-    looked.fd = SharedDescriptor(
-        ::openat(at.directory, at.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    looked.fd =
+        SharedDescriptor(::openat(at.directory, at.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   }
   if (const HostError error = StatOfOpened(looked.fd, looked.stat)) return error.ForReading();
   return BelongsToVolume(looked.stat, device) ? kNoError : ERROR_OBJECT_WRONG_TYPE;
@@ -149,8 +153,8 @@ DosError MakeDirectoryAt(const NameAt& at, std::uint64_t device, Opened& made) {
   const int result = ::mkdirat(at.directory, at.name.c_str(), 0777);
   if (const HostError error = HostError::Of(result)) return error.ForWriting();
   made = {};
-  made.fd = SharedDescriptor(
-      ::openat(at.directory, at.name.c_str(), O_RDONLY | O_DIRECTORY | kCareful));
+  made.fd =
+      SharedDescriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | O_DIRECTORY | kCareful));
   DosError error = StatOfOpened(made.fd, made.stat).ForReading();
   if (!error && !BelongsToVolume(made.stat, device)) error = ERROR_OBJECT_WRONG_TYPE;
   if (error) ::unlinkat(at.directory, at.name.c_str(), AT_REMOVEDIR);

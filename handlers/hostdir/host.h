@@ -91,9 +91,7 @@ DosError OpenLooked(const NameAt& at, std::uint64_t device, Opened& looked);
 /// Both.
 DosError OpenAt(const NameAt& at, std::uint64_t device, Opened& opened);
 /// Whether LookAt() found nothing, or nothing that can be part of the volume.
-inline bool IsGoneOrForeign(DosError error) {
-  return error == ERROR_OBJECT_NOT_FOUND || error == ERROR_OBJECT_WRONG_TYPE;
-}
+bool IsGoneOrForeign(DosError error);
 /// Opens the content of a file that LookAt() has just found there, for reading alone when the host
 /// does not let it be written; `write_refusal` is the error then, else none. 211 when it is not the
 /// one that is `meant`.

@@ -117,8 +117,8 @@ std::filesystem::path StatePath() {
 std::vector<JournalEntry> JournalEntries::all() const {
   std::vector<std::pair<std::uint64_t, JournalEntry>> numbered;
   for (const auto& [path, known] : entries_) {
-    numbered.push_back({known.number,
-                        {.path = path, .former = known.former, .identity = known.identity}});
+    numbered.push_back(
+        {known.number, {.path = path, .former = known.former, .identity = known.identity}});
   }
   std::sort(numbered.begin(), numbered.end(),
             [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -128,8 +128,7 @@ std::vector<JournalEntry> JournalEntries::all() const {
 }
 
 void JournalEntries::StartMaking(const std::string& path) {
-  entries_.insert_or_assign(path,
-                            Known{.number = ++last_number_, .former = {}, .identity = {}});
+  entries_.insert_or_assign(path, Known{.number = ++last_number_, .former = {}, .identity = {}});
 }
 
 void JournalEntries::FinishMaking(const Identity& identity, const std::string& path) {

@@ -19,7 +19,9 @@ enum class Scratch : std::uint8_t {
 class OwnObjects {
  public:
   /// The root counts as made.
-  OwnObjects(Scratch scratch, const std::shared_ptr<Object>& root) : scratch_(scratch) { Add(root); }
+  OwnObjects(Scratch scratch, const std::shared_ptr<Object>& root) : scratch_(scratch) {
+    Add(root);
+  }
 
   bool MayChange(const Identity& identity) const {
     return scratch_ == Scratch::kAll || Find(identity) != nullptr;

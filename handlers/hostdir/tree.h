@@ -26,8 +26,8 @@ struct Object {
   ObjectKind kind = ObjectKind::kFile;
   common::Holders holders;  ///< of a file
   std::vector<OpenFile*> handles;
-  Opened held;             ///< open for its attributes, as far as that is held; what it is, is not kept
-  Opened content;          ///< of a file, as long as there are handles
+  Opened held;     ///< open for its attributes, as far as that is held; what it is, is not kept
+  Opened content;  ///< of a file, as long as there are handles
   DosError write_refusal;  ///< the error when the host does not let us write it
 
   bool IsFile() const { return kind == ObjectKind::kFile; }

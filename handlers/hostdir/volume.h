@@ -173,11 +173,11 @@ class Volume {
   };
   /// What a name in a directory leads to.
   struct Hit {
-    Way way;  ///< to the directory
+    Way way;                ///< to the directory
     std::string host_name;  ///< of what is there; the one to be made where nothing is
     bool is_there = false;  ///< a foreign object too
-    DosError problem;       ///< of what is there: 212 for a foreign object, or that of looking at it
-    Opened object;          ///< looked at, when there is no problem
+    DosError problem;  ///< of what is there: 212 for a foreign object, or that of looking at it
+    Opened object;     ///< looked at, when there is no problem
     bool is_known = false;  ///< as in Location
 
     NameAt at() const { return {way.back().fd.get(), host_name}; }
@@ -263,9 +263,11 @@ class Volume {
   EntryRef AddOwn(const Location& location, ObjectKind kind, const Opened& made);
   /// Holds an object of the mount's own open, which is called `at`.
   void Hold(Object& object, const NameAt& at) const;
-  /// Gives a new object its first record and date: owner and group of its directory, today's date. It
-  /// is known what the object is afterwards.
-  void Initialize(Location& location, Opened& made, bool soft_link);
+  /// Reads the record of the directory of a location, unless it is known.
+  void ReadMark(Location& location) const;
+  /// Gives a new object its first record and date: owner and group of its directory, whose record is
+  /// known, and today's date. It is known what the object is afterwards.
+  void Initialize(const Location& location, Opened& made, bool soft_link);
   /// Removes `object`, which is at `location`.
   void Remove(const Location& location, Opened object);
   /// Whether a directory has no names, foreign ones either.

@@ -234,8 +234,8 @@ DosError Volume::ReadTarget(const Entry& entry, std::string& target) {
   return kNoError;
 }
 
-std::intptr_t Volume::StartScan(const ::PRIVATE_ExamineDirContext& context,
-                                const Entry& scanned, Opened& directory) {
+std::intptr_t Volume::StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& scanned,
+                                Opened& directory) {
   Scan started{.context = &context, .lock = context.Directory, .names = {}, .next = 0};
   if (scanned.directory == nullptr) Check(StatAgain(directory));
   const DirectoryNames* names = names_.Current(directory.stat);

@@ -19,8 +19,7 @@ namespace quorle::hostdir {
 EntryRef Volume::AddOwn(const Location& location, ObjectKind kind, const Opened& made) {
   const Identity identity = made.stat.identity();
   journal_.FinishMaking(identity, location.Path());
-  EntryRef entry =
-      tree_.Insert(location.parent, location.host_name, location.name, identity, kind);
+  EntryRef entry = tree_.Insert(location.parent, location.host_name, location.name, identity, kind);
   own_.Add(entry->object);
   return entry;
 }
@@ -34,6 +33,7 @@ void Volume::Hold(Object& object, const NameAt& at) const {
 
 EntryRef Volume::MakeOwnFile(Location& location, std::string_view content, Opened& made) {
   const std::string path = location.Path();
+  ReadMark(location);
   journal_.StartMaking(path);
   const DosError refusal = MakeFileAt(location.at(), made);
   if (refusal) journal_.Remove(path);
@@ -57,6 +57,7 @@ EntryRef Volume::MakeOwnDirectory(Location& location) {
   Opened made;
   const NameAt aside{location.directory().fd.get(), aside_};
   const std::string path = location.Path();
+  ReadMark(location);
   journal_.StartMaking(path);
   DosError error = MakeDirectoryAt(aside, root_.stat.device, made);
   EntryRef entry;
@@ -79,8 +80,11 @@ EntryRef Volume::MakeOwnDirectory(Location& location) {
   return entry;
 }
 
-void Volume::Initialize(Location& location, Opened& made, bool soft_link) {
+void Volume::ReadMark(Location& location) const {
   if (!location.mark) location.mark = names_.NewMark(ReadRecord(location.directory()));
+}
+
+void Volume::Initialize(const Location& location, Opened& made, bool soft_link) {
   const Record& above = location.mark->record;
   Record record;
   record.soft_link = soft_link;
