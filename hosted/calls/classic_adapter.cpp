@@ -16,17 +16,17 @@ namespace {
 using Vectors = ::FileSystemVectors;
 
 constexpr std::intptr_t kFailed = -1;
-constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
-constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kLeastLong = std::numeric_limits<std::int32_t>::min();
+constexpr std::int64_t kMostLong = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kBlockSize = 512;
 
 std::int32_t Cut(std::int64_t number) {
-  return static_cast<std::int32_t>(std::clamp(number, kLeast, kMost));
+  return static_cast<std::int32_t>(std::clamp(number, kLeastLong, kMostLong));
 }
 
 /// Copies `text`, which may be null, into a field that begins with the length.
 template <std::size_t kRoom>
-void CopyText(const char* text, std::uint8_t (&field)[kRoom]) {
+void FillText(const char* text, std::uint8_t (&field)[kRoom]) {
   const std::size_t length = text == nullptr ? 0 : std::min(std::strlen(text), kRoom - 1);
   field[0] = static_cast<std::uint8_t>(length);
   if (length != 0) std::memcpy(field + 1, text, length);
@@ -49,14 +49,14 @@ std::int32_t EntryTypeOf(std::uint32_t type) {
 /// What the handler keeps in the block for itself stays.
 void Fill(::FileInfoBlock& block, const ::ExamineData& record) {
   block.fib_DirEntryType = EntryTypeOf(record.Type);
-  CopyText(record.Name, block.fib_FileName);
+  FillText(record.Name, block.fib_FileName);
   block.fib_Protection = static_cast<std::int32_t>(record.Protection);
   block.fib_EntryType = block.fib_DirEntryType;
   block.fib_Size = block.fib_DirEntryType < 0 ? Cut(record.FileSize) : 0;
   block.fib_NumBlocks =
       block.fib_Size / kBlockSize + static_cast<std::int32_t>(block.fib_Size % kBlockSize > 0);
   block.fib_Date = record.Date;
-  CopyText(record.Comment, block.fib_Comment);
+  FillText(record.Comment, block.fib_Comment);
   block.fib_OwnerUID = static_cast<std::uint16_t>(record.OwnerUID);
   block.fib_OwnerGID = static_cast<std::uint16_t>(record.OwnerGID);
 }
@@ -131,8 +131,8 @@ void ClassicAdapter::Examined(::DosPacket& packet, ::ExamineData* record, std::i
 }
 
 std::int32_t ClassicAdapter::KeyOf(std::uint64_t id) {
-  if (id <= static_cast<std::uint64_t>(kMost)) return static_cast<std::int32_t>(id);
-  const auto next = static_cast<std::int32_t>(kLeast + static_cast<std::int64_t>(keys_.size()));
+  if (id <= static_cast<std::uint64_t>(kMostLong)) return static_cast<std::int32_t>(id);
+  const auto next = static_cast<std::int32_t>(kLeastLong + static_cast<std::int64_t>(keys_.size()));
   return keys_.try_emplace(id, next).first->second;
 }
 
