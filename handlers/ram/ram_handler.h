@@ -23,7 +23,14 @@ extern "C" {
  * Where the host has a place for it (HandlerMount::Medium) the volume outlives an unmount, its name and
  * its write protection included.
  *
- * Not offered: FSInhibit(), FSFormat(), FSSerialize(), notification and record locks answer 209.
+ * While it is inhibited everything but FSInhibit(), FSFormat(), FSSerialize(), FSDeviceInfoData(), which
+ * shows the DOS type 'BUSY', and what gives something back is refused with 202. FSFormat() empties the
+ * volume: only then, and when nobody has a lock or a file, else 202.
+ *
+ * A request for notification watches a name: what is made, deleted, renamed, written and closed there,
+ * or has its attributes set. One for a directory is notified of its entries too, but for attributes.
+ *
+ * Not offered: record locks answer 209.
  */
 const struct Handler* QuorleRamHandler(void);
 

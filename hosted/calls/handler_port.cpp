@@ -92,6 +92,10 @@ void HandlerPort::Send(::DosPacket& packet) {
   if (Accepted(packet.dp_Res2, lock) == nullptr) packet.dp_Res1 = kDosFalse;
 }
 
+void HandlerPort::SetNotifyListener(NotifyListener listener) {
+  if (mounted_) mounted_->services().SetNotifyListener(std::move(listener));
+}
+
 bool HandlerPort::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
   return mounted_->Cover(layer, value, problem);
 }
@@ -508,11 +512,18 @@ bool HandlerPort::Relabel(std::int32_t& res2, const char* volume) {
 }
 
 bool HandlerPort::AddNotify(std::int32_t& res2, ::NotifyRequest* request) {
-  return Invoke<&Vectors::FSAddNotify>(res2, request);
+  const bool begins = mounted_ && request != nullptr;
+  // Before the call: the handler may notify at once.
+  if (begins) mounted_->services().BeginRequest(*request);
+  const bool done = Invoke<&Vectors::FSAddNotify>(res2, request);
+  if (begins && !done) mounted_->services().EndRequest(request);
+  return done;
 }
 
 bool HandlerPort::RemoveNotify(std::int32_t& res2, ::NotifyRequest* request) {
-  return Invoke<&Vectors::FSRemoveNotify>(res2, request);
+  const bool done = Invoke<&Vectors::FSRemoveNotify>(res2, request);
+  if (mounted_) mounted_->services().EndRequest(request);
+  return done;
 }
 
 }  // namespace quorle

@@ -10,6 +10,7 @@
 #include "hosted/calls/breach.h"
 #include "hosted/calls/call_gate.h"
 #include "hosted/calls/handler_program.h"
+#include "hosted/calls/handler_services.h"
 #include "hosted/calls/port_type.h"
 #include "hosted/calls/run_watch.h"
 #include "platform/records.h"
@@ -62,6 +63,9 @@ class HandlerPort {
   void SetGate(CallGate* gate) { gate_ = gate; }
   /// Reports something that the handler did wrong: `what` behind its device's name.
   void Report(const std::string& what);
+  /// Has the handler's notifications handed to `listener`; null: nobody gets them. Of no handler there
+  /// are none.
+  void SetNotifyListener(NotifyListener listener);
   /// Puts a layer over the handler; false, with one line in `problem`, when there is none such.
   bool Cover(const NamedLayer& layer, std::string_view value, std::string& problem);
 
@@ -179,6 +183,8 @@ class HandlerPort {
   /// Where dos names the volume by its root, a name that is taken is refused with 203, before anything
   /// is sent.
   bool Relabel(std::int32_t& res2, const char* volume);
+  /// Fills nr_Handler. The handler may notify of `request` from this call on, also while it lasts, until
+  /// the request is removed, whatever comes of that, or the handler unmounted; when it fails, no longer.
   bool AddNotify(std::int32_t& res2, ::NotifyRequest* request);
   bool RemoveNotify(std::int32_t& res2, ::NotifyRequest* request);
 

@@ -139,6 +139,9 @@ HostServices::HostServices(Clock& clock, VolumeNameCheck may_be_named, ReportLin
   table_.Report = [](const ::HandlerServices* dos, const char* line) {
     ServicesOf(dos).Report(line);
   };
+  table_.Notify = [](const ::HandlerServices* dos, ::NotifyRequest* request) {
+    ServicesOf(dos).Notify(request);
+  };
 }
 
 HostServices::~HostServices() {
@@ -197,6 +200,14 @@ void HostServices::Report(const char* line) const {
   if (report_ && line != nullptr) report_(line);
 }
 
+void HostServices::Notify(::NotifyRequest* request) {
+  if (!requests_.contains(request)) {
+    Note("notified of nobody's request");
+  } else if (notify_listener_) {
+    notify_listener_(*request);
+  }
+}
+
 bool HostServices::OwnsPort(const ::FileSystemVectorPort* port) const {
   return Find(port, QUORLE_DOS_FSVECTORPORT) != nullptr;
 }
@@ -243,6 +254,7 @@ void HostServices::FreeEverything() {
   for (const auto& [object, given] : given_) std::free(object);
   given_.clear();
   volume_name_.reset();
+  requests_.clear();
 }
 
 // Every allocation passes here. Without memory for the note there is no object either: these

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "calls/vector_table.h"
 #include "calls/words.h"
 #include "hosted/calls/packet_adapter.h"
 #include "hosted/isolation/crash_trace.h"
@@ -164,6 +165,7 @@ void IsolatedProgram::Restart() {
   std::string problem;
   if (Launch(problem)) {
     LockRootsAgain();
+    AddRequestsAgain();
     return;
   }
   may_restart_ = false;
@@ -181,7 +183,7 @@ void IsolatedProgram::LockRootsAgain() {
 }
 
 ::Lock* IsolatedProgram::LockRoot() {
-  constexpr std::size_t kFSLock = 0;
+  constexpr std::size_t kFSLock = calls::kVectorIndex<&::FileSystemVectors::FSLock>;
   if (functions_[kFSLock] == '1') {
     const std::array<std::int64_t, 3> words = {0, reinterpret_cast<std::intptr_t>(""), SHARED_LOCK};
     return PointedTo<::Lock>(static_cast<std::intptr_t>(CallVector(kFSLock, words).result));
@@ -193,6 +195,21 @@ void IsolatedProgram::LockRootsAgain() {
   packet.dp_Arg2 = packet.dp_Arg5 = name.address();
   packet.dp_Arg3 = SHARED_LOCK;
   return PointedTo<::Lock>(static_cast<std::intptr_t>(CallPacket(packet).result));
+}
+
+void IsolatedProgram::AddRequestsAgain() {
+  constexpr std::size_t kAdd = calls::kVectorIndex<&::FileSystemVectors::FSAddNotify>;
+  for (::NotifyRequest* const request : calls_->objects().DeadRequests()) {
+    const std::int64_t word = calls::ToWord(request);
+    if (functions_[kAdd] == '1') {
+      CallVector(kAdd, {&word, 1});
+    } else if (takes_packets_) {
+      ::DosPacket packet{};
+      packet.dp_Type = QUORLE_ACTION_ADD_NOTIFY;
+      packet.dp_Arg1 = static_cast<std::intptr_t>(word);
+      CallPacket(packet);
+    }
+  }
 }
 
 void IsolatedProgram::End(const std::string& how, const std::string& where) {
@@ -264,7 +281,15 @@ calls::Outcome IsolatedProgram::PerformOnce(const HostCall& call) {
   if (reply.breach != Breach::kNone) {
     watch_.ReportCall(mount_.DeviceName, Describe(reply.breach), call.Name());
   }
-  return calls_->Take(call, reply, link_->data());
+  if (reply.notified_too_often) {
+    watch_.ReportCall(mount_.DeviceName,
+                      "notified more than " + std::to_string(kMostNotified) + " times",
+                      call.Name());
+  }
+  const std::vector<::NotifyRequest*> notified = calls_->Notified(call, reply);
+  const calls::Outcome outcome = calls_->Take(call, reply, link_->data());
+  for (::NotifyRequest* const request : notified) services_->Notify(request);
+  return outcome;
 }
 
 void IsolatedProgram::FollowVolume(bool has_name) {

@@ -31,9 +31,11 @@ struct IsolationSettings {
 ///
 /// With `restart` the next test begins with another process, as if the handler were mounted once
 /// more. Locks on the root are taken again there, so that the run keeps its current directory; all
-/// other locks and open files are dead, and calls with them fail with ERROR_DEVICE_NOT_MOUNTED. The
-/// volume is what the handler finds: empty when it keeps files in memory. The same goes for a handler
-/// that is mounted again: it gets a process of its own each time, which has no HandlerMount::Medium.
+/// other locks and open files are dead, and calls with them fail with ERROR_DEVICE_NOT_MOUNTED.
+/// Requests for notification are added again, without NRF_NOTIFY_INITIAL; one that the handler refuses
+/// then is never notified of again. The volume is what the handler finds: empty when it keeps files in
+/// memory. The same goes for a handler that is mounted again: it gets a process of its own each time,
+/// which has no HandlerMount::Medium.
 class IsolatedProgram final : public HandlerProgram, private VectorCalls {
  public:
   /// `program` is mounted in the process alone. `watch` must outlive this.
@@ -57,6 +59,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   bool Ready();
   void Restart();
   void LockRootsAgain();
+  void AddRequestsAgain();
   ::Lock* LockRoot();
   /// Notes and reports the end of the process: `how` in `where`.
   void End(const std::string& how, const std::string& where);

@@ -364,7 +364,7 @@ using Table = ::FileSystemVectors;
 
 void Lie(Table& table) {
   quorle::calls::ForEachVector([&table]<auto place>(const quorle::calls::Vector<place>& vector) {
-    if (vector.IsCarried() && table.*place != nullptr) table.*place = Lying<place>::Answer;
+    if (table.*place != nullptr) table.*place = Lying<place>::Answer;
   });
   table.FSUnLock = UnLock;
   table.FSOpen = Open;
