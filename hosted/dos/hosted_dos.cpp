@@ -36,6 +36,11 @@ void HostedDos::ReleaseEverything() {
   current_dir_ = {};
 }
 
+bool HostedDos::Changed(bool done, HandlerPort& port, ::Lock* directory, const char* leaf) {
+  if (done && listener_ != nullptr) listener_->OnChange(port, directory, leaf);
+  return done;
+}
+
 PortObject HostedDos::Start() {
   if (!current_dir_) return {parts_.list.home(), nullptr};
   const PortObject* const lock = locks_.Find(current_dir_);
@@ -47,7 +52,7 @@ LockHandle HostedDos::AddLock(HandlerPort& port, ::Lock* lock) {
 }
 
 FileHandle HostedDos::AddFile(HandlerPort& port, std::unique_ptr<::FileHandle> handle) {
-  return files_.Add({&port, std::move(handle)});
+  return files_.Add({.port = &port, .handle = std::move(handle)});
 }
 
 PortHandle HostedDos::HandleOf(HandlerPort& port) {
