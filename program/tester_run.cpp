@@ -219,7 +219,7 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
   CallRecorder recorder(machine->dos(), results.recorder());
   std::vector<CallHook*> hooks = {&calls, &left_behind, &recorder};
   if (options.trace_file) hooks.insert(hooks.begin(), &tracer);
-  Interception interception(machine->exec(), machine->dos(), hooks);
+  Interception interception(machine->exec(), machine->dos(), hooks, &machine->further());
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
   Progress progress(console, screen.progress);
   Remounter remounter(options, {.machine = *machine,

@@ -48,6 +48,11 @@ class HandleTable {
       entry = goes ? things_.erase(entry) : std::next(entry);
     }
   }
+  /// Calls `each` with every thing, oldest first.
+  template <class Each>
+  void ForEach(Each each) {
+    for (auto& entry : things_) each(entry.second);
+  }
   /// Calls `each` with every thing, oldest first, and forgets them all.
   template <class Each>
   void RemoveAll(Each each) {

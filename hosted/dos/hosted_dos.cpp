@@ -37,10 +37,12 @@ void HostedDos::ReleaseEverything() {
 }
 
 OpenObjects HostedDos::ReleasePort(HandlerPort& port, LockHandle root) {
+  if (listener_ != nullptr) listener_->OnUnmount(port);
   OpenObjects released;
   std::int32_t res2 = 0;
   files_.RemoveIf([&](FileHandle, OpenFile& file) {
     if (file.port != &port) return false;
+    if (listener_ != nullptr) listener_->OnClosing(port, *file.handle, file.is_changed);
     port.Close(res2, *file.handle);
     ++released.files;
     return true;
@@ -63,6 +65,11 @@ std::int32_t HostedDos::LockRootAgain(HandlerPort& port, LockHandle root) {
   return lock->lock == nullptr ? res2 : 0;
 }
 
+bool HostedDos::Changed(bool done, HandlerPort& port, ::Lock* directory, const char* leaf) {
+  if (done && listener_ != nullptr) listener_->OnChange(port, directory, leaf);
+  return done;
+}
+
 PortObject HostedDos::Start() {
   if (!current_dir_) return {parts_.list.home(), nullptr};
   const PortObject* const lock = locks_.Find(current_dir_);
@@ -74,7 +81,7 @@ LockHandle HostedDos::AddLock(HandlerPort& port, ::Lock* lock) {
 }
 
 FileHandle HostedDos::AddFile(HandlerPort& port, std::unique_ptr<::FileHandle> handle) {
-  return files_.Add({&port, std::move(handle)});
+  return files_.Add({.port = &port, .handle = std::move(handle)});
 }
 
 PortHandle HostedDos::HandleOf(HandlerPort& port) {
