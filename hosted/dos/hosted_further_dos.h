@@ -21,7 +21,7 @@ namespace quorle {
 ///   ticks are. Who locks a part of his own record collides with himself. (Both are choices of ours.)
 /// - Notification follows what this program does through dos: an object that is made, deleted, renamed from
 ///   or to a name, closed after it was written or made longer or shorter, or given another attribute. A
-///   directory is told of its entries. (Which changes of an entry count is a choice of ours.)
+///   directory hears of its entries. (Which changes of an entry count is a choice of ours.)
 class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
  public:
   /// All references must outlive this. It is the listener of `dos`.
