@@ -34,7 +34,7 @@ constexpr std::array kOthers = {
 };
 
 constexpr bool IsListed(const VectorForm& vector) {
-  return vector.IsCarried() && vector.packet.action != kActionIsMode;
+  return vector.packet.action != kActionIsMode;
 }
 
 constexpr std::size_t kListed =

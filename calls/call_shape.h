@@ -28,6 +28,8 @@ namespace quorle::calls {
 ///   B  a FileInfoBlock that is filled, and that a scan goes on with
 ///   G  tags
 ///   E  the context of a scan
+///   Q  a request for notification that begins when the call succeeds
+///   Z  a request for notification that ends, whatever the result
 ///
 /// The result is one too:
 ///   #  a number; 0 is a failure

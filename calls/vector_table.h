@@ -55,7 +55,8 @@ inline constexpr std::int32_t kActionIsMode = -1;
 ///   I  an InfoData that is filled
 ///   G  tags
 ///   E  the context of a scan
-///   Q  a request for notification: such functions are never called in another process
+///   Q  a request for notification that begins when the call succeeds
+///   Z  a request for notification that ends, whatever the result
 ///
 /// `result` is as in CallShape, and says how a failure looks: -1 of '-', 0 or null of the others.
 struct VectorForm {
@@ -66,10 +67,9 @@ struct VectorForm {
 
   /// Whether it gives something back to the handler and does nothing else.
   constexpr bool Releases() const {
-    return !arguments.empty() && (arguments[0] == 'U' || arguments[0] == 'X');
+    return !arguments.empty() &&
+           std::string_view("UXZ").find(arguments[0]) != std::string_view::npos;
   }
-  /// Whether handlers in another process are offered it.
-  constexpr bool IsCarried() const { return arguments.find('Q') == std::string_view::npos; }
 };
 
 /// The row of the function that `function`, a member of FileSystemVectors, points to.
@@ -190,7 +190,7 @@ inline constexpr std::tuple kVectors{
     Vector<&::FileSystemVectors::FSAddNotify>{
         {"FSAddNotify()", "Q", '#', {QUORLE_ACTION_ADD_NOTIFY, "ACTION_ADD_NOTIFY", "1...."}}},
     Vector<&::FileSystemVectors::FSRemoveNotify>{
-        {"FSRemoveNotify()", "Q", '#', {QUORLE_ACTION_REMOVE_NOTIFY, "ACTION_REMOVE_NOTIFY", "1...."}}},
+        {"FSRemoveNotify()", "Z", '#', {QUORLE_ACTION_REMOVE_NOTIFY, "ACTION_REMOVE_NOTIFY", "1...."}}},
     Vector<&::FileSystemVectors::FSLockRecord>{
         {"FSLockRecord()", "F####", '#', {QUORLE_ACTION_LOCK_RECORD64, "ACTION_LOCK_RECORD64", "12453"}}},
     Vector<&::FileSystemVectors::FSUnLockRecord>{
@@ -209,6 +209,15 @@ template <class Visit>
 constexpr decltype(auto) WithVectors(const Visit& visit) {
   return std::apply(visit, kVectors);
 }
+
+/// The place of a function in the list, from 0.
+template <auto function>
+inline constexpr std::size_t kVectorIndex = WithVectors([](const auto&... vectors) {
+  std::size_t index = 0;
+  static_cast<void>((
+      (!std::is_same_v<std::decay_t<decltype(vectors)>, Vector<function>> && ++index != 0) && ...));
+  return index;
+});
 
 /// Passes the rows to `visit` one by one.
 template <class Visit>
@@ -299,6 +308,7 @@ constexpr bool IsOfLetter(char letter) {
     case 'E':
       return std::is_same_v<Arg, ::PRIVATE_ExamineDirContext*>;
     case 'Q':
+    case 'Z':
       return std::is_same_v<Arg, ::NotifyRequest*>;
     default:
       return false;

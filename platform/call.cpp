@@ -13,6 +13,8 @@ bool HasFailed(const Call& call) {
           return *place < 0;
         } else if constexpr (std::is_same_v<Place, bool*> || std::is_same_v<Place, LockHandle*> ||
                              std::is_same_v<Place, FileHandle*> ||
+                             std::is_same_v<Place, DirContextHandle*> ||
+                             std::is_same_v<Place, NotifyHandle*> ||
                              std::is_same_v<Place, const ExamineData**>) {
           return !*place;
         } else {

@@ -36,10 +36,11 @@ struct Memory {
 };
 
 /// An argument as a trace shows it. Texts are zero-ended and may be null.
-using CallValue = std::variant<std::monostate, bool, std::int32_t, std::uint32_t, std::int64_t,
-                               const char*, LockHandle, FileHandle, PortHandle, RdArgsHandle,
-                               MessageHandle, const ExamineData*, const DevProc*, Memory, Tag,
-                               BString, Data, const quorle::DateStamp*>;
+using CallValue =
+    std::variant<std::monostate, bool, std::int32_t, std::uint32_t, std::int64_t, const char*,
+                 LockHandle, FileHandle, PortHandle, RdArgsHandle, MessageHandle,
+                 const ExamineData*, const DevProc*, Memory, Tag, BString, Data,
+                 const quorle::DateStamp*, DirContextHandle, NotifyHandle>;
 
 // ---- Memory that a call works on ---------------------------------------------------------------
 
@@ -64,6 +65,10 @@ struct AttributeBuffer {
   std::uint32_t version_bytes;
   std::uint32_t* dos_type;
 };
+/// Where VolumeInfoData() stores what it knows.
+struct VolumeBuffer {
+  InfoData* info;
+};
 /// Where ReadArgs() stores its words, one for each field of the template.
 struct WordBuffer {
   const char* fields;
@@ -77,9 +82,9 @@ struct Message {
 };
 
 /// What a call fills or works on beside its arguments; no call has more than one of them.
-using CallMemory =
-    std::variant<std::monostate, ReadBuffer, LinkBuffer, NameBuffer, AttributeBuffer, WordBuffer,
-                 Message, InfoData*, quorle::DateStamp*, DateTime*, const Library*, Interface*>;
+using CallMemory = std::variant<std::monostate, ReadBuffer, LinkBuffer, NameBuffer, AttributeBuffer,
+                                WordBuffer, Message, InfoData*, VolumeBuffer, std::uint32_t*,
+                                quorle::DateStamp*, DateTime*, const Library*, Interface*>;
 
 // ---- Results -----------------------------------------------------------------------------------
 
@@ -94,10 +99,11 @@ struct Window {
 
 /// Where the result of a call is; monostate for a call that gives none. It holds zero, which is the
 /// failure of most, until the call is made.
-using CallResult = std::variant<std::monostate, bool*, std::int32_t*, std::uint32_t*, std::int64_t*,
-                                LockHandle*, KnownLock*, FileHandle*, RdArgsHandle*, MessageHandle*,
-                                const ExamineData**, const DevProc**, const Library**, Memory*,
-                                Window*, Interface**, const Process**, PortRecord*, FileLock*>;
+using CallResult =
+    std::variant<std::monostate, bool*, std::int32_t*, std::uint32_t*, std::int64_t*, LockHandle*,
+                 KnownLock*, FileHandle*, RdArgsHandle*, MessageHandle*, const ExamineData**,
+                 const DevProc**, const Library**, Memory*, Window*, Interface**, const Process**,
+                 PortRecord*, FileLock*, DirContextHandle*, NotifyHandle*>;
 
 // ---- The call ----------------------------------------------------------------------------------
 
@@ -115,6 +121,9 @@ struct Call {
   std::span<const CallValue> args;
   CallMemory memory;
   CallResult result;
+  /// Whether dos itself did what the handler does not know how to do; set when the call is made. Null:
+  /// there is no such call.
+  const bool* emulated = nullptr;
 
   /// Where the result is, when it is of this type; else null.
   template <class Type>

@@ -20,6 +20,18 @@ inline constexpr std::int32_t EXCLUSIVE_LOCK = -1;
 inline constexpr std::int32_t CHANGE_LOCK = 0;
 inline constexpr std::int32_t CHANGE_FH = 1;
 
+// ---- Modes of LockRecord() -------------------------------------------------------------------
+inline constexpr std::uint32_t REC_EXCLUSIVE = 0;
+inline constexpr std::uint32_t REC_EXCLUSIVE_IMMED = 1;
+inline constexpr std::uint32_t REC_SHARED = 2;
+inline constexpr std::uint32_t REC_SHARED_IMMED = 3;
+
+// ---- Flags of StartNotify() ------------------------------------------------------------------
+inline constexpr std::uint32_t NRF_SEND_MESSAGE = 1;
+inline constexpr std::uint32_t NRF_SEND_SIGNAL = 2;
+inline constexpr std::uint32_t NRF_WAIT_REPLY = 8;  ///< no message before the last was replied to
+inline constexpr std::uint32_t NRF_NOTIFY_INITIAL = 16;  ///< one at once when the object is there
+
 // ---- Results of SameLock() -------------------------------------------------------------------
 inline constexpr std::int32_t LOCK_DIFFERENT = -1;   ///< different volumes, or one of them none
 inline constexpr std::int32_t LOCK_SAME = 0;         ///< the same object
@@ -64,6 +76,10 @@ inline constexpr std::uint32_t EX_FileHandleInput = 0x80001966;
 inline constexpr std::uint32_t EX_LockInput = 0x80001967;
 /// By name, the object itself: a soft link is examined, not followed. Known since dos.library 54.54.
 inline constexpr std::uint32_t EX_ObjectNameInput = 0x80001968;
+
+inline constexpr std::uint32_t FSA_MaxFileNameLengthR = 0x80002332;  ///< bytes of a name
+inline constexpr std::uint32_t FSA_VersionNumberR = 0x80002334;      ///< version << 16 | revision
+inline constexpr std::uint32_t FSA_DOSTypeR = 0x80002335;
 
 inline constexpr std::uint32_t OI_StringNameInput = 0x80001839;
 inline constexpr std::uint32_t OI_OwnerUID = 0x80001842;
@@ -127,5 +143,8 @@ inline constexpr std::int32_t ERROR_NO_DISK = 226;
 inline constexpr std::int32_t ERROR_NO_MORE_ENTRIES = 232;
 inline constexpr std::int32_t ERROR_IS_SOFT_LINK = 233;
 inline constexpr std::int32_t ERROR_NOT_IMPLEMENTED = 236;
+inline constexpr std::int32_t ERROR_RECORD_NOT_LOCKED = 240;
+inline constexpr std::int32_t ERROR_LOCK_COLLISION = 241;
+inline constexpr std::int32_t ERROR_LOCK_TIMEOUT = 242;
 
 }  // namespace quorle

@@ -22,8 +22,13 @@ using LockHandle = Handle<struct LockKind>;
 using FileHandle = Handle<struct FileKind>;
 /// A message port; the port of a handler says which filesystem an object belongs to. Never given back.
 using PortHandle = Handle<struct PortKind>;
-/// The start-up message of a desktop start. Given back with `ReplyMsg()`.
+/// A message: that of a desktop start, given back with `ReplyMsg()`, or of a change, given back with
+/// `ReplyNotifyMsg()`.
 using MessageHandle = Handle<struct MessageKind>;
+/// A scan of a directory, from `ObtainDirContext()`. Given back with `ReleaseDirContext()`.
+using DirContextHandle = Handle<struct DirContextKind>;
+/// A request for notification, from `StartNotify()`. Given back with `EndNotify()`.
+using NotifyHandle = Handle<struct NotifyKind>;
 /// What `ReadArgs()` allocated for its results. Given back with `FreeArgs()`.
 using RdArgsHandle = Handle<struct RdArgsKind>;
 

@@ -33,6 +33,13 @@ class Interception::Hooks {
                const Make& make) const {
     return Around({CallKind::kSystem, operation.name, args, operation.memory, {}}, make);
   }
+  /// The same for what dos may do by itself; `emulated` says whether it did, once the call is made.
+  template <class Make>
+  auto AskFurther(const Operation& operation, std::initializer_list<CallValue> args,
+                  const bool& emulated, const Make& make) const {
+    return Around({CallKind::kHandler, operation.name, args, operation.memory, {}, &emulated},
+                  make);
+  }
   template <class Make>
   auto Local(const Operation& operation, std::initializer_list<CallValue> args,
              const Make& make) const {
@@ -309,11 +316,111 @@ class Interception::InterceptingDos final : public DosInterface {
   const Hooks& hooks_;
 };
 
+class Interception::InterceptingFurtherDos final : public FurtherDosInterface {
+ public:
+  InterceptingFurtherDos(FurtherDosInterface& inner, const Hooks& hooks)
+      : inner_(inner), hooks_(hooks) {}
+
+  FurtherDosInterface& inner() { return inner_; }
+
+  // ---- Scans of a directory --------------------------------------------------------------------
+  DirContextHandle ObtainDirContext(std::uint32_t tag, LockHandle lock) override {
+    return Ask("ObtainDirContext", {Tag{tag}, lock},
+               [&] { return inner_.ObtainDirContext(tag, lock); });
+  }
+  DirContextHandle ObtainDirContext(std::uint32_t tag, const char* name) override {
+    return Ask("ObtainDirContext", {Tag{tag}, name},
+               [&] { return inner_.ObtainDirContext(tag, name); });
+  }
+  const ExamineData* ExamineDir(DirContextHandle context) override {
+    return Ask("ExamineDir", {context}, [&] { return inner_.ExamineDir(context); });
+  }
+  void ReleaseDirContext(DirContextHandle context) override {
+    hooks_.Request("ReleaseDirContext", {context}, [&] { inner_.ReleaseDirContext(context); });
+  }
+
+  // ---- Files -----------------------------------------------------------------------------------
+  std::int32_t SameFile(FileHandle a, FileHandle b) override {
+    return hooks_.Request("SameFile", {a, b}, [&] { return inner_.SameFile(a, b); });
+  }
+  bool LockRecord(FileHandle file, std::int64_t offset, std::int64_t length, std::uint32_t mode,
+                  std::uint32_t ticks) override {
+    return Ask("LockRecord", {file, offset, length, mode, ticks},
+               [&] { return inner_.LockRecord(file, offset, length, mode, ticks); });
+  }
+  bool UnLockRecord(FileHandle file, std::int64_t offset, std::int64_t length) override {
+    return Ask("UnLockRecord", {file, offset, length},
+               [&] { return inner_.UnLockRecord(file, offset, length); });
+  }
+
+  // ---- Notification ----------------------------------------------------------------------------
+  NotifyHandle StartNotify(const char* name, std::uint32_t flags) override {
+    return Ask("StartNotify", {name, flags}, [&] { return inner_.StartNotify(name, flags); });
+  }
+  void EndNotify(NotifyHandle request) override {
+    hooks_.Request("EndNotify", {request}, [&] { inner_.EndNotify(request); });
+  }
+  MessageHandle GetNotifyMsg(NotifyHandle request) override {
+    return hooks_.Request("GetNotifyMsg", {request}, [&] { return inner_.GetNotifyMsg(request); });
+  }
+  void ReplyNotifyMsg(MessageHandle message) override {
+    hooks_.Request("ReplyNotifyMsg", {message}, [&] { inner_.ReplyNotifyMsg(message); });
+  }
+  bool CheckNotifySignal(NotifyHandle request) override {
+    return hooks_.Request("CheckNotifySignal", {request},
+                          [&] { return inner_.CheckNotifySignal(request); });
+  }
+
+  // ---- Volumes ---------------------------------------------------------------------------------
+  bool Flush(const char* device) override {
+    return Ask("Flush", {device}, [&] { return inner_.Flush(device); });
+  }
+  bool VolumeInfoData(const char* device, InfoData& info) override {
+    return Ask({"VolumeInfoData", VolumeBuffer{&info}}, {device},
+               [&] { return inner_.VolumeInfoData(device, info); });
+  }
+  bool FileSystemAttr(const char* device, std::uint32_t tag, std::uint32_t& value) override {
+    return Ask({"FileSystemAttr", &value}, {device, Tag{tag}},
+               [&] { return inner_.FileSystemAttr(device, tag, value); });
+  }
+  bool Inhibit(const char* device, bool on) override {
+    return Ask("Inhibit", {device, on}, [&] { return inner_.Inhibit(device, on); });
+  }
+  bool Serialize(const char* device) override {
+    return Ask("Serialize", {device}, [&] { return inner_.Serialize(device); });
+  }
+  bool Format(const char* device, const char* volume, std::uint32_t dos_type) override {
+    return Ask("Format", {device, volume, dos_type},
+               [&] { return inner_.Format(device, volume, dos_type); });
+  }
+
+  bool WasEmulated() const override { return inner_.WasEmulated(); }
+
+ private:
+  template <class Make>
+  std::invoke_result_t<const Make&> Ask(const Hooks::Operation& operation,
+                                        std::initializer_list<CallValue> args,
+                                        const Make& make) const {
+    bool emulated = false;
+    return hooks_.AskFurther(operation, args, emulated, [&] {
+      const auto result = make();
+      emulated = inner_.WasEmulated();
+      return result;
+    });
+  }
+
+  FurtherDosInterface& inner_;
+  const Hooks& hooks_;
+};
+
 class Interception::InterceptingExec final : public ExecInterface {
  public:
-  InterceptingExec(ExecInterface& inner, DosInterface& inner_dos, InterceptingDos& dos,
-                   const Hooks& hooks)
-      : inner_(inner), inner_dos_(inner_dos), dos_(dos), hooks_(hooks) {}
+  InterceptingExec(ExecInterface& inner, const Hooks& hooks) : inner_(inner), hooks_(hooks) {}
+
+  /// Gives `intercepting` where the real exec gives `real`.
+  void Replace(Interface& real, Interface& intercepting) {
+    replaced_.emplace_back(&real, &intercepting);
+  }
 
   const Process* FindTask(const char* name) override {
     return hooks_.Request("FindTask", {name}, [&] { return inner_.FindTask(name); });
@@ -357,10 +464,16 @@ class Interception::InterceptingExec final : public ExecInterface {
     });
     if (real == nullptr) return nullptr;
     interfaces_.emplace_back(real, of);
-    return real == &inner_dos_ ? &dos_ : real;
+    for (const auto& [from, to] : replaced_) {
+      if (from == real) return to;
+    }
+    return real;
   }
   void DropInterface(Interface* interface) override {
-    Interface* const real = interface == &dos_ ? &inner_dos_ : interface;
+    Interface* real = interface;
+    for (const auto& [from, to] : replaced_) {
+      if (to == interface) real = from;
+    }
     hooks_.Request({"DropInterface", real}, {NameIn(interfaces_, real)},
                    [&] { inner_.DropInterface(real); });
   }
@@ -379,17 +492,22 @@ class Interception::InterceptingExec final : public ExecInterface {
   }
 
   ExecInterface& inner_;
-  DosInterface& inner_dos_;
-  InterceptingDos& dos_;
   const Hooks& hooks_;
+  std::vector<std::pair<Interface*, Interface*>> replaced_;
   Names<Library> libraries_;
   Names<Interface> interfaces_;
 };
 
-Interception::Interception(ExecInterface& exec, DosInterface& dos, std::vector<CallHook*> hooks)
+Interception::Interception(ExecInterface& exec, DosInterface& dos, std::vector<CallHook*> hooks,
+                           FurtherDosInterface* further)
     : hooks_(std::make_unique<Hooks>(std::move(hooks))),
       dos_(std::make_unique<InterceptingDos>(dos, *hooks_)),
-      exec_(std::make_unique<InterceptingExec>(exec, dos, *dos_, *hooks_)) {}
+      exec_(std::make_unique<InterceptingExec>(exec, *hooks_)) {
+  exec_->Replace(dos, *dos_);
+  if (further == nullptr) return;
+  further_ = std::make_unique<InterceptingFurtherDos>(*further, *hooks_);
+  exec_->Replace(*further, *further_);
+}
 
 Interception::~Interception() = default;
 

@@ -7,6 +7,7 @@
 #include "platform/call.h"
 #include "platform/dos.h"
 #include "platform/exec.h"
+#include "platform/further_dos.h"
 
 namespace quorle {
 
@@ -40,9 +41,10 @@ class CallHook {
 /// The one layer between the tester and its platform: hands every call to hooks.
 class Interception {
  public:
-  /// Over `exec` and `dos`, the interface that it gives for dos.library. The first of `hooks` is the
-  /// outermost. All of them must outlive this.
-  Interception(ExecInterface& exec, DosInterface& dos, std::vector<CallHook*> hooks);
+  /// Over `exec` and what it gives for dos.library: `dos`, and `further`, null where there is none such.
+  /// The first of `hooks` is the outermost. All of them must outlive this.
+  Interception(ExecInterface& exec, DosInterface& dos, std::vector<CallHook*> hooks,
+               FurtherDosInterface* further = nullptr);
   ~Interception();
   Interception(const Interception&) = delete;
   Interception& operator=(const Interception&) = delete;
@@ -55,10 +57,12 @@ class Interception {
  private:
   class Hooks;
   class InterceptingDos;
+  class InterceptingFurtherDos;
   class InterceptingExec;
 
   std::unique_ptr<Hooks> hooks_;
   std::unique_ptr<InterceptingDos> dos_;
+  std::unique_ptr<InterceptingFurtherDos> further_;
   std::unique_ptr<InterceptingExec> exec_;
 };
 

@@ -21,7 +21,9 @@ enum class HandleType : std::uint8_t {
   kMemory,
   kRdArgs,
   kDevProc,
-  kMessage
+  kMessage,
+  kContext,
+  kNotify
 };
 
 /// A handle: its kind and a number that is used once in a run, from 1; 0 is no handle.
@@ -57,6 +59,9 @@ struct TraceDisk {
   std::int32_t state;
   std::int32_t type;
 };
+struct TraceVolume {
+  const InfoData* info;
+};
 struct TraceProcess {
   bool cli;
 };
@@ -69,7 +74,7 @@ struct TraceWords {
 using TraceValue =
     std::variant<std::monostate, bool, std::int64_t, std::string_view, Tag, TraceHandle,
                  quorle::DateStamp, TraceRecord, TraceDevice, TraceRead, TraceLink, TraceAttributes,
-                 TraceDisk, TraceProcess, const Library*, TraceWords>;
+                 TraceDisk, TraceVolume, TraceProcess, const Library*, TraceWords>;
 
 /// One call, or one text on the console. What it points to is valid while it is handed over.
 struct TraceEvent {
@@ -80,6 +85,7 @@ struct TraceEvent {
   std::string_view text = {};  ///< of "Output"
   /// The handle that the call gave, if it gave a new one: its own, or that of a record or look-up.
   std::optional<TraceHandle> given = {};
+  bool emulated = false;  ///< dos itself did what the handler does not know how to do
 
   bool is_output() const { return op == "Output"; }
 };

@@ -8,8 +8,8 @@ namespace quorle {
 namespace {
 
 /// The word that names each HandleType.
-constexpr const char* kHandleWords[] = {"lock", "fh",     "port",    "examine",
-                                        "mem",  "rdargs", "devproc", "msg"};
+constexpr const char* kHandleWords[] = {"lock",   "fh",      "port", "examine", "mem",
+                                        "rdargs", "devproc", "msg",  "context", "notify"};
 
 /// Whether the field of an argument template at `field` holds the modifier `modifier` ("/S").
 bool HasModifier(std::string_view field, char modifier) {
@@ -113,6 +113,17 @@ class JsonWriter {
     Object([&] {
       Field("state", disk.state);
       Field("type", disk.type);
+    });
+  }
+  void operator()(const TraceVolume& volume) {
+    const InfoData& info = *volume.info;
+    Object([&] {
+      Field("state", info.id_DiskState);
+      Field("type", info.id_DiskType);
+      Field("blocks", static_cast<std::uint32_t>(info.id_NumBlocks));
+      Field("used", static_cast<std::uint32_t>(info.id_NumBlocksUsed));
+      Field("blocksize", static_cast<std::uint32_t>(info.id_BytesPerBlock));
+      Field("inuse", info.id_InUse);
     });
   }
   void operator()(const TraceProcess& process) {
@@ -255,6 +266,7 @@ void AppendJson(const TraceEvent& event, std::string& line) {
     json.Name("result");
     json.Any(event.result);
     json.Field("ioerr", event.ioerr);
+    if (event.emulated) json.Field("emulated", true);
   });
   line += '\n';
 }

@@ -73,7 +73,19 @@ class Tracer::ResultReader {
       return *ok ? TraceValue(TraceDisk{(*info)->id_DiskState, (*info)->id_DiskType})
                  : TraceValue();
     }
+    if (const auto* const volume = call_.MemoryAs<VolumeBuffer>()) {
+      return *ok ? TraceValue(TraceVolume{volume->info}) : TraceValue();
+    }
+    if (const auto* const number = call_.MemoryAs<std::uint32_t*>()) {
+      return *ok ? TraceValue(std::int64_t{**number}) : TraceValue();
+    }
     return *ok;
+  }
+  TraceValue operator()(const DirContextHandle* context) const {
+    return tracer_.New(HandleType::kContext, context->value);
+  }
+  TraceValue operator()(const NotifyHandle* request) const {
+    return tracer_.New(HandleType::kNotify, request->value);
   }
   TraceValue operator()(const std::int32_t* number) const {
     if (const auto* const buffer = call_.MemoryAs<ReadBuffer>()) {
@@ -181,6 +193,7 @@ void Tracer::Around(const Call& call, MakeCall make) {
   for (const CallValue& value : call.args) args_.push_back(Shown(value));
   event.args = args_;
   event.ioerr = dos_.IoErr();
+  event.emulated = call.emulated != nullptr && *call.emulated;
   open_ = sink_.Take(event);
 }
 
@@ -236,6 +249,12 @@ TraceValue Tracer::Shown(const CallValue& value) {
     }
     TraceValue operator()(const DevProc* devproc) const {
       return tracer.Known(HandleType::kDevProc, ValueOf(devproc));
+    }
+    TraceValue operator()(DirContextHandle context) const {
+      return tracer.Known(HandleType::kContext, context.value);
+    }
+    TraceValue operator()(NotifyHandle request) const {
+      return tracer.Known(HandleType::kNotify, request.value);
     }
     TraceValue operator()(Memory memory) const {
       return tracer.Known(HandleType::kMemory, ValueOf(memory.start));

@@ -39,7 +39,7 @@ class Tracer final : public CallHook {
   };
   struct KeyHash {
     std::size_t operator()(const Key& key) const {
-      return std::hash<std::uintptr_t>()(key.value) * 8 + static_cast<std::size_t>(key.type);
+      return std::hash<std::uintptr_t>()(key.value) * 16 + static_cast<std::size_t>(key.type);
     }
   };
   class ResultReader;

@@ -113,6 +113,19 @@ std::string ReadLimit(const std::string& text, HostOptions& options) {
   return {};
 }
 
+std::string ReadRemount(const std::string& text, HostOptions& options) {
+  options.remount.each = text == "each";
+  if (options.remount.each) return {};
+  return "\"" + text + "\" is not known; it is each";
+}
+
+template <std::optional<std::string> RemountOptions::*option>
+std::string ReadCommand(const std::string& text, HostOptions& options) {
+  if (text.empty()) return "it needs a command";
+  options.remount.*option = text;
+  return {};
+}
+
 template <std::optional<std::string> ResultOptions::*option>
 std::string ReadResultText(const std::string& text, HostOptions& options) {
   if (text.empty()) return "it needs a name";
@@ -169,7 +182,7 @@ constexpr HostOption kOptions[] = {
     {"--mount", "SPEC",
      "Mounts one more device: NAME=HANDLER[,key=value...]. HANDLER is ram, dir:PATH, plugin:FILE, "
      "exec:COMMAND or connect:unix:PATH. Keys for every handler: "
-     "port=vector or packet, volume, dostype, version, state, deviate; of plugins, connect and exec isolate, limit, "
+     "port=vector, packet or classic, volume, dostype, version, state, deviate; of plugins, connect and exec isolate, limit, "
      "restart. Repeatable.",
      ReadMount, true},
     {kTrace, "FILE", "Writes every platform call to a file.", ReadTraceFile},
@@ -177,7 +190,17 @@ constexpr HostOption kOptions[] = {
     {"--dos-version", "V.R", "What dos.library reports itself as; 53.113 unless given.",
      ReadDosVersion},
     {"--limit", "SECONDS",
-     "How long the handlers may take for one test group, 1 to 86400; 60 unless given.", ReadLimit},
+     "How long the handlers may take for one test group, and a command between groups, 1 to 86400; 60 unless given.",
+     ReadLimit},
+    {"--remount", "each",
+     "Unmounts the device after each test group and mounts it again; the tree must be the same.",
+     ReadRemount},
+    {"--after-group", "CMD",
+     "Runs a command of the shell while the device is unmounted after each group; $QUORLE_GROUP is "
+     "the group, $QUORLE_DEVICE the device. A status other than 0 is a failure of the group.",
+     ReadCommand<&RemountOptions::after_group>},
+    {"--after-run", "CMD", "Runs one when the run is over and the device unmounted.",
+     ReadCommand<&RemountOptions::after_run>},
     {kListDeviations, nullptr,
      "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.", nullptr},
     {"--workbench", nullptr, "Starts as from the desktop.", TakeWorkbench},

@@ -28,6 +28,13 @@ struct ResultOptions {
   std::int32_t repeat = 1;            ///< how many runs there are
 };
 
+/// What happens between the groups, and behind the run.
+struct RemountOptions {
+  bool each = false;  ///< the device is mounted again after each group, and its tree compared
+  std::optional<std::string> after_group;  ///< a command of the shell, run while it is unmounted
+  std::optional<std::string> after_run;    ///< the same when the run is over
+};
+
 /// The machine that the tester runs on, as the command line of the host program describes it.
 struct HostOptions {
   std::vector<MountSpec> mounts;  ///< in the order given
@@ -35,6 +42,7 @@ struct HostOptions {
   HostedDosSettings dos;  ///< with the tester's own command line
   std::optional<std::string> trace_file;
   std::chrono::seconds limit{60};  ///< what the handlers may take for one group
+  RemountOptions remount;
   ResultOptions results;
   std::vector<std::string> arguments;  ///< all words of the command line
 };

@@ -14,16 +14,18 @@
 namespace quorle {
 namespace {
 
-/// A plugin, loaded as long as it is mounted: in a handler process it is loaded there alone.
+/// A plugin, loaded when it is first mounted: in a handler process it is loaded there alone.
 class PluginProgram final : public HandlerProgram {
  public:
   explicit PluginProgram(std::string path) : path_(std::move(path)) {}
 
   ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                 std::string& problem) override {
-    plugin_ = plugin::Plugin::Load(path_, problem);
-    if (plugin_ == nullptr) return nullptr;
-    handler_.emplace(plugin_->handler());
+    if (plugin_ == nullptr) {
+      plugin_ = plugin::Plugin::Load(path_, problem);
+      if (plugin_ == nullptr) return nullptr;
+      handler_.emplace(plugin_->handler());
+    }
     ::FileSystemVectorPort* const port = handler_->Mount(mount, services, problem);
     if (port == nullptr) return nullptr;
     if (HasFunctions(port->FSV) || handler_->TakesPackets()) return port;
@@ -33,6 +35,7 @@ class PluginProgram final : public HandlerProgram {
   }
 
   void Unmount(::FileSystemVectorPort& port) override { handler_->Unmount(port); }
+  void Discard(void* medium) override { handler_->Discard(medium); }
   bool TakesPackets() const override { return handler_->TakesPackets(); }
   bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) override {
     return handler_->Packet(port, packet);

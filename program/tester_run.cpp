@@ -26,6 +26,7 @@
 #include "program/line_file.h"
 #include "program/orphans.h"
 #include "program/plugin_handler.h"
+#include "program/remounter.h"
 #include "program/run_reporter.h"
 #include "program/tester_machine.h"
 #include "results/call_recorder.h"
@@ -73,6 +74,7 @@ class HostListener final : public RunListener {
     Console& console;
     ResultSession& results;
     Progress& progress;
+    Remounter& remounter;
   };
   explicit HostListener(const Parts& parts) : parts_(parts) {}
 
@@ -83,6 +85,7 @@ class HostListener final : public RunListener {
       if (IsSelected(parts_.results.catalogue()[row])) ++rows;
     }
     parts_.reporter.BeginRun(rows);
+    parts_.remounter.BeginRun(ctx);
     parts_.results.recorder().OnRunStart(ctx, first, last);
   }
   void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
@@ -109,6 +112,9 @@ class HostListener final : public RunListener {
     parts_.gate.FollowWatch();
   }
   void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
+    if (IsSelected(entry) && entry.group->sub_tests != nullptr) {
+      parts_.remounter.EndGroup(std::string(GroupOf(entry.group->label)));
+    }
     parts_.results.recorder().OnGroupEnd(entry, result);
     if (IsSelected(entry)) parts_.reporter.EndTest();
     parts_.watch.EndTest();
@@ -166,9 +172,7 @@ RunEvent StartOf(const HostOptions& options, const MachineOptions& machine_optio
   const auto find = [&](const std::string& name) { return machine.list().Find(name).port; };
   const HandlerPort* const port = find(start.device.substr(0, start.device.find(':')));
   if (port == nullptr) return start;
-  if (port->type() != PortType::kNone) {
-    start.port = port->type() == PortType::kVector ? "vector" : "packet";
-  }
+  start.port = NameOf(port->type());
   for (const MountSpec& spec : machine_options.mounts) {
     if (find(spec.name) == port) start.handler = spec.handler;
   }
@@ -215,19 +219,27 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
   CallRecorder recorder(machine->dos(), results.recorder());
   std::vector<CallHook*> hooks = {&calls, &left_behind, &recorder};
   if (options.trace_file) hooks.insert(hooks.begin(), &tracer);
-  Interception interception(machine->exec(), machine->dos(), hooks);
+  Interception interception(machine->exec(), machine->dos(), hooks, &machine->further());
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
   Progress progress(console, screen.progress);
+  Remounter remounter(options, {.machine = *machine,
+                                .watch = watch,
+                                .gate = gate,
+                                .breaks = breaks,
+                                .console = console,
+                                .results = results});
   HostListener listener({.watch = watch,
                          .gate = gate,
                          .reporter = reporter,
                          .left_behind = left_behind,
                          .console = console,
                          .results = results,
-                         .progress = progress});
+                         .progress = progress,
+                         .remounter = remounter});
   const std::int32_t result = Run(interception.exec(), results.catalogue(), listener);
   const bool finished = reporter.EndRun();
   for (const std::string& complaint : machine->ShutDown()) watch.Report(complaint);
+  remounter.EndRun();
   return results.EndRun(result, finished && !trace.failed());
 }
 

@@ -25,7 +25,7 @@ struct RunEvent {
   std::string device;   ///< "DH0:", as the command line names it
   std::string words;    ///< the tester's own command line behind the device: "NI TN=34"
   std::vector<std::string> arguments;  ///< of the host program, all of them
-  std::string port;                    ///< "vector", "packet"; empty when nobody knows
+  std::string port;                    ///< "vector", "packet", "classic"; empty when nobody knows
   std::string handler;                 ///< "ram", "plugin"; empty when nobody knows
   std::string time;                    ///< UTC: "2026-11-21T19:00:00Z"
   std::int32_t repeat = 1;             ///< which of several runs with the same arguments, from 1

@@ -196,8 +196,11 @@ class EntryReader {
     const std::size_t line = LineOfNode(value);
     if (name == "port") {
       entry_.when.port = TextOf("port", value);
-      if (entry_.when.port == "vector" || entry_.when.port == "packet") return;
-      Refuse(line, QuotedBriefly(entry_.when.port) + " is no port; there are vector, packet");
+      for (const char* const port : {"vector", "packet", "classic"}) {
+        if (entry_.when.port == port) return;
+      }
+      Refuse(line,
+             QuotedBriefly(entry_.when.port) + " is no port; there are vector, packet, classic");
     }
     if (name == "handler") {
       entry_.when.handler = TextOf("handler", value);

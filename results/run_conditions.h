@@ -25,7 +25,7 @@ std::optional<std::uint32_t> ReadDosType(std::string_view text);
 
 /// What a run says of itself that an expectation can depend on. Nothing and empty: it does not say.
 struct RunFacts {
-  std::string port;     ///< "vector", "packet"
+  std::string port;     ///< "vector", "packet", "classic"
   std::string handler;  ///< "ram", "plugin"
   std::optional<std::uint32_t> dostype;
   std::optional<VersionNumber> version;

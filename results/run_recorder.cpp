@@ -82,6 +82,7 @@ void RunRecorder::OnGroupStart(const TestEntry& entry, std::int32_t row) {
   group_ = GroupOf(entry.group->label);
   worst_ = Verdict::kSkipped;
   group_begun_ = Moment::now();
+  group_us_.reset();
   ended_by_.clear();
   is_unsupported_ = false;
   if (comes_back_) is_gone_ = false;
@@ -162,7 +163,7 @@ void RunRecorder::OnGroupEnd(const TestEntry& entry, std::int32_t result) {
                           .row = row_,
                           .verdict = is_note ? Verdict::kNote : worst_,
                           .result = result,
-                          .us = MicrosecondsSince(group_begun_)});
+                          .us = group_us_.value_or(MicrosecondsSince(group_begun_))});
   }
   row_ = 0;
   group_.clear();
@@ -205,6 +206,20 @@ void RunRecorder::RestartFailed() {
   is_gone_ = true;
   was_gone_ = true;
   comes_back_ = false;
+}
+
+void RunRecorder::BeginRemount() {
+  group_us_ = MicrosecondsSince(group_begun_);
+}
+
+void RunRecorder::HandlerIsGone() {
+  is_gone_ = true;
+  comes_back_ = false;
+  culprit_ = Here();
+}
+
+void RunRecorder::EndRemount(const std::string& group, bool ok, const std::string& text) {
+  sink_.Take(RemountEvent{.id = group, .ok = ok, .text = ToPlainUtf8(text)});
 }
 
 void RunRecorder::Complain(const std::string& text) {

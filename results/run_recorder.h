@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,6 +57,15 @@ class RunRecorder final : public RunListener {
   void HandlerEnded(const std::string& call, const std::string& how, bool restarted);
   /// The handler that was to be there again is not.
   void RestartFailed();
+  /// The group's checks are over, and the device is unmounted and mounted again: what comes until
+  /// OnGroupEnd() is not of the group's time.
+  void BeginRemount();
+  /// The handler was mounted again: whatever became of it, it is there.
+  void HandlerIsBack() { is_gone_ = false; }
+  /// It was not: what comes is blocked by the group.
+  void HandlerIsGone();
+  /// How it went; see RemountEvent. `group` is empty behind the run.
+  void EndRemount(const std::string& group, bool ok, const std::string& text);
   void Complain(const std::string& text);
   void ObjectLeft(const std::string& object, std::int32_t code);
 
@@ -71,7 +81,7 @@ class RunRecorder final : public RunListener {
   /// The id of the running check; of the group between checks.
   std::string Here() const;
   Verdict VerdictOf(std::int32_t status, const std::vector<Diagnostic>& said) const;
-  CheckEvent SkippedCheck(const CheckInfo& check) const;
+  CheckEvent SkippedCheck(const CheckInfo& info) const;
   void Send(CheckEvent check);
   /// Sends the checks before index `end` that were not run.
   void SendSkipped(std::size_t end);
@@ -91,7 +101,8 @@ class RunRecorder final : public RunListener {
   std::string group_;
   Verdict worst_ = Verdict::kSkipped;
   Moment::time_point group_begun_;
-  std::string ended_by_;  ///< the check that ended it; empty when none did
+  std::optional<std::int64_t> group_us_;  ///< its time, when that is over before the group is
+  std::string ended_by_;                  ///< the check that ended it; empty when none did
   bool is_unsupported_ = false;
 
   // The check.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <new>
 #include <string>
@@ -12,6 +13,7 @@
 #include <utility>
 
 #include "handlers/common/dos_error.h"
+#include "handlers/common/inhibition.h"
 #include "handlers/common/names.h"
 #include "handlers/common/object_info.h"
 #include "handlers/common/settings.h"
@@ -27,7 +29,8 @@ namespace quorle::common {
 ///               `ref->name` is the name. A null one as an argument means the root.
 ///     OpenFile  an open file: `entry`, the Ref through which it was opened, and `position`
 ///
-/// and the operations called below. Each returns a DosError, or throws it unless it is of locks or
+/// and the operations called below. Where it has Format() it can be formatted and serialized while it is
+/// inhibited; where it has watches() it notifies; dos emulates records of every volume. Each returns a DosError, or throws it unless it is of locks or
 /// Relabel(), and gives what it found or made through its last parameters; it may throw what the
 /// C++ library throws.
 template <class Volume>
@@ -39,23 +42,28 @@ class VolumePort {
   /// when there is no memory or the volume's name is taken.
   template <class... More>
   static Port* Start(const ::HandlerMount& mount, VolumeSettings settings, More&&... more) {
-    const ::HandlerServices& dos = *mount.Dos;
-    const std::string label = settings.label;
-    settings.nameless = label.empty();
-    auto mounted = std::make_unique<Mounted>(dos, std::move(settings), std::forward<More>(more)...);
-    ::FileSystemVectors vectors = Vectors();
-    vectors.FSPrivate = mounted.get();
-    const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&vectors)},
-                              {QUORLE_TAG_DONE, 0}};
-    auto* const port = static_cast<Port*>(dos.AllocDosObject(&dos, QUORLE_DOS_FSVECTORPORT, tags));
-    if (port == nullptr) throw std::bad_alloc();
-    port->FSV.FSPrivate = mounted.get();
-    if (!label.empty() && dos.SetVolumeName(&dos, port, label.c_str()) == 0) {
-      std::snprintf(mount.Problem, mount.ProblemSize, "the volume name %s is taken", label.c_str());
-      dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
-      return nullptr;
+    auto mounted = MakeMounted(mount, std::move(settings), std::forward<More>(more)...);
+    Port* const port = MakePort(mount, *mounted);
+    if (port != nullptr) static_cast<void>(mounted.release());  // the port's, until Unmount()
+    return port;
+  }
+
+  /// The same for a volume that is in memory alone: where the host has a place for it, Unmount() leaves
+  /// it there, and the next mount finds it. `settings` and `more` are of the first mount.
+  template <class... More>
+  static Port* StartKept(const ::HandlerMount& mount, VolumeSettings settings, More&&... more) {
+    if (mount.Version < 2 || mount.Medium == nullptr) {
+      return Start(mount, std::move(settings), std::forward<More>(more)...);
     }
-    static_cast<void>(mounted.release());  // the port's, until Unmount()
+    void*& medium = *mount.Medium;
+    if (medium == nullptr) {
+      medium = MakeMounted(mount, std::move(settings), std::forward<More>(more)...).release();
+    }
+    auto& mounted = *static_cast<Mounted*>(medium);
+    mounted.dos = *mount.Dos;
+    mounted.medium = mount.Medium;
+    Port* const port = MakePort(mount, mounted);
+    if (port != nullptr) medium = nullptr;
     return port;
   }
 
@@ -73,11 +81,18 @@ class VolumePort {
 
   /// A handler's Unmount().
   static void Unmount(Port* port) {
-    const std::unique_ptr<Mounted> mounted(&Of(port));
+    std::unique_ptr<Mounted> mounted(&Of(port));
     const ::HandlerServices& dos = mounted->dos;
+    // A volume that outlives the mount keeps neither.
+    mounted->inhibited = false;
+    if constexpr (kIsWatchable) mounted->volume.watches().Clear();
     if (!mounted->volume.settings().label.empty()) dos.SetVolumeName(&dos, port, nullptr);
     dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
+    if (void** const medium = mounted->medium; medium != nullptr) *medium = mounted.release();
   }
+
+  /// A handler's Discard(), of a volume that was started by StartKept().
+  static void Discard(void* medium) { delete static_cast<Mounted*>(medium); }
 
  private:
   using Ref = typename Volume::Ref;
@@ -90,9 +105,44 @@ class VolumePort {
           volume(
               std::move(settings), [this] { return Today(dos); }, std::forward<More>(more)...) {}
 
-    const ::HandlerServices& dos;
+    std::reference_wrapper<const ::HandlerServices> dos;
+    void** medium = nullptr;  ///< where the volume is left; null: it ends with the mount
     Volume volume;
+    bool inhibited = false;
   };
+
+  /// Whether the volume can be formatted and serialized, and watched.
+  static constexpr bool kIsFormattable = requires(Volume & volume, const char* name) {
+    volume.Format(name, 0U);
+  };
+  static constexpr bool kIsWatchable = requires(Volume & volume) { volume.watches(); };
+
+  template <class... More>
+  static std::unique_ptr<Mounted> MakeMounted(const ::HandlerMount& mount, VolumeSettings settings,
+                                              More&&... more) {
+    settings.nameless = settings.label.empty();
+    return std::make_unique<Mounted>(*mount.Dos, std::move(settings), std::forward<More>(more)...);
+  }
+
+  /// The port of `mounted`, which stays the caller's. Null, with the reason in `Problem`, when the
+  /// volume's name is taken.
+  static Port* MakePort(const ::HandlerMount& mount, Mounted& mounted) {
+    const ::HandlerServices& dos = *mount.Dos;
+    const std::string& label = mounted.volume.settings().label;
+    ::FileSystemVectors vectors = Vectors();
+    vectors.FSPrivate = &mounted;
+    const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&vectors)},
+                              {QUORLE_TAG_DONE, 0}};
+    auto* const port = static_cast<Port*>(dos.AllocDosObject(&dos, QUORLE_DOS_FSVECTORPORT, tags));
+    if (port == nullptr) throw std::bad_alloc();
+    port->FSV.FSPrivate = &mounted;
+    if (!label.empty() && dos.SetVolumeName(&dos, port, label.c_str()) == 0) {
+      std::snprintf(mount.Problem, mount.ProblemSize, "the volume name %s is taken", label.c_str());
+      dos.FreeDosObject(&dos, QUORLE_DOS_FSVECTORPORT, port);
+      return nullptr;
+    }
+    return port;
+  }
 
   /// The date of today, from dos.
   static ::DateStamp Today(const ::HandlerServices& dos) {
@@ -489,78 +539,151 @@ class VolumePort {
     });
   }
 
+  static std::int32_t FSDeviceInfoData(Port* vp, std::int32_t* res2, ::InfoData* info) {
+    const std::int32_t ok = FillInfo(vp, res2, info);
+    if (ok != kFalse && IsInhibited(vp)) info->id_DiskType = kBusyDisk;
+    return ok;
+  }
+
+  /// dos counts: it calls for the first and for the last alone.
+  static std::int32_t FSInhibit(Port* vp, std::int32_t*, std::int32_t state) {
+    Of(vp).inhibited = state != 0;
+    return kTrue;
+  }
+
+  static std::int32_t FSSerialize(Port* vp, std::int32_t* res2) {
+    if constexpr (!kIsFormattable) return NotOffered(vp, res2);
+    return Truth(res2, [&]() -> DosError {
+      return IsInhibited(vp) ? kNoError : DosError(ERROR_OBJECT_IN_USE);
+    });
+  }
+
+  /// Nothing is destroyed unless the volume is inhibited and nobody has a lock or a file.
+  static std::int32_t FSFormat(Port* vp, std::int32_t* res2, const char* name,
+                               std::uint32_t dos_type) {
+    if constexpr (kIsFormattable) {
+      return Truth(res2, [&]() -> DosError {
+        Volume& volume = VolumeOf(vp);
+        if (!IsInhibited(vp) || volume.in_use() != 0) return ERROR_OBJECT_IN_USE;
+        if (volume.settings().write_protected) return ERROR_DISK_WRITE_PROTECTED;
+        return NameVolume(vp, name, [&] { return volume.Format(name, dos_type); });
+      });
+    } else {
+      return NotOffered(vp, res2, name, dos_type);
+    }
+  }
+
+  static std::int32_t FSAddNotify(Port* vp, std::int32_t* res2, ::NotifyRequest* request) {
+    if constexpr (kIsWatchable) {
+      const ::HandlerServices& dos = Of(vp).dos;
+      if (dos.Version < 2) return NotOffered(vp, res2, request);
+      return Truth(res2, [&]() -> DosError {
+        if (request == nullptr || request->nr_FullName == nullptr) {
+          return ERROR_REQUIRED_ARG_MISSING;
+        }
+        VolumeOf(vp).watches().Add(*request, [&dos, request] { dos.Notify(&dos, request); });
+        return kNoError;
+      });
+    } else {
+      return NotOffered(vp, res2, request);
+    }
+  }
+
+  static std::int32_t FSRemoveNotify(Port* vp, std::int32_t* res2, ::NotifyRequest* request) {
+    if constexpr (kIsWatchable) {
+      return Truth(res2, [&]() -> DosError {
+        const bool was_there = VolumeOf(vp).watches().Remove(request);
+        return was_there ? kNoError : DosError(ERROR_OBJECT_NOT_FOUND);
+      });
+    } else {
+      return NotOffered(vp, res2, request);
+    }
+  }
+
   static std::int32_t FSWriteProtect(Port* vp, std::int32_t* res2, std::int32_t state,
                                      std::uint32_t key) {
     return Truth(res2, [&] { return VolumeOf(vp).WriteProtect(state != 0, key); });
   }
 
+  /// Names the volume's node `name` and has `change` do the same for the volume.
+  template <class Change>
+  static DosError NameVolume(Port* vp, const char* name, const Change& change) {
+    const ::HandlerServices& dos = Of(vp).dos;
+    const VolumeSettings& settings = VolumeOf(vp).settings();
+    if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
+    const std::string old = settings.label;
+    const char* const node = IsNoLabel(settings, name) ? nullptr : name;
+    if (dos.SetVolumeName(&dos, vp, node) == 0) return ERROR_OBJECT_EXISTS;
+    const DosError error = change();
+    if (error) dos.SetVolumeName(&dos, vp, old.empty() ? nullptr : old.c_str());
+    return error;
+  }
+
   static std::int32_t FSRelabel(Port* vp, std::int32_t* res2, const char* name) {
     return Truth(res2, [&]() -> DosError {
-      const ::HandlerServices& dos = Of(vp).dos;
       Volume& volume = VolumeOf(vp);
-      const VolumeSettings& settings = volume.settings();
-      if (const DosError problem = WriteProblem(settings)) return problem;
-      if (!IsName(name)) return ERROR_INVALID_COMPONENT_NAME;
-      const std::string old = settings.label;
-      const char* const node = IsNoLabel(settings, name) ? nullptr : name;
-      if (dos.SetVolumeName(&dos, vp, node) == 0) return ERROR_OBJECT_EXISTS;
-      const DosError error = volume.Relabel(name);
-      if (error) dos.SetVolumeName(&dos, vp, old.empty() ? nullptr : old.c_str());
-      return error;
+      if (const DosError problem = WriteProblem(volume.settings())) return problem;
+      return NameVolume(vp, name, [&] { return volume.Relabel(name); });
     });
   }
+
+  static bool IsInhibited(Port* vp) { return Of(vp).inhibited; }
+  template <auto kFunction, int kFailure = 0>
+  static constexpr auto kUnlessInhibited = Inhibitable<IsInhibited, kFunction, kFailure>::Call;
 
   static ::FileSystemVectors Vectors() {
     ::FileSystemVectors vectors{};
     vectors.StructSize = sizeof vectors;
     vectors.Version = QUORLE_FS_VECTORPORT_VERSION;
-    vectors.FSLock = FSLock;
+    vectors.FSLock = kUnlessInhibited<FSLock>;
     vectors.FSUnLock = FSUnLock;
-    vectors.FSDupLock = FSDupLock;
-    vectors.FSCreateDir = FSCreateDir;
-    vectors.FSParentDir = FSParentDir;
-    vectors.FSDupLockFromFH = FSDupLockFromFH;
-    vectors.FSOpenFromLock = FSOpenFromLock;
-    vectors.FSParentOfFH = FSParentOfFH;
-    vectors.FSOpen = FSOpen;
+    vectors.FSDupLock = kUnlessInhibited<FSDupLock>;
+    vectors.FSCreateDir = kUnlessInhibited<FSCreateDir>;
+    vectors.FSParentDir = kUnlessInhibited<FSParentDir>;
+    vectors.FSDupLockFromFH = kUnlessInhibited<FSDupLockFromFH>;
+    vectors.FSOpenFromLock = kUnlessInhibited<FSOpenFromLock>;
+    vectors.FSParentOfFH = kUnlessInhibited<FSParentOfFH>;
+    vectors.FSOpen = kUnlessInhibited<FSOpen>;
     vectors.FSClose = FSClose;
-    vectors.FSDelete = FSDelete;
-    vectors.FSRead = FSRead;
-    vectors.FSWrite = FSWrite;
-    vectors.FSFlush = FSFlush;
-    vectors.FSChangeFilePosition = FSChangeFilePosition;
-    vectors.FSChangeFileSize = FSChangeFileSize;
-    vectors.FSGetFilePosition = FSGetFilePosition;
-    vectors.FSGetFileSize = FSGetFileSize;
-    vectors.FSChangeLockMode = FSChangeLockMode;
-    vectors.FSChangeFileMode = FSChangeFileMode;
-    vectors.FSSetDate = FSSetDate;
-    vectors.FSSetProtection = FSSetProtection;
-    vectors.FSSetComment = FSSetComment;
-    vectors.FSSetGroup = FSSetGroup;
-    vectors.FSSetOwner = FSSetOwner;
-    vectors.FSRename = FSRename;
-    vectors.FSCreateSoftLink = FSCreateSoftLink;
-    vectors.FSCreateHardLink = FSCreateHardLink;
-    vectors.FSReadSoftLink = FSReadSoftLink;
-    vectors.FSSameLock = FSSameLock;
-    vectors.FSSameFile = FSSameFile;
-    vectors.FSFileSystemAttr = FSFileSystemAttr;
-    vectors.FSVolumeInfoData = FillInfo;
-    vectors.FSDeviceInfoData = FillInfo;
-    vectors.FSExamineObj = FSExamineObj;
-    vectors.FSExamineLock = FSExamineLock;
-    vectors.FSExamineFile = FSExamineFile;
-    vectors.FSExamineDir = FSExamineDir;
-    vectors.FSInhibit = NotOffered;
-    vectors.FSWriteProtect = FSWriteProtect;
-    vectors.FSFormat = NotOffered;
-    vectors.FSSerialize = NotOffered;
-    vectors.FSRelabel = FSRelabel;
-    vectors.FSAddNotify = NotOffered;
-    vectors.FSRemoveNotify = NotOffered;
-    vectors.FSLockRecord = NotOffered;
-    vectors.FSUnLockRecord = NotOffered;
+    vectors.FSDelete = kUnlessInhibited<FSDelete>;
+    vectors.FSRead = kUnlessInhibited<FSRead, -1>;
+    vectors.FSWrite = kUnlessInhibited<FSWrite, -1>;
+    vectors.FSFlush = kUnlessInhibited<FSFlush>;
+    vectors.FSChangeFilePosition = kUnlessInhibited<FSChangeFilePosition>;
+    vectors.FSChangeFileSize = kUnlessInhibited<FSChangeFileSize>;
+    vectors.FSGetFilePosition = kUnlessInhibited<FSGetFilePosition, -1>;
+    vectors.FSGetFileSize = kUnlessInhibited<FSGetFileSize, -1>;
+    vectors.FSChangeLockMode = kUnlessInhibited<FSChangeLockMode>;
+    vectors.FSChangeFileMode = kUnlessInhibited<FSChangeFileMode>;
+    vectors.FSSetDate = kUnlessInhibited<FSSetDate>;
+    vectors.FSSetProtection = kUnlessInhibited<FSSetProtection>;
+    vectors.FSSetComment = kUnlessInhibited<FSSetComment>;
+    vectors.FSSetGroup = kUnlessInhibited<FSSetGroup>;
+    vectors.FSSetOwner = kUnlessInhibited<FSSetOwner>;
+    vectors.FSRename = kUnlessInhibited<FSRename>;
+    vectors.FSCreateSoftLink = kUnlessInhibited<FSCreateSoftLink>;
+    vectors.FSCreateHardLink = kUnlessInhibited<FSCreateHardLink>;
+    vectors.FSReadSoftLink = kUnlessInhibited<FSReadSoftLink, -1>;
+    vectors.FSSameLock = kUnlessInhibited<FSSameLock>;
+    vectors.FSSameFile = kUnlessInhibited<FSSameFile>;
+    vectors.FSFileSystemAttr = kUnlessInhibited<FSFileSystemAttr>;
+    vectors.FSVolumeInfoData = kUnlessInhibited<FillInfo>;
+    vectors.FSDeviceInfoData = FSDeviceInfoData;
+    vectors.FSExamineObj = kUnlessInhibited<FSExamineObj>;
+    vectors.FSExamineLock = kUnlessInhibited<FSExamineLock>;
+    vectors.FSExamineFile = kUnlessInhibited<FSExamineFile>;
+    vectors.FSExamineDir = kUnlessInhibited<FSExamineDir>;
+    vectors.FSInhibit = FSInhibit;
+    vectors.FSWriteProtect = kUnlessInhibited<FSWriteProtect>;
+    vectors.FSFormat = FSFormat;
+    vectors.FSSerialize = FSSerialize;
+    vectors.FSRelabel = kUnlessInhibited<FSRelabel>;
+    vectors.FSAddNotify = kUnlessInhibited<FSAddNotify>;
+    vectors.FSRemoveNotify = FSRemoveNotify;
+    vectors.FSLockRecord = kUnlessInhibited<
+        NotOffered<::FileHandle*, std::int64_t, std::int64_t, std::uint32_t, std::uint32_t>>;
+    vectors.FSUnLockRecord =
+        kUnlessInhibited<NotOffered<::FileHandle*, std::int64_t, std::int64_t>>;
     vectors.End_Marker = -1;
     return vectors;
   }

@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 
 #include "quorle/handler.h"
 
@@ -39,13 +39,14 @@ HostError Look(int directory, const char* name, int flags, HostStat& stat) {
   stat.links = found.stx_nlink;
   stat.size = static_cast<std::int64_t>(found.stx_size);
   stat.changed = TimeOf(found.stx_mtime);
+  stat.status_changed = TimeOf(found.stx_ctime);
   stat.born.reset();
   if ((found.stx_mask & STATX_BTIME) != 0) stat.born = TimeOf(found.stx_btime);
   return {};
 }
 
 /// What is open as `fd`: its error, when there is no descriptor.
-HostError StatOfOpened(const Descriptor& fd, HostStat& stat) {
+HostError StatOfOpened(const SharedDescriptor& fd, HostStat& stat) {
   return fd ? StatOf(fd.get(), stat) : HostError::Last();
 }
 
@@ -56,22 +57,35 @@ Outcome ChangeAside(const NameAt& from, const Identity& meant, const std::string
                     const Change& change) {
   const NameAt hidden{from.directory, aside};
   HostStat stat;
-  const auto look = [&](const NameAt& at) {
-    const HostError error = StatAt(at, stat);
-    return !error && stat.identity() != meant ? HostError(ESTALE) : error;
-  };
-  // What plainly is another object is not even renamed.
-  if (const HostError error = look(from)) return {.error = error};
   if (const HostError error = RenameAt(from, hidden)) return {.error = error};
-  HostError error = look(hidden);
+  HostError error = StatAt(hidden, stat);
+  if (!error && stat.identity() != meant) error = HostError(ESTALE);
   if (!error) error = change(stat);
   if (!error) return {};
   return {.error = error, .is_aside = static_cast<bool>(RenameAt(hidden, from))};
 }
 
-struct CloseStream {
-  void operator()(DIR* stream) const { ::closedir(stream); }
-};
+/// Opens what `directory` is, to read the names in it: a descriptor of its own, which has a position.
+Descriptor OpenForNames(int directory) {
+  return Descriptor(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// Reads the next entries of a directory and calls `visit(name)` for each but "." and "..". False at
+/// the end.
+template <class Visit>
+HostError ReadNames(const Descriptor& directory, const Visit& visit, bool& more) {
+  alignas(dirent64) std::array<char, 1 << 15> entries;
+  const ssize_t bytes = ::getdents64(directory.get(), entries.data(), entries.size());
+  if (bytes < 0) return HostError::Last();
+  more = bytes > 0;
+  for (const char* at = entries.data(); at < entries.data() + bytes;) {
+    const auto* const entry = reinterpret_cast<const dirent64*>(at);
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") visit(name);
+    at += entry->d_reclen;
+  }
+  return {};
+}
 
 }  // namespace
 
@@ -87,51 +101,62 @@ bool BelongsToVolume(const HostStat& stat, std::uint64_t device) {
   return stat.device == device && !stat.is_mount_root && (stat.IsFile() || stat.IsDirectory());
 }
 
-DosError OpenAt(const NameAt& at, std::uint64_t device, Opened& opened) {
-  // Looked at first: opening a device may do something.
-  if (const HostError error = StatAt(at, opened.stat)) return error.ForReading();
-  if (!BelongsToVolume(opened.stat, device)) return ERROR_OBJECT_WRONG_TYPE;
-  opened.readable = true;
-  opened.fd = Descriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | kCareful));
-  if (!opened.fd && HostError::Last().Is(EACCES, EPERM)) {
-    opened.readable = false;
-    opened.fd =
-        Descriptor(::openat(at.directory, at.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+DosError LookAt(const NameAt& at, std::uint64_t device, Opened& looked) {
+  looked = {};
+  if (const HostError error = StatAt(at, looked.stat)) return error.ForReading();
+  return BelongsToVolume(looked.stat, device) ? kNoError : ERROR_OBJECT_WRONG_TYPE;
+}
+
+bool IsGoneOrForeign(DosError error) {
+  return error == ERROR_OBJECT_NOT_FOUND || error == ERROR_OBJECT_WRONG_TYPE;
+}
+
+DosError OpenLooked(const NameAt& at, std::uint64_t device, Opened& looked) {
+  looked.readable = true;
+  looked.fd = SharedDescriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | kCareful));
+  if (!looked.fd && HostError::Last().Is(EACCES, EPERM)) {
+    looked.readable = false;
+    looked.fd =
+        SharedDescriptor(::openat(at.directory, at.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   }
-  if (const HostError error = StatOfOpened(opened.fd, opened.stat)) return error.ForReading();
-  return BelongsToVolume(opened.stat, device) ? kNoError : ERROR_OBJECT_WRONG_TYPE;
+  if (const HostError error = StatOfOpened(looked.fd, looked.stat)) return error.ForReading();
+  return BelongsToVolume(looked.stat, device) ? kNoError : ERROR_OBJECT_WRONG_TYPE;
+}
+
+DosError OpenAt(const NameAt& at, std::uint64_t device, Opened& opened) {
+  const DosError error = LookAt(at, device, opened);
+  return error ? error : OpenLooked(at, device, opened);
 }
 
 DosError OpenContentAt(const NameAt& at, std::uint64_t device, const Identity& meant,
                        Opened& content, DosError& write_refusal) {
-  if (const HostError error = StatAt(at, content.stat)) return error.ForReading();
-  const auto is_meant = [&] {
-    return BelongsToVolume(content.stat, device) && content.stat.identity() == meant;
-  };
-  if (!is_meant()) return ERROR_INVALID_LOCK;
   write_refusal = kNoError;
-  content.fd = Descriptor(::openat(at.directory, at.name.c_str(), O_RDWR | kCareful));
+  content.readable = true;
+  content.fd = SharedDescriptor(::openat(at.directory, at.name.c_str(), O_RDWR | kCareful));
   if (!content.fd && HostError::Last().Is(EACCES, EPERM, EROFS, ETXTBSY)) {
     write_refusal = HostError::Last().ForWriting();
-    content.fd = Descriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | kCareful));
+    content.fd = SharedDescriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | kCareful));
   }
   if (const HostError error = StatOfOpened(content.fd, content.stat)) return error.ForReading();
-  if (is_meant()) return kNoError;
+  if (BelongsToVolume(content.stat, device) && content.stat.identity() == meant) return kNoError;
   content.fd.Close();
   return ERROR_INVALID_LOCK;
 }
 
 DosError MakeFileAt(const NameAt& at, Opened& content) {
-  content.fd = Descriptor(
+  content.fd = SharedDescriptor(
       ::openat(at.directory, at.name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
-  // What cannot be looked at cannot be removed either: nothing says that it still has the name.
-  return StatOfOpened(content.fd, content.stat).ForWriting();
+  return content.fd ? kNoError : HostError::Last().ForWriting();
 }
 
 DosError MakeDirectoryAt(const NameAt& at, std::uint64_t device, Opened& made) {
   const int result = ::mkdirat(at.directory, at.name.c_str(), 0777);
   if (const HostError error = HostError::Of(result)) return error.ForWriting();
-  const DosError error = OpenAt(at, device, made);
+  made = {};
+  made.fd =
+      SharedDescriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | O_DIRECTORY | kCareful));
+  DosError error = StatOfOpened(made.fd, made.stat).ForReading();
+  if (!error && !BelongsToVolume(made.stat, device)) error = ERROR_OBJECT_WRONG_TYPE;
   if (error) ::unlinkat(at.directory, at.name.c_str(), AT_REMOVEDIR);
   return error;
 }
@@ -147,8 +172,10 @@ HostError LinkAt(const Opened& file, const NameAt& to) {
       ::linkat(AT_FDCWD, path.c_str(), to.directory, to.name.c_str(), AT_SYMLINK_FOLLOW));
 }
 
-Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside) {
+Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside,
+                 const std::function<void()>& let_go) {
   return ChangeAside(at, meant, aside, [&](const HostStat& stat) {
+    let_go();
     const int flags = stat.IsDirectory() ? AT_REMOVEDIR : 0;
     return HostError::Of(::unlinkat(at.directory, aside.c_str(), flags));
   });
@@ -161,29 +188,25 @@ Outcome MoveAt(const NameAt& from, const Identity& meant, const std::string& asi
   });
 }
 
-DosError OpenAgain(const Opened& opened, Opened& again) {
-  again.readable = opened.readable;
-  again.fd = Descriptor(::fcntl(opened.fd.get(), F_DUPFD_CLOEXEC, 0));
-  return StatOfOpened(again.fd, again.stat).ForReading();
-}
-
 DosError ListNames(int directory, std::vector<std::string>& names) {
   names.clear();
-  // A descriptor of its own: a stream moves the position of the one that it has.
-  Descriptor own(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor own = OpenForNames(directory);
   if (!own) return HostError::Last().ForReading();
-  const std::unique_ptr<DIR, CloseStream> stream(::fdopendir(own.get()));
-  if (stream == nullptr) return HostError::Last().ForReading();
-  static_cast<void>(own.Release());  // the stream's now
-  errno = 0;
-  while (const dirent* const entry = ::readdir(stream.get())) {
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
-    errno = 0;
+  const auto keep = [&names](std::string_view name) { names.emplace_back(name); };
+  for (bool more = true; more;) {
+    if (const HostError error = ReadNames(own, keep, more)) return error.ForReading();
   }
-  if (errno != 0) return HostError::Last().ForReading();
   std::sort(names.begin(), names.end());
   return kNoError;
+}
+
+DosError SeemsEmpty(int directory, bool& empty) {
+  const Descriptor own = OpenForNames(directory);
+  if (!own) return HostError::Last().ForReading();
+  empty = true;
+  bool more = false;
+  const auto found = [&empty](std::string_view) { empty = false; };
+  return ReadNames(own, found, more).ForReading();
 }
 
 HostError RenameAt(const NameAt& from, const NameAt& to) {

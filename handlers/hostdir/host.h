@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,6 +39,7 @@ struct HostStat {
   std::uint32_t links = 0;
   std::int64_t size = 0;
   std::timespec changed{};              ///< the content
+  std::timespec status_changed{};       ///< anything of it, its attributes too
   std::optional<std::timespec> born{};  ///< where the host knows
 
   /// The root of a mount of the host, which may show what lies elsewhere on the same filesystem.
@@ -59,9 +61,9 @@ struct NameAt {
   const std::string& name;
 };
 
-/// An object of the host that is open for its attributes.
+/// An object of the host that was looked at, and is open for its attributes where `fd` is one.
 struct Opened {
-  Descriptor fd;
+  SharedDescriptor fd;
   HostStat stat;
   bool readable = true;  ///< false: the host keeps content and attributes from us
 
@@ -73,20 +75,29 @@ struct Opened {
 /// count: a file with two names may be remembered twice.
 HostError StatOf(int fd, HostStat& stat);
 HostError StatAt(const NameAt& at, HostStat& stat);
+/// Looks at something open once more.
+inline DosError StatAgain(Opened& opened) {
+  return StatOf(opened.fd.get(), opened.stat).ForReading();
+}
 /// Whether an object can be part of a volume on the device `device`: a file or a directory there.
 /// All others are foreign: symbolic links, pipes, devices, and what is mounted from elsewhere.
 bool BelongsToVolume(const HostStat& stat, std::uint64_t device);
-/// Opens a file or directory. 212 for an object that is foreign to the volume on `device`.
+/// Looks at a file or directory, and leaves `looked` without a descriptor. 212 for an object that is
+/// foreign to the volume on `device`.
+DosError LookAt(const NameAt& at, std::uint64_t device, Opened& looked);
+/// Opens what LookAt() has just found there, and looks at what is open: nobody opens a device, which
+/// may do something, unless it took the name since.
+DosError OpenLooked(const NameAt& at, std::uint64_t device, Opened& looked);
+/// Both.
 DosError OpenAt(const NameAt& at, std::uint64_t device, Opened& opened);
-/// Whether OpenAt() found nothing, or nothing that can be part of the volume.
-inline bool IsGoneOrForeign(DosError error) {
-  return error == ERROR_OBJECT_NOT_FOUND || error == ERROR_OBJECT_WRONG_TYPE;
-}
-/// Opens the content of a file, for reading alone when the host does not let it be written;
-/// `write_refusal` is the error then, else none. 211 when it is not the one that is `meant`.
+/// Whether LookAt() found nothing, or nothing that can be part of the volume.
+bool IsGoneOrForeign(DosError error);
+/// Opens the content of a file that LookAt() has just found there, for reading alone when the host
+/// does not let it be written; `write_refusal` is the error then, else none. 211 when it is not the
+/// one that is `meant`.
 DosError OpenContentAt(const NameAt& at, std::uint64_t device, const Identity& meant,
                        Opened& content, DosError& write_refusal);
-/// Makes an empty file and opens its content.
+/// Makes an empty file and opens its content; it is still to be looked at.
 DosError MakeFileAt(const NameAt& at, Opened& content);
 /// Makes a directory and opens it. The name must be one that nobody else uses: no host does both at
 /// once, and what is opened must be what was made.
@@ -99,18 +110,23 @@ struct Outcome {
   HostError error;        ///< ESTALE: another object has the name
   bool is_aside = false;  ///< an object has lost its name to yet another, and stays as `aside`
 };
-/// Removes a file or an empty directory, or renames it, when it is the one that is `meant`. No host
-/// does either by identity. So the object first gets the name `aside` in its directory, which nobody
-/// else uses, is looked at there, and then removed or given its new name; another one gets its own
-/// name back. So what another process puts in the place of an object has another time of status at
-/// worst. Nothing is ever replaced, as far as RenameAt() can promise it.
-Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside);
+/// Removes a file or an empty directory, or renames it, when it is the one that is `meant`, as
+/// LookAt() has just found. No host does either by identity. So the object first gets the name
+/// `aside` in its directory, which nobody else uses, is looked at there, and then removed or given
+/// its new name; another one gets its own name back. So what another process puts in the place of an
+/// object has another time of status at worst. Nothing is ever replaced, as far as RenameAt() can
+/// promise it.
+///
+/// `let_go` is called before the object is removed, for descriptors of it: some filesystems keep what
+/// is open, under another name in the same directory.
+Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside,
+                 const std::function<void()>& let_go);
 Outcome MoveAt(const NameAt& from, const Identity& meant, const std::string& aside,
                const NameAt& to);
-/// Another descriptor for what is open, and what the host says of it now.
-DosError OpenAgain(const Opened& opened, Opened& again);
 /// The names in a directory, in byte order, without "." and "..".
 DosError ListNames(int directory, std::vector<std::string>& names);
+/// Whether a directory has no names. One that the host shows a part of at a time may have some yet.
+DosError SeemsEmpty(int directory, bool& empty);
 /// Renames without ever replacing anything, as far as the host can promise it: where it cannot,
 /// what appears between a look and the renaming is replaced.
 HostError RenameAt(const NameAt& from, const NameAt& to);

@@ -70,7 +70,7 @@ bool IsUmaskUsable(mode_t& mask) {
 /// Opens the directory. False, with the reason in `problem`, when it is none or cannot be written.
 bool OpenRoot(const std::string& path, Opened& root, std::string& problem) {
   // The path itself is the host's, and found by the host's rules: it may lead over symbolic links.
-  root.fd = Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  root.fd = SharedDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   struct ::statvfs host {};
   mode_t mask = 0;
   if (!root.fd || ::fstatvfs(root.fd.get(), &host) != 0) {
@@ -158,9 +158,13 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
   return VolumePort::Start(mount, std::move(settings), std::move(directory));
 }
 
-constexpr ::Handler kHandler = {sizeof(::Handler),   QUORLE_HANDLER_VERSION,
-                                "hostdir",           VolumePort::Mount<StartVolume>,
-                                VolumePort::Unmount, nullptr, nullptr};
+constexpr ::Handler kHandler = {sizeof(::Handler),
+                                QUORLE_HANDLER_VERSION,
+                                "hostdir",
+                                VolumePort::Mount<StartVolume>,
+                                VolumePort::Unmount,
+                                nullptr,
+                                nullptr};
 
 }  // namespace
 }  // namespace quorle::hostdir

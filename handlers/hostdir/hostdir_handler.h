@@ -24,8 +24,11 @@ extern "C" {
  *
  * docs/hostdir.md says what is kept where, and what a host filesystem cannot do.
  *
- * Not offered: FSInhibit(), FSFormat(), FSSerialize(), notification and record locks answer 209, as
- * does a hard link to a directory.
+ * While it is inhibited everything but FSInhibit(), FSDeviceInfoData(), which shows the DOS type 'BUSY',
+ * and what gives something back is refused with 202.
+ *
+ * Not offered: FSFormat(), FSSerialize(), notification and record locks answer 209, as does a hard link
+ * to a directory.
  */
 const struct Handler* QuorleHostdirHandler(void);
 

@@ -37,11 +37,6 @@ bool ReadIdentity(std::string_view& words, Identity& identity) {
          ReadNumber(CutAt(' ', words), identity.born_nanoseconds);
 }
 
-/// Whether `path` is `above` or lies below it.
-bool IsBelow(const std::string& path, const std::string& above) {
-  return path == above || path.starts_with(above + '/');
-}
-
 /// Reads one line into `text`. What is not understood is passed over.
 void ReadLine(std::string_view line, JournalText& text) {
   const std::string_view word = CutAt(' ', line);
@@ -119,26 +114,48 @@ std::filesystem::path StatePath() {
 
 // ---- Entries -----------------------------------------------------------------------------------
 
+std::vector<JournalEntry> JournalEntries::all() const {
+  std::vector<std::pair<std::uint64_t, JournalEntry>> numbered;
+  for (const auto& [path, known] : entries_) {
+    numbered.push_back(
+        {known.number, {.path = path, .former = known.former, .identity = known.identity}});
+  }
+  std::sort(numbered.begin(), numbered.end(),
+            [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::vector<JournalEntry> entries;
+  for (auto& [number, entry] : numbered) entries.push_back(std::move(entry));
+  return entries;
+}
+
 void JournalEntries::StartMaking(const std::string& path) {
-  Remove(path);
-  entries_.push_back({.path = path, .former = {}, .identity = std::nullopt});
+  entries_.insert_or_assign(path, Known{.number = ++last_number_, .former = {}, .identity = {}});
 }
 
 void JournalEntries::FinishMaking(const Identity& identity, const std::string& path) {
-  for (JournalEntry& entry : entries_) {
-    if (entry.path == path) entry.identity = identity;
-  }
+  const auto entry = entries_.find(path);
+  if (entry != entries_.end()) entry->second.identity = identity;
 }
 
 void JournalEntries::Rename(const std::string& from, const std::string& to) {
-  for (JournalEntry& entry : entries_) {
-    if (!IsBelow(entry.path, from)) continue;
-    entry.former = std::exchange(entry.path, to + entry.path.substr(from.size()));
+  std::vector<decltype(entries_)::node_type> moved;
+  const auto take = [&](auto entry) {
+    moved.push_back(entries_.extract(entry));
+    return entries_.lower_bound(moved.back().key());
+  };
+  if (const auto entry = entries_.find(from); entry != entries_.end()) take(entry);
+  // What lies below it comes one after the other.
+  const std::string below = from + '/';
+  auto entry = entries_.lower_bound(below);
+  while (entry != entries_.end() && entry->first.starts_with(below)) entry = take(entry);
+  for (auto& node : moved) {
+    node.mapped().former = std::exchange(node.key(), to + node.key().substr(from.size()));
+    entries_.erase(node.key());
+    entries_.insert(std::move(node));
   }
 }
 
 void JournalEntries::Remove(const std::string& path) {
-  std::erase_if(entries_, [&path](const JournalEntry& entry) { return entry.path == path; });
+  entries_.erase(path);
 }
 
 // ---- The folder --------------------------------------------------------------------------------
@@ -238,11 +255,15 @@ void Journal::Remove(const std::string& path) {
   entries_.Remove(path);
   Write("gone " + Escaped(path) + '\n');
   // Nothing is there any more: the file starts again, and does not grow with the run.
-  if (file_ && entries_.all().empty() && ::ftruncate(file_.get(), 0) == 0) Write(head_);
+  constexpr std::size_t kLong = 1 << 16;
+  if (!file_ || written_ < kLong || !entries_.empty() || ::ftruncate(file_.get(), 0) != 0) return;
+  written_ = 0;
+  Write(head_);
 }
 
 void Journal::Write(std::string_view line) {
   if (!file_) return;
+  written_ += line.size();
   while (!line.empty()) {
     const ssize_t count = ::write(file_.get(), line.data(), line.size());
     if (count > 0) {

@@ -2,8 +2,10 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +26,9 @@ struct JournalEntry {
 /// What a mount has made and not removed, as its journal has it.
 class JournalEntries {
  public:
-  const std::vector<JournalEntry>& all() const { return entries_; }
+  /// In the order in which they were made.
+  std::vector<JournalEntry> all() const;
+  bool empty() const { return entries_.empty(); }
   void StartMaking(const std::string& path);
   void FinishMaking(const Identity& identity, const std::string& path);
   /// With everything below it.
@@ -32,7 +36,14 @@ class JournalEntries {
   void Remove(const std::string& path);
 
  private:
-  std::vector<JournalEntry> entries_;
+  struct Known {
+    std::uint64_t number = 0;  ///< of those made before it
+    std::string former;
+    std::optional<Identity> identity;
+  };
+
+  std::map<std::string, Known> entries_;  ///< by their paths
+  std::uint64_t last_number_ = 0;
 };
 
 /// What is known of a mount, from its journal.
@@ -91,7 +102,8 @@ class Journal {
   Descriptor folder_;
   Descriptor file_;
   std::string name_;
-  std::string head_;  ///< the lines that hold as long as the mount
+  std::string head_;         ///< the lines that hold as long as the mount
+  std::size_t written_ = 0;  ///< bytes since the file was empty
   JournalEntries entries_;
 };
 

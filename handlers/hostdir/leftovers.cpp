@@ -115,7 +115,7 @@ class Leftovers {
   }
 
   bool EnterDirectoryOf(std::string_view path, Opened& directory) const {
-    if (OpenAgain(root_, directory)) return false;
+    directory = root_;
     while (path.find('/') != std::string_view::npos) {
       const std::string name(CutAt('/', path));
       Opened above = std::move(directory);
@@ -131,7 +131,7 @@ class Leftovers {
     Opened object;
     const NameAt at{directory.fd.get(), name};
     const bool is_open = !OpenAt(at, root_.stat.device, object);
-    const Outcome outcome = RemoveAt(at, stat.identity(), AsideName());
+    const Outcome outcome = RemoveAt(at, stat.identity(), AsideName(), [&] { object.fd.Close(); });
     if (outcome.error) {
       stuck_.push_back(path);
       why_stuck_ = outcome.error.Message();

@@ -1,11 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
-#include <string>
+#include <memory>
 
-#include "handlers/hostdir/descriptor.h"
-#include "handlers/hostdir/host.h"
+#include "handlers/hostdir/tree.h"
 
 namespace quorle::hostdir {
 
@@ -19,21 +19,35 @@ enum class Scratch : std::uint8_t {
 class OwnObjects {
  public:
   /// The root counts as made.
-  OwnObjects(Scratch scratch, const Identity& root);
+  OwnObjects(Scratch scratch, const std::shared_ptr<Object>& root) : scratch_(scratch) {
+    Add(root);
+  }
 
   bool MayChange(const Identity& identity) const {
-    return scratch_ == Scratch::kAll || objects_.count(identity) != 0;
+    return scratch_ == Scratch::kAll || Find(identity) != nullptr;
   }
-  /// Adds what was just made and is called `at` now.
-  void Add(const Identity& identity, const NameAt& at);
+  /// What was made; null for what was not.
+  const Object* Find(const Identity& identity) const {
+    const auto found = objects_.find(identity);
+    return found == objects_.end() ? nullptr : found->second.get();
+  }
+  /// Adds what was just made.
+  void Add(const std::shared_ptr<Object>& object) {
+    objects_.insert_or_assign(object->identity, object);
+  }
+  /// Whether there are so few that the one that was just added is to be held open: nothing else gets
+  /// the number of an object that is open, not even when somebody removes it and makes another at the
+  /// same tick.
+  bool HasRoomToHold() const { return objects_.size() <= kMostHeld + 1; }
   /// It has no name any more.
   void Remove(const Identity& identity) { objects_.erase(identity); }
 
  private:
+  /// The tester has a handful at a time; a process may open 1,024 files on most hosts.
+  static constexpr std::size_t kMostHeld = 256;
+
   Scratch scratch_;
-  /// With a descriptor as long as there are not too many: nothing else gets the number of an object
-  /// that is open, not even when somebody removes it and makes another at the same tick.
-  std::map<Identity, Descriptor> objects_;
+  std::map<Identity, std::shared_ptr<Object>> objects_;
 };
 
 }  // namespace quorle::hostdir

@@ -12,10 +12,14 @@ class RecordStore {
  public:
   virtual ~RecordStore() = default;
 
+  /// Whether the functions below need the descriptor of an object. What it is does without.
+  virtual bool NeedsDescriptor() const = 0;
   /// The record of an object; of one that has none, a plain record.
   virtual DosError Read(const Opened& object, Record& record) = 0;
   /// Keeps the record. On failure the old one stays.
   virtual DosError Write(const Opened& object, const Record& record) = 0;
+  /// The same for an object that was just made.
+  virtual DosError WriteFirst(const Opened& object, const Record& record) = 0;
   /// The object is gone.
   virtual void Forget(const Opened& object) = 0;
 };

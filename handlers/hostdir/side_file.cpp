@@ -75,6 +75,8 @@ class SideFile final : public RecordStore {
     return {};
   }
 
+  bool NeedsDescriptor() const override { return false; }
+
   DosError Read(const Opened& object, Record& record) override {
     const auto found = records_.find(KeyOf(object));
     record = found == records_.end() ? Record() : FromText(found->second);
@@ -83,6 +85,11 @@ class SideFile final : public RecordStore {
 
   DosError Write(const Opened& object, const Record& record) override {
     return Keep(KeyOf(object), ToText(record));
+  }
+
+  DosError WriteFirst(const Opened& object, const Record& record) override {
+    // There may be an old one, of an object that somebody else removed and that had the same key.
+    return Write(object, record);
   }
 
   void Forget(const Opened& object) override {

@@ -26,8 +26,14 @@ void Entry::Detach() {
   has_name = false;
 }
 
-Tree::Tree(const Identity& root) : root_(std::make_shared<Entry>()), sweep_at_(kFirstSweep) {
-  root_->object = ObjectOf(root, ObjectKind::kDirectory);
+Tree::Tree(const Opened& root) : root_(std::make_shared<Entry>()), sweep_at_(kFirstSweep) {
+  root_->object = ObjectOf(root.stat.identity(), ObjectKind::kDirectory);
+  root_->object->held = root;
+}
+
+std::shared_ptr<Object> Tree::Find(const Identity& identity) const {
+  const auto found = objects_.find(identity);
+  return found == objects_.end() ? nullptr : found->second.lock();
 }
 
 EntryRef Tree::EntryFor(const EntryRef& directory, const std::string& host_name,

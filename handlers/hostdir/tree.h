@@ -26,7 +26,8 @@ struct Object {
   ObjectKind kind = ObjectKind::kFile;
   common::Holders holders;  ///< of a file
   std::vector<OpenFile*> handles;
-  Opened content;          ///< of a file, as long as there are handles
+  Opened held;     ///< open for its attributes, as far as that is held; what it is, is not kept
+  Opened content;  ///< of a file, as long as there are handles
   DosError write_refusal;  ///< the error when the host does not let us write it
 
   bool IsFile() const { return kind == ObjectKind::kFile; }
@@ -60,9 +61,14 @@ struct Entry {
 /// The entries in use. Each exists once, each object too, however many hold them.
 class Tree {
  public:
-  explicit Tree(const Identity& root);
+  explicit Tree(const Opened& root);
 
   const EntryRef& root() const { return root_; }
+  /// An object in use; null when there is none.
+  std::shared_ptr<Object> Find(const Identity& identity) const;
+  /// Whether there are so few objects that a directory in use may be held open. A process may open
+  /// 1,024 files on most hosts.
+  bool HasRoomToHold() const { return objects_.size() <= kMostHeld; }
   /// The entry of the object `identity` in `directory`. One that had the name before and is another
   /// object now, since the host replaced it, loses its name.
   EntryRef EntryFor(const EntryRef& directory, const std::string& host_name, std::string_view name,
@@ -76,6 +82,8 @@ class Tree {
                    std::string_view name);
 
  private:
+  static constexpr std::size_t kMostHeld = 256;
+
   std::shared_ptr<Object> ObjectOf(const Identity& identity, ObjectKind kind);
 
   EntryRef root_;

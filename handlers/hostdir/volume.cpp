@@ -1,5 +1,6 @@
 #include "handlers/hostdir/volume.h"
 
+#include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -12,17 +13,29 @@
 // The volume as a whole. What it does with names, files and objects is in the files beside it.
 
 namespace quorle::hostdir {
+namespace {
+
+/// Whether a program serves the filesystem of what is open, of which not every one does all that those
+/// of the kernel do.
+bool IsFuse(int fd) {
+  constexpr auto kFuse = 0x65735546;
+  struct ::statfs stat {};
+  return ::fstatfs(fd, &stat) != 0 || stat.f_type == kFuse;
+}
+
+}  // namespace
 
 Volume::Volume(VolumeSettings settings, Now now, MountedDirectory directory)
     : settings_(std::move(settings)),
       root_(std::move(directory.root)),
       records_(std::move(directory.records)),
       now_(std::move(now)),
-      own_(directory.scratch, root_.stat.identity()),
+      names_(!IsFuse(root_.fd.get())),
+      tree_(root_),
+      own_(directory.scratch, tree_.root()->object),
       journal_(std::move(directory.journal)),
       report_(std::move(directory.report)),
-      aside_(AsideName()),
-      tree_(root_.stat.identity()) {
+      aside_(AsideName()) {
   journal_.AddAsideName(aside_);
   tree_.root()->name = common::RootName(settings_);
   Record record;
@@ -39,6 +52,7 @@ DosError Volume::Relabel(std::string_view name) {
     if (is_no_label || name == name_at_mount_) record.label = kept_label_;
   };
   const ::DateStamp now = now_();
+  names_.Forget(root_.stat.identity());
   if (const DosError error = Catch([&] { ChangeRecord(root_, change, &now); })) return error;
   root()->name = name;
   settings_.label = is_no_label ? std::string_view() : name;

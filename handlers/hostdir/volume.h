@@ -12,6 +12,7 @@
 
 #include "handlers/common/object_info.h"
 #include "handlers/common/settings.h"
+#include "handlers/hostdir/directory_names.h"
 #include "handlers/hostdir/host.h"
 #include "handlers/hostdir/journal.h"
 #include "handlers/hostdir/own_objects.h"
@@ -108,14 +109,12 @@ class Volume {
                   std::string_view to);
   DosError SetDate(const EntryRef& rel, std::string_view name, const ::DateStamp& date) {
     const auto keep = [](Record&) {};
-    ChangeAttributes(rel, name, keep, &date);
-    return kNoError;
+    return ChangeAttributes(rel, name, keep, &date);
   }
   /// Changes the record of the object with `change`.
   DosError SetAttribute(const EntryRef& rel, std::string_view name,
                         const std::function<void(Record&)>& change) {
-    ChangeAttributes(rel, name, change, nullptr);
-    return kNoError;
+    return ChangeAttributes(rel, name, change, nullptr);
   }
 
   // ---- Looking at objects --------------------------------------------------------------------
@@ -144,6 +143,8 @@ class Volume {
   DosError GetSpace(common::VolumeSpace& space) const;
   std::uint32_t max_name() const;
   std::uint32_t in_use() const { return in_use_; }
+  /// For self-tests.
+  const NamesCache::Counters& counters() const { return names_.counters(); }
 
  private:
   struct Scan {
@@ -152,50 +153,97 @@ class Volume {
     std::vector<std::string> names;
     std::size_t next = 0;
   };
-  /// A name in a directory that is open, of something that is there or is to be made.
+  /// From the root to an object: what an operation has looked at, and opened. Only of the root it is
+  /// not known what it is now.
+  using Way = std::vector<Opened>;
+  /// A name in a directory, of something that is there or is to be made.
   struct Location {
     EntryRef parent;
-    Opened directory;  ///< which `parent` is
+    Way way;  ///< to `parent`
+    std::string name;
     std::string host_name;
-    std::string path;  ///< what the journal calls it
+    bool is_new = false;    ///< nothing has the name, and it was looked what its directory is
+    bool is_known = false;  ///< `names_` has what was in the directory before this operation
+    std::optional<NamesCache::Mark> mark;  ///< of the directory, when its record is known
 
-    /// `name` in `in`; `directory` is still to be opened.
-    Location(EntryRef in, std::string name);
-    NameAt at() const { return {directory.fd.get(), host_name}; }
+    const Opened& directory() const { return way.back(); }
+    NameAt at() const { return {directory().fd.get(), host_name}; }
+    /// What the journal calls it.
+    std::string Path() const;
   };
-  using Visit = std::function<void(Opened&)>;
+  /// What a name in a directory leads to.
+  struct Hit {
+    Way way;                ///< to the directory
+    std::string host_name;  ///< of what is there; the one to be made where nothing is
+    bool is_there = false;  ///< a foreign object too
+    DosError problem;  ///< of what is there: 212 for a foreign object, or that of looking at it
+    Opened object;     ///< looked at, when there is no problem
+    bool is_known = false;  ///< as in Location
 
-  // What follows returns what it found or made, and throws its error.
+    NameAt at() const { return {way.back().fd.get(), host_name}; }
+  };
+  /// An object in use, and where it was found in this operation.
+  struct Found {
+    EntryRef entry;
+    Way way;        ///< to the directory above; none as long as a lock alone led to the object
+    Opened object;  ///< not looked at as long as a lock alone led to it
+  };
+  /// What an object is opened for.
+  enum class Use : std::uint8_t {
+    kRecord,   ///< its record, and what it is; where that takes no descriptor, there may be none
+    kAnything  ///< its content and attributes
+  };
+
+  // What follows returns what it found or made, and throws its error, unless it returns an error.
 
   // ---- Looking up: volume_lookup.cpp ---------------------------------------------------------
 
-  /// Opens what `entry` leads to; `visit` sees every directory on the way, from the root on, and
-  /// the object itself. 211 when the host has something else there, or nothing.
-  Opened Reach(const Entry& entry, const Visit& visit = nullptr);
-  /// Opens a directory and looks for `name` in it: whether it is there, and the host's name of what
-  /// is meant, a foreign object too. A name in just this case comes first, then the first in byte
-  /// order that differs in case alone.
-  bool Search(const Entry& directory, std::string_view name, Opened& opened,
-              std::string& host_name);
-  /// The entry of something that is open.
-  EntryRef EntryOf(const EntryRef& directory, const std::string& host_name, const Opened& opened);
-  /// As Find() and FindTarget().
-  EntryRef LookUp(const EntryRef& rel, std::string_view name);
-  EntryRef LookUpTarget(const EntryRef& rel, std::string_view name);
-  /// The location of an entry, which is not the root.
-  Location Locate(const Entry& entry);
+  /// As hostdir::LookAt() on this volume, with the descriptor that is held of the object, if any.
+  DosError LookAt(const NameAt& at, Opened& looked) const;
+  /// Opens what LookAt() has just found, unless `use` takes no descriptor or there is one.
+  DosError OpenFor(Use use, const NameAt& at, Opened& looked) const;
+  /// Looks at what `entry` leads to, which is opened for `use`, and at every directory on the way. 211
+  /// when the host has something else there, or nothing.
+  Way Reach(const Entry& entry, Use use);
+  /// Opens a directory and looks for `name` in it. A name in just this case comes first, then the
+  /// first in byte order that differs in case alone.
+  Hit Search(const Entry& directory, std::string_view name);
+  /// Looks for `name` just as it is. False when it is not there, or when the host may ignore case, so
+  /// that the name need not be the one that the object has.
+  bool SearchExactly(std::string_view name, Hit& hit);
+  /// Looks for it among all names of the directory.
+  void SearchAll(std::string_view name, Hit& hit);
+  /// Notes for a location whether `names_` has what is in the directory now.
+  void NoteKnown(Location& location);
+  /// The entry of something that was looked at and is called `at`; it is opened when that takes it.
+  EntryRef EntryOf(const EntryRef& directory, const NameAt& at, Opened& looked);
+  /// As Find() and FindTarget(), and they return their commonest errors likewise: an exception costs
+  /// more than the look-up.
+  DosError LookUp(const EntryRef& rel, std::string_view name, Found& found);
+  DosError LookUpTarget(const EntryRef& rel, std::string_view name, Found& found);
+  /// The entry of what a search has found; 205 when that is nothing.
+  DosError FoundOf(const EntryRef& directory, Hit hit, Found& found);
+  /// The object, opened for `use`.
+  Opened& OpenFound(Found& found, Use use);
+  /// The location of what was found, which is not the root.
+  Location Locate(const Found& found);
   /// The location of a new object. 203 when something has the name.
   Location LocateNew(const EntryRef& rel, std::string_view name);
+  /// The same of what a search has not found.
+  Location LocationOf(const EntryRef& parent, std::string_view name, Hit hit);
   /// 211 for an object that may not be changed.
   void CheckOwn(const Object& object) const;
 
   // ---- Files: volume_files.cpp ---------------------------------------------------------------
 
-  void OpenContent(const Entry& entry);
+  /// Opens the content of a file that this operation has looked at in `directory`.
+  void OpenContent(const Entry& entry, const Opened& directory);
+  /// Opens that of a file, unless it is open.
+  void OpenContentOf(const Found& found);
   void Hold(OpenFile& file, const EntryRef& entry, bool exclusive);
   /// Whether MODE_NEWFILE may empty a file that is there.
-  void CheckReset(const Entry& entry);
-  /// Opens and empties a file for MODE_NEWFILE; other names of it stay.
+  void CheckReset(Found& found);
+  /// Empties an open file for MODE_NEWFILE; other names of it stay.
   void Reset(const Entry& entry);
   /// Whether the content of an open file may be changed.
   void CheckContent(const Object& object) const;
@@ -205,21 +253,27 @@ class Volume {
 
   // ---- Objects: volume_objects.cpp -----------------------------------------------------------
 
-  EntryRef MakeFile(const EntryRef& rel, std::string_view name);
-  /// Makes a file that holds `content`, is noted as the mount's own, and is open afterwards. With
-  /// content it is a soft link.
-  Opened MakeOwnFile(const Location& location, std::string_view content);
+  EntryRef MakeFile(Location location);
+  /// Makes a file that holds `content`, is noted as the mount's own, and is open in `made` afterwards.
+  /// With content it is a soft link.
+  EntryRef MakeOwnFile(Location& location, std::string_view content, Opened& made);
   /// Makes a directory likewise.
-  Opened MakeOwnDirectory(const Location& location);
-  /// Notes what was just made for `location` and has the name `host_name` in its directory now.
-  void AddOwn(const Location& location, const std::string& host_name, const Opened& made);
-  /// Gives a new object its first record and date: owner and group of its directory, today's date.
-  /// When that fails it is removed again.
+  EntryRef MakeOwnDirectory(Location& location);
+  /// The entry of what was just made for `location`, noted as the mount's own.
+  EntryRef AddOwn(const Location& location, ObjectKind kind, const Opened& made);
+  /// Holds an object of the mount's own open, which is called `at`.
+  void Hold(Object& object, const NameAt& at) const;
+  /// Reads the record of the directory of a location, unless it is known.
+  void ReadMark(Location& location) const;
+  /// Gives a new object its first record and date: owner and group of its directory, whose record is
+  /// known, and today's date. It is known what the object is afterwards.
   void Initialize(const Location& location, Opened& made, bool soft_link);
   /// Removes `object`, which is at `location`.
-  void Remove(const Location& location, const Opened& object);
-  /// Renames unless both are the same; `name` is the platform's for `to`.
-  void Move(const EntryRef& entry, const Location& from, const Location& to, std::string_view name);
+  void Remove(const Location& location, Opened object);
+  /// Whether a directory has no names, foreign ones either.
+  bool IsEmpty(Found& directory);
+  /// Renames unless both are the same.
+  void Move(const EntryRef& entry, const Location& from, const Location& to);
   /// Reports an object that `outcome` says has lost its name.
   void ReportAside(const Outcome& outcome, const std::string& host_name);
 
@@ -233,33 +287,54 @@ class Volume {
   Record ReadRecordIfAllowed(const Opened& opened) const;
   /// Reads the record of an object, has `change` change it, dates the object unless `date` is null,
   /// and writes the record.
-  void ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date);
+  void ChangeRecord(Opened& object, const Change& change, const ::DateStamp* date) {
+    Record record = ReadRecord(object);
+    ChangeRecord(object, record, change, date);
+  }
+  /// The same of an object whose record is `record`.
+  void ChangeRecord(Opened& object, Record& record, const Change& change, const ::DateStamp* date);
   /// The same for the object that a name leads to.
-  void ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
-                        const ::DateStamp* date);
+  DosError ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
+                            const ::DateStamp* date);
   ObjectInfo InfoOf(const Opened& opened, ObjectKind kind) const;
-  /// Starts a scan of `directory` and returns its number.
-  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Opened& directory);
+  /// Starts a scan of `entry`, open as `directory`, and returns its number.
+  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& entry,
+                          Opened& directory);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
-  /// `record`.
-  static void Date(Opened& opened, Record& record, const ::DateStamp& date);
-  /// Marks a change of an object: clears its archive bit, and dates it unless `date` is null. What
-  /// the host refuses here is no failure of the operation that it comes after.
-  void MarkChanged(Opened& object, const ::DateStamp* date);
-  /// Does that for a directory and all above, with today's date when `dated`.
-  void Touch(const EntryRef& directory, bool dated);
+  /// `record`. It is known what the object is afterwards.
+  void Date(Opened& opened, Record& record, const ::DateStamp& date);
+  /// Marks a change of a file: clears its archive bit, and dates it. What the host refuses here and
+  /// below is no failure of the operation that it comes after.
+  void MarkChanged(Opened& file);
+  /// The same of a directory, which is dated unless `date` is null. `mark` is the one that it had, or
+  /// none; `is_known`: `names_` has what is in it.
+  void MarkDirectory(Opened& directory, std::optional<NamesCache::Mark> mark,
+                     const ::DateStamp* date, bool is_known);
+  /// Does that for all directories in `way`, in which no names have changed.
+  void TouchAll(Way& way, const ::DateStamp* date);
+  /// The same, with today's date, for a directory and all above.
+  void Touch(const EntryRef& directory);
+  /// The same after a name was added or removed at `changed`. Where the way there is none, it is looked
+  /// for again.
+  void TouchAdded(Location changed);
+  void TouchRemoved(Location changed);
+  void TouchNames(Location changed);
 
   VolumeSettings settings_;
   Opened root_;
   std::unique_ptr<RecordStore> records_;
   Now now_;
+  NamesCache names_;
+  Tree tree_;
   OwnObjects own_;
   Journal journal_;
   std::function<void(const std::string& line)> report_;
   std::string name_at_mount_;              ///< of the volume
   std::optional<std::string> kept_label_;  ///< that of the root's record at the same time
+  /// Whether the host sets the time of change only together with that of access, as bindfs 1.14 does.
+  enum class Both : std::uint8_t { kUnknown, kNeeded, kNoHelp };
+  Both date_both_ = Both::kUnknown;
   std::string aside_;  ///< what an object is called while it is removed or renamed
-  Tree tree_;
   std::map<std::intptr_t, Scan> scans_;
   std::intptr_t last_scan_ = 0;
   std::uint32_t in_use_ = 0;

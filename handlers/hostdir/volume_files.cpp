@@ -20,25 +20,35 @@ void Volume::Hold(OpenFile& file, const EntryRef& entry, bool exclusive) {
   entry->object->handles.push_back(&file);
 }
 
-void Volume::OpenContent(const Entry& entry) {
+void Volume::OpenContent(const Entry& entry, const Opened& directory) {
   Object& object = *entry.object;
-  if (object.content.fd) return;
-  if (!entry.has_name) throw DosError(ERROR_INVALID_LOCK);
-  const Opened directory = Reach(*entry.directory);
   const DosError error = OpenContentAt({directory.fd.get(), entry.host_name}, root_.stat.device,
                                        object.identity, object.content, object.write_refusal);
   Check(error == ERROR_OBJECT_NOT_FOUND ? ERROR_INVALID_LOCK : error);
 }
 
-void Volume::CheckReset(const Entry& entry) {
-  CheckOwn(*entry.object);
-  if (entry.object->holders.any()) throw DosError(ERROR_OBJECT_IN_USE);
-  const Record record = ReadRecord(Reach(entry));
+void Volume::OpenContentOf(const Found& found) {
+  const Entry& entry = *found.entry;
+  if (entry.object->content.fd) return;
+  if (!found.way.empty()) return OpenContent(entry, found.way.back());
+  if (!entry.has_name) throw DosError(ERROR_INVALID_LOCK);
+  const Way way = Reach(*entry.directory, Use::kAnything);
+  Opened looked;
+  const DosError error = LookAt({way.back().fd.get(), entry.host_name}, looked);
+  Check(IsGoneOrForeign(error) ? ERROR_INVALID_LOCK : error);
+  if (looked.stat.identity() != entry.object->identity) throw DosError(ERROR_INVALID_LOCK);
+  OpenContent(entry, way.back());
+}
+
+void Volume::CheckReset(Found& found) {
+  const Object& object = *found.entry->object;
+  CheckOwn(object);
+  if (object.holders.any()) throw DosError(ERROR_OBJECT_IN_USE);
+  const Record record = ReadRecord(OpenFound(found, Use::kRecord));
   if ((record.protection & EXDF_NO_DELETE) != 0) throw DosError(ERROR_DELETE_PROTECTED);
 }
 
 void Volume::Reset(const Entry& entry) {
-  OpenContent(entry);
   Check(entry.object->write_refusal);
   Opened& content = entry.object->content;
   Check(HostError::Of(::ftruncate(content.fd.get(), 0)).ForWriting());
@@ -58,22 +68,31 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
   bool exclusive = mode == MODE_NEWFILE;
   // The volume comes first: with its protection on, a new file is refused whatever is there.
   if (exclusive) Check(WriteProblem());
-  EntryRef entry;
-  const DosError found = Catch([&] { entry = LookUpTarget(rel, name); });
-  const bool is_new = found == ERROR_OBJECT_NOT_FOUND && mode != MODE_OLDFILE;
-  if (is_new) {
-    entry = MakeFile(rel, name);
-  } else {
-    Check(found);
+  const EntryRef& base = rel == nullptr ? root() : rel;
+  Found found{.entry = base, .way = {}, .object = {}};
+  bool is_new = false;
+  if (!name.empty()) {
+    Hit hit = Search(*base, name);
+    is_new = !hit.is_there && mode != MODE_OLDFILE;
+    if (is_new) {
+      found.entry = MakeFile(LocationOf(base, name, std::move(hit)));
+    } else {
+      if (const DosError error = FoundOf(base, std::move(hit), found)) return error;
+    }
   }
+  const EntryRef& entry = found.entry;
   Object& object = *entry->object;
+  if (object.IsSoftLink()) return ERROR_IS_SOFT_LINK;
   if (!object.IsFile()) return ERROR_OBJECT_WRONG_TYPE;
 
   const bool is_reset = exclusive && !is_new;
-  if (is_reset) CheckReset(*entry);
+  if (is_reset) CheckReset(found);
   object.handles.reserve(object.handles.size() + 1);
   Check(TakeLock(*entry, exclusive));
-  const DosError error = Catch([&] { is_reset ? Reset(*entry) : OpenContent(*entry); });
+  const DosError error = Catch([&] {
+    OpenContentOf(found);
+    if (is_reset) Reset(*entry);
+  });
   if (error) {
     ReleaseLock(*entry, exclusive);
     if (object.handles.empty()) object.content.fd.Close();
@@ -87,7 +106,7 @@ DosError Volume::Open(const EntryRef& rel, std::string_view name, std::int32_t m
 DosError Volume::OpenLocked(const EntryRef& entry, bool exclusive, OpenFile& file) {
   if (!entry->object->IsFile()) return ERROR_OBJECT_WRONG_TYPE;
   entry->object->handles.reserve(entry->object->handles.size() + 1);
-  OpenContent(*entry);
+  OpenContentOf({.entry = entry, .way = {}, .object = {}});
   Hold(file, entry, exclusive);
   return kNoError;
 }
@@ -99,8 +118,8 @@ DosError Volume::Close(OpenFile& file) {
   ReleaseLock(*entry, file.exclusive);
   HostError error;
   // Some hosts report only now what could not be written.
-  if (object.handles.empty()) error = HostError::Of(::close(object.content.fd.Release()));
-  if (file.changed) Touch(entry->directory, true);
+  if (object.handles.empty()) error = HostError::Of(object.content.fd.CloseChecked());
+  if (file.changed) Touch(entry->directory);
   return error.Is(EINTR) ? kNoError : error.ForWriting();
 }
 
@@ -141,8 +160,7 @@ DosError Volume::Write(OpenFile& file, const void* data, std::int32_t bytes) {
   Check(WriteWhole(object.content.fd.get(), file.position, text, old_size).ForWriting());
   file.position = end;
   file.changed = true;
-  const ::DateStamp now = now_();
-  MarkChanged(object.content, &now);
+  MarkChanged(object.content);
   return kNoError;
 }
 
@@ -181,8 +199,7 @@ DosError Volume::Resize(OpenFile& file, std::int32_t mode, std::int64_t size) {
   Check(HostError::Of(::ftruncate(fd, static_cast<off_t>(target))).ForResizing());
   file.position = std::min(file.position, target);
   file.changed = true;
-  const ::DateStamp now = now_();
-  MarkChanged(object.content, &now);
+  MarkChanged(object.content);
   return kNoError;
 }
 

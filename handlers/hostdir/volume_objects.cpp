@@ -1,8 +1,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <memory>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "handlers/common/names.h"
 #include "handlers/hostdir/host_content.h"
@@ -15,68 +16,102 @@ namespace quorle::hostdir {
 
 // ---- What is common to all that are made -------------------------------------------------------
 
-void Volume::AddOwn(const Location& location, const std::string& host_name, const Opened& made) {
-  journal_.FinishMaking(made.stat.identity(), location.path);
-  own_.Add(made.stat.identity(), {location.directory.fd.get(), host_name});
+EntryRef Volume::AddOwn(const Location& location, ObjectKind kind, const Opened& made) {
+  const Identity identity = made.stat.identity();
+  journal_.FinishMaking(identity, location.Path());
+  EntryRef entry = tree_.Insert(location.parent, location.host_name, location.name, identity, kind);
+  own_.Add(entry->object);
+  return entry;
 }
 
-Opened Volume::MakeOwnFile(const Location& location, std::string_view content) {
-  Opened made;
-  journal_.StartMaking(location.path);
-  const DosError error = MakeFileAt(location.at(), made);
-  if (error) journal_.Remove(location.path);
+void Volume::Hold(Object& object, const NameAt& at) const {
+  object.held = {};
+  if (!own_.HasRoomToHold()) return;
+  Opened& held = object.held;
+  if (OpenLooked(at, root_.stat.device, held) || held.stat.identity() != object.identity) held = {};
+}
+
+EntryRef Volume::MakeOwnFile(Location& location, std::string_view content, Opened& made) {
+  const std::string path = location.Path();
+  ReadMark(location);
+  journal_.StartMaking(path);
+  const DosError refusal = MakeFileAt(location.at(), made);
+  if (refusal) journal_.Remove(path);
+  Check(refusal);
+  // The first look at it comes after its date, and shows that as well.
+  const DosError error = Catch([&] {
+    Check(WriteAt(made.fd.get(), 0, content).ForWriting());
+    Initialize(location, made, !content.empty());
+  });
+  // What cannot be looked at cannot be removed either: nothing says that it still has the name.
+  if (error) Check(StatAgain(made));
+  EntryRef entry =
+      AddOwn(location, content.empty() ? ObjectKind::kFile : ObjectKind::kSoftLink, made);
+  if (error) static_cast<void>(Catch([&] { Remove(location, made); }));
   Check(error);
-  AddOwn(location, location.host_name, made);
-  const HostError full = WriteAt(made.fd.get(), 0, content);
-  if (full) static_cast<void>(Catch([&] { Remove(location, made); }));
-  Check(full.ForWriting());
-  Initialize(location, made, !content.empty());
-  return made;
+  Hold(*entry->object, location.at());
+  return entry;
 }
 
-Opened Volume::MakeOwnDirectory(const Location& location) {
+EntryRef Volume::MakeOwnDirectory(Location& location) {
   Opened made;
-  const NameAt aside{location.directory.fd.get(), aside_};
-  journal_.StartMaking(location.path);
+  const NameAt aside{location.directory().fd.get(), aside_};
+  const std::string path = location.Path();
+  ReadMark(location);
+  journal_.StartMaking(path);
   DosError error = MakeDirectoryAt(aside, root_.stat.device, made);
+  EntryRef entry;
   if (!error) {
-    AddOwn(location, aside_, made);
+    entry = AddOwn(location, ObjectKind::kDirectory, made);
+    if (own_.HasRoomToHold()) entry->object->held = made;
     error = RenameAt(aside, location.at()).ForWriting();
     if (error) {
       ::unlinkat(aside.directory, aside_.c_str(), AT_REMOVEDIR);
       own_.Remove(made.stat.identity());
+      entry->Detach();
     }
   }
-  if (error) journal_.Remove(location.path);
+  if (error) journal_.Remove(path);
   Check(error);
-  Initialize(location, made, false);
-  return made;
+  error = Catch([&] { Initialize(location, made, false); });
+  if (error) static_cast<void>(Catch([&] { Remove(location, made); }));
+  Check(error);
+  names_.AddEmpty(made.stat, location.directory().stat.identity());
+  return entry;
+}
+
+void Volume::ReadMark(Location& location) const {
+  if (!location.mark) location.mark = names_.NewMark(ReadRecord(location.directory()));
 }
 
 void Volume::Initialize(const Location& location, Opened& made, bool soft_link) {
-  try {
-    const Record above = ReadRecord(location.directory);
-    Record record;
-    record.soft_link = soft_link;
-    record.owner = above.owner;
-    record.group = above.group;
-    Date(made, record, now_());
-    Check(records_->Write(made, record));
-  } catch (const DosError&) {
-    static_cast<void>(Catch([&] { Remove(location, made); }));
-    throw;
-  }
+  const Record& above = location.mark->record;
+  Record record;
+  record.soft_link = soft_link;
+  record.owner = above.owner;
+  record.group = above.group;
+  Date(made, record, now_());
+  Check(records_->WriteFirst(made, record));
 }
 
-void Volume::Remove(const Location& location, const Opened& object) {
+void Volume::Remove(const Location& location, Opened object) {
   const Identity identity = object.stat.identity();
-  const Outcome outcome = RemoveAt(location.at(), identity, aside_);
+  const std::shared_ptr<Object> in_use = tree_.Find(identity);
+  const bool is_last = object.IsDirectory() || object.stat.links <= 1;
+  const Outcome outcome = RemoveAt(location.at(), identity, aside_, [&] {
+    object.fd.Close();
+    if (is_last && in_use != nullptr) in_use->held.fd.Close();
+  });
   ReportAside(outcome, location.host_name);
+  if (outcome.error && in_use != nullptr && !in_use->held.fd && own_.Find(identity) != nullptr) {
+    Hold(*in_use, location.at());
+  }
   Check(outcome.error.ForDeleting());
-  journal_.Remove(location.path);
-  if (object.IsDirectory() || object.stat.links <= 1) {
+  journal_.Remove(location.Path());
+  if (is_last) {
     records_->Forget(object);
     own_.Remove(identity);
+    names_.Forget(identity);
   }
 }
 
@@ -90,49 +125,47 @@ void Volume::ReportAside(const Outcome& outcome, const std::string& host_name) {
 
 // ---- Making ------------------------------------------------------------------------------------
 
-EntryRef Volume::MakeFile(const EntryRef& rel, std::string_view name) {
-  const Location location = LocateNew(rel, name);
-  Opened content = MakeOwnFile(location, {});
-  EntryRef made = tree_.Insert(location.parent, location.host_name, name, content.stat.identity(),
-                               ObjectKind::kFile);
+EntryRef Volume::MakeFile(Location location) {
+  Opened content;
+  EntryRef made = MakeOwnFile(location, {}, content);
   made->object->content = std::move(content);
   made->object->write_refusal = kNoError;
-  Touch(location.parent, true);
+  TouchAdded(std::move(location));
   return made;
 }
 
 DosError Volume::MakeDirectory(const EntryRef& rel, std::string_view name, EntryRef& made) {
-  const Location location = LocateNew(rel, name);
-  const Opened opened = MakeOwnDirectory(location);
-  made = tree_.Insert(location.parent, location.host_name, name, opened.stat.identity(),
-                      ObjectKind::kDirectory);
-  Touch(location.parent, true);
+  Location location = LocateNew(rel, name);
+  made = MakeOwnDirectory(location);
+  TouchAdded(std::move(location));
   return kNoError;
 }
 
 DosError Volume::MakeSoftLink(const EntryRef& rel, std::string_view name, std::string_view target) {
   Check(WriteProblem());
   if (target.empty() || target.size() > common::kMaxTarget) return ERROR_INVALID_COMPONENT_NAME;
-  const Location location = LocateNew(rel, name);
-  static_cast<void>(MakeOwnFile(location, target));
-  Touch(location.parent, true);
+  Location location = LocateNew(rel, name);
+  Opened made;
+  static_cast<void>(MakeOwnFile(location, target, made));
+  TouchAdded(std::move(location));
   return kNoError;
 }
 
 DosError Volume::MakeHardLink(const EntryRef& rel, std::string_view name, const Entry& target) {
-  const Location location = LocateNew(rel, name);
+  Location location = LocateNew(rel, name);
   if (target.object->IsDirectory()) {
     // A loop is refused as such; any other link to a directory is what the host does not have.
     return IsInside(*location.parent, target) ? ERROR_OBJECT_WRONG_TYPE : ERROR_ACTION_NOT_KNOWN;
   }
-  const Opened source = Reach(target);
+  const Opened source = Reach(target, Use::kAnything).back();
   CheckOwn(*target.object);
-  journal_.StartMaking(location.path);
+  const std::string path = location.Path();
+  journal_.StartMaking(path);
   const HostError error = LinkAt(source, location.at());
-  if (error) journal_.Remove(location.path);
+  if (error) journal_.Remove(path);
   Check(error.ForLinking());
-  journal_.FinishMaking(target.object->identity, location.path);
-  Touch(location.parent, true);
+  journal_.FinishMaking(target.object->identity, path);
+  TouchAdded(std::move(location));
   return kNoError;
 }
 
@@ -140,60 +173,84 @@ DosError Volume::MakeHardLink(const EntryRef& rel, std::string_view name, const 
 
 DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   Check(WriteProblem());
-  const EntryRef entry = LookUp(rel, name);
+  Found found;
+  if (const DosError error = LookUp(rel, name, found)) return error;
+  const EntryRef entry = found.entry;
   if (entry == root() || entry->uses > 0) return ERROR_OBJECT_IN_USE;
   CheckOwn(*entry->object);
-  const Opened object = Reach(*entry);
+  Opened& object = OpenFound(found, Use::kRecord);
   const Record record = ReadRecord(object);
   if ((record.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   if (entry->object->IsFile() && (record.protection & EXDF_NO_WRITE) != 0) {
     return ERROR_WRITE_PROTECTED;
   }
-  const Location location = Locate(*entry);
-  if (object.IsDirectory()) {
-    // Asked first: the directory above keeps its date when nothing is deleted.
-    std::vector<std::string> names;
-    if (!ListNames(object.fd.get(), names) && !names.empty()) return ERROR_DIRECTORY_NOT_EMPTY;
-  }
-  Remove(location, object);
+  Location location = Locate(found);
+  // Asked first: the directory above keeps its date when nothing is deleted.
+  if (object.IsDirectory() && !IsEmpty(found)) return ERROR_DIRECTORY_NOT_EMPTY;
+  Remove(location, std::move(object));
   entry->Detach();
-  Touch(location.parent, true);
+  TouchRemoved(std::move(location));
   return kNoError;
+}
+
+bool Volume::IsEmpty(Found& directory) {
+  Opened& opened = OpenFound(directory, Use::kAnything);
+  const DirectoryNames* const names = names_.Current(opened.stat);
+  if (names != nullptr) return names->all().empty();
+  // One that cannot be read is left to the host.
+  bool empty = true;
+  return SeemsEmpty(opened.fd.get(), empty) || empty;
 }
 
 DosError Volume::Rename(const EntryRef& from_rel, std::string_view from, const EntryRef& to_rel,
                         std::string_view to) {
   Check(WriteProblem());
-  const EntryRef entry = LookUp(from_rel, from);
+  Found found;
+  if (const DosError error = LookUp(from_rel, from, found)) return error;
+  const EntryRef& entry = found.entry;
   if (entry == root()) return ERROR_OBJECT_IN_USE;
-  Location target(to_rel == nullptr ? root() : to_rel, ToHostName(to));
-  if (to.empty()) return target.parent == entry ? kNoError : ERROR_OBJECT_EXISTS;
+  const EntryRef& parent = to_rel == nullptr ? root() : to_rel;
+  if (to.empty()) return parent == entry ? kNoError : ERROR_OBJECT_EXISTS;
 
-  const Location source = Locate(*entry);
-  std::string existing;
-  if (Search(*target.parent, to, target.directory, existing)) {
-    const bool is_itself = source.parent == target.parent && existing == source.host_name;
+  Location source = Locate(found);
+  Hit hit = Search(*parent, to);
+  if (hit.is_there) {
+    const bool is_itself = source.parent == parent && hit.host_name == source.host_name;
     if (!is_itself) return ERROR_OBJECT_EXISTS;
   }
-  if (IsInside(*target.parent, *entry)) return ERROR_OBJECT_IN_USE;
+  Location target{.parent = parent,
+                  .way = std::move(hit.way),
+                  .name = std::string(to),
+                  .host_name = ToHostName(to),
+                  .mark = {}};
+  NoteKnown(target);
+  if (IsInside(*parent, *entry)) return ERROR_OBJECT_IN_USE;
   CheckOwn(*entry->object);
   CheckOwn(*source.parent->object);
-  CheckOwn(*target.parent->object);
-  Move(entry, source, target, to);
-  Touch(source.parent, true);
-  if (source.parent != target.parent) Touch(target.parent, true);
+  CheckOwn(*parent->object);
+  Move(entry, source, target);
+  if (source.parent == parent) {
+    if (source.is_known) names_.Remove(parent->object->identity, source.host_name);
+    TouchAdded(std::move(target));
+  } else {
+    TouchRemoved(std::move(source));
+    // That has changed what leads there.
+    target.way.clear();
+    TouchAdded(std::move(target));
+  }
   return kNoError;
 }
 
-void Volume::Move(const EntryRef& entry, const Location& from, const Location& to,
-                  std::string_view name) {
+void Volume::Move(const EntryRef& entry, const Location& from, const Location& to) {
   if (from.parent == to.parent && from.host_name == to.host_name) return;
-  journal_.Rename(from.path, to.path);
+  const std::string from_path = from.Path();
+  const std::string to_path = to.Path();
+  journal_.Rename(from_path, to_path);
   const Outcome outcome = MoveAt(from.at(), entry->object->identity, aside_, to.at());
   ReportAside(outcome, from.host_name);
-  if (outcome.error) journal_.Rename(to.path, from.path);
+  if (outcome.error) journal_.Rename(to_path, from_path);
   Check(outcome.error.ForMoving(entry->object->IsDirectory()));
-  Tree::Move(entry, to.parent, to.host_name, name);
+  Tree::Move(entry, to.parent, to.host_name, to.name);
 }
 
 }  // namespace quorle::hostdir

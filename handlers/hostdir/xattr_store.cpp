@@ -20,6 +20,8 @@ constexpr std::size_t kMaxRecord = 4096;
 
 class XattrStore final : public RecordStore {
  public:
+  bool NeedsDescriptor() const override { return true; }
+
   DosError Read(const Opened& object, Record& record) override {
     record = {};
     if (!object.readable) return ERROR_READ_PROTECTED;
@@ -41,6 +43,11 @@ class XattrStore final : public RecordStore {
     }
     const HostError error = HostError::Of(::fremovexattr(fd, kAttribute));
     return error.Is(ENODATA) ? kNoError : error.ForWriting();
+  }
+
+  DosError WriteFirst(const Opened& object, const Record& record) override {
+    // There is no old one to remove.
+    return ToText(record).empty() ? kNoError : Write(object, record);
   }
 
   void Forget(const Opened&) override {}

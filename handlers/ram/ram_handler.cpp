@@ -30,7 +30,7 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
   settings.version = "ram-handler 53.1 (21.11.2026)";
   std::uint64_t size = 0;
   if (!ReadKeys(mount, settings, size)) return nullptr;
-  return VolumePort::Start(mount, std::move(settings), size);
+  return VolumePort::StartKept(mount, std::move(settings), size);
 }
 
 constexpr ::Handler kHandler = {sizeof(::Handler),
@@ -39,7 +39,7 @@ constexpr ::Handler kHandler = {sizeof(::Handler),
                                 VolumePort::Mount<StartVolume>,
                                 VolumePort::Unmount,
                                 nullptr,
-                                nullptr};
+                                VolumePort::Discard};
 
 }  // namespace
 }  // namespace quorle::ram

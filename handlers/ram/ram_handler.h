@@ -20,7 +20,17 @@ extern "C" {
  * A volume that was mounted without a name loses the one it was given when it is relabelled to the
  * name of its device.
  *
- * Not offered: FSInhibit(), FSFormat(), FSSerialize(), notification and record locks answer 209.
+ * Where the host has a place for it (HandlerMount::Medium) the volume outlives an unmount, its name and
+ * its write protection included.
+ *
+ * While it is inhibited everything but FSInhibit(), FSFormat(), FSSerialize(), FSDeviceInfoData(), which
+ * shows the DOS type 'BUSY', and what gives something back is refused with 202. FSFormat() empties the
+ * volume: only then, and when nobody has a lock or a file, else 202.
+ *
+ * A request for notification watches a name: what is made, deleted, renamed, written and closed there,
+ * or has its attributes set. One for a directory is notified of its entries too, but for attributes.
+ *
+ * Not offered: record locks answer 209.
  */
 const struct Handler* QuorleRamHandler(void);
 

@@ -7,12 +7,6 @@
 #include "handlers/ram/names.h"
 
 namespace quorle::ram {
-namespace {
-
-/// Blocks that a volume without a limit shows; it grows past them when it must.
-constexpr std::uint64_t kShownBlocks = 1U << 20;
-
-}  // namespace
 
 Node::Node(ObjectKind what) : kind(what) {
   own.node = this;
@@ -154,7 +148,9 @@ DosError Volume::Close(OpenFile& file) {
   Entry& entry = *file.entry;
   std::erase(entry.node->handles, &file);
   ReleaseLock(entry, file.exclusive);
-  if (file.changed) Touch(entry.directory);
+  if (!file.changed) return kNoError;
+  Touch(entry.directory);
+  watches_.NotifyWritten(*entry.node, *entry.directory);
   return kNoError;
 }
 
@@ -259,6 +255,7 @@ DosError Volume::Insert(Node& directory, std::string_view name, std::unique_ptr<
   ++objects_;
   made = &entry;
   static_cast<void>(node.release());  // freed with its last name
+  watches_.NotifyEntry(directory, name);
   return kNoError;
 }
 
@@ -300,6 +297,7 @@ DosError Volume::MakeHardLink(Entry* rel, std::string_view name, Entry& target) 
   directory->entries.Add(*entry);
   node.names.push_back(entry.release());
   ++objects_;
+  watches_.NotifyEntry(*directory, name);
   return kNoError;
 }
 
@@ -329,8 +327,10 @@ DosError Volume::Delete(Entry* rel, std::string_view name) {
     return ERROR_DIRECTORY_NOT_EMPTY;
   }
   Node* const directory = entry->directory;
+  const std::string old_name = std::move(entry->name);
   Remove(*entry);
   Touch(directory);
+  watches_.NotifyEntry(*directory, old_name);
   return kNoError;
 }
 
@@ -359,6 +359,7 @@ DosError Volume::Rename(Entry* from_rel, std::string_view from, Entry* to_rel,
   target.entries.Add(*entry);
   Touch(source);
   if (source != &target) Touch(&target);
+  watches_.NotifyRename(*source, new_name, target, entry->name);
   return kNoError;
 }
 
@@ -374,6 +375,7 @@ DosError Volume::SetAttribute(Entry* rel, std::string_view name,
   change(*entry->node);
   // Only from the directory upward: attributes of a copy must survive being set.
   ClearArchiveBits(entry->directory);
+  watches_.NotifyAttributes(*entry->node);
   return kNoError;
 }
 
@@ -397,86 +399,6 @@ void Volume::ClearArchiveBits(Node* directory) {
   for (Node* node = directory; node != nullptr; node = node->names.front()->directory) {
     node->protection &= ~std::uint32_t{EXDF_ARCHIVE};
   }
-}
-
-// ---- Looking at objects ------------------------------------------------------------------------
-
-DosError Volume::Examine(const Entry& entry, ObjectInfo& info) {
-  const Node& node = *entry.node;
-  const bool is_own_name = node.names.front() == &entry;
-  switch (node.kind) {
-    case ObjectKind::kFile:
-      info.type = FSO_TYPE_FILE;
-      info.size = node.content.size();
-      break;
-    case ObjectKind::kDirectory:
-      info.type = FSO_TYPE_DIRECTORY;
-      break;
-    case ObjectKind::kSoftLink:
-      info.type = static_cast<std::uint32_t>(FSO_TYPE_SOFTLINK) | FSOF_LINK;
-      break;
-  }
-  if (!is_own_name) info.type |= FSOF_LINK;
-  info.references = is_own_name ? static_cast<std::uint32_t>(node.names.size()) : 1;
-  info.id = node.id;
-  info.date = node.date;
-  info.protection = node.protection;
-  info.owner = node.owner;
-  info.group = node.group;
-  info.comment = node.comment;
-  return kNoError;
-}
-
-DosError Volume::ReadTarget(const Entry& entry, std::string& target) {
-  if (!entry.node->IsSoftLink()) return ERROR_OBJECT_WRONG_TYPE;
-  target = entry.node->target;
-  return kNoError;
-}
-
-DosError Volume::Next(const Entry* directory, PRIVATE_ExamineDirContext& context, Entry*& found,
-                      ObjectInfo& info) {
-  if (!directory->node->IsDirectory()) return ERROR_OBJECT_WRONG_TYPE;
-  std::uint64_t serial =
-      static_cast<std::uint64_t>(static_cast<std::uint32_t>(context.FSPrivate[1])) << 32 |
-      static_cast<std::uint32_t>(context.FSPrivate[0]);
-  found = directory->node->entries.Next(serial);
-  if (found == nullptr) return ERROR_NO_MORE_ENTRIES;
-  const Node& node = *found->node;
-  if (node.IsSoftLink()) {
-    info.link = node.target;
-  } else if (node.names.front() != found) {
-    info.link = node.names.front()->name;
-  }
-  context.FSPrivate[0] = static_cast<std::intptr_t>(static_cast<std::uint32_t>(serial));
-  context.FSPrivate[1] = static_cast<std::intptr_t>(serial >> 32);
-  return Examine(*found, info);
-}
-
-// ---- The volume --------------------------------------------------------------------------------
-
-DosError Volume::Relabel(std::string_view name) {
-  root_.name = name;
-  settings_.label = common::IsNoLabel(settings_, name) ? std::string_view() : name;
-  root_node_.date = now_();
-  return kNoError;
-}
-
-DosError Volume::GetSpace(common::VolumeSpace& space) const {
-  space = {blocks(), blocks_used(), static_cast<std::uint64_t>(Content::kPageSize)};
-  return kNoError;
-}
-
-std::uint32_t Volume::max_name() const {
-  return kMaxName;
-}
-
-std::uint64_t Volume::blocks() const {
-  if (size_ != 0) return size_ / Content::kPageSize;
-  return std::max(kShownBlocks, blocks_used() * 2);
-}
-
-bool Volume::HasRoomFor(std::uint64_t blocks_wanted) const {
-  return size_ == 0 || blocks_used() + blocks_wanted <= blocks();
 }
 
 }  // namespace quorle::ram

@@ -14,6 +14,7 @@
 #include "handlers/common/settings.h"
 #include "handlers/ram/content.h"
 #include "handlers/ram/directory.h"
+#include "handlers/ram/watches.h"
 #include "quorle/handler.h"
 
 namespace quorle::ram {
@@ -94,6 +95,8 @@ class Volume {
 
   const VolumeSettings& settings() const { return settings_; }
   Entry* root() { return &root_; }
+  /// Who is notified of changes.
+  Watches& watches() { return watches_; }
 
   // ---- Looking up, locking -------------------------------------------------------------------
 
@@ -154,6 +157,8 @@ class Volume {
   }
   /// The caller has asked whether the volume can be changed, and whether `name` is one and free.
   DosError Relabel(std::string_view name);
+  /// Empties the volume, which nobody uses, and gives it a fresh root. The name is as of Relabel().
+  DosError Format(std::string_view name, std::uint32_t dos_type);
   /// Whether a change is possible: none, 213 or 214.
   DosError WriteProblem() const { return common::WriteProblem(settings_); }
   DosError Flush() { return kNoError; }
@@ -184,6 +189,7 @@ class Volume {
   std::uint64_t size_;
   Node root_node_;
   Entry& root_ = root_node_.own;
+  Watches watches_{root_node_};
   std::uint64_t last_id_ = 0;
   std::uint64_t objects_ = 0;
   std::uint64_t pages_ = 0;

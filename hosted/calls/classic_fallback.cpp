@@ -16,7 +16,7 @@ namespace {
 
 using calls::Outcome;
 
-constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+constexpr std::int64_t kMostSent = std::numeric_limits<std::int32_t>::max();
 /// SET_OWNER has 16 bits for each of its two ids.
 constexpr std::int64_t kMostId = 0xFFFF;
 constexpr int kIdBits = 16;
@@ -24,7 +24,7 @@ constexpr int kIdBits = 16;
 constexpr std::intptr_t kOver = -1;
 
 bool Fits(std::int64_t number) {
-  return number >= -kMost && number <= kMost;
+  return number >= -kMostSent && number <= kMostSent;
 }
 
 Outcome Failure(std::int32_t code) {
@@ -262,7 +262,7 @@ Outcome ClassicFallback::SendMove(std::int32_t action, const ::FileHandle& file,
   if (outcome.result == 0 && outcome.res2 == ERROR_ACTION_NOT_KNOWN) {
     return CountFailure(outcome.res2);
   }
-  if (outcome.result >= -1 && outcome.result <= kMost) return outcome;
+  if (outcome.result >= -1 && outcome.result <= kMostSent) return outcome;
   port_.Report((action == QUORLE_ACTION_SEEK ? "gave a position of " : "gave a size of ") +
                    std::to_string(outcome.result),
                ERROR_BAD_NUMBER, outcome.res2);

@@ -6,9 +6,11 @@
 #include <utility>
 
 #include "calls/call_shape.h"
+#include "calls/classic_packets.h"
 #include "calls/tags.h"
 #include "calls/vector_table.h"
 #include "calls/words.h"
+#include "hosted/calls/classic_adapter.h"
 #include "hosted/calls/classic_fallback.h"
 #include "hosted/calls/invoke.h"
 #include "hosted/calls/mounted_handler.h"
@@ -44,13 +46,8 @@ HandlerPort::HandlerPort(PortType type, std::unique_ptr<MountedHandler> mounted,
     : type_(type),
       device_name_(mounted->device_name()),
       watch_(watch),
-      mounted_(std::move(mounted)),
-      vector_port_(mounted_->port()),
-      port_(&vector_port_->MP) {
-  port_->ln_Type = type == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
-  if (type == PortType::kClassic || mounted_->TakesPackets()) {
-    classic_ = std::make_unique<ClassicFallback>(*this, type == PortType::kClassic);
-  }
+      mounted_(std::move(mounted)) {
+  Adopt();
 }
 
 HandlerPort::~HandlerPort() = default;
@@ -61,6 +58,7 @@ const std::optional<std::string>& HandlerPort::volume_name() const {
 }
 
 PortRecord HandlerPort::Record() const {
+  if (vector_port_ == nullptr) return record_;
   PortRecord record{port_->ln_Type, 0, false};
   if (type_ == PortType::kVector) {
     record.version = static_cast<std::uint32_t>(vector_port_->FSV.Version);
@@ -92,6 +90,10 @@ void HandlerPort::Send(::DosPacket& packet) {
   if (!GivesLock(packet.dp_Type)) return;
   auto* const lock = PointedTo<::Lock>(packet.dp_Res1);
   if (Accepted(packet.dp_Res2, lock) == nullptr) packet.dp_Res1 = kDosFalse;
+}
+
+void HandlerPort::SetNotifyListener(NotifyListener listener) {
+  if (mounted_) mounted_->services().SetNotifyListener(std::move(listener));
 }
 
 bool HandlerPort::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
@@ -130,19 +132,63 @@ void HandlerPort::Report(const std::string& what) {
   if (gate_ != nullptr) gate_->Report(device_name_ + ": " + what);
 }
 
+void HandlerPort::Adopt() {
+  vector_port_ = mounted_->port();
+  port_ = &vector_port_->MP;
+  port_->ln_Type = type_ == PortType::kVector ? NT_FILESYSTEM : NT_MSGPORT;
+  const bool is_classic = type_ == PortType::kClassic;
+  if (is_classic || mounted_->TakesPackets()) {
+    classic_ = std::make_unique<ClassicFallback>(*this, is_classic);
+  }
+  if (is_classic) adapter_ = std::make_unique<ClassicAdapter>(*this);
+}
+
+void HandlerPort::Leave() {
+  vector_port_ = nullptr;
+  port_ = &own_port_;
+  classic_.reset();
+  adapter_.reset();
+}
+
+void HandlerPort::UnmountForNow() {
+  if (classic_ != nullptr) classic_->EndScans();
+  record_ = Record();
+  Leave();
+  const CallGate::Passage passage = Pass();
+  mounted_->Stop();
+}
+
+bool HandlerPort::MountAgain(std::string& problem) {
+  const CallGate::Passage passage = Pass();
+  if (!mounted_->Start(problem)) return false;
+  if (type_ == PortType::kVector && mounted_->TakesPacketsAlone()) {
+    problem = "the handler has no functions any more, it takes packets alone";
+    mounted_->Stop();
+    return false;
+  }
+  Adopt();
+  if (NameVolumeByRoot(problem)) return true;
+  Leave();
+  mounted_->Stop();
+  return false;
+}
+
+HandlerProgram::Life HandlerPort::life() const {
+  return vector_port_ == nullptr ? HandlerProgram::Life::kIsOver : mounted_->life();
+}
+
 std::vector<std::string> HandlerPort::Unmount() {
   if (!mounted_) return {};
   if (classic_ != nullptr) classic_->EndScans();
   {
     const CallGate::Passage passage = Pass();
-    mounted_->Stop();
+    mounted_->End();
   }
   std::vector<std::string> complaints = mounted_->services().complaints();
   type_ = PortType::kNone;
-  port_ = &own_port_;
-  vector_port_ = nullptr;
-  classic_.reset();
+  Leave();
   is_named_by_root_ = false;
+  record_ = {own_port_.ln_Type, 0, false};
   mounted_.reset();
   return complaints;
 }
@@ -150,6 +196,7 @@ std::vector<std::string> HandlerPort::Unmount() {
 // ---- Ways to the handler -----------------------------------------------------------------------
 
 bool HandlerPort::Admits(CallGate::Purpose purpose) const {
+  if (mounted_ && vector_port_ == nullptr) return false;
   return gate_ == nullptr || !mounted_ || gate_->Admits(purpose);
 }
 
@@ -177,7 +224,12 @@ bool HandlerPort::Deliver(::DosPacket& packet) {
     AnswerNotKnown(packet);
     return false;
   }
+  if (adapter_ != nullptr && calls::IsNewerPacket(packet.dp_Type)) {
+    AnswerNotKnown(packet);
+    return false;
+  }
   const CallGate::Passage passage = Pass();
+  if (adapter_ != nullptr && adapter_->Answer(packet)) return true;
   if (AnswerByVector(*vector_port_, packet)) return true;
   mounted_->services().BeginPacket(packet.dp_Type);
   if (!mounted_->HandlerPacket(packet)) AnswerNotKnown(packet);
@@ -460,11 +512,18 @@ bool HandlerPort::Relabel(std::int32_t& res2, const char* volume) {
 }
 
 bool HandlerPort::AddNotify(std::int32_t& res2, ::NotifyRequest* request) {
-  return Invoke<&Vectors::FSAddNotify>(res2, request);
+  const bool begins = mounted_ && request != nullptr;
+  // Before the call: the handler may notify at once.
+  if (begins) mounted_->services().BeginRequest(*request);
+  const bool done = Invoke<&Vectors::FSAddNotify>(res2, request);
+  if (begins && !done) mounted_->services().EndRequest(request);
+  return done;
 }
 
 bool HandlerPort::RemoveNotify(std::int32_t& res2, ::NotifyRequest* request) {
-  return Invoke<&Vectors::FSRemoveNotify>(res2, request);
+  const bool done = Invoke<&Vectors::FSRemoveNotify>(res2, request);
+  if (mounted_) mounted_->services().EndRequest(request);
+  return done;
 }
 
 }  // namespace quorle

@@ -9,6 +9,8 @@
 
 #include "hosted/calls/breach.h"
 #include "hosted/calls/call_gate.h"
+#include "hosted/calls/handler_program.h"
+#include "hosted/calls/handler_services.h"
 #include "hosted/calls/port_type.h"
 #include "hosted/calls/run_watch.h"
 #include "platform/records.h"
@@ -16,6 +18,7 @@
 
 namespace quorle {
 
+class ClassicAdapter;
 class ClassicFallback;
 template <auto kFunction>
 class Invocation;
@@ -60,6 +63,9 @@ class HandlerPort {
   void SetGate(CallGate* gate) { gate_ = gate; }
   /// Reports something that the handler did wrong: `what` behind its device's name.
   void Report(const std::string& what);
+  /// Has the handler's notifications handed to `listener`; null: nobody gets them. Of no handler there
+  /// are none.
+  void SetNotifyListener(NotifyListener listener);
   /// Puts a layer over the handler; false, with one line in `problem`, when there is none such.
   bool Cover(const NamedLayer& layer, std::string_view value, std::string& problem);
 
@@ -88,6 +94,14 @@ class HandlerPort {
   /// Ends the handler and frees what it left behind. One line for each wrong or forgotten release
   /// that was seen. Afterwards the port is a device without a filesystem.
   std::vector<std::string> Unmount();
+  /// Unmounts the handler until MountAgain(): every call fails with ERROR_DEVICE_NOT_MOUNTED. Its locks
+  /// and files are gone: none may be open.
+  void UnmountForNow();
+  /// Mounts the handler again as it was mounted, with its layers. False, with one line in `problem`,
+  /// when it refuses or does not fit: then calls fail as before.
+  bool MountAgain(std::string& problem);
+  /// What became of the handler; of none, that it is over.
+  HandlerProgram::Life life() const;
 
   // ---- Locks ---------------------------------------------------------------------------------
 
@@ -169,6 +183,8 @@ class HandlerPort {
   /// Where dos names the volume by its root, a name that is taken is refused with 203, before anything
   /// is sent.
   bool Relabel(std::int32_t& res2, const char* volume);
+  /// Fills nr_Handler. The handler may notify of `request` from this call on, also while it lasts, until
+  /// the request is removed, whatever comes of that, or the handler unmounted; when it fails, no longer.
   bool AddNotify(std::int32_t& res2, ::NotifyRequest* request);
   bool RemoveNotify(std::int32_t& res2, ::NotifyRequest* request);
 
@@ -181,6 +197,7 @@ class HandlerPort {
   auto Invoke(std::int32_t& res2, Args... args);
 
  private:
+  friend class ClassicAdapter;
   friend class ClassicFallback;
   template <auto kFunction>
   friend class Invocation;
@@ -191,6 +208,10 @@ class HandlerPort {
   template <class Function>
   Vectored<Function> Vector(Function(::FileSystemVectors::*member),
                             CallGate::Purpose purpose = CallGate::Purpose::kAnything) const;
+  /// Takes the port of the handler, which was mounted.
+  void Adopt();
+  /// Forgets it again.
+  void Leave();
   bool Admits(CallGate::Purpose purpose) const;
   CallGate::Passage Pass() const;
   /// Starts an operation: `function` is the one that stands for it, "FSLock()".
@@ -214,10 +235,12 @@ class HandlerPort {
   RunWatch* watch_ = nullptr;
   int moves_ = -1;                           ///< of the watch, when the check was last asked for
   std::unique_ptr<MountedHandler> mounted_;  ///< none without a filesystem
-  ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without a filesystem
+  ::FileSystemVectorPort* vector_port_ = nullptr;  ///< the handler's; null without one
   std::unique_ptr<ClassicFallback> classic_;       ///< null when nobody would answer
+  std::unique_ptr<ClassicAdapter> adapter_;        ///< of a classic port alone
   bool is_named_by_root_ = false;
-  ::MsgPort own_port_{QUORLE_NT_MSGPORT};  ///< where there is none of a handler
+  PortRecord record_{QUORLE_NT_MSGPORT, 0, false};  ///< while the handler is unmounted for now
+  ::MsgPort own_port_{QUORLE_NT_MSGPORT};           ///< where there is none of a handler
   ::MsgPort* port_ = &own_port_;
 };
 

@@ -60,6 +60,12 @@ void PlainProgram::Unmount(::FileSystemVectorPort& port) {
   handler_.Unmount(&port);
 }
 
+void PlainProgram::Discard(void* medium) {
+  constexpr std::size_t kWithDiscard = offsetof(::Handler, Discard) + sizeof handler_.Discard;
+  if (handler_.Version < 2 || handler_.StructSize < kWithDiscard) return;
+  if (handler_.Discard != nullptr) handler_.Discard(medium);
+}
+
 bool PlainProgram::TakesPackets() const {
   // Older handlers end before this member.
   constexpr std::size_t kWithPacket = offsetof(::Handler, Packet) + sizeof handler_.Packet;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <exception>
 #include <string>
 #include <utility>
@@ -26,6 +27,13 @@ class ProgramEnd final : public std::exception {
 /// What runs behind one mount: a handler in this process, or the way to one in another.
 class HandlerProgram {
  public:
+  /// What became of a handler that was mounted.
+  enum class Life : std::uint8_t {
+    kRuns,
+    kComesBack,  ///< it has ended, and is started again with the next test
+    kIsOver,     ///< it has ended for good
+  };
+
   HandlerProgram() = default;
   virtual ~HandlerProgram() = default;
   HandlerProgram(const HandlerProgram&) = delete;
@@ -33,18 +41,23 @@ class HandlerProgram {
 
   /// Starts the filesystem. What `mount` points to stays valid until Unmount() has returned, its
   /// Problem is not used; `services` are behind mount.Dos and outlive the mount. Null, with one
-  /// line in `problem`, when it cannot.
+  /// line in `problem`, when it cannot. It may be mounted again when it was unmounted.
   virtual ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                         std::string& problem) = 0;
   /// Ends it. `port` is what Mount() gave.
   virtual void Unmount(::FileSystemVectorPort& port) = 0;
+  /// Frees `medium`, which the handler left in HandlerMount::Medium and is not null. It is not
+  /// mounted.
+  virtual void Discard(void* /*medium*/) {}
+  virtual Life life() const { return Life::kRuns; }
   /// Whether it has a function for packets; known after Mount().
   virtual bool TakesPackets() const = 0;
   /// Hands `packet` to that function. False when there is none.
   virtual bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) = 0;
   /// Whether it is in another process, where a call that does not return has an end all the same.
   virtual bool IsElsewhere() const { return false; }
-  /// Wrong or forgotten releases that were seen elsewhere than by the services, after Unmount().
+  /// Wrong or forgotten releases in the last mount that were seen elsewhere than by the services,
+  /// after Unmount().
   virtual std::vector<std::string> Complaints() const { return {}; }
 };
 
@@ -57,6 +70,7 @@ class PlainProgram final : public HandlerProgram {
   ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                 std::string& problem) override;
   void Unmount(::FileSystemVectorPort& port) override;
+  void Discard(void* medium) override;
   bool TakesPackets() const override;
   bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) override;
 

@@ -139,6 +139,9 @@ HostServices::HostServices(Clock& clock, VolumeNameCheck may_be_named, ReportLin
   table_.Report = [](const ::HandlerServices* dos, const char* line) {
     ServicesOf(dos).Report(line);
   };
+  table_.Notify = [](const ::HandlerServices* dos, ::NotifyRequest* request) {
+    ServicesOf(dos).Notify(request);
+  };
 }
 
 HostServices::~HostServices() {
@@ -197,6 +200,14 @@ void HostServices::Report(const char* line) const {
   if (report_ && line != nullptr) report_(line);
 }
 
+void HostServices::Notify(::NotifyRequest* request) {
+  if (!requests_.contains(request)) {
+    Note("notified of nobody's request");
+  } else if (notify_listener_) {
+    notify_listener_(*request);
+  }
+}
+
 bool HostServices::OwnsPort(const ::FileSystemVectorPort* port) const {
   return Find(port, QUORLE_DOS_FSVECTORPORT) != nullptr;
 }
@@ -234,24 +245,16 @@ const HostServices::Allocation* HostServices::Find(const void* object, std::uint
 }
 
 void HostServices::FreeEverything() {
-  constexpr std::array<std::uint32_t, 4> kKinds = {QUORLE_DOS_LOCK, QUORLE_DOS_EXAMINEDATA,
-                                                   QUORLE_DOS_FSVECTORPORT, kMemory};
   std::vector<const Allocation*> left;
   left.reserve(given_.size());
   for (const auto& [object, given] : given_) left.push_back(&given);
   std::sort(left.begin(), left.end(),
             [](const Allocation* a, const Allocation* b) { return a->serial < b->serial; });
-  for (const std::uint32_t kind : kKinds) {
-    Tally tally;
-    for (const Allocation* const given : left) {
-      if (given->kind == kind) Count(tally, given->origin);
-    }
-    if (tally.count != 0) {
-      Complain(Line(std::string("never freed: ") + KindName(kind), "made in ", tally));
-    }
-  }
+  for (const Allocation* const given : left) Count(never_freed_[given->kind], given->origin);
   for (const auto& [object, given] : given_) std::free(object);
   given_.clear();
+  volume_name_.reset();
+  requests_.clear();
 }
 
 // Every allocation passes here. Without memory for the note there is no object either: these
@@ -328,9 +331,20 @@ std::string HostServices::Line(const std::string& what, const char* how, const T
   return line;
 }
 
+void HostServices::Complain(const std::string& what) {
+  if (std::find(lines_.begin(), lines_.end(), what) == lines_.end()) lines_.push_back(what);
+}
+
 std::vector<std::string> HostServices::complaints() const {
+  constexpr std::array<std::uint32_t, 4> kKinds = {QUORLE_DOS_LOCK, QUORLE_DOS_EXAMINEDATA,
+                                                   QUORLE_DOS_FSVECTORPORT, kMemory};
   std::vector<std::string> all;
   for (const auto& [what, tally] : mistakes_) all.push_back(Line(what, "in ", tally));
+  for (const std::uint32_t kind : kKinds) {
+    const auto tally = never_freed_.find(kind);
+    if (tally == never_freed_.end()) continue;
+    all.push_back(Line(std::string("never freed: ") + KindName(kind), "made in ", tally->second));
+  }
   all.insert(all.end(), lines_.begin(), lines_.end());
   return all;
 }

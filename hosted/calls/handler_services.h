@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,10 @@ using VolumeNameCheck = std::function<bool(const ::MsgPort& port, const std::str
 
 /// Shows one line about a mount, without a line break, to whoever runs the program.
 using ReportLine = std::function<void(const std::string& line)>;
+
+/// Gets a request for notification whose object has changed, from within the call of the handler that
+/// reported it: it must not call the handler.
+using NotifyListener = std::function<void(::NotifyRequest& request)>;
 
 /// What dos does for one mounted handler: the functions behind struct HandlerServices.
 ///
@@ -53,6 +58,8 @@ class HostServices {
   /// looked at.
   bool SetVolumeName(const ::FileSystemVectorPort* port, const char* name);
   void Report(const char* line) const;
+  /// Hands `request` to the listener. One that is not live is noted and otherwise ignored.
+  void Notify(::NotifyRequest* request);
 
   // ---- The host's side -----------------------------------------------------------------------
 
@@ -74,14 +81,21 @@ class HostServices {
   /// are in its own buffers, or null, and end there, and around which nothing was written. The
   /// sizes of its texts are set again to what they are.
   Breach Examine(::ExamineData* record) const;
+  /// What Notify() leads to from now on; null: nothing.
+  void SetNotifyListener(NotifyListener listener) { notify_listener_ = std::move(listener); }
+  /// The handler may notify of `request` from now on, until EndRequest() or FreeEverything().
+  void BeginRequest(::NotifyRequest& request) { requests_.insert(&request); }
+  void EndRequest(const ::NotifyRequest* request) { requests_.erase(request); }
   /// How many objects and pieces of memory are out.
   std::size_t outstanding() const { return given_.size(); }
-  /// Frees what is out. Adds one line to complaints() for each kind of thing that was.
+  /// Frees what is out, and with the port the volume's name and all requests go. What was out is in
+  /// complaints().
   void FreeEverything();
-  /// Adds a line to complaints().
-  void Complain(const std::string& what) { lines_.push_back(what); }
-  /// One line for each kind of wrong release, with the first calls and checks in which there were
-  /// some: "freed twice or never allocated: a lock (2), in FSUnLock() of Lock.MissingName (2)".
+  /// Adds a line to complaints(), unless it is there.
+  void Complain(const std::string& what);
+  /// One line for each kind of wrong release, and for each kind of thing that FreeEverything() found,
+  /// with the first calls and checks in which there were some:
+  /// "freed twice or never allocated: a lock (2), in FSUnLock() of Lock.MissingName (2)".
   std::vector<std::string> complaints() const;
 
   /// The call that is made from now on: a function of the table, "FSLock()", or a packet. `function`
@@ -134,9 +148,12 @@ class HostServices {
   std::unordered_map<void*, Allocation> given_;
   std::uint64_t last_serial_ = 0;
   std::optional<std::string> volume_name_;
+  NotifyListener notify_listener_;
+  std::unordered_set<const ::NotifyRequest*> requests_;  ///< the live ones
   Origin origin_;
   std::vector<std::string> checks_{std::string()};
   std::map<std::string, Tally> mistakes_;
+  std::map<std::uint32_t, Tally> never_freed_;
   std::vector<std::string> lines_;
 };
 

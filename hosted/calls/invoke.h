@@ -242,6 +242,9 @@ class Invocation<kFunction> {
   template <char kLetter, class Arg>
   static void Prepare(const HandlerPort& port, Arg arg) {
     if constexpr (kLetter == 'N') arg->fh_MsgPort = port.port_;
+    if constexpr (kLetter == 'Q') {
+      if (arg != nullptr) arg->nr_Handler = port.port_;
+    }
   }
 
   /// What the handler gave through an argument: without it the call failed.

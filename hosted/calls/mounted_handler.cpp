@@ -19,10 +19,11 @@ MountedHandler::MountedHandler(std::unique_ptr<HandlerProgram> program, MountReq
   mount_.Dos = &services_.table();
   mount_.Keys = key_table_.data();
   mount_.KeyCount = static_cast<std::uint32_t>(key_table_.size());
+  mount_.Medium = &medium_;
 }
 
 MountedHandler::~MountedHandler() {
-  Stop();
+  End();
 }
 
 bool MountedHandler::Start(std::string& problem) {
@@ -32,6 +33,11 @@ bool MountedHandler::Start(std::string& problem) {
   if (port_->FSV.Version < QUORLE_FS_VECTORPORT_VERSION) {
     problem = "the handler's table of functions has version " + std::to_string(port_->FSV.Version) +
               ", at least " + std::to_string(QUORLE_FS_VECTORPORT_VERSION) + " is needed";
+    Stop();
+    return false;
+  }
+  for (const auto& [layer, value] : covers_) {
+    if (PutOver(layer, value, problem)) continue;
     Stop();
     return false;
   }
@@ -49,7 +55,22 @@ void MountedHandler::Stop() {
   for (const std::string& complaint : program_->Complaints()) services_.Complain(complaint);
 }
 
+void MountedHandler::End() {
+  Stop();
+  if (void* const medium = std::exchange(medium_, nullptr); medium != nullptr) {
+    services_.BeginCall("Discard()");
+    program_->Discard(medium);
+  }
+}
+
 bool MountedHandler::Cover(const NamedLayer& layer, std::string_view value, std::string& problem) {
+  if (!PutOver(layer, value, problem)) return false;
+  covers_.emplace_back(layer, value);
+  return true;
+}
+
+bool MountedHandler::PutOver(const NamedLayer& layer, std::string_view value,
+                             std::string& problem) {
   if (TakesPacketsAlone()) {
     problem = std::string(layer.key) + ": the handler has no functions, it takes packets alone";
     return false;

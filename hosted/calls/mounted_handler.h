@@ -37,20 +37,24 @@ class MountedHandler {
  public:
   /// `clock` must outlive this. The type of the port and the watch are not looked at.
   MountedHandler(std::unique_ptr<HandlerProgram> program, MountRequest request, Clock& clock);
-  /// Stops the handler.
+  /// Ends the handler.
   ~MountedHandler();
   MountedHandler(const MountedHandler&) = delete;
   MountedHandler& operator=(const MountedHandler&) = delete;
 
-  /// Starts the handler. False, with one line in `problem`, when it refuses or does not fit.
+  /// Starts the handler, and puts the layers over it that it had before Stop(). False, with one line
+  /// in `problem`, when it refuses or does not fit; it is stopped then.
   bool Start(std::string& problem);
-  /// Stops the handler, its layers first, and frees what it left behind.
+  /// Stops the handler, its layers first, and frees what it left behind but its medium.
   void Stop();
+  /// Stops the handler for good and frees its medium.
+  void End();
   /// Puts a layer of the kind `layer` over the running handler. False, with one line in `problem`,
   /// when `value` asks for none that there is.
   bool Cover(const NamedLayer& layer, std::string_view value, std::string& problem);
 
   bool IsElsewhere() const { return program_->IsElsewhere(); }
+  HandlerProgram::Life life() const { return program_->life(); }
   /// Null before Start() and after Stop().
   ::FileSystemVectorPort* port() const { return port_; }
   const std::string& device_name() const { return device_name_; }
@@ -64,14 +68,19 @@ class MountedHandler {
   bool TakesPacketsAlone() const;
 
  private:
+  bool PutOver(const NamedLayer& layer, std::string_view value, std::string& problem);
+
   std::unique_ptr<HandlerProgram> program_;
   std::string device_name_;
   MountKeys keys_;
   std::vector<::MountKey> key_table_;
   HostServices services_;
   ::HandlerMount mount_{};
+  void* medium_ = nullptr;  ///< what the handler keeps from one mount to the next
   ::FileSystemVectorPort* port_ = nullptr;
-  std::vector<std::unique_ptr<PortLayer>> layers_;  ///< the lowest first
+  std::vector<std::pair<NamedLayer, std::string>>
+      covers_;                                      ///< what was asked for, the lowest first
+  std::vector<std::unique_ptr<PortLayer>> layers_;  ///< what is there of it
 };
 
 }  // namespace quorle

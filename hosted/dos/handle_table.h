@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <map>
 #include <utility>
 
@@ -38,6 +39,20 @@ class HandleTable {
   }
   void Remove(Handle<Kind> handle) { things_.erase(handle.value); }
   std::size_t size() const { return things_.size(); }
+  /// Calls `each` with every handle and its thing, oldest first, and forgets those of which it returns
+  /// true. It may change the things.
+  template <class Each>
+  void RemoveIf(Each each) {
+    for (auto entry = things_.begin(); entry != things_.end();) {
+      const bool goes = each(Handle<Kind>{entry->first}, entry->second);
+      entry = goes ? things_.erase(entry) : std::next(entry);
+    }
+  }
+  /// Calls `each` with every thing, oldest first.
+  template <class Each>
+  void ForEach(Each each) {
+    for (auto& entry : things_) each(entry.second);
+  }
   /// Calls `each` with every thing, oldest first, and forgets them all.
   template <class Each>
   void RemoveAll(Each each) {

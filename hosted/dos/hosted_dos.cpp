@@ -36,6 +36,40 @@ void HostedDos::ReleaseEverything() {
   current_dir_ = {};
 }
 
+OpenObjects HostedDos::ReleasePort(HandlerPort& port, LockHandle root) {
+  if (listener_ != nullptr) listener_->OnUnmount(port);
+  OpenObjects released;
+  std::int32_t res2 = 0;
+  files_.RemoveIf([&](FileHandle, OpenFile& file) {
+    if (file.port != &port) return false;
+    if (listener_ != nullptr) listener_->OnClosing(port, *file.handle, file.is_changed);
+    port.Close(res2, *file.handle);
+    ++released.files;
+    return true;
+  });
+  locks_.RemoveIf([&](LockHandle handle, PortObject& lock) {
+    if (lock.port != &port) return false;
+    port.UnLock(res2, std::exchange(lock.lock, nullptr));
+    if (handle == root) return false;
+    ++released.locks;
+    return true;
+  });
+  return released;
+}
+
+std::int32_t HostedDos::LockRootAgain(HandlerPort& port, LockHandle root) {
+  PortObject* const lock = locks_.Find(root);
+  if (lock == nullptr) return ERROR_INVALID_LOCK;
+  std::int32_t res2 = 0;
+  lock->lock = port.Lock(res2, nullptr, "", SHARED_LOCK);
+  return lock->lock == nullptr ? res2 : 0;
+}
+
+bool HostedDos::Changed(bool done, HandlerPort& port, ::Lock* directory, const char* leaf) {
+  if (done && listener_ != nullptr) listener_->OnChange(port, directory, leaf);
+  return done;
+}
+
 PortObject HostedDos::Start() {
   if (!current_dir_) return {parts_.list.home(), nullptr};
   const PortObject* const lock = locks_.Find(current_dir_);
@@ -47,7 +81,7 @@ LockHandle HostedDos::AddLock(HandlerPort& port, ::Lock* lock) {
 }
 
 FileHandle HostedDos::AddFile(HandlerPort& port, std::unique_ptr<::FileHandle> handle) {
-  return files_.Add({&port, std::move(handle)});
+  return files_.Add({.port = &port, .handle = std::move(handle)});
 }
 
 PortHandle HostedDos::HandleOf(HandlerPort& port) {

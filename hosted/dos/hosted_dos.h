@@ -13,6 +13,7 @@
 #include "hosted/dos/break_signal.h"
 #include "hosted/dos/console.h"
 #include "hosted/dos/dos_list.h"
+#include "hosted/dos/dos_listener.h"
 #include "hosted/dos/handle_table.h"
 #include "hosted/dos/line_input.h"
 #include "hosted/dos/read_args.h"
@@ -64,10 +65,20 @@ class HostedDos final : public DosInterface {
   HostedDos(const HostedDos&) = delete;
   HostedDos& operator=(const HostedDos&) = delete;
 
+  /// `listener` learns what the program does from now on; null: nobody.
+  void SetListener(DosListener* listener) { listener_ = listener; }
+
   /// What is open at the moment.
   OpenObjects CountOpen() const;
   /// Closes and frees everything that is open; the handles become stale.
   void ReleaseEverything();
+  /// Before the handler of `port` is unmounted for now: closes every file there and releases every lock.
+  /// `root`, a lock on its root, stays a handle without a lock behind it until LockRootAgain(); the
+  /// others become stale. Returns how many those were. The error code stays as it is.
+  OpenObjects ReleasePort(HandlerPort& port, LockHandle root);
+  /// Takes a lock behind `root` again, once the handler is mounted. Returns 0, or the error code with
+  /// which it failed: then the handle has none.
+  std::int32_t LockRootAgain(HandlerPort& port, LockHandle root);
 
   // ---- Files (hosted_dos_files.cpp) ------------------------------------------------------------
   FileHandle Open(const char* name, std::int32_t mode) override;
@@ -146,9 +157,12 @@ class HostedDos final : public DosInterface {
   bool DateToStr(DateTime& date) override;
 
  private:
+  friend class HostedFurtherDos;
+
   struct OpenFile {
     HandlerPort* port;
     std::unique_ptr<::FileHandle> handle;
+    bool is_changed = false;  ///< written, of another size, or new
   };
   /// An examine record as the program has it; the texts are what the record points to.
   struct ExamineRecord {
@@ -168,6 +182,8 @@ class HostedDos final : public DosInterface {
   }
   bool Fail(std::int32_t code) { return Fail<bool>(code); }
 
+  /// `done`; when it is, the object `leaf` in `directory` has changed.
+  bool Changed(bool done, HandlerPort& port, ::Lock* directory, const char* leaf);
   /// Where relative names start: the current directory; without a port when its lock is gone.
   PortObject Start();
   /// Makes `call(port, res2, directory, leaf)` on the object `name`; a false result is a failure
@@ -200,6 +216,8 @@ class HostedDos final : public DosInterface {
   HandlerPort* PortOfDevice(const char* device);
   bool CopyName(const std::string& name, char* buffer, std::uint32_t size, bool add_colon);
   bool DiskInfoOf(HandlerPort& port, InfoData& info);
+  /// What the handler of `port` gave, as the program has it.
+  static InfoData InfoOf(const HandlerPort& port, const ::InfoData& data);
 
   HostedDosParts parts_;
   HostedDosSettings settings_;
@@ -211,6 +229,7 @@ class HostedDos final : public DosInterface {
   std::map<std::uintptr_t, HandlerPort*> ports_;
   std::unordered_map<const HandlerPort*, PortHandle> port_handles_;
   LockHandle current_dir_;
+  DosListener* listener_ = nullptr;
   void* window_ = nullptr;
   std::int32_t error_ = 0;
 };

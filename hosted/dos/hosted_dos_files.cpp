@@ -7,7 +7,9 @@ FileHandle HostedDos::Open(const char* name, std::int32_t mode) {
                   [&](HandlerPort& port, std::int32_t& res2, ::Lock* directory, const char* leaf) {
                     auto handle = std::make_unique<::FileHandle>();
                     if (!port.Open(res2, *handle, directory, leaf, mode)) return FileHandle{};
-                    return AddFile(port, std::move(handle));
+                    const FileHandle file = AddFile(port, std::move(handle));
+                    files_.Find(file)->is_changed = mode == MODE_NEWFILE;
+                    return file;
                   });
 }
 
@@ -15,6 +17,7 @@ bool HostedDos::Close(FileHandle file) {
   if (!file) return false;
   OpenFile* const open = FileBehind(file);
   if (open == nullptr) return false;
+  if (listener_ != nullptr) listener_->OnClosing(*open->port, *open->handle, open->is_changed);
   std::int32_t res2 = 0;
   const bool closed = open->port->Close(res2, *open->handle);
   files_.Remove(file);
@@ -35,6 +38,7 @@ std::int32_t HostedDos::Write(FileHandle file, const void* data, std::int32_t by
   if (open == nullptr) return -1;
   std::int32_t res2 = 0;
   const std::int32_t count = open->port->Write(res2, *open->handle, data, bytes);
+  open->is_changed = open->is_changed || count > 0;
   // Older handlers tell a failure by a short count.
   if (count < 0 || (count != bytes && res2 != 0)) Fail(res2);
   return count;
@@ -60,7 +64,9 @@ bool HostedDos::ChangeFileSize(FileHandle file, std::int64_t size, std::int32_t 
   OpenFile* const open = FileBehind(file);
   if (open == nullptr) return false;
   std::int32_t res2 = 0;
-  return open->port->ChangeFileSize(res2, *open->handle, mode, size) || Fail(res2);
+  if (!open->port->ChangeFileSize(res2, *open->handle, mode, size)) return Fail(res2);
+  open->is_changed = true;
+  return true;
 }
 
 std::int64_t HostedDos::GetFileSize(FileHandle file) {

@@ -126,12 +126,8 @@ bool HostedDos::FileSystemAttr(PortHandle port, char* version, std::uint32_t ver
   return has_type || Fail(type_res2);
 }
 
-/// The device is asked, no volume required.
-bool HostedDos::DiskInfoOf(HandlerPort& port, InfoData& info) {
-  ::InfoData data{};
-  std::int32_t res2 = 0;
-  if (!port.DeviceInfoData(res2, data)) return Fail(res2);
-  info = {.id_NumSoftErrors = data.id_NumSoftErrors,
+InfoData HostedDos::InfoOf(const HandlerPort& port, const ::InfoData& data) {
+  return {.id_NumSoftErrors = data.id_NumSoftErrors,
           .id_UnitNumber = data.id_UnitNumber,
           .id_DiskState = data.id_DiskState,
           .id_NumBlocks = static_cast<std::int32_t>(data.id_NumBlocks),
@@ -141,6 +137,14 @@ bool HostedDos::DiskInfoOf(HandlerPort& port, InfoData& info) {
           // The platform's address of the volume node; here it shows that there is one.
           .id_VolumeNode = port.volume_name() ? 1U : 0U,
           .id_InUse = data.id_InUse};
+}
+
+/// The device is asked, no volume required.
+bool HostedDos::DiskInfoOf(HandlerPort& port, InfoData& info) {
+  ::InfoData data{};
+  std::int32_t res2 = 0;
+  if (!port.DeviceInfoData(res2, data)) return Fail(res2);
+  info = InfoOf(port, data);
   return true;
 }
 

@@ -10,14 +10,16 @@ namespace {
 constexpr Library kUtilityLibrary{53, 1};
 
 constexpr std::string_view kInterfaceName = "main";
+constexpr std::string_view kFurtherName = kFurtherInterface;
 constexpr std::uint32_t kInterfaceVersion = 1;
 
 }  // namespace
 
 HostedExec::HostedExec(HandleNumbers& numbers, DosInterface& dos, UtilityInterface& utility,
-                       const HostedExecSettings& settings)
+                       const HostedExecSettings& settings, FurtherDosInterface* further)
     : dos_(dos),
       utility_(utility),
+      further_(further),
       dos_library_{settings.dos_version, settings.dos_revision},
       utility_library_(kUtilityLibrary),
       process_{!settings.workbench, {numbers.Next()}},
@@ -100,15 +102,18 @@ Interface* HostedExec::InterfaceOf(const Library* library) {
 
 Interface* HostedExec::GetInterface(const Library* library, const char* name,
                                     std::uint32_t version) {
-  if (name == nullptr || name != kInterfaceName || version != kInterfaceVersion) return nullptr;
-  Interface* const interface = InterfaceOf(library);
+  if (name == nullptr || version != kInterfaceVersion) return nullptr;
+  Interface* interface = nullptr;
+  if (name == kInterfaceName) interface = InterfaceOf(library);
+  if (name == kFurtherName && library == &dos_library_) interface = further_;
   if (interface != nullptr) ++interfaces_;
   return interface;
 }
 
 void HostedExec::DropInterface(Interface* interface) {
   if (interface == nullptr) return;
-  if ((interface == &dos_ || interface == &utility_) && interfaces_ > 0) {
+  const bool is_ours = interface == &dos_ || interface == &utility_ || interface == further_;
+  if (is_ours && interfaces_ > 0) {
     --interfaces_;
   } else {
     ++wrong_releases_;

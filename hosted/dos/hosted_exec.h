@@ -9,6 +9,7 @@
 #include "hosted/dos/handle_table.h"
 #include "platform/dos.h"
 #include "platform/exec.h"
+#include "platform/further_dos.h"
 #include "platform/utility.h"
 
 namespace quorle {
@@ -35,9 +36,9 @@ struct ExecBalance {
 /// exec.library on Linux, as far as one process needs it.
 class HostedExec final : public ExecInterface {
  public:
-  /// All references must outlive this.
+  /// All references must outlive this, and `further`, which null leaves out.
   HostedExec(HandleNumbers& numbers, DosInterface& dos, UtilityInterface& utility,
-             const HostedExecSettings& settings);
+             const HostedExecSettings& settings, FurtherDosInterface* further = nullptr);
   HostedExec(const HostedExec&) = delete;
   HostedExec& operator=(const HostedExec&) = delete;
 
@@ -64,6 +65,7 @@ class HostedExec final : public ExecInterface {
 
   DosInterface& dos_;
   UtilityInterface& utility_;
+  FurtherDosInterface* further_;
   Library dos_library_;
   Library utility_library_;
   Process process_;

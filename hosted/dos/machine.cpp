@@ -47,7 +47,8 @@ Machine::Machine(const MachineOptions& options, const MachineParts& parts)
             .clock = parts.clock,
             .breaks = parts.breaks},
            options.dos),
-      exec_(numbers_, dos_, utility_, options.exec) {
+      further_(dos_, numbers_),
+      exec_(numbers_, dos_, utility_, options.exec, &further_) {
   ports_.push_back(std::make_unique<HandlerPort>(kNilDevice));
   list_.AddDevice(*ports_.back());
 }
@@ -126,6 +127,7 @@ bool Machine::Mount(MountSpec spec, const MachineOptions& options, const Machine
 }
 
 std::vector<std::string> Machine::ShutDown() {
+  further_.ReleaseEverything();
   dos_.ReleaseEverything();
   std::vector<std::string> complaints;
   // The last mounted goes first, as it came on top of the others.

@@ -12,6 +12,7 @@
 #include "hosted/dos/handle_table.h"
 #include "hosted/dos/hosted_dos.h"
 #include "hosted/dos/hosted_exec.h"
+#include "hosted/dos/hosted_further_dos.h"
 #include "hosted/dos/hosted_utility.h"
 #include "hosted/dos/mount_spec.h"
 #include "quorle/handler.h"
@@ -63,6 +64,7 @@ class Machine {
 
   HostedExec& exec() { return exec_; }
   HostedDos& dos() { return dos_; }
+  HostedFurtherDos& further() { return further_; }
   HostedUtility& utility() { return utility_; }
   DosList& list() { return list_; }
   const DosList& list() const { return list_; }
@@ -81,6 +83,7 @@ class Machine {
   std::vector<std::unique_ptr<HandlerPort>> ports_;
   HostedUtility utility_;
   HostedDos dos_;
+  HostedFurtherDos further_;
   HostedExec exec_;
 };
 

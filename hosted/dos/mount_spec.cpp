@@ -75,12 +75,10 @@ bool ParseKey(std::string_view text, MountSpec& spec, std::string& problem) {
     spec.keys.emplace_back(key, value);
     return true;
   }
-  if (value != "vector" && value != "packet") {
-    problem = "port=" + std::string(value) + ": the port is either vector or packet";
-    return false;
-  }
-  spec.port = value == "packet" ? PortType::kPacket : PortType::kVector;
-  return true;
+  spec.port = PortTypeOf(value);
+  if (spec.port) return true;
+  problem = "port=" + std::string(value) + ": the port is vector, packet or classic";
+  return false;
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ class GuardedProgram final : public HandlerProgram, private VectorCalls {
   ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                 std::string& problem) override;
   void Unmount(::FileSystemVectorPort& port) override;
+  void Discard(void* medium) override { program_->Discard(medium); }
   bool TakesPackets() const override { return program_->TakesPackets(); }
   bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) override;
   std::vector<std::string> Complaints() const override { return program_->Complaints(); }

@@ -20,27 +20,6 @@ namespace {
 
 constexpr int kFirstOwnDescriptor = STDERR_FILENO + 1;
 
-void CloseTheRest() {
-#ifdef SYS_close_range
-  if (syscall(SYS_close_range, kFirstOwnDescriptor, std::numeric_limits<unsigned>::max(), 0) == 0) {
-    return;
-  }
-#endif
-  // An older kernel. The lowest free descriptor comes first: few programs get further.
-  constexpr int kMany = 1024;
-  for (int descriptor = kFirstOwnDescriptor; descriptor < kMany; ++descriptor) close(descriptor);
-}
-
-/// What can be waited for until the process has ended; -1 without.
-int OpenProcess(pid_t id) {
-#ifdef SYS_pidfd_open
-  return static_cast<int>(syscall(SYS_pidfd_open, id, 0));
-#else
-  static_cast<void>(id);
-  return -1;
-#endif
-}
-
 /// Waits until the process behind `descriptor` has ended, at most for `timeout`; without one a
 /// moment.
 void AwaitEnd(int descriptor, std::chrono::nanoseconds timeout) {
@@ -84,7 +63,7 @@ void LeaveTheParent(pid_t parent) {
   dup2(STDERR_FILENO, STDOUT_FILENO);
   // At once: the process may end by a signal.
   std::setvbuf(stdout, nullptr, _IONBF, 0);
-  CloseTheRest();
+  CloseOtherDescriptors();
 }
 
 }  // namespace
@@ -161,6 +140,26 @@ void HandlerProcess::EndSession() {
   status_ = Reap(id_).value_or(0);
   while (Reap(-id_)) {
   }
+}
+
+int OpenProcess(pid_t id) {
+#ifdef SYS_pidfd_open
+  return static_cast<int>(syscall(SYS_pidfd_open, id, 0));
+#else
+  static_cast<void>(id);
+  return -1;
+#endif
+}
+
+void CloseOtherDescriptors() {
+#ifdef SYS_close_range
+  if (syscall(SYS_close_range, kFirstOwnDescriptor, std::numeric_limits<unsigned>::max(), 0) == 0) {
+    return;
+  }
+#endif
+  // An older kernel. The lowest free descriptor comes first: few programs get further.
+  constexpr int kMany = 1024;
+  for (int descriptor = kFirstOwnDescriptor; descriptor < kMany; ++descriptor) close(descriptor);
 }
 
 }  // namespace quorle::isolation

@@ -43,4 +43,10 @@ class HandlerProcess {
   std::optional<int> status_;
 };
 
+/// A descriptor that is readable when the process `id` has ended; -1 on a host that has none such.
+int OpenProcess(pid_t id);
+
+/// Closes every descriptor of this process but standard input, output and error.
+void CloseOtherDescriptors();
+
 }  // namespace quorle::isolation

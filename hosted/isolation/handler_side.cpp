@@ -51,6 +51,11 @@ HandlerSide::HandlerSide(SharedBlock& block, std::unique_ptr<HandlerProgram>& pr
   foreign_lock_.fl_Access = SHARED_LOCK;
   foreign_lock_.fl_Port = &foreign_port_;
   foreign_file_.fh_MsgPort = &foreign_port_;
+  foreign_request_.nr_Name = foreign_request_.nr_FullName = "";
+  foreign_request_.nr_Handler = &foreign_port_;
+  services_.SetNotifyListener([this](::NotifyRequest& request) {
+    if (notified_.size() <= kMostNotified) notified_.push_back(request_numbers_.at(&request));
+  });
 }
 
 void HandlerSide::Run() {
@@ -140,6 +145,7 @@ void HandlerSide::Answer() {
   services_.BeginCall(frame.shape.name);
   if (kind == kPacketCall) services_.BeginPacket(packet.dp_Type);
   ReadArguments(call, frame);
+  notified_.clear();
   calls::Outcome outcome = MakeCall(frame, kind, number);
   CheckResult(frame, outcome);
   // Only now: the handler may have asked something while it was at it.
@@ -147,9 +153,10 @@ void HandlerSide::Answer() {
   reply.Number(outcome.res2);
   WriteResult(reply, frame, outcome);
   WriteArguments(reply, frame);
-  SettleFiles(frame, outcome);
+  Settle(frame, outcome);
   reply.Number(services_.volume_name() ? 1 : 0);
   reply.Number(static_cast<std::int64_t>(frame.breach));
+  WriteNotified(reply);
   Send(reply, kAnswer);
 }
 
@@ -202,6 +209,12 @@ std::int64_t HandlerSide::ReadArgument(MessageReader& call, Frame& frame, std::s
       files_[frame.numbers[at]] = std::move(handle);
       return Address(opened);
     }
+    case 'Q':
+      frame.numbers[at] = call.Number();
+      return ReadRequest(call, frame.numbers[at]);
+    case 'Z':
+      frame.numbers[at] = call.Number();
+      return RequestOf(frame.numbers[at], frame);
     case 'C':
     case 'T':
       return call.Number() != 0 ? Address(call.Bytes().data()) : 0;
@@ -274,6 +287,33 @@ std::int64_t HandlerSide::FileOf(std::int64_t number, Frame& frame) {
   return 0;
 }
 
+std::int64_t HandlerSide::ReadRequest(MessageReader& call, std::int64_t number) {
+  if (number == kNoObject) return 0;
+  OwnRequest& own = requests_[number];
+  const auto read_text = [&call](std::string& text) -> const char* {
+    if (call.Number() == 0) return nullptr;
+    text = call.Text();
+    return text.c_str();
+  };
+  own.request.nr_Name = read_text(own.name);
+  own.request.nr_FullName = read_text(own.full_name);
+  own.request.nr_Flags = static_cast<std::uint32_t>(call.Number());
+  own.request.nr_UserData = static_cast<std::uintptr_t>(call.Number());
+  own.request.nr_Handler = &port_->MP;
+  request_numbers_[&own.request] = number;
+  services_.BeginRequest(own.request);
+  return Address(&own.request);
+}
+
+std::int64_t HandlerSide::RequestOf(std::int64_t number, Frame& frame) {
+  if (number == kNoObject) return 0;
+  if (number == kForeignObject) return Address(&foreign_request_);
+  const auto found = requests_.find(number);
+  if (found != requests_.end()) return Address(&found->second.request);
+  frame.refusal = ERROR_INVALID_LOCK;
+  return 0;
+}
+
 // ---- Calls -------------------------------------------------------------------------------------
 
 calls::Outcome HandlerSide::MakeCall(Frame& frame, std::int64_t kind, std::int64_t number) {
@@ -309,6 +349,8 @@ void HandlerSide::CheckResult(Frame& frame, calls::Outcome& outcome) {
   if ((result == 'L' || result == 'O') && outcome.result != 0 &&
       !services_.OwnsLock(At<const ::Lock>(outcome.result))) {
     fail(Breach::kForeignLock);
+  } else if ((result == 'L' || result == 'O') && outcome.result != 0) {
+    At<::Lock>(outcome.result)->fl_Port = &port_->MP;
   }
   if (result == 'E' && !CheckRecord(frame, At<::ExamineData>(outcome.result))) fail(frame.breach);
   if (!CheckRecord(frame, frame.scan.Entry)) {
@@ -414,13 +456,30 @@ std::int64_t HandlerSide::NumberOf(::Lock* lock) {
   return known->second;
 }
 
-void HandlerSide::SettleFiles(const Frame& frame, const calls::Outcome& outcome) {
+void HandlerSide::WriteNotified(MessageWriter& reply) {
+  const std::size_t count = std::min(notified_.size(), kMostNotified);
+  reply.Number(notified_.size() > count ? 1 : 0);
+  reply.Number(static_cast<std::int64_t>(count));
+  for (std::size_t i = 0; i < count; ++i) reply.Number(notified_[i]);
+}
+
+/// Files and requests that the call ended, or did not begin after all, are gone.
+void HandlerSide::Settle(const Frame& frame, const calls::Outcome& outcome) {
   const std::string_view kinds = frame.shape.arguments;
+  const bool failed = outcome.result == 0;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
-    if (kinds[i] == 'X' || (kinds[i] == 'N' && outcome.result == 0)) {
-      files_.erase(frame.numbers[i]);
-    }
+    const char kind = kinds[i];
+    if (kind == 'X' || (kind == 'N' && failed)) files_.erase(frame.numbers[i]);
+    if (kind == 'Z' || (kind == 'Q' && failed)) ForgetRequest(frame.numbers[i]);
   }
+}
+
+void HandlerSide::ForgetRequest(std::int64_t number) {
+  const auto found = requests_.find(number);
+  if (found == requests_.end()) return;
+  services_.EndRequest(&found->second.request);
+  request_numbers_.erase(&found->second.request);
+  requests_.erase(found);
 }
 
 }  // namespace quorle::isolation

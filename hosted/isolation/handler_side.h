@@ -38,11 +38,17 @@ class HandlerSide {
     ::Lock* lock;
     std::uint64_t serial;  ///< of the services: another lock may lie there later
   };
+  /// A request for notification with its texts.
+  struct OwnRequest {
+    ::NotifyRequest request{};
+    std::string name;
+    std::string full_name;
+  };
   /// One call with what its arguments lead to.
   struct Frame {
     calls::CallShape shape{};
     std::array<std::int64_t, calls::kMostArguments> words{};
-    std::array<std::int64_t, calls::kMostArguments> numbers{};  ///< of locks and files
+    std::array<std::int64_t, calls::kMostArguments> numbers{};  ///< of locks, files and requests
     ::DateStamp date{};
     ::InfoData info{};
     ::FileInfoBlock block{};
@@ -67,6 +73,8 @@ class HandlerSide {
   bool IsAlive(const Known& known) const;
   std::int64_t LockOf(std::int64_t number, Frame& frame);
   std::int64_t FileOf(std::int64_t number, Frame& frame);
+  std::int64_t ReadRequest(MessageReader& call, std::int64_t number);
+  std::int64_t RequestOf(std::int64_t number, Frame& frame);
   calls::Outcome MakeCall(Frame& frame, std::int64_t kind, std::int64_t number);
   calls::Outcome SendPacket(std::int32_t action, const std::int64_t* words);
   static void Note(Frame& frame, Breach breach);
@@ -77,7 +85,9 @@ class HandlerSide {
   void WriteLock(MessageWriter& reply, std::int64_t number);
   void WriteRecord(MessageWriter& reply, ::ExamineData* record);
   std::int64_t NumberOf(::Lock* lock);
-  void SettleFiles(const Frame& frame, const calls::Outcome& outcome);
+  void WriteNotified(MessageWriter& reply);
+  void Settle(const Frame& frame, const calls::Outcome& outcome);
+  void ForgetRequest(std::int64_t number);
 
   SharedBlock& block_;
   Turns turns_;
@@ -89,10 +99,14 @@ class HandlerSide {
   std::unordered_map<std::int64_t, Known> locks_;
   std::unordered_map<std::uint64_t, std::int64_t> lock_numbers_;  ///< by their serials
   std::unordered_map<std::int64_t, std::unique_ptr<::FileHandle>> files_;
+  std::unordered_map<std::int64_t, OwnRequest> requests_;
+  std::unordered_map<const ::NotifyRequest*, std::int64_t> request_numbers_;
+  std::vector<std::int64_t> notified_;  ///< in the call that is made; one more than travel at most
   std::int64_t last_lock_ = 0;
   ::MsgPort foreign_port_{QUORLE_NT_MSGPORT};
   ::Lock foreign_lock_{};
   ::FileHandle foreign_file_{};
+  ::NotifyRequest foreign_request_{};
 };
 
 }  // namespace quorle::isolation

@@ -123,6 +123,18 @@ bool HostCalls::WriteObject(HostObjects::Number number, MessageWriter& message) 
   return !number.dead;
 }
 
+/// One of an earlier process was added there: its first notification has been sent.
+void HostCalls::WriteRequest(const ::NotifyRequest* request, MessageWriter& message) {
+  message.Number(request == nullptr ? kNoObject : objects_.NextRequest());
+  if (request == nullptr) return;
+  WriteText(calls::ToWord(request->nr_Name), false, message);
+  WriteText(calls::ToWord(request->nr_FullName), false, message);
+  const auto initial = static_cast<std::uint32_t>(NRF_NOTIFY_INITIAL);
+  const std::uint32_t flags = request->nr_Flags;
+  message.Number(objects_.Of(request).dead ? flags & ~initial : flags);
+  message.Number(static_cast<std::int64_t>(request->nr_UserData));
+}
+
 bool HostCalls::WriteArgument(const HostCall& call, std::size_t at, MessageWriter& message,
                               std::span<std::byte> data) {
   const std::int64_t word = call.words[at];
@@ -137,6 +149,11 @@ bool HostCalls::WriteArgument(const HostCall& call, std::size_t at, MessageWrite
     case 'N':
       message.Number(objects_.NextFile());
       break;
+    case 'Q':
+      WriteRequest(At<const ::NotifyRequest>(word), message);
+      break;
+    case 'Z':
+      return WriteObject(objects_.Of(At<const ::NotifyRequest>(word)), message);
     case 'C':
     case 'T':
       WriteText(word, kind == 'T', message);
@@ -182,8 +199,23 @@ bool HostCalls::WriteArgument(const HostCall& call, std::size_t at, MessageWrite
 bool HostCalls::Read(const HostCall& call, std::span<const std::byte> message, Reply& reply) const {
   MessageReader reader(message);
   if (!ReadAnswer(reader, call.shape, TagsOf(call), reply)) return false;
+  const bool notifies = std::all_of(
+      reply.notified.begin(), reply.notified.end(),
+      [this](std::int64_t number) { return number > 0 && number <= objects_.NextRequest(); });
   const bool gives_lock = call.shape.result == 'L' || call.shape.result == 'O';
-  return !gives_lock || reply.result == kNoObject || objects_.MayBe(reply.result);
+  return notifies && (!gives_lock || reply.result == kNoObject || objects_.MayBe(reply.result));
+}
+
+std::vector<::NotifyRequest*> HostCalls::Notified(const HostCall& call, const Reply& reply) const {
+  const std::size_t begins = std::string_view(call.shape.arguments).find('Q');
+  std::vector<::NotifyRequest*> requests;
+  for (const std::int64_t number : reply.notified) {
+    const bool is_new = begins != std::string_view::npos && number == objects_.NextRequest();
+    ::NotifyRequest* const request =
+        is_new ? At<::NotifyRequest>(call.words[begins]) : objects_.RequestOf(number);
+    if (request != nullptr) requests.push_back(request);
+  }
+  return requests;
 }
 
 calls::Outcome HostCalls::Take(const HostCall& call, const Reply& reply,
@@ -231,6 +263,12 @@ void HostCalls::TakeArgument(const HostCall& call, std::size_t at, const Reply& 
       break;
     case 'X':
       objects_.Forget(At<const ::FileHandle>(word));
+      break;
+    case 'Q':
+      if (word != 0 && reply.result != 0) objects_.AddRequest(At<::NotifyRequest>(word));
+      break;
+    case 'Z':
+      objects_.Forget(At<const ::NotifyRequest>(word));
       break;
     case 'R':
       // All of it: what the handler wrote beyond its count is the tester's to find.
@@ -293,6 +331,7 @@ calls::Outcome HostCalls::Refuse(const HostCall& call, std::int32_t code) {
   const std::string_view kinds = call.shape.arguments;
   for (std::size_t i = 0; i < kinds.size(); ++i) {
     if (kinds[i] == 'X') objects_.Forget(At<const ::FileHandle>(call.words[i]));
+    if (kinds[i] == 'Z') objects_.Forget(At<const ::NotifyRequest>(call.words[i]));
   }
   // Of a call that begins with it, the release is all there is to it.
   if (kinds.starts_with('U')) objects_.Forget(At<::Lock>(call.words[0]));

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "calls/call_shape.h"
 #include "hosted/calls/handler_services.h"
@@ -39,20 +40,24 @@ class HostCalls {
   void BeginProcess();
 
   /// Writes the arguments of `call`, what is to be written into `data`. 0, or the code with which
-  /// the call fails without being made: 218 for a lock or a file of an earlier process, 120 for
+  /// the call fails without being made: 218 for what is of an earlier process, 120 for
   /// texts that no message holds.
   std::int32_t Write(const HostCall& call, MessageWriter& message, std::span<std::byte> data);
   /// Reads the answer. False when it is none.
   bool Read(const HostCall& call, std::span<const std::byte> message, Reply& reply) const;
+  /// The requests that the handler notified of while it made `call`, in order. To be asked for before
+  /// Take().
+  std::vector<::NotifyRequest*> Notified(const HostCall& call, const Reply& reply) const;
   /// Hands everything of the answer over.
   calls::Outcome Take(const HostCall& call, const Reply& reply, std::span<const std::byte> data);
-  /// What comes of a call that cannot be made. Locks and files that it would have released are
-  /// gone.
+  /// What comes of a call that cannot be made. Locks, files and requests that it would have
+  /// released are gone.
   calls::Outcome Refuse(const HostCall& call, std::int32_t code);
 
  private:
   void WriteCheck(MessageWriter& message);
   bool WriteObject(HostObjects::Number number, MessageWriter& message);
+  void WriteRequest(const ::NotifyRequest* request, MessageWriter& message);
   bool WriteArgument(const HostCall& call, std::size_t at, MessageWriter& message,
                      std::span<std::byte> data);
   void TakeArgument(const HostCall& call, std::size_t at, const Reply& reply,

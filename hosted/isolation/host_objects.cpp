@@ -96,4 +96,38 @@ void HostObjects::Forget(const ::FileHandle* file) {
   files_.erase(file);
 }
 
+HostObjects::Number HostObjects::Of(const ::NotifyRequest* request) const {
+  if (request == nullptr) return {kNoObject, false};
+  const auto found = requests_.find(request);
+  if (found == requests_.end()) return {kForeignObject, false};
+  return {found->second.number, found->second.process != process_};
+}
+
+void HostObjects::AddRequest(::NotifyRequest* request) {
+  Forget(request);
+  requests_[request] = {++last_request_, process_, false};
+  requests_by_number_[last_request_] = request;
+}
+
+void HostObjects::Forget(const ::NotifyRequest* request) {
+  const auto found = requests_.find(request);
+  if (found == requests_.end()) return;
+  requests_by_number_.erase(found->second.number);
+  requests_.erase(found);
+}
+
+::NotifyRequest* HostObjects::RequestOf(std::int64_t number) const {
+  const auto found = requests_by_number_.find(number);
+  const bool is_live = found != requests_by_number_.end() && !Of(found->second).dead;
+  return is_live ? found->second : nullptr;
+}
+
+std::vector<::NotifyRequest*> HostObjects::DeadRequests() const {
+  std::vector<::NotifyRequest*> dead;
+  for (const auto& [number, request] : requests_by_number_) {
+    if (Of(request).dead) dead.push_back(request);
+  }
+  return dead;
+}
+
 }  // namespace quorle::isolation

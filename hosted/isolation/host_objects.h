@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -9,11 +10,12 @@
 
 namespace quorle::isolation {
 
-/// The host's proxies of the locks and files of a handler process, and the numbers by which the
-/// process knows them. When the process ends its objects end: their proxies are dead.
+/// The host's proxies of the locks, files and requests for notification of a handler process, and the
+/// numbers by which the process knows them. When the process ends its objects end: their proxies are
+/// dead.
 class HostObjects {
  public:
-  /// What a lock or a file of dos is a proxy of.
+  /// What a lock, a file or a request of dos is a proxy of.
   struct Number {
     std::int64_t number;  ///< kNoObject, kForeignObject, or what the process knows
     bool dead;            ///< it was of an earlier process
@@ -53,6 +55,19 @@ class HostObjects {
   void AddFile(const ::FileHandle* file);
   void Forget(const ::FileHandle* file);
 
+  // ---- Requests for notification -------------------------------------------------------------
+
+  Number Of(const ::NotifyRequest* request) const;
+  /// A number for a request that is about to begin.
+  std::int64_t NextRequest() const { return last_request_ + 1; }
+  /// It did. One that was dead lives again.
+  void AddRequest(::NotifyRequest* request);
+  void Forget(const ::NotifyRequest* request);
+  /// The request `number` of this process; null without one.
+  ::NotifyRequest* RequestOf(std::int64_t number) const;
+  /// The dead ones, in the order in which they began.
+  std::vector<::NotifyRequest*> DeadRequests() const;
+
  private:
   struct Proxy {
     std::int64_t number;
@@ -65,8 +80,11 @@ class HostObjects {
   std::unordered_map<const ::Lock*, Proxy> locks_;
   std::unordered_map<std::int64_t, ::Lock*> by_number_;  ///< of this process
   std::unordered_map<const ::FileHandle*, Proxy> files_;
+  std::unordered_map<const ::NotifyRequest*, Proxy> requests_;
+  std::map<std::int64_t, ::NotifyRequest*> requests_by_number_;  ///< of all processes
   std::int64_t last_lock_ = 0;
   std::int64_t last_file_ = 0;
+  std::int64_t last_request_ = 0;
 };
 
 }  // namespace quorle::isolation

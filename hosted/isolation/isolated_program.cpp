@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "calls/vector_table.h"
 #include "calls/words.h"
 #include "hosted/calls/packet_adapter.h"
 #include "hosted/isolation/crash_trace.h"
@@ -37,10 +38,16 @@ IsolatedProgram::IsolatedProgram(std::unique_ptr<HandlerProgram> program,
 ::FileSystemVectorPort* IsolatedProgram::Mount(const ::HandlerMount& mount, HostServices& services,
                                                std::string& problem) {
   mount_ = mount;
+  // What the process leaves there is its own copy.
+  mount_.Medium = nullptr;
   services_ = &services;
+  functions_.clear();
+  complaints_.clear();
   calls_ = std::make_unique<HostCalls>(services, watch_);
   link_ = HandlerLink::Create(settings_.limit, settings_.gate, [this](const std::string& name) {
-    return services_->SetVolumeName(port_, name.c_str());
+    const bool is_named = services_->SetVolumeName(port_, name.c_str());
+    named_its_volume_ = named_its_volume_ || is_named;
+    return is_named;
   });
   const ::FileSystemVectors table = RemoteTable(*this);
   const ::TagItem tags[] = {{QUORLE_ADO_Vectors, reinterpret_cast<std::uintptr_t>(&table)},
@@ -108,6 +115,11 @@ bool IsolatedProgram::TakeMountAnswer(std::string& problem) {
   return true;
 }
 
+HandlerProgram::Life IsolatedProgram::life() const {
+  if (link_ != nullptr && link_->running()) return Life::kRuns;
+  return may_restart_ ? Life::kComesBack : Life::kIsOver;
+}
+
 void IsolatedProgram::Unmount(::FileSystemVectorPort& port) {
   may_restart_ = false;
   if (link_->running()) {
@@ -149,10 +161,11 @@ bool IsolatedProgram::Ready() {
 void IsolatedProgram::Restart() {
   // A handler that fails once more has to wait for the test after this one.
   ended_in_ = watch_.begun();
-  services_->SetVolumeName(port_, nullptr);
+  FollowVolume(false);
   std::string problem;
   if (Launch(problem)) {
     LockRootsAgain();
+    AddRequestsAgain();
     return;
   }
   may_restart_ = false;
@@ -170,7 +183,7 @@ void IsolatedProgram::LockRootsAgain() {
 }
 
 ::Lock* IsolatedProgram::LockRoot() {
-  constexpr std::size_t kFSLock = 0;
+  constexpr std::size_t kFSLock = calls::kVectorIndex<&::FileSystemVectors::FSLock>;
   if (functions_[kFSLock] == '1') {
     const std::array<std::int64_t, 3> words = {0, reinterpret_cast<std::intptr_t>(""), SHARED_LOCK};
     return PointedTo<::Lock>(static_cast<std::intptr_t>(CallVector(kFSLock, words).result));
@@ -182,6 +195,21 @@ void IsolatedProgram::LockRootsAgain() {
   packet.dp_Arg2 = packet.dp_Arg5 = name.address();
   packet.dp_Arg3 = SHARED_LOCK;
   return PointedTo<::Lock>(static_cast<std::intptr_t>(CallPacket(packet).result));
+}
+
+void IsolatedProgram::AddRequestsAgain() {
+  constexpr std::size_t kAdd = calls::kVectorIndex<&::FileSystemVectors::FSAddNotify>;
+  for (::NotifyRequest* const request : calls_->objects().DeadRequests()) {
+    const std::int64_t word = calls::ToWord(request);
+    if (functions_[kAdd] == '1') {
+      CallVector(kAdd, {&word, 1});
+    } else if (takes_packets_) {
+      ::DosPacket packet{};
+      packet.dp_Type = QUORLE_ACTION_ADD_NOTIFY;
+      packet.dp_Arg1 = static_cast<std::intptr_t>(word);
+      CallPacket(packet);
+    }
+  }
 }
 
 void IsolatedProgram::End(const std::string& how, const std::string& where) {
@@ -253,11 +281,21 @@ calls::Outcome IsolatedProgram::PerformOnce(const HostCall& call) {
   if (reply.breach != Breach::kNone) {
     watch_.ReportCall(mount_.DeviceName, Describe(reply.breach), call.Name());
   }
-  return calls_->Take(call, reply, link_->data());
+  if (reply.notified_too_often) {
+    watch_.ReportCall(mount_.DeviceName,
+                      "notified more than " + std::to_string(kMostNotified) + " times",
+                      call.Name());
+  }
+  const std::vector<::NotifyRequest*> notified = calls_->Notified(call, reply);
+  const calls::Outcome outcome = calls_->Take(call, reply, link_->data());
+  for (::NotifyRequest* const request : notified) services_->Notify(request);
+  return outcome;
 }
 
 void IsolatedProgram::FollowVolume(bool has_name) {
-  if (!has_name && services_->volume_name()) services_->SetVolumeName(port_, nullptr);
+  if (has_name || !named_its_volume_) return;
+  services_->SetVolumeName(port_, nullptr);
+  named_its_volume_ = false;
 }
 
 }  // namespace quorle::isolation

@@ -31,8 +31,11 @@ struct IsolationSettings {
 ///
 /// With `restart` the next test begins with another process, as if the handler were mounted once
 /// more. Locks on the root are taken again there, so that the run keeps its current directory; all
-/// other locks and open files are dead, and calls with them fail with ERROR_DEVICE_NOT_MOUNTED. The
-/// volume is what the handler finds: empty when it keeps files in memory.
+/// other locks and open files are dead, and calls with them fail with ERROR_DEVICE_NOT_MOUNTED.
+/// Requests for notification are added again, without NRF_NOTIFY_INITIAL; one that the handler refuses
+/// then is never notified of again. The volume is what the handler finds: empty when it keeps files in
+/// memory. The same goes for a handler that is mounted again: it gets a process of its own each time,
+/// which has no HandlerMount::Medium.
 class IsolatedProgram final : public HandlerProgram, private VectorCalls {
  public:
   /// `program` is mounted in the process alone. `watch` must outlive this.
@@ -42,6 +45,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   ::FileSystemVectorPort* Mount(const ::HandlerMount& mount, HostServices& services,
                                 std::string& problem) override;
   void Unmount(::FileSystemVectorPort& port) override;
+  Life life() const override;
   bool IsElsewhere() const override { return true; }
   bool TakesPackets() const override { return takes_packets_; }
   bool Packet(::FileSystemVectorPort& port, ::DosPacket& packet) override;
@@ -55,6 +59,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   bool Ready();
   void Restart();
   void LockRootsAgain();
+  void AddRequestsAgain();
   ::Lock* LockRoot();
   /// Notes and reports the end of the process: `how` in `where`.
   void End(const std::string& how, const std::string& where);
@@ -63,6 +68,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   calls::Outcome CallPacket(const ::DosPacket& packet);
   calls::Outcome Perform(const HostCall& call);
   calls::Outcome PerformOnce(const HostCall& call);
+  /// Removes the volume's name when the handler did. One that dos read from the root stays.
   void FollowVolume(bool has_name);
 
   std::unique_ptr<HandlerProgram> program_;
@@ -75,6 +81,7 @@ class IsolatedProgram final : public HandlerProgram, private VectorCalls {
   ::FileSystemVectorPort* port_ = nullptr;
   std::string functions_;  ///< which the handler has: '1' or '0' for each
   bool takes_packets_ = false;
+  bool named_its_volume_ = false;
   bool may_restart_ = false;
   int ended_in_ = 0;  ///< RunWatch::begun() when the process ended
   std::vector<std::string> complaints_;

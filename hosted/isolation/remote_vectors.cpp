@@ -12,20 +12,9 @@ namespace {
 using Port = ::FileSystemVectorPort;
 using Table = ::FileSystemVectors;
 
-template <auto place>
-constexpr auto IfCarried(const calls::Vector<place>& vector) {
-  if constexpr (calls::kVector<place>.IsCarried()) {
-    return std::tuple(vector);
-  } else {
-    return std::tuple();
-  }
-}
+using calls::kVectors;
 
-/// The functions that can be called from elsewhere.
-constexpr auto kVectors = calls::WithVectors(
-    [](const auto&... vectors) { return std::tuple_cat(IfCarried(vectors)...); });
-
-constexpr std::size_t kCount = std::tuple_size_v<decltype(kVectors)>;
+constexpr std::size_t kCount = calls::kVectorCount;
 
 template <auto place>
 constexpr calls::CallShape ShapeOf(const calls::Vector<place>&) {

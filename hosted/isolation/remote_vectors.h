@@ -21,8 +21,7 @@ class VectorCalls {
   ~VectorCalls() = default;
 };
 
-/// How many functions of the table can be called from elsewhere: all but those for notification,
-/// which are not offered to handlers.
+/// How many functions the table has. Their indices are calls::kVectorIndex.
 std::size_t VectorCount();
 const calls::CallShape& VectorShape(std::size_t index);
 

@@ -41,6 +41,12 @@ class AnswerReader {
     return is_one ? static_cast<Breach>(number) : Breach::kNone;
   }
 
+  void Numbers(std::size_t most, std::vector<std::int64_t>& numbers) {
+    const std::int64_t count = message_.Number();
+    Check(count >= 0 && count <= static_cast<std::int64_t>(most));
+    for (std::int64_t i = 0; ok_ && i < count; ++i) numbers.push_back(message_.Number());
+  }
+
   std::string_view Bytes(std::size_t size) {
     const std::string_view bytes = message_.Bytes();
     Check(bytes.size() == size);
@@ -141,6 +147,8 @@ bool ReadAnswer(MessageReader& message, const calls::CallShape& shape, const ::T
   }
   reply.volume_has_name = answer.Flag();
   reply.breach = answer.AsBreach();
+  reply.notified_too_often = answer.Flag();
+  answer.Numbers(kMostNotified, reply.notified);
   return answer.ReadAll();
 }
 

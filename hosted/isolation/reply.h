@@ -45,6 +45,8 @@ struct Reply {
   std::array<Argument, calls::kMostArguments> arguments;
   bool volume_has_name = false;
   Breach breach = Breach::kNone;
+  bool notified_too_often = false;
+  std::vector<std::int64_t> notified;  ///< the requests, once for each time
 };
 
 /// Reads the answer to a call of `shape`; `tags` are those of the call, null without. False when it

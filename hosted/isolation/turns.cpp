@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 #include <limits>
 
@@ -18,8 +19,10 @@ using Moment = std::chrono::steady_clock;
 constexpr std::chrono::microseconds kSpin{40};
 constexpr int kLooksBetweenClocks = 64;
 /// How many waits sleep at once after one that looked in vain: on a busy machine the other side has
-/// no processor while this one looks.
-constexpr int kWaitsWithoutLooking = 64;
+/// no processor while this one looks. At first few, since as soon as both have one a look costs a tenth
+/// of a sleep; twice as many each time that the next look is in vain as well.
+constexpr int kFewestWithoutLooking = 4;
+constexpr int kMostWithoutLooking = 128;
 
 /// The kernel's struct timespec of the system call that a 32-bit or 64-bit program makes.
 struct FutexTimeout {
@@ -54,6 +57,7 @@ Turns::Turns(TurnWords& words, Side mine)
     : words_(words),
       mine_(static_cast<std::uint32_t>(mine)),
       other_(1 - mine_),
+      next_rest_(kFewestWithoutLooking),
       spins_(HasSeveralProcessors()) {}
 
 void Turns::HandOver() {
@@ -109,7 +113,12 @@ Awaited Turns::LookForAMoment() {
       seen = Look();
     }
   } while (seen == Awaited::kTimeout && Moment::now() < end);
-  if (seen == Awaited::kTimeout) rest_ = kWaitsWithoutLooking;
+  if (seen == Awaited::kTimeout) {
+    rest_ = next_rest_;
+    next_rest_ = std::min(2 * next_rest_, kMostWithoutLooking);
+  } else {
+    next_rest_ = kFewestWithoutLooking;
+  }
   return seen;
 }
 

@@ -35,8 +35,9 @@ class Turns {
   TurnWords& words_;
   std::uint32_t mine_;
   std::uint32_t other_;
-  bool spins_;
   int rest_ = 0;  ///< waits to come that do not look
+  int next_rest_;
+  bool spins_;
 };
 
 }  // namespace quorle::isolation

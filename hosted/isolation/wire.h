@@ -15,14 +15,17 @@
 ///   R W    the size of the buffer; its content is in the block's data
 ///   G      how many, or -1 for none; each: the tag, its data, and the bytes that the data lead to
 ///   E      the lock, the two words of the handler
+///   Q      its number; when that is above 0 its two names (each 1 and the bytes, or 0), its flags and
+///          its user data
 /// and the answer after the result has, for each
 ///   L U    whether the lock still is one, and its mode
 ///   I B    the bytes
 ///   G      for each tag, the bytes that the data lead to
 ///   E      the two words, and a record
-/// and at the end 1 when the volume has a name, and the Breach of the handler that was seen.
+/// and at the end 1 when the volume has a name, the Breach of the handler that was seen, 1 when it
+/// notified more often than kMostNotified times, how often it did, and for each time the request.
 ///
-/// Locks and files are numbers above 0 that one process never uses twice.
+/// Locks, files and requests for notification are numbers above 0 that one process never uses twice.
 namespace quorle::isolation {
 
 enum CallKind : std::int64_t {
@@ -42,13 +45,15 @@ enum ReplyKind : std::int64_t {
 inline constexpr std::size_t kReplyHead = 2 * sizeof(std::int64_t);
 
 inline constexpr std::int64_t kNoObject = 0;
-/// A lock or a file of somebody else.
+/// A lock, a file or a request of somebody else.
 inline constexpr std::int64_t kForeignObject = -1;
 /// The size of a text that is not there.
 inline constexpr std::int64_t kNoText = -1;
 
 /// The longest text of kEnded.
 inline constexpr std::size_t kMostEndText = 500;
+/// How many notifications travel with one answer; the rest is lost.
+inline constexpr std::size_t kMostNotified = 1000;
 
 /// The longest text of a record, with its zero.
 inline constexpr std::size_t kMostText = std::size_t{64} << 10;

@@ -6,14 +6,20 @@
 
 #include "selftest/bench/program_cost.h"
 
-// Whole runs of the program over RAM:. The runs that write a trace or events stand beside the plain one,
-// so that one call of this program compares them.
+// Whole runs of the program over RAM:. The runs that write a trace or events, and those on other kinds of
+// port, stand beside the plain one, so that one call of this program compares them.
 
 namespace quorle::bench {
 namespace {
 
 void WholeRun(benchmark::State& state) {
   const char* const arguments[] = {"quorle", "--no-delay", "RAM:", nullptr};
+  Measure(state, arguments);
+}
+
+/// RAM as another kind of port: `mount` says which.
+void WholeRunOn(benchmark::State& state, const char* mount) {
+  const char* const arguments[] = {"quorle", "--no-delay", "--mount", mount, "DH0:", nullptr};
   Measure(state, arguments);
 }
 
@@ -40,6 +46,14 @@ void StartAndRefuse(benchmark::State& state) {
 
 BENCHMARK(StartAndRefuse)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(WholeRun)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK_CAPTURE(WholeRunOn, Packets, "DH0=ram,port=packet")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(1);
+BENCHMARK_CAPTURE(WholeRunOn, ClassicPackets, "DH0=ram,port=classic")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->MinTime(1);
 BENCHMARK(WholeRunWithEvents)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(WholeRunTraced)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 

@@ -18,13 +18,17 @@ const ::Handler& Hostdir() {
 constexpr Subject kSubjects[] = {
     {"RamVector", Ram, PortType::kVector},
     {"RamPacket", Ram, PortType::kPacket},
+    {"RamClassic", Ram, PortType::kClassic},
     {"HostdirVector", Hostdir, PortType::kVector, "xattr", false},
     {"HostdirPacket", Hostdir, PortType::kPacket, "xattr", false},
+    {"HostdirClassic", Hostdir, PortType::kClassic, "xattr", false},
     {"HostdirSideFileVector", Hostdir, PortType::kVector, "file", false},
     {"HostdirSideFilePacket", Hostdir, PortType::kPacket, "file", false},
+    {"HostdirSideFileClassic", Hostdir, PortType::kClassic, "file", false},
 #ifdef QUORLE_RAM_PLUGIN
     {"PluginVector", Ram, PortType::kVector, nullptr, true, "yes"},
     {"PluginPacket", Ram, PortType::kPacket, nullptr, true, "yes"},
+    {"PluginClassic", Ram, PortType::kClassic, nullptr, true, "yes"},
     {"PluginInProcess", Ram, PortType::kVector, nullptr, true, "no"},
 #endif
 };

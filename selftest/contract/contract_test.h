@@ -15,6 +15,7 @@
 #include "hosted/dos/machine.h"
 #include "platform/constants.h"
 #include "platform/dos.h"
+#include "selftest/support/classic_limits.h"
 #include "selftest/support/temporary_directory.h"
 
 namespace quorle::selftest {
@@ -34,7 +35,7 @@ inline void PrintTo(const Subject& subject, std::ostream* out) {
   *out << subject.name;
 }
 
-/// All rows, each handler on both kinds of port.
+/// All rows, each handler on every kind of port.
 std::span<const Subject> Subjects();
 
 /// The name of a row, for the name of its tests.
@@ -75,9 +76,12 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
   /// Mounts the subject again with further keys, on an empty volume.
   void Remount(const MountKeys& keys);
 
+  Machine& machine() { return *machine_; }
   DosInterface& dos() { return machine_->dos(); }
   LockHandle root() const { return root_; }
   PortHandle port() { return dos().FileLockOf(root_).fl_Port; }
+  /// Whether the subject is behind classic packets: what they cannot carry is in classic_limits.h.
+  static bool IsClassic() { return GetParam().port == PortType::kClassic; }
 
   // ---- Objects to work on; a failure fails the test ------------------------------------------
 

@@ -17,8 +17,9 @@
 #include "selftest/support/test_clock.h"
 #include "tests/catalogue.h"
 
-// Whole runs of the tester over a handler that lies: by functions, by packets that functions answer,
-// and by packets alone, in a process of its own and in this one.
+// Whole runs of the tester over a handler that lies: by functions, by packets and by classic packets
+// that functions answer, and by packets or classic packets alone, in a process of its own and in this
+// one.
 //
 //   handler_lies SEEDS [FIRST]
 //
@@ -48,16 +49,20 @@ struct Setting {
   const char* name;
   bool isolated;
   PortType port;
-  bool packets_alone;
+  const char* packets;  ///< the mount key: which packets it takes; null: it has functions
 };
 
 constexpr Setting kSettings[] = {
-    {"isolated, functions", true, PortType::kVector, false},
-    {"isolated, packets by functions", true, PortType::kPacket, false},
-    {"isolated, packets alone", true, PortType::kPacket, true},
-    {"in this process, functions", false, PortType::kVector, false},
-    {"in this process, packets by functions", false, PortType::kPacket, false},
-    {"in this process, packets alone", false, PortType::kPacket, true},
+    {"isolated, functions", true, PortType::kVector, nullptr},
+    {"isolated, packets by functions", true, PortType::kPacket, nullptr},
+    {"isolated, packets alone", true, PortType::kPacket, "yes"},
+    {"isolated, classic packets by functions", true, PortType::kClassic, nullptr},
+    {"isolated, classic packets alone", true, PortType::kPacket, "classic"},
+    {"in this process, functions", false, PortType::kVector, nullptr},
+    {"in this process, packets by functions", false, PortType::kPacket, nullptr},
+    {"in this process, packets alone", false, PortType::kPacket, "yes"},
+    {"in this process, classic packets by functions", false, PortType::kClassic, nullptr},
+    {"in this process, classic packets alone", false, PortType::kPacket, "classic"},
 };
 
 /// What one run reported.
@@ -94,7 +99,7 @@ RunReport RunOver(const Setting& setting, unsigned seed) {
   spec.handler = "lying";
   spec.port = setting.port;
   spec.keys = {{"size", "1000000"}, {"seed", std::to_string(seed)}};
-  if (setting.packets_alone) spec.keys.emplace_back("packets", "yes");
+  if (setting.packets != nullptr) spec.keys.emplace_back("packets", setting.packets);
   options.mounts.push_back(spec);
 
   Nowhere nowhere;

@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "calls/classic_packets.h"
 #include "calls/vector_table.h"
 #include "handlers/ram/ram_handler.h"
 #include "hosted/calls/packet_adapter.h"
@@ -220,6 +221,7 @@ class Liar {
   std::set<::Lock*> locks;  ///< that the filesystem knows
   std::set<::FileHandle*> files;
   int entries = 0;
+  bool is_classic = false;
 
  private:
   std::ptrdiff_t Choice(std::size_t size) { return static_cast<std::ptrdiff_t>(Below(size)); }
@@ -362,7 +364,7 @@ using Table = ::FileSystemVectors;
 
 void Lie(Table& table) {
   quorle::calls::ForEachVector([&table]<auto place>(const quorle::calls::Vector<place>& vector) {
-    if (vector.IsCarried() && table.*place != nullptr) table.*place = Lying<place>::Answer;
+    if (table.*place != nullptr) table.*place = Lying<place>::Answer;
   });
   table.FSUnLock = UnLock;
   table.FSOpen = Open;
@@ -376,9 +378,56 @@ void Lie(Table& table) {
   table.FSExamineDir = ExamineDir;
 }
 
+/// Fills the block of a packet that examines: mostly with an entry, sometimes with anything.
+void FillBlock(Liar& liar, ::DosPacket& packet) {
+  auto& block = *PointedTo<::FileInfoBlock>(packet.dp_Arg2);
+  auto* const bytes = reinterpret_cast<std::uint8_t*>(&block);
+  block.fib_DirEntryType = liar.Below(2) == 0 ? ST_FILE : ST_USERDIR;
+  block.fib_FileName[0] = 4;
+  std::memcpy(block.fib_FileName + 1, "file", 4);
+  if (liar.Sometimes()) block.fib_FileName[0] = liar.AnyNumber<std::uint8_t>();
+  if (liar.Sometimes()) block.fib_Comment[0] = liar.AnyNumber<std::uint8_t>();
+  if (liar.Sometimes()) block.fib_Size = liar.AnyNumber<std::int32_t>();
+  if (liar.Sometimes()) block.fib_DirEntryType = liar.AnyNumber<std::int32_t>();
+  if (liar.Sometimes()) {
+    std::generate_n(bytes, sizeof block,
+                    [&] { return static_cast<std::uint8_t>(liar.Below(256)); });
+  }
+  if (liar.Sometimes()) liar.Around(&block, sizeof block);
+  const bool is_over =
+      packet.dp_Type == QUORLE_ACTION_EXAMINE_NEXT && ++liar.entries % kMostEntries == 0;
+  packet.dp_Res1 = is_over ? 0 : -1;
+  packet.dp_Res2 = is_over ? ERROR_NO_MORE_ENTRIES : 0;
+}
+
+/// Answers what no function stands for; false for anything else.
+bool AnswerClassic(Liar& liar, ::DosPacket& packet) {
+  switch (packet.dp_Type) {
+    case QUORLE_ACTION_EXAMINE_OBJECT:
+    case QUORLE_ACTION_EXAMINE_NEXT:
+    case QUORLE_ACTION_EXAMINE_FH:
+      FillBlock(liar, packet);
+      return true;
+    case QUORLE_ACTION_SEEK:
+    case QUORLE_ACTION_SET_FILE_SIZE:
+      packet.dp_Res1 = liar.Sometimes() ? liar.AnyNumber<std::intptr_t>() : packet.dp_Arg2;
+      packet.dp_Res2 = liar.AnyNumber<std::int32_t>();
+      return true;
+    case QUORLE_ACTION_SET_OWNER:
+      packet.dp_Res1 = liar.AnyNumber<std::intptr_t>();
+      return true;
+    default:
+      return false;
+  }
+}
+
 /// Answers by the lying functions, and lies in the results once more.
 void OnPacket(Port* port, ::DosPacket* packet) {
   Liar& liar = Of(port);
+  if (liar.is_classic) {
+    if (quorle::calls::IsNewerPacket(packet->dp_Type)) return quorle::AnswerNotKnown(*packet);
+    if (AnswerClassic(liar, *packet)) return;
+  }
   Port with_functions = *port;
   with_functions.FSV = liar.lying;
   if (!quorle::AnswerByVector(with_functions, *packet)) quorle::AnswerNotKnown(*packet);
@@ -391,6 +440,7 @@ void OnPacket(Port* port, ::DosPacket* packet) {
 Port* Mount(const ::HandlerMount* mount) {
   unsigned seed = 0;
   bool packets = false;
+  bool classic = false;
   std::vector<::MountKey> keys;
   for (std::uint32_t i = 0; i < mount->KeyCount; ++i) {
     const std::string_view key = mount->Keys[i].Key;
@@ -398,6 +448,7 @@ Port* Mount(const ::HandlerMount* mount) {
       seed = static_cast<unsigned>(std::strtoul(mount->Keys[i].Value, nullptr, 10));
     } else if (key == "packets") {
       packets = true;
+      classic = std::string_view(mount->Keys[i].Value) == "classic";
     } else {
       keys.push_back(mount->Keys[i]);
     }
@@ -413,6 +464,7 @@ Port* Mount(const ::HandlerMount* mount) {
   port->FSV.Reserved[0] = liar.get();
   Lie(port->FSV);
   liar->lying = port->FSV;
+  liar->is_classic = classic;
   if (packets) {
     auto* const bytes = reinterpret_cast<std::byte*>(&port->FSV);
     std::fill(bytes + offsetof(Table, FSLock), bytes + offsetof(Table, End_Marker), std::byte{0});
@@ -432,6 +484,7 @@ void Unmount(Port* port) {
 
 const struct Handler* QuorleLyingHandler() {
   static const ::Handler handler = {
-      sizeof handler, QUORLE_HANDLER_VERSION, "lying", Mount, Unmount, OnPacket, nullptr};
+      sizeof handler, QUORLE_HANDLER_VERSION,     "lying", Mount, Unmount,
+      OnPacket,       QuorleRamHandler()->Discard};
   return &handler;
 }

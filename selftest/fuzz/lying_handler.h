@@ -8,5 +8,5 @@
 /// own process: who mounts it must survive everything else. Mount keys:
 ///
 ///   seed=N       which lies
-///   packets=yes  takes packets alone
+///   packets=yes  takes packets alone; classic: those that are not newer than classic handlers
 const struct Handler* QuorleLyingHandler();

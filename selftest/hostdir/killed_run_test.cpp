@@ -94,6 +94,17 @@ class KilledRunTest : public ::testing::TestWithParam<const char*> {
     return names;
   }
 
+  /// Has somebody put something of his where a scratch object is: what is open suffices to remove the
+  /// tester's own.
+  void Obstruct(const std::string& name) const {
+    if (fs::is_directory(volume() / name)) {
+      std::ofstream(volume() / name / "theirs") << "their data";
+    } else {
+      std::ofstream(base_.path() / "spare") << "their data";
+      fs::rename(base_.path() / "spare", volume() / name);
+    }
+  }
+
  private:
   TemporaryDirectory base_;
 };
@@ -103,7 +114,7 @@ TEST_P(KilledRunTest, TheNextMountNamesAndRemovesWhatIsLeft) {
   int unproved = 0;
   for (int kill = 0; kill < Kills(); ++kill) {
     SCOPED_TRACE(kill);
-    const pid_t process = StopARun(2000 + kill * 7919 % 60000);
+    const pid_t process = StopARun(2000 + kill * 7919 % 20000);
     if (process == 0) continue;
     int status = 0;
     ::kill(process, SIGKILL);
@@ -138,8 +149,9 @@ TEST_P(KilledRunTest, WhatStaysWithoutDescriptorsIsNamed) {
   int with_leftovers = 0;
   for (int run = 0; run < Kills(); ++run) {
     SCOPED_TRACE(run);
-    const pid_t process = StopARun(2000 + run * 7919 % 60000);
+    const pid_t process = StopARun(2000 + run * 7919 % 20000);
     if (process == 0) continue;
+    for (const std::string& name : Left(true)) Obstruct(name);
     // From here on it can open nothing any more.
     const struct ::rlimit none {};
     ASSERT_EQ(::prlimit(process, RLIMIT_NOFILE, &none, nullptr), 0);

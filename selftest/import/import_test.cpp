@@ -288,7 +288,8 @@ TEST(Import, NamesTheChecksThatADeviationFails) {
   Tally loud;
   Tally quiet;
   for (const deviate::Deviation& deviation : deviate::Deviations()) {
-    for (const char* const rest : {"DH0:", ",port=packet DH0:", "DH0: NI NW NR"}) {
+    for (const char* const rest :
+         {"DH0:", ",port=packet DH0:", ",port=classic DH0:", "DH0: NI NW NR"}) {
       SCOPED_TRACE(std::string(deviation.name) + " " + rest);
       std::string line = "--mount DH0=ram,deviate=" + std::string(deviation.name);
       if (*rest != ',') line += ' ';

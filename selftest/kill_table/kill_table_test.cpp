@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "handlers/deviate/deviation.h"
+#include "selftest/kill_table/classic_runs.h"
 #include "selftest/kill_table/watched_run.h"
+#include "selftest/support/classic_limits.h"
 #include "selftest/support/diff.h"
 #include "selftest/support/recorded_run.h"
 #include "selftest/support/test_bench.h"
@@ -22,7 +24,8 @@
 // Runs the whole catalogue against a volume that misbehaves in each known way, on a vector port and
 // on a packet port, with every combination of NI, NW and NR, and compares with the same run on the
 // same volume without the deviation. What differs, byte by byte and sub-test by sub-test, is kept in
-// the file that the program is given. The kill table for people is written to a second one.
+// the file that the program is given. On a classic port the same must differ, but for what
+// classic_limits.h lists. The kill table for people is written to a second one.
 //
 // With QUORLE_APPROVE=NAME,... in the environment (or "all") what these deviations come to is written
 // in place of being compared.
@@ -345,6 +348,33 @@ class Trial {
   std::vector<Kill> kills_;
 };
 
+/// A deviation on a classic port, with every combination of the switches: it must be noticed as on a
+/// packet port, but for what classic packets do not carry.
+void TryOnClassicPort(const Deviation& deviation) {
+  const std::string_view because = WhyOtherwiseOnClassic(deviation.name);
+  bool differs = false;
+  for (const Setting& setting : Settings()) {
+    if (!setting.packet) continue;
+    SCOPED_TRACE("on a classic port: " + setting.Name());
+    const std::vector<std::string> words = setting.Words(std::string(deviation.name));
+    TestBench packet(words, kNoVersionRule);
+    TestBench classic(words, "", PortType::kClassic);
+    const WatchedRun on_packet_port = RunWatched(packet);
+    const std::string volumes = VolumesOf(classic);
+    const WatchedRun run = RunWatched(classic);
+    EXPECT_EQ(classic.StillOpen(false), "");
+    if (run.output.find("CLEANUP ERROR") == std::string::npos) {
+      EXPECT_EQ(VolumesOf(classic), volumes) << "the volume is not what it was";
+    }
+    const std::string differences = DifferencesFromPacketPort(run, on_packet_port);
+    differs = differs || !differences.empty();
+    if (because.empty()) {
+      EXPECT_EQ(differences, "");
+    }
+  }
+  EXPECT_EQ(differs, !because.empty()) << "is it noticed otherwise? " << because;
+}
+
 /// What a deviation makes of a sub-test: nothing, a word on the console, a failure.
 enum class Worst : std::uint8_t { kNothing, kWord, kFailure };
 
@@ -428,6 +458,7 @@ class DeviationTest : public testing::Test {
   void TestBody() override {
     Trial trial(deviation_);
     trial.Run();
+    TryOnClassicPort(deviation_);
     KillTable::Get().Add(deviation_, trial.kills());
     const std::string outcomes = trial.Transcript();
     if (IsToBeApproved(deviation_.name)) {
@@ -443,6 +474,31 @@ class DeviationTest : public testing::Test {
  private:
   const Deviation& deviation_;
   KeptOutcomes& kept_;
+};
+
+/// On a classic port the conforming volume fails the checks of kClassicFailures and no other.
+class ClassicListTest : public testing::Test {
+ public:
+  void TestBody() override {
+    TestBench bench({"--mount", "DH0=ram,port=classic", "DH0:"});
+    const WatchedRun run = RunWatched(bench);
+    EXPECT_EQ(run.result, 10);
+    for (const WatchedPart& part : run.parts) {
+      const bool cannot_pass = CannotPassOnClassic(part.test, part.sub_test);
+      EXPECT_EQ(part.status, cannot_pass ? 10 : 0)
+          << "test " << int{part.test} << ", sub-test " << part.sub_test;
+    }
+    const RecordedRun recorded = Record({"--mount", "DH0=ram,port=classic", "DH0:"});
+    for (const ClassicFailure& failure : kClassicFailures) {
+      const CheckEvent& check = recorded.Find(std::string(failure.check));
+      EXPECT_EQ(check.row, failure.test) << failure.check;
+      EXPECT_EQ(check.number, failure.sub_test) << failure.check;
+      EXPECT_EQ(check.verdict, Verdict::kFail) << failure.check;
+    }
+    for (const ClassicDifference& difference : kClassicDifferences) {
+      EXPECT_NE(deviate::FindDeviation(difference.deviation), nullptr) << difference.deviation;
+    }
+  }
 };
 
 /// The conforming volume raises nothing.
@@ -543,6 +599,7 @@ int main(int argc, char** argv) {
   }
   const fs::path document = argc == 3 ? argv[2] : "";
   Register("KillTable", "ConformingVolumeRaisesNothing", [] { return new ConformingTest; });
+  Register("KillTable", "AClassicPortFailsWhatIsListed", [] { return new ClassicListTest; });
   for (const Deviation& deviation : quorle::deviate::Deviations()) {
     Register("Deviation", TestName(deviation.name),
              [&] { return new DeviationTest(deviation, *kept); });

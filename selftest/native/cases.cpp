@@ -1,6 +1,7 @@
 #include "selftest/native/cases.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <sstream>
 
@@ -12,6 +13,8 @@ namespace {
 
 /// Deviations that return the length of a text without storing it.
 constexpr std::string_view kWithoutText[] = {"read-link-of-file", "read-link-of-hard-link"};
+
+constexpr std::array kPorts = {"vector", "packet", "classic"};
 
 /// Whether a rule makes a read return what was not read.
 bool ReturnsUnreadData(const std::string& rules) {
@@ -30,7 +33,9 @@ std::vector<Case> ReadCases(const std::string& file) {
   std::vector<Case> cases;
   if (file == kDeviationsByTurns) {
     const std::vector<Case> all = DeviationCases();
-    for (std::size_t i = 0; i < all.size(); i += 2) cases.push_back(all[i + i / 2 % 2]);
+    for (std::size_t i = 0; i < all.size(); i += kPorts.size()) {
+      cases.push_back(all[i + i / kPorts.size() % kPorts.size()]);
+    }
     return cases;
   }
   const Starts starts(file);
@@ -53,7 +58,7 @@ std::vector<Case> DeviationCases() {
     const std::string name(deviation.name);
     const bool data_by_chance =
         std::find(std::begin(kWithoutText), std::end(kWithoutText), name) != std::end(kWithoutText);
-    for (const char* const port : {"vector", "packet"}) {
+    for (const char* const port : kPorts) {
       std::string mount = "DH0=ram,port=";
       mount.append(port).append(",deviate=").append(name);
       cases.push_back({.name = std::string(name).append("/").append(port),

@@ -56,6 +56,7 @@ void Unmount(::FileSystemVectorPort* port) {
 
 const struct Handler* QuorleHandler(uint32_t version) {
   static const ::Handler handler = {
-      sizeof handler, QUORLE_HANDLER_VERSION, "lacking", Mount, Unmount, nullptr, nullptr};
+      sizeof handler, QUORLE_HANDLER_VERSION,     "lacking", Mount, Unmount,
+      nullptr,        QuorleRamHandler()->Discard};
   return version >= QUORLE_HANDLER_VERSION ? &handler : nullptr;
 }

@@ -65,18 +65,41 @@ std::vector<nlohmann::json> CallsAtAnyTime(std::istream&& trace) {
   return calls;
 }
 
+/// A run with its trace.
+struct TracedRun {
+  ProgramRun run;
+  std::vector<nlohmann::json> calls;
+};
+
+TracedRun TracedRunOver(const std::string& mount) {
+  const std::string file =
+      testing::TempDir() + "/plugin_test." + std::to_string(getpid()) + ".jsonl";
+  TracedRun traced{RunOver(mount, {"--trace", file, "DH0:"}), {}};
+  traced.calls = CallsAtAnyTime(std::ifstream(file));
+  std::filesystem::remove(file);
+  return traced;
+}
+
 TEST(PluginRunTest, TheTraceIsTheSame) {
-  const auto trace_of = [](const std::string& mount) {
-    const std::string file =
-        testing::TempDir() + "/plugin_test." + std::to_string(getpid()) + ".jsonl";
-    RunOver(mount, {"--trace", file, "DH0:"});
-    std::vector<nlohmann::json> calls = CallsAtAnyTime(std::ifstream(file));
-    std::filesystem::remove(file);
-    return calls;
-  };
-  const std::vector<nlohmann::json> built_in = trace_of("ram");
+  const std::vector<nlohmann::json> built_in = TracedRunOver("ram").calls;
   ASSERT_GT(built_in.size(), 1000U);
-  EXPECT_EQ(trace_of("plugin:ram_plugin.so"), built_in);
+  EXPECT_EQ(TracedRunOver("plugin:ram_plugin.so").calls, built_in);
+}
+
+/// Nothing that a handler had with the header of version 1 has moved or changed.
+TEST(PluginRunTest, APluginOfVersionOneIsAsGoodAsOneOfToday) {
+  for (const char* const isolate : {"yes", "no"}) {
+    SCOPED_TRACE(isolate);
+    const std::string rest = std::string(".so,isolate=") + isolate;
+    const TracedRun today = TracedRunOver("plugin:example_of_today" + rest);
+    const TracedRun older = TracedRunOver("plugin:example_of_version_1" + rest);
+    ASSERT_GT(today.calls.size(), 1000U);
+    ASSERT_NE(today.run.output.find("Lock() tests passed."), std::string::npos);
+    EXPECT_EQ(older.run.output, today.run.output);
+    EXPECT_EQ(older.run.errors, today.run.errors);
+    EXPECT_EQ(older.run.status, today.run.status);
+    EXPECT_EQ(older.calls, today.calls);
+  }
 }
 
 TEST(PluginRunTest, AMisbehaviourIsSeenOverAPlugin) {

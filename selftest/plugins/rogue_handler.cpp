@@ -126,7 +126,7 @@ void MakeDaemon() {
 
 [[noreturn]] void SendReply(std::int64_t length, std::int64_t first) {
   const Shared shared = FindShared();
-  const std::int64_t words[] = {kAnswerKind, length, 0, first, SHARED_LOCK, 0, 0, 1, 0, 0};
+  const std::int64_t words[] = {kAnswerKind, length, 0, first, SHARED_LOCK, 0, 0, 1, 0, 0, 0};
   std::memcpy(shared.start + kReplyPlace, words, sizeof words);
   HandOver(shared);
 }
@@ -183,8 +183,9 @@ void Misbehave(const Rogue& rogue) {
   } else if (how == "short") {
     SendReply(8, 0);
   } else if (how == "number") {
-    // The code, the lock, its mode, one lock of the arguments, and that the volume has a name.
-    SendReply(6 * 8, 4711);
+    // The code, the lock, its mode, one lock of the arguments, that the volume has a name, no breach,
+    // no notification.
+    SendReply(9 * 8, 4711);
   } else if (how == "print") {
     std::printf("printed by the handler\n");
     if (std::getchar() != EOF) std::abort();
@@ -448,6 +449,7 @@ void Unmount(Port* port) {
 
 const struct Handler* QuorleRogueHandler() {
   static const ::Handler handler = {
-      sizeof handler, QUORLE_HANDLER_VERSION, "rogue", Mount, Unmount, OnPacket, nullptr};
+      sizeof handler, QUORLE_HANDLER_VERSION,     "rogue", Mount, Unmount,
+      OnPacket,       QuorleRamHandler()->Discard};
   return &handler;
 }

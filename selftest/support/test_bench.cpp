@@ -133,6 +133,7 @@ class VolumeWalk {
       port_->FreeExamineData(context.Entry);
       context.Entry = nullptr;
     }
+    port_->EndDir(context);
     if (res2 != ERROR_NO_MORE_ENTRIES) Line(path_ + " cannot be listed: " + std::to_string(res2));
     for (const auto& [name, type] : found) {
       // A linked directory is listed where it really is.
@@ -208,16 +209,21 @@ struct TestBench::Parts {
   TestContext* ctx = nullptr;
 };
 
-TestBench::TestBench(const std::vector<std::string>& words, const std::string& rules)
+TestBench::TestBench(const std::vector<std::string>& words, const std::string& rules,
+                     std::optional<PortType> port)
     : parts_(std::make_unique<Parts>()) {
   Parts& p = *parts_;
   HostOptions options = OptionsFrom(words);
   options.dos.delays = false;
   p.target = options.mounts.empty() ? "RAM" : options.mounts.back().name;
+  MachineOptions machine = MachineFor(options);
+  for (MountSpec& spec : machine.mounts) {
+    if (port) spec.port = port;
+  }
   std::string problem;
   p.machine = Machine::Build(
-      MachineFor(options),
-      {.console = p.console, .input = p.input, .clock = p.clock, .breaks = p.breaks}, problem);
+      machine, {.console = p.console, .input = p.input, .clock = p.clock, .breaks = p.breaks},
+      problem);
   if (p.machine == nullptr) throw std::runtime_error(problem);
   ExecInterface& exec = p.machine->exec();
   DosInterface& dos = p.machine->dos();

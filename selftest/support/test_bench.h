@@ -3,12 +3,14 @@
 #include <cstdint>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "harness/catalogue.h"
 #include "harness/context.h"
 #include "harness/run_listener.h"
+#include "hosted/calls/port_type.h"
 #include "tests/catalogue.h"
 
 namespace quorle {
@@ -24,8 +26,10 @@ namespace quorle::selftest {
 class TestBench {
  public:
   /// `words` are the host options and the command line, as a shell hands them over. Waits are over
-  /// at once. Throws std::runtime_error when the words or the rules cannot be read.
-  explicit TestBench(const std::vector<std::string>& words, const std::string& rules = "");
+  /// at once. With `port` every volume has a port of that kind, whatever the words say. Throws
+  /// std::runtime_error when the words or the rules cannot be read.
+  explicit TestBench(const std::vector<std::string>& words, const std::string& rules = "",
+                     std::optional<PortType> port = {});
   ~TestBench();
   TestBench(const TestBench&) = delete;
   TestBench& operator=(const TestBench&) = delete;

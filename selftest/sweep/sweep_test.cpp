@@ -161,11 +161,11 @@ class SweepTest : public testing::Test {
         host_words_(std::move(host_words)) {}
 
   void TestBody() override {
-    for (const bool packet : {false, true}) {
+    for (const char* const port : {"vector", "packet", "classic"}) {
       for (const std::vector<std::string>& switches : Settings()) {
-        setting_ = packet ? "packet port" : "vector port";
+        setting_ = std::string(port) + " port";
         std::vector<std::string> words = host_words_;
-        words.insert(words.end(), {"--mount", packet ? "DH0=ram,port=packet" : "DH0=ram", "DH0:"});
+        words.insert(words.end(), {"--mount", std::string("DH0=ram,port=") + port, "DH0:"});
         words.insert(words.end(), switches.begin(), switches.end());
         for (const std::string& word : switches) setting_ += " " + word;
         Sweep(words);

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "selftest/kill_table/classic_runs.h"
 #include "selftest/kill_table/watched_run.h"
 #include "selftest/support/diff.h"
 #include "selftest/support/test_bench.h"
@@ -17,7 +18,8 @@
 
 // Whole runs of the tester, compared byte by byte: the cases of one group file
 // (selftest/support/transcript_file.h). Each is run twice on the same volume: what the first run leaves
-// behind would show in the second.
+// behind would show in the second. And each is run on a packet port and on a classic one, where it must
+// print, return and call the same, but for what classic packets cannot carry.
 //
 // With QUORLE_APPROVE=GROUP/CASE,... in the environment (GROUP/CASE+SETTING, GROUP or "all") what these runs
 // printed is written into the file instead of compared; scripts/approve sets it. Calls are written
@@ -150,6 +152,43 @@ class TranscriptTest : public testing::Test {
   Transcript& test_;
 };
 
+/// The same case on a packet port and on a classic one.
+class ClassicTest : public testing::Test {
+ public:
+  explicit ClassicTest(const Transcript& test) : test_(test) {}
+
+  void TestBody() override {
+    const std::vector<std::string> words = selftest::WordsOf(test_.args);
+    const std::string rules = selftest::RulesText(test_.rules);
+    if (rules.find("FileSystemAttr") != std::string::npos) {
+      GTEST_SKIP() << "no classic packet asks for the version";
+    }
+    TestBench packet(words, rules + "\n" + selftest::kNoVersionRule, PortType::kPacket);
+    TestBench classic(words, rules, PortType::kClassic);
+    const WatchedRun on_packet_port = selftest::RunWatched(packet);
+    const std::string volumes = classic.Volumes();
+    const WatchedRun run = selftest::RunWatched(classic);
+    EXPECT_EQ(selftest::DifferencesFromPacketPort(run, on_packet_port), "");
+    if (!selftest::RanWhatCannotPass(run)) {
+      // A rule may be about calls that are made of a vector port alone.
+      const std::string unused = packet.UnusedRule();
+      EXPECT_EQ(classic.UnusedRule(), unused == "FileSystemAttr" ? "" : unused);
+    }
+    EXPECT_EQ(classic.StillOpen(false), "");
+    EXPECT_EQ(classic.SecondRelease(), "") << "was released already";
+    if (!LeavesObjectsBehind(run.output)) {
+      EXPECT_EQ(classic.Volumes(), volumes) << "the volume is not what it was";
+    }
+    if (test_.calls && !selftest::RanWhatCannotPass(run)) {
+      EXPECT_EQ(Diff(CallsOfTests(packet.TakeTraceLines()), CallsOfTests(classic.TakeTraceLines())),
+                "");
+    }
+  }
+
+ private:
+  const Transcript& test_;
+};
+
 /// That the file is as scripts/approve would write it: each setting with its differences alone.
 class FileTest : public testing::Test {
  public:
@@ -165,7 +204,7 @@ class FileTest : public testing::Test {
 void RegisterCases(Group& group) {
   const auto add = [&group](std::string name, const auto& make) {
     std::replace_if(
-        name.begin(), name.end(), [](char c) { return c == '-' || c == '+'; }, '_');
+        name.begin(), name.end(), [](char c) { return c == '-' || c == '+' || c == ' '; }, '_');
     testing::RegisterTest(group.name().c_str(), name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
                           [make]() -> testing::Test* { return make(); });
   };
@@ -173,6 +212,9 @@ void RegisterCases(Group& group) {
     add(test.name, [&group, &test] { return new TranscriptTest(group, test); });
   }
   if (std::getenv("QUORLE_APPROVE") == nullptr) {
+    for (const Transcript& test : group.cases()) {
+      add(test.name + " on a classic port", [&test] { return new ClassicTest(test); });
+    }
     add("file in order", [&group] { return new FileTest(group); });
   }
 }

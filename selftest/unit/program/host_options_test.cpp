@@ -49,6 +49,22 @@ TEST(HostOptionsTest, ALimitIsANumberOfSeconds) {
   EXPECT_EQ(Refusal({"--limit=1", "--limit=1", "RAM:"}), "--limit is given twice");
 }
 
+TEST(HostOptionsTest, WhatHappensBetweenGroups) {
+  const RemountOptions none = Read({"RAM:"}).options.remount;
+  EXPECT_FALSE(none.each || none.after_group || none.after_run);
+  const RemountOptions all =
+      Read({"--remount", "each", "--after-group", "check -q", "--after-run", "check", "RAM:"})
+          .options.remount;
+  EXPECT_TRUE(all.each);
+  EXPECT_EQ(all.after_group, "check -q");
+  EXPECT_EQ(all.after_run, "check");
+  EXPECT_EQ(Refusal({"--remount", "Each", "RAM:"}), "--remount: \"Each\" is not known; it is each");
+  EXPECT_EQ(Refusal({"--remount"}), "--remount needs a value");
+  EXPECT_EQ(Refusal({"--after-group", "", "RAM:"}), "--after-group: it needs a command");
+  EXPECT_EQ(Refusal({"--after-run", "", "RAM:"}), "--after-run: it needs a command");
+  EXPECT_EQ(Refusal({"--after-run=a", "--after-run=b", "RAM:"}), "--after-run is given twice");
+}
+
 TEST(HostOptionsTest, NoWordsAtAllAreAnEmptyCommandLine) {
   const HostCommand command = Read({});
   ASSERT_EQ(command.type, HostCommand::Type::kRun);

@@ -235,7 +235,8 @@ TEST(ExpectationsTest, WrongConditionsAreRefused) {
   EXPECT_EQ(problem("\"packet\""), "\"when\" is no table such as { port = \"packet\" }");
   EXPECT_EQ(problem("{ prot = \"packet\" }"),
             "\"prot\" is no key of \"when\"; there are port, handler, dostype, version");
-  EXPECT_EQ(problem("{ port = \"socket\" }"), "\"socket\" is no port; there are vector, packet");
+  EXPECT_EQ(problem("{ port = \"socket\" }"),
+            "\"socket\" is no port; there are vector, packet, classic");
   EXPECT_EQ(problem("{ port = 1 }"), "\"port\" is no text");
   EXPECT_EQ(problem("{ handler = [\"ram\"] }"), "\"handler\" is no text");
   EXPECT_EQ(problem("{ handler = \" \" }"), "\"handler\" is empty");

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <iterator>
 #include <map>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -323,6 +326,82 @@ TEST(RunRecorderTest, AHandlerThatDoesNotComeBackBlocksEveryGroup) {
   static constexpr TestEntry kTwo[] = {{&kFirstGroup, "A"}, {&kSecondGroup, "B"}, {nullptr, ""}};
   EXPECT_EQ(Briefs(RunWithHandlerEnds(kTwo)),
             (std::vector<std::string>{"A.Ends: fail", "B.Next: blocked by A.Ends"}));
+}
+
+/// Mounts the handler again behind each group, and fails to behind the one called `last`.
+class RemountingListener final : public RunListener {
+ public:
+  RemountingListener(RunRecorder& recorder, std::string last)
+      : recorder_(recorder), last_(std::move(last)) {}
+
+  void OnRunStart(const TestContext& ctx, std::int32_t first, std::int32_t end) override {
+    recorder_.OnRunStart(ctx, first, end);
+  }
+  void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
+    begun_ = std::chrono::steady_clock::now();
+    recorder_.OnGroupStart(entry, row);
+  }
+  void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {
+    recorder_.OnSubTestStart(sub_test, number);
+  }
+  void OnSubTestEnd(const SubTest& sub_test, std::int32_t status) override {
+    recorder_.OnSubTestEnd(sub_test, status);
+  }
+  void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
+    const std::string group(GroupOf(entry.group->label));
+    recorder_.BeginRemount();
+    const auto took = std::chrono::steady_clock::now() - begun_;
+    times.push_back(std::chrono::ceil<std::chrono::microseconds>(took).count());
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    const bool fails = group == last_;
+    if (fails) {
+      recorder_.HandlerIsGone();
+    } else {
+      recorder_.HandlerIsBack();
+    }
+    recorder_.EndRemount(group, !fails, fails ? "it does not mount" : "");
+    recorder_.OnGroupEnd(entry, result);
+  }
+
+  std::vector<std::int64_t> times;  ///< of the groups, in microseconds
+
+ private:
+  RunRecorder& recorder_;
+  std::string last_;
+  std::chrono::steady_clock::time_point begun_;
+};
+
+TEST(RunRecorderTest, AHandlerThatIsMountedAgainIsBackAndOneThatIsNotBlocksTheRest) {
+  static constexpr SubTest kFirst[] = {{"Ends", EndTheHandlerForGood}, {}};
+  static constexpr SubTest kSecond[] = {{"Next", CallAndReturn<kPassed>}, {}};
+  static constexpr SubTest kThird[] = {{"Last", CallAndReturn<kFailed>}, {}};
+  static constexpr TestGroup kFirstGroup = {.label = "A()", .sub_tests = kFirst};
+  static constexpr TestGroup kSecondGroup = {.label = "B()", .sub_tests = kSecond};
+  static constexpr TestGroup kThirdGroup = {.label = "C()", .sub_tests = kThird};
+  static constexpr TestEntry kThree[] = {
+      {&kFirstGroup, "A"}, {&kSecondGroup, "B"}, {&kThirdGroup, "C"}, {nullptr, ""}};
+  const Selection everything(kThree);
+  KeptEvents events;
+  RunRecorder recorder(everything, events);
+  TheRecorder() = &recorder;
+  TestBench bench({"RAM:"});
+  CallRecorder calls(bench.dos(), recorder);
+  RemountingListener listener(recorder, "B");
+  recorder.Begin({});
+  recorder.End(bench.Run(kThree, listener, calls));
+  TheRecorder() = nullptr;
+  EXPECT_EQ(Briefs(events.record),
+            (std::vector<std::string>{"A.Ends: fail", "B.Next: pass", "C.Last: blocked by B"}));
+  ASSERT_EQ(events.record.remounts.size(), 3U);
+  EXPECT_TRUE(events.record.remounts[0].ok);
+  EXPECT_EQ(events.record.remounts[1].id, "B");
+  EXPECT_EQ(events.record.remounts[1].text, "it does not mount");
+  EXPECT_FALSE(events.record.remounts[1].ok);
+  ASSERT_EQ(events.record.groups.size(), 3U);
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_LE(events.record.groups[i].us, listener.times[i])
+        << "what came behind it does not count";
+  }
 }
 
 /// The calls of a handler that ended for good take the rest of the time that its group has.

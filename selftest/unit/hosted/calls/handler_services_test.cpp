@@ -252,6 +252,19 @@ TEST_F(HandlerServicesTest, WhatIsLeftIsToldAndFreed) {
       (std::vector<std::string>{"never freed: a lock (2)", "never freed: a piece of memory (1)"}));
 }
 
+TEST_F(HandlerServicesTest, WhatIsLeftOfSeveralMountsIsOneLine) {
+  int word = 0;
+  for (int mount = 0; mount < 3; ++mount) {
+    Alloc(QUORLE_DOS_LOCK);
+    dos.FreeVec(&dos, &word);
+    services.FreeEverything();
+    services.Complain("seen elsewhere");
+  }
+  EXPECT_EQ(services.complaints(),
+            (std::vector<std::string>{"freed twice or never allocated: a piece of memory (3)",
+                                      "never freed: a lock (3)", "seen elsewhere"}));
+}
+
 TEST_F(HandlerServicesTest, ComplaintsDoNotGrowForEver) {
   int word = 0;
   for (int i = 0; i < 200; ++i) dos.FreeVec(&dos, &word);

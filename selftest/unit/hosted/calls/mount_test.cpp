@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "selftest/unit/hosted/calls/recording_handler.h"
@@ -181,6 +182,108 @@ TEST_F(MountTest, TheUnmountTellsWhatWasForgotten) {
                                       "never freed: an examine record (1), made in Mount() (1)",
                                       "never freed: a vector port (1), made in Mount() (1)"}));
   EXPECT_TRUE(port->Unmount().empty());
+}
+
+// ---- The medium --------------------------------------------------------------------------------
+
+/// A handler that counts its mounts in its medium.
+struct Medium {
+  int mounts = 0;
+  void** place = nullptr;
+};
+Medium* the_medium = nullptr;  // of the handler that is mounted
+int discarded = 0;             // mounts of the last medium that was
+
+::FileSystemVectorPort* MountMedium(const ::HandlerMount* mount) {
+  if (*mount->Medium == nullptr) *mount->Medium = new Medium;
+  the_medium = static_cast<Medium*>(std::exchange(*mount->Medium, nullptr));
+  the_medium->place = mount->Medium;
+  ++the_medium->mounts;
+  return MountVersion<53>(mount);
+}
+
+::FileSystemVectorPort* LeaveTheMediumAndRefuse(const ::HandlerMount* mount) {
+  *mount->Medium = new Medium{.mounts = 100};
+  return nullptr;
+}
+
+void UnmountMedium(::FileSystemVectorPort*) {
+  *the_medium->place = the_medium;
+}
+
+void DiscardMedium(void* medium) {
+  discarded = static_cast<Medium*>(medium)->mounts;
+  delete static_cast<Medium*>(medium);
+}
+
+class MediumTest : public MountTest {
+ protected:
+  MediumTest() {
+    discarded = 0;
+    state.handler.Mount = MountMedium;
+    state.handler.Unmount = UnmountMedium;
+    state.handler.Discard = DiscardMedium;
+  }
+};
+
+TEST_F(MediumTest, OutlivesAnUnmountAndIsDiscardedInTheEnd) {
+  auto port = Mount();
+  ASSERT_NE(port, nullptr) << problem;
+  port->UnmountForNow();
+  EXPECT_TRUE(port->MountAgain(problem)) << problem;
+  EXPECT_EQ(the_medium->mounts, 2);
+  EXPECT_EQ(discarded, 0);
+  port->Unmount();
+  EXPECT_EQ(discarded, 2);
+}
+
+TEST_F(MediumTest, IsDiscardedWithADeviceThatIsUnmounted) {
+  auto port = Mount();
+  port->UnmountForNow();
+  port.reset();
+  EXPECT_EQ(discarded, 1);
+}
+
+TEST_F(MediumTest, IsDiscardedWhenTheMountFails) {
+  state.handler.Mount = LeaveTheMediumAndRefuse;
+  EXPECT_EQ(Mount(), nullptr);
+  EXPECT_EQ(discarded, 100);
+}
+
+TEST_F(MediumTest, IsNotDiscardedByAHandlerThatIsTooOldToKnow) {
+  state.handler.Version = 1;
+  auto port = Mount();
+  port->Unmount();
+  EXPECT_EQ(discarded, 0);
+  delete the_medium;
+  state.handler.Version = 2;
+  state.handler.StructSize = offsetof(::Handler, Discard);
+  port = Mount();
+  port->Unmount();
+  EXPECT_EQ(discarded, 0);
+  delete the_medium;
+  state.handler.StructSize = sizeof state.handler;
+  state.handler.Discard = nullptr;
+  port = Mount();
+  port->Unmount();
+  delete the_medium;
+}
+
+TEST_F(MountTest, AHandlerThatHasLostItsFunctionsIsNotMountedAgain) {
+  state.handler.Packet = [](::FileSystemVectorPort*, ::DosPacket*) {};
+  const auto port = Mount();
+  ASSERT_NE(port, nullptr);
+  state.handler.Mount = [](const ::HandlerMount* mount) {
+    ::FileSystemVectorPort* const made = MountVersion<53>(mount);
+    made->FSV = {};
+    made->FSV.Version = 53;
+    return made;
+  };
+  state.handler.Unmount = ForgetEverything;
+  port->UnmountForNow();
+  EXPECT_FALSE(port->MountAgain(problem));
+  EXPECT_EQ(problem, "the handler has no functions any more, it takes packets alone");
+  EXPECT_EQ(port->life(), HandlerProgram::Life::kIsOver);
 }
 
 TEST_F(MountTest, AnExamineRecordGoesBackToTheHandlersMemory) {

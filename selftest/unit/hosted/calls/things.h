@@ -21,7 +21,8 @@ struct Things {
   ::DateStamp date{1, 2, 3};
   ::TagItem tags[2] = {{QUORLE_FSA_DOSTypeR, 77}, {QUORLE_TAG_DONE, 0}};
   ::PRIVATE_ExamineDirContext context{};
-  ::NotifyRequest* request = reinterpret_cast<::NotifyRequest*>(&info);
+  ::NotifyRequest request_record{};
+  ::NotifyRequest* request = &request_record;
 };
 
 /// The address of `object` as a word.

@@ -37,12 +37,16 @@ TEST(ParseMountSpecTest, KeysKeepTheirOrderAndThePortIsTakenOut) {
   EXPECT_EQ(spec.keys, (MountKeys{{"volume", ""}, {"version", "a=b:c"}}));
 }
 
-TEST(ParseMountSpecTest, ThePortCanBeNamedVector) {
+TEST(ParseMountSpecTest, EachKindOfPortCanBeNamed) {
   MountSpec spec;
   std::string problem;
   ASSERT_TRUE(ParseMountSpec("D=ram,port=vector", spec, problem));
   EXPECT_EQ(spec.port, PortType::kVector);
   EXPECT_TRUE(spec.keys.empty());
+  ASSERT_TRUE(ParseMountSpec("D=ram,port=packet", spec, problem));
+  EXPECT_EQ(spec.port, PortType::kPacket);
+  ASSERT_TRUE(ParseMountSpec("D=ram,port=classic", spec, problem));
+  EXPECT_EQ(spec.port, PortType::kClassic);
 }
 
 TEST(ParseMountSpecTest, NothingOfAnEarlierSpecStays) {
@@ -99,9 +103,9 @@ INSTANTIATE_TEST_SUITE_P(
                     BadSpec{"DH0=ram,=x", "\"=x\" has no key before its '='"},
                     BadSpec{"DH0=ram,a=1,b=2,a=3", "the key \"a\" is given twice"},
                     BadSpec{"DH0=ram,port=vector,port=vector", "the key \"port\" is given twice"},
-                    BadSpec{"DH0=ram,port=", "port=: the port is either vector or packet"},
+                    BadSpec{"DH0=ram,port=", "port=: the port is vector, packet or classic"},
                     BadSpec{"DH0=ram,port=Vector",
-                            "port=Vector: the port is either vector or packet"}));
+                            "port=Vector: the port is vector, packet or classic"}));
 
 }  // namespace
 }  // namespace quorle

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "calls/call_shape.h"
+#include "calls/vector_table.h"
 #include "hosted/calls/fenced_memory.h"
 #include "hosted/isolation/message.h"
 #include "hosted/isolation/remote_vectors.h"
@@ -104,13 +105,23 @@ class Answer {
     return N(4).T("c").N(kNoText);
   }
   std::span<const std::byte> bytes() const { return std::span(place_).first(writer_.size()); }
+  /// Whether it is one with nothing notified behind it: no flag, no count.
   bool IsOne(const calls::CallShape& shape, const ::TagItem* tags = nullptr) const {
-    MessageReader reader(bytes());
+    std::vector<std::byte> message(bytes().begin(), bytes().end());
+    message.resize(message.size() + 2 * sizeof(std::int64_t));
+    return IsAnswer(message, shape, tags);
+  }
+  /// Whether it is one as it is.
+  bool IsWhole(const calls::CallShape& shape) const { return IsAnswer(bytes(), shape, nullptr); }
+
+ private:
+  static bool IsAnswer(std::span<const std::byte> message, const calls::CallShape& shape,
+                       const ::TagItem* tags) {
+    MessageReader reader(message);
     Reply reply;
     return ReadAnswer(reader, shape, tags, reply);
   }
 
- private:
   std::array<std::byte, 1024> place_{};
   MessageWriter writer_{place_};
 };
@@ -148,6 +159,15 @@ TEST(ReadAnswerTest, RefusesWhatHasNone) {
   EXPECT_FALSE(Answer().N(0).N(2).N(1).N(0).IsOne(kRecord)) << "neither a record nor none";
 }
 
+TEST(ReadAnswerTest, NotificationsAreCounted) {
+  EXPECT_TRUE(Answer().N(0).N(-1).N(1).N(0).N(1).N(2).N(7).N(-8).IsWhole(kNumber));
+  EXPECT_FALSE(Answer().N(0).N(-1).N(1).N(0).N(2).N(0).IsWhole(kNumber)) << "no flag";
+  EXPECT_FALSE(Answer().N(0).N(-1).N(1).N(0).N(0).N(-1).IsWhole(kNumber)) << "less than none";
+  EXPECT_FALSE(Answer().N(0).N(-1).N(1).N(0).N(0).N(2).N(7).IsWhole(kNumber)) << "too short";
+  EXPECT_FALSE(Answer().N(0).N(-1).N(1).N(0).N(0).N(1).N(7).N(7).IsWhole(kNumber)) << "too long";
+  EXPECT_FALSE(Answer().N(0).N(-1).N(1).N(0).N(0).N(INT64_MAX).IsWhole(kNumber)) << "too many";
+}
+
 TEST(ReadAnswerTest, StructuresHaveTheirSize) {
   const calls::CallShape info = {"", "I", '#'};
   EXPECT_TRUE(Answer().N(0).N(1).T(std::string(sizeof(::InfoData), 'x')).N(1).N(0).IsOne(info));
@@ -170,7 +190,7 @@ TEST(ReadAnswerTest, AnythingMayCome) {
   const auto below = [&numbers](std::size_t most) {
     return static_cast<std::size_t>(numbers() % most);
   };
-  const Answer good = Answer().N(0).Record(5, "name").N(1).N(0);
+  const Answer good = Answer().N(0).Record(5, "name").N(1).N(0).N(0).N(0);
   int taken = 0;
   for (int i = 0; i < 100'000; ++i) {
     std::vector<std::byte> message(good.bytes().begin(), good.bytes().end());
@@ -204,7 +224,7 @@ TEST(CallShapeTest, APacketHasFiveArgumentsAndOneHasSix) {
     const bool has_name = calls::NameOfPacket(action) != "packet " + std::to_string(action);
     known += has_name ? 1 : 0;
   }
-  EXPECT_EQ(known, 53);
+  EXPECT_EQ(known, 55);
 }
 
 TEST(CallShapeTest, TwoPacketsHaveTwoForms) {
@@ -247,9 +267,9 @@ TEST(RemoteVectorsTest, EachFunctionHasItsShape) {
     EXPECT_EQ(outcome.result, -1) << shape.name;
     EXPECT_EQ(outcome.res2, 77);
   }
-  EXPECT_EQ(VectorCount(), 45U);
-  EXPECT_EQ(table.FSAddNotify, nullptr);
-  EXPECT_EQ(table.FSRemoveNotify, nullptr);
+  EXPECT_EQ(VectorCount(), 47U);
+  EXPECT_STREQ(VectorShape(calls::kVectorIndex<&::FileSystemVectors::FSAddNotify>).name,
+               "FSAddNotify()");
 }
 
 TEST(RemoteVectorsTest, AFunctionCanBeTakenOut) {

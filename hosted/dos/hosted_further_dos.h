@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+
+#include "hosted/dos/dos_listener.h"
+#include "hosted/dos/handle_table.h"
+#include "hosted/dos/hosted_dos.h"
+#include "hosted/dos/notifications.h"
+#include "hosted/dos/record_locks.h"
+#include "platform/further_dos.h"
+
+namespace quorle {
+
+/// The rest of dos.library on Linux, over the same names, handles and error code as HostedDos.
+///
+/// What handlers answer with 209 and dos does itself:
+/// - Record locks bind the handles that lock records, by the file's object number, or its path where it has
+///   none. Nobody releases a record while another waits, as there is one program: a wait is over when the
+///   ticks are. Who locks a part of his own record collides with himself. (Both are choices of ours.)
+/// - Notification follows what this program does through dos: an object that is made, deleted, renamed from
+///   or to a name, closed after it was written or made longer or shorter, or given another attribute. A
+///   directory is told of its entries. (Which changes of an entry count is a choice of ours.)
+class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
+ public:
+  /// All references must outlive this. It is the listener of `dos`.
+  HostedFurtherDos(HostedDos& dos, HandleNumbers& numbers);
+  /// Gives back what the program left open.
+  ~HostedFurtherDos();
+  HostedFurtherDos(const HostedFurtherDos&) = delete;
+  HostedFurtherDos& operator=(const HostedFurtherDos&) = delete;
+
+  /// Ends all scans and requests; their handles become stale. Before HostedDos releases what is open.
+  void ReleaseEverything();
+
+  DirContextHandle ObtainDirContext(std::uint32_t tag, LockHandle lock) override;
+  DirContextHandle ObtainDirContext(std::uint32_t tag, const char* name) override;
+  const ExamineData* ExamineDir(DirContextHandle context) override;
+  void ReleaseDirContext(DirContextHandle context) override;
+  std::int32_t SameFile(FileHandle a, FileHandle b) override;
+  bool LockRecord(FileHandle file, std::int64_t offset, std::int64_t length, std::uint32_t mode,
+                  std::uint32_t ticks) override;
+  bool UnLockRecord(FileHandle file, std::int64_t offset, std::int64_t length) override;
+  NotifyHandle StartNotify(const char* name, std::uint32_t flags) override;
+  void EndNotify(NotifyHandle request) override;
+  MessageHandle GetNotifyMsg(NotifyHandle request) override;
+  void ReplyNotifyMsg(MessageHandle message) override;
+  bool CheckNotifySignal(NotifyHandle request) override;
+  bool Flush(const char* device) override;
+  bool VolumeInfoData(const char* device, InfoData& info) override;
+  bool FileSystemAttr(const char* device, std::uint32_t tag, std::uint32_t& value) override;
+  bool Inhibit(const char* device, bool on) override;
+  bool Serialize(const char* device) override;
+  bool Format(const char* device, const char* volume, std::uint32_t dos_type) override;
+  bool WasEmulated() const override { return was_emulated_; }
+
+ private:
+  /// A scan, with a lock of its own.
+  struct Scan {
+    HandlerPort* port;
+    ::PRIVATE_ExamineDirContext context;
+    const ExamineData* record;
+  };
+
+  void OnChange(HandlerPort& port, ::Lock* directory, const char* name) override;
+  void OnClosing(HandlerPort& port, ::FileHandle& file, bool is_changed) override;
+  void OnUnmount(HandlerPort& port) override;
+
+  DirContextHandle AddScan(HandlerPort& port, ::Lock* lock);
+  void EndScan(Scan& scan);
+  /// Ends the scans and requests on `port`, or all of them when it is null.
+  void Release(const HandlerPort* port);
+  static void EndRequest(Notifications::Request& request);
+  bool IsThere(HandlerPort& port, ::Lock* directory, const char* name);
+  /// The handler of the device `device`, which must end in its colon.
+  HandlerPort* DeviceOf(const char* device);
+  /// Calls `ask(port, res2)` on the handler of `device`.
+  template <class Ask>
+  bool OnDevice(const char* device, Ask ask);
+
+  HostedDos& dos_;
+  HandleTable<struct DirContextKind, std::unique_ptr<Scan>> scans_;
+  Notifications notifications_;
+  RecordLocks records_;
+  std::map<HandlerPort*, int> inhibited_;  ///< how often
+  bool was_emulated_ = false;
+};
+
+}  // namespace quorle

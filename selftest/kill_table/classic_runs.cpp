@@ -1,0 +1,49 @@
+#include "selftest/kill_table/classic_runs.h"
+
+#include <algorithm>
+
+#include "selftest/support/classic_limits.h"
+#include "selftest/support/diff.h"
+
+namespace quorle::selftest {
+namespace {
+
+std::string Place(const WatchedPart& part) {
+  return "test " + std::to_string(part.test) + ", sub-test " + std::to_string(part.sub_test);
+}
+
+}  // namespace
+
+bool RanWhatCannotPass(const WatchedRun& run) {
+  return std::any_of(run.parts.begin(), run.parts.end(),
+                     [](const WatchedPart& part) { return CannotPassOnClassic(part.test, 0); });
+}
+
+std::string DifferencesFromPacketPort(const WatchedRun& run, const WatchedRun& on_packet_port) {
+  std::string text;
+  if (run.parts.size() != on_packet_port.parts.size()) {
+    text += std::to_string(run.parts.size()) + " parts, not " +
+            std::to_string(on_packet_port.parts.size()) + "\n";
+  }
+  for (const WatchedPart& part : run.parts) {
+    if (CannotPassOnClassic(part.test, part.sub_test)) continue;
+    const WatchedPart* const usual = on_packet_port.Find(part.test, part.sub_test);
+    if (usual == nullptr) {
+      text += Place(part) + " is not reached otherwise\n";
+      continue;
+    }
+    if (part.status != usual->status) {
+      text += Place(part) + ": " + std::to_string(part.status) + ", not " +
+              std::to_string(usual->status) + "\n";
+    }
+    const std::string difference = Diff(usual->text, part.text);
+    if (!difference.empty()) text += Place(part) + ":\n" + difference;
+  }
+  if (!RanWhatCannotPass(run) && run.result != on_packet_port.result) {
+    text += "result " + std::to_string(run.result) + ", not " +
+            std::to_string(on_packet_port.result) + "\n";
+  }
+  return text;
+}
+
+}  // namespace quorle::selftest
