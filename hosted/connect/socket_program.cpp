@@ -18,7 +18,7 @@ constexpr std::size_t kMostVolumeName = 255;
 /// `text` as one line.
 std::string OneLine(std::string text) {
   std::replace_if(
-      text.begin(), text.end(), [](char c) { return c >= '\0' && c < ' '; }, ' ');
+      text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
   return text;
 }
 
