@@ -269,7 +269,7 @@ class Volume {
   /// known, and today's date. It is known what the object is afterwards.
   void Initialize(const Location& location, Opened& made, bool soft_link);
   /// Removes `object`, which is at `location`.
-  void Remove(const Location& location, Opened object);
+  void Remove(const Location& location, const Opened& object);
   /// Whether a directory has no names, foreign ones either.
   bool IsEmpty(Found& directory);
   /// Renames unless both are the same.

@@ -53,6 +53,7 @@ std::vector<Setting> Settings() {
   add("xfs", "", {"xattr", "file"});
   add("btrfs", "", {"xattr", "file"});
   add("bindfs", "", {"xattr", "file"});
+  add("fuse2fs", "fakeroot", {"xattr", "file"});
   // No extended attributes on these.
   add("bindfs", "--xattr-none", {"file"});
   add("ramfs", "", {"file"});
