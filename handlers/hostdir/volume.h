@@ -297,8 +297,8 @@ class Volume {
   DosError ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
                             const ::DateStamp* date);
   ObjectInfo InfoOf(const Opened& opened, ObjectKind kind) const;
-  /// Starts a scan of `entry`, open as `directory`, and returns its number.
-  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& entry,
+  /// Starts a scan of `scanned`, open as `directory`, and returns its number.
+  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& scanned,
                           Opened& directory);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`. It is known what the object is afterwards.
