@@ -172,10 +172,8 @@ HostError LinkAt(const Opened& file, const NameAt& to) {
       ::linkat(AT_FDCWD, path.c_str(), to.directory, to.name.c_str(), AT_SYMLINK_FOLLOW));
 }
 
-Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside,
-                 const std::function<void()>& let_go) {
+Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside) {
   return ChangeAside(at, meant, aside, [&](const HostStat& stat) {
-    let_go();
     const int flags = stat.IsDirectory() ? AT_REMOVEDIR : 0;
     return HostError::Of(::unlinkat(at.directory, aside.c_str(), flags));
   });

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <ctime>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -116,11 +115,7 @@ struct Outcome {
 /// its new name; another one gets its own name back. So what another process puts in the place of an
 /// object has another time of status at worst. Nothing is ever replaced, as far as RenameAt() can
 /// promise it.
-///
-/// `let_go` is called before the object is removed, for descriptors of it: some filesystems keep what
-/// is open, under another name in the same directory.
-Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside,
-                 const std::function<void()>& let_go);
+Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside);
 Outcome MoveAt(const NameAt& from, const Identity& meant, const std::string& aside,
                const NameAt& to);
 /// The names in a directory, in byte order, without "." and "..".

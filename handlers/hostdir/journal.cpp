@@ -123,6 +123,7 @@ std::vector<JournalEntry> JournalEntries::all() const {
   std::sort(numbered.begin(), numbered.end(),
             [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<JournalEntry> entries;
+  entries.reserve(numbered.size());
   for (auto& [number, entry] : numbered) entries.push_back(std::move(entry));
   return entries;
 }

@@ -131,7 +131,7 @@ class Leftovers {
     Opened object;
     const NameAt at{directory.fd.get(), name};
     const bool is_open = !OpenAt(at, root_.stat.device, object);
-    const Outcome outcome = RemoveAt(at, stat.identity(), AsideName(), [&] { object.fd.Close(); });
+    const Outcome outcome = RemoveAt(at, stat.identity(), AsideName());
     if (outcome.error) {
       stuck_.push_back(path);
       why_stuck_ = outcome.error.Message();

@@ -269,7 +269,7 @@ class Volume {
   /// known, and today's date. It is known what the object is afterwards.
   void Initialize(const Location& location, Opened& made, bool soft_link);
   /// Removes `object`, which is at `location`.
-  void Remove(const Location& location, Opened object);
+  void Remove(const Location& location, const Opened& object);
   /// Whether a directory has no names, foreign ones either.
   bool IsEmpty(Found& directory);
   /// Renames unless both are the same.
@@ -297,8 +297,8 @@ class Volume {
   DosError ChangeAttributes(const EntryRef& rel, std::string_view name, const Change& change,
                             const ::DateStamp* date);
   ObjectInfo InfoOf(const Opened& opened, ObjectKind kind) const;
-  /// Starts a scan of `entry`, open as `directory`, and returns its number.
-  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& entry,
+  /// Starts a scan of `scanned`, open as `directory`, and returns its number.
+  std::intptr_t StartScan(const ::PRIVATE_ExamineDirContext& context, const Entry& scanned,
                           Opened& directory);
   /// Gives an object a date, in the host's time of change or, where that cannot hold it, in
   /// `record`. It is known what the object is afterwards.

@@ -94,21 +94,13 @@ void Volume::Initialize(const Location& location, Opened& made, bool soft_link) 
   Check(records_->WriteFirst(made, record));
 }
 
-void Volume::Remove(const Location& location, Opened object) {
+void Volume::Remove(const Location& location, const Opened& object) {
   const Identity identity = object.stat.identity();
-  const std::shared_ptr<Object> in_use = tree_.Find(identity);
-  const bool is_last = object.IsDirectory() || object.stat.links <= 1;
-  const Outcome outcome = RemoveAt(location.at(), identity, aside_, [&] {
-    object.fd.Close();
-    if (is_last && in_use != nullptr) in_use->held.fd.Close();
-  });
+  const Outcome outcome = RemoveAt(location.at(), identity, aside_);
   ReportAside(outcome, location.host_name);
-  if (outcome.error && in_use != nullptr && !in_use->held.fd && own_.Find(identity) != nullptr) {
-    Hold(*in_use, location.at());
-  }
   Check(outcome.error.ForDeleting());
   journal_.Remove(location.Path());
-  if (is_last) {
+  if (object.IsDirectory() || object.stat.links <= 1) {
     records_->Forget(object);
     own_.Remove(identity);
     names_.Forget(identity);
@@ -178,7 +170,9 @@ DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   const EntryRef entry = found.entry;
   if (entry == root() || entry->uses > 0) return ERROR_OBJECT_IN_USE;
   CheckOwn(*entry->object);
-  Opened& object = OpenFound(found, Use::kRecord);
+  // Open until it is gone: FUSE filesystems hear of closing some time later, and a file that is removed
+  // just then may stay under another name.
+  const Opened& object = OpenFound(found, Use::kAnything);
   const Record record = ReadRecord(object);
   if ((record.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   if (entry->object->IsFile() && (record.protection & EXDF_NO_WRITE) != 0) {
@@ -187,7 +181,7 @@ DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   Location location = Locate(found);
   // Asked first: the directory above keeps its date when nothing is deleted.
   if (object.IsDirectory() && !IsEmpty(found)) return ERROR_DIRECTORY_NOT_EMPTY;
-  Remove(location, std::move(object));
+  Remove(location, object);
   entry->Detach();
   TouchRemoved(std::move(location));
   return kNoError;

@@ -53,6 +53,9 @@ std::vector<Setting> Settings() {
   add("xfs", "", {"xattr", "file"});
   add("btrfs", "", {"xattr", "file"});
   add("bindfs", "", {"xattr", "file"});
+  // One that takes its time.
+  settings.push_back({"fuse2fs", "fakeroot", "xattr", "vector"});
+  settings.push_back({"fuse2fs", "fakeroot", "file", "packet"});
   // No extended attributes on these.
   add("bindfs", "--xattr-none", {"file"});
   add("ramfs", "", {"file"});

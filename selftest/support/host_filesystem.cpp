@@ -19,7 +19,8 @@ namespace fs = std::filesystem;
 struct Image {
   const char* size;
   const char* make;
-  const char* type;
+  const char*
+      type;  ///< for mount, over a loop device; null: a program called as the kind mounts it
 };
 
 const Image* FindImage(const std::string& kind) {
@@ -28,7 +29,8 @@ const Image* FindImage(const std::string& kind) {
       {"ext2", {"1M", "mkfs.ext2 -q -F -b 1024 -I 128 -m 0", "ext2"}},
       {"xfs", {"320M", "mkfs.xfs -q -f", "xfs"}},
       {"btrfs", {"128M", "mkfs.btrfs -q -f", "btrfs"}},
-      // Not the kernel's own: few have it.
+      // Not the kernel's own: few have it, or it is to be tried through a program.
+      {"fuse2fs", {"64M", "mkfs.ext4 -q -F", nullptr}},
       {"exfat", {"64M", "mkfs.exfat", "exfat-fuse"}},
   };
   const auto found = kImages.find(kind);
@@ -77,8 +79,9 @@ std::string HostFilesystem::MountAs(const std::string& kind, const std::string& 
     std::string problem = Do(std::string("truncate -s ") + plan->size + " " + image + " && " +
                              plan->make + " " + image);
     if (!problem.empty()) return problem;
-    command = std::string("mount -t ") + plan->type + " -o loop" +
-              (options.empty() ? "" : "," + options) + " " + image;
+    command = plan->type == nullptr ? kind + " -o " + options + " " + image
+                                    : std::string("mount -t ") + plan->type + " -o loop" +
+                                          (options.empty() ? "" : "," + options) + " " + image;
   } else if (kind == "bindfs") {
     fs::create_directory(base_.path() / "source");
     command = "bindfs " + options + " " + (base_.path() / "source").string();

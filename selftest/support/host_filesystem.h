@@ -15,7 +15,7 @@ class HostFilesystem {
  public:
   /// Mounts one of a kind: "tmpfs", "ramfs", "ext4", "ext2" (small, without room
   /// for attributes in its inodes), "xfs", "btrfs" (in an image, over a loop
-  /// device), "bindfs" (another directory, through FUSE). `options` go to mount or, of bindfs, to
+  /// device), "fuse2fs" (ext4 in an image, through FUSE), "bindfs" (another directory, through FUSE). `options` go to mount or, of bindfs, to
   /// the program. Null, with the reason in `why_not`, when this machine or this user cannot.
   static std::unique_ptr<HostFilesystem> Make(const std::string& kind, const std::string& options,
                                               std::string& why_not);
