@@ -363,7 +363,7 @@ std::int32_t ExamineDir(Port* vp, std::int32_t* res2, ::PRIVATE_ExamineDirContex
 using Table = ::FileSystemVectors;
 
 void Lie(Table& table) {
-  quorle::calls::ForEachVector([&table]<auto place>(const quorle::calls::Vector<place>& vector) {
+  quorle::calls::ForEachVector([&table]<auto place>(const quorle::calls::Vector<place>&) {
     if (table.*place != nullptr) table.*place = Lying<place>::Answer;
   });
   table.FSUnLock = UnLock;

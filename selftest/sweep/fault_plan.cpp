@@ -293,6 +293,9 @@ class FaultList {
     Wrong("another group", {{"OwnerGID", std::to_string(data.OwnerGID ^ kOtherId)}});
   }
 
+  void Add(const DirContextHandle* context) { Reasons(static_cast<bool>(*context)); }
+  void Add(const NotifyHandle* request) { Reasons(static_cast<bool>(*request)); }
+
   void Add(const DevProc* const*) {
     Deny();
     Wrong("the handler of RAM:", {{"device", "RAM:"}});
