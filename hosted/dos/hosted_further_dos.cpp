@@ -210,8 +210,9 @@ NotifyHandle HostedFurtherDos::StartNotify(const char* name, std::uint32_t flags
     }
     was_emulated_ = request.by_dos = true;
   }
-  const bool has_initial = (flags & NRF_NOTIFY_INITIAL) != 0;
-  if (has_initial && IsThere(port, at.directory(), at.leaf())) Notifications::Send(request);
+  // A handler that watches sends the first one as well.
+  const bool sends_first = request.by_dos && (flags & NRF_NOTIFY_INITIAL) != 0;
+  if (sends_first && IsThere(port, at.directory(), at.leaf())) Notifications::Send(request);
   return handle;
 }
 

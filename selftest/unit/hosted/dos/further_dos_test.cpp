@@ -35,7 +35,7 @@ class FurtherDosTest : public MachineTest {
   FurtherDosTest() {
     MachineOptions options;
     options.handlers = {{"ram", QuorleRamHandler()}, {"dir", QuorleHostdirHandler()}};
-    MountSpec host = Spec("HOST", "dir", {{"volume", "Host"}});
+    MountSpec host = Spec("HOST", "dir", {{"volume", "Directory"}});
     host.argument = directory_.path().string();
     options.mounts = {Spec("DH0", "ram", {{"volume", "Work"}}), host};
     std::string problem;
