@@ -9,20 +9,17 @@
 namespace quorle::hostdir {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::seconds;
-
 /// Directories that are remembered, and names in all of them together.
 constexpr std::size_t kMostDirectories = 16;
 constexpr std::size_t kMostNames = 1'000'000;
 
 /// Ticks of the host are shorter: those of the kernel's clock where times have nanoseconds, and those
 /// of FAT, of whole seconds and of hundredths elsewhere.
-constexpr milliseconds kFineTick(50);
-constexpr milliseconds kCoarseTick(2100);
+constexpr std::chrono::milliseconds kFineTick(50);
+constexpr std::chrono::milliseconds kCoarseTick(2100);
 /// How long names are believed that were changed by this mount since they were read; longer where the
 /// reading takes so long that it would be most of the work.
-constexpr seconds kOwnChangesLast(1);
+constexpr std::chrono::seconds kOwnChangesLast(1);
 constexpr int kReadingsShare = 10;
 
 bool SameMoment(const std::timespec& a, const std::timespec& b) {
@@ -156,7 +153,7 @@ DosError NamesCache::Read(const Opened& directory, const DirectoryNames*& names)
   known.is_read = true;
   known.reading_took = now_() - known.read;
   known.has_own_changes = false;
-  const milliseconds tick = HasFineTimes(directory.stat) ? kFineTick : kCoarseTick;
+  const std::chrono::milliseconds tick = HasFineTimes(directory.stat) ? kFineTick : kCoarseTick;
   known.is_complete =
       are_times_kept_ && (HasTimesOfItsOwn(directory.stat) || known.read - known.first_seen > tick);
   names = &known.names;

@@ -30,7 +30,7 @@ constexpr std::array kKinds = {
     Kind{'F', "handle"}, Kind{'N', "new_handle"}, Kind{'X', "handle"},  Kind{'A', "fh_arg1"},
     Kind{'C', "string"}, Kind{'T', "text"},       Kind{'=', "again"},   Kind{'R', "room"},
     Kind{'W', "bytes"},  Kind{'D', "date"},       Kind{'I', "info"},    Kind{'B', "block"},
-    Kind{'G', "tags"},   Kind{'E', "scan"},       Kind{'Q', "request"},
+    Kind{'G', "tags"},   Kind{'E', "scan"},       Kind{'Q', "request"}, Kind{'Z', "request"},
 };
 
 struct TagName {
@@ -168,7 +168,8 @@ Json PacketCodec::ArgumentValue(const Answered& call, std::size_t at) {
               {"place",
                Json::array({std::int64_t{scan.FSPrivate[0]}, std::int64_t{scan.FSPrivate[1]}})}};
     }
-    case 'Q': {
+    case 'Q':
+    case 'Z': {
       auto* const request = At<::NotifyRequest>(word);
       return {{"request", NumberOf(request)},
               {"name", TextValue(request->nr_FullName == nullptr ? "" : request->nr_FullName)},
@@ -185,6 +186,10 @@ std::int64_t PacketCodec::NumberOf(::NotifyRequest* request) {
   }
   requests_[++last_request_] = request;
   return last_request_;
+}
+
+void PacketCodec::Forget(const ::NotifyRequest* request) {
+  std::erase_if(requests_, [request](const auto& known) { return known.second == request; });
 }
 
 ::NotifyRequest* PacketCodec::RequestOf(std::int64_t number) const {
@@ -258,6 +263,12 @@ void PacketCodec::TakeArgument(const Json& answer, const Answered& call, std::si
       break;
     case 'G':
       TakeTags(answer, At<const ::TagItem>(word));
+      break;
+    case 'Q':
+      if (!done) Forget(At<const ::NotifyRequest>(word));
+      break;
+    case 'Z':
+      Forget(At<const ::NotifyRequest>(word));
       break;
     case 'E':
       if (done) TakeScan(answer, *At<::PRIVATE_ExamineDirContext>(word));

@@ -40,6 +40,7 @@ class PacketCodec {
 
   nlohmann::json ArgumentValue(const Answered& call, std::size_t at);
   std::int64_t NumberOf(::NotifyRequest* request);
+  void Forget(const ::NotifyRequest* request);
   std::int64_t ResultFrom(const nlohmann::json& answer, const Answered& call);
   void TakeArgument(const nlohmann::json& answer, const Answered& call, std::size_t at);
   void TakeMode(const nlohmann::json& answer, const Answered& call);

@@ -261,6 +261,27 @@ TEST_F(PacketCodecTest, RecordsAndInfoAndBlocks) {
   EXPECT_EQ(block.fib_Size, 5);
 }
 
+TEST_F(PacketCodecTest, ARequestIsANumberUntilItIsRemovedOrRefused) {
+  ::NotifyRequest request{};
+  request.nr_FullName = "DH0:file";
+  request.nr_Flags = NRF_SEND_MESSAGE;
+  const Json shown = Json::array(
+      {"request", {{"request", 1}, {"name", TextValue("DH0:file")}, {"flags", NRF_SEND_MESSAGE}}});
+  ::DosPacket add = Packet(QUORLE_ACTION_ADD_NOTIFY, Word(&request));
+  EXPECT_EQ(codec.Arguments(add)[0], shown);
+  EXPECT_EQ(ProblemOf({{"result", true}}, add), "");
+  EXPECT_EQ(codec.RequestOf(1), &request);
+  ::DosPacket remove = Packet(QUORLE_ACTION_REMOVE_NOTIFY, Word(&request));
+  EXPECT_EQ(codec.Arguments(remove)[0], shown);
+  EXPECT_EQ(ProblemOf({{"result", false}, {"code", 205}}, remove), "");
+  EXPECT_EQ(codec.RequestOf(1), nullptr);
+
+  codec.Arguments(add);
+  EXPECT_EQ(codec.RequestOf(2), &request);
+  EXPECT_EQ(ProblemOf({{"result", false}, {"code", 209}}, add), "");
+  EXPECT_EQ(codec.RequestOf(2), nullptr);
+}
+
 TEST_F(PacketCodecTest, APacketThatNobodyKnowsIsFiveNumbers) {
   ::DosPacket packet = Packet(4711, 1, 2, 3, 4);
   packet.dp_Arg5 = 5;
