@@ -62,8 +62,8 @@ class Notifications {
   /// Whether there is any such request.
   bool Watches(const HandlerPort& port);
 
-  /// The next message of `request`, or none.
-  MessageHandle Take(NotifyHandle request);
+  /// The next message of the request `handle`, or none.
+  MessageHandle Take(NotifyHandle handle);
   /// `message`, which was taken, is given back. False when it is none.
   bool Reply(MessageHandle message);
 

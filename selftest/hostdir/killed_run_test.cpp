@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -66,6 +67,20 @@ class KilledRunTest : public ::testing::TestWithParam<const char*> {
     ::_exit(127);
   }
 
+  /// The microseconds that all tests take, on this machine and in this build.
+  int WholeRun() const {
+    const auto begun = std::chrono::steady_clock::now();
+    const pid_t process = Start("");
+    int status = 0;
+    EXPECT_EQ(::waitpid(process, &status, 0), process);
+    const auto taken = std::chrono::steady_clock::now() - begun;
+    return static_cast<int>(std::chrono::duration_cast<std::chrono::microseconds>(taken).count());
+  }
+
+  /// When the run number `run` is stopped: at any moment of the second half, in which it has made
+  /// something and goes on to. (One that is stopped sooner is stopped at its first object.)
+  static int MomentOf(int run, int whole) { return whole / 2 + run * 7919 % (whole / 2 + 1); }
+
   /// Starts all tests and stops them after so many microseconds, when something of theirs is there.
   /// 0 when they ended before.
   pid_t StopARun(int microseconds) const {
@@ -110,11 +125,12 @@ class KilledRunTest : public ::testing::TestWithParam<const char*> {
 };
 
 TEST_P(KilledRunTest, TheNextMountNamesAndRemovesWhatIsLeft) {
+  const int whole = WholeRun();
   int with_leftovers = 0;
   int unproved = 0;
   for (int kill = 0; kill < Kills(); ++kill) {
     SCOPED_TRACE(kill);
-    const pid_t process = StopARun(2000 + kill * 7919 % 20000);
+    const pid_t process = StopARun(MomentOf(kill, whole));
     if (process == 0) continue;
     int status = 0;
     ::kill(process, SIGKILL);
@@ -146,10 +162,11 @@ TEST_P(KilledRunTest, TheNextMountNamesAndRemovesWhatIsLeft) {
 }
 
 TEST_P(KilledRunTest, WhatStaysWithoutDescriptorsIsNamed) {
+  const int whole = WholeRun();
   int with_leftovers = 0;
   for (int run = 0; run < Kills(); ++run) {
     SCOPED_TRACE(run);
-    const pid_t process = StopARun(2000 + run * 7919 % 20000);
+    const pid_t process = StopARun(MomentOf(run, whole));
     if (process == 0) continue;
     for (const std::string& name : Left(true)) Obstruct(name);
     // From here on it can open nothing any more.

@@ -273,6 +273,7 @@ TEST_F(MountTest, AHandlerThatHasLostItsFunctionsIsNotMountedAgain) {
   state.handler.Packet = [](::FileSystemVectorPort*, ::DosPacket*) {};
   const auto port = Mount();
   ASSERT_NE(port, nullptr);
+  port->UnmountForNow();
   state.handler.Mount = [](const ::HandlerMount* mount) {
     ::FileSystemVectorPort* const made = MountVersion<53>(mount);
     made->FSV = {};
@@ -280,7 +281,6 @@ TEST_F(MountTest, AHandlerThatHasLostItsFunctionsIsNotMountedAgain) {
     return made;
   };
   state.handler.Unmount = ForgetEverything;
-  port->UnmountForNow();
   EXPECT_FALSE(port->MountAgain(problem));
   EXPECT_EQ(problem, "the handler has no functions any more, it takes packets alone");
   EXPECT_EQ(port->life(), HandlerProgram::Life::kIsOver);
