@@ -44,7 +44,8 @@ std::string Blessed(const std::string& text, std::vector<CheckEvent> checks) {
   return Blessed(text, std::vector<RunRecord>{RunOf(std::move(checks))});
 }
 
-std::vector<CheckEvent> GroupOf(const std::string& group, Verdict verdict, std::int32_t code = 0) {
+std::vector<CheckEvent> ChecksOfGroup(const std::string& group, Verdict verdict,
+                                      std::int32_t code = 0) {
   std::vector<CheckEvent> checks;
   for (const CheckInfo& check : AllChecks()) {
     if (check.group == group) checks.push_back(CheckOf(check.id, verdict, code));
@@ -95,11 +96,11 @@ TEST(BlessTest, ReturnsAndAByteOrderMarkStay) {
 }
 
 TEST(BlessTest, AGroupThatCameOutTheSameIsOneEntry) {
-  EXPECT_EQ(Blessed("", GroupOf("CreateHardLink", Verdict::kUnsupported)),
+  EXPECT_EQ(Blessed("", ChecksOfGroup("CreateHardLink", Verdict::kUnsupported)),
             EntryText("CreateHardLink.*", "verdict = \"unsupported\"", "TODO"));
-  EXPECT_EQ(Blessed("", GroupOf("CreateHardLink", Verdict::kFail, 212)),
+  EXPECT_EQ(Blessed("", ChecksOfGroup("CreateHardLink", Verdict::kFail, 212)),
             EntryText("CreateHardLink.*", "verdict = \"fail\"\ncode = 212", "TODO"));
-  std::vector<CheckEvent> mixed = GroupOf("CreateSoftLink", Verdict::kUnsupported);
+  std::vector<CheckEvent> mixed = ChecksOfGroup("CreateSoftLink", Verdict::kUnsupported);
   mixed.back().verdict = Verdict::kPass;
   EXPECT_EQ(Blessed("", mixed), EntryText(mixed.front().id, "verdict = \"unsupported\"", "TODO"));
   mixed.pop_back();
@@ -149,7 +150,7 @@ TEST(BlessTest, WhatStillHoldsKeepsEachByte) {
       "when.version='<54.2'\nreason='''\n[[expect]]\n# no comment'''\n# below\n\n"
       "[[expect]]\ncheck = \"Delete.*\"\nverdict = \"fail\"\nreason = \"\xC3\xA9\"\n[expect.when]\n"
       "port = \"vector\"\n\n# The end.";
-  std::vector<CheckEvent> checks = GroupOf("Delete", Verdict::kFail);
+  std::vector<CheckEvent> checks = ChecksOfGroup("Delete", Verdict::kFail);
   checks.push_back(CheckOf("Lock.MissingObject", Verdict::kUnsupported));
   BlessReport report;
   EXPECT_EQ(Blessed(text, {RunOf(checks)}, &report), text);
@@ -294,16 +295,16 @@ TEST(BlessTest, ACodeThatChangedIsChangedInPlace) {
 TEST(BlessTest, AGroupThatPassesNowGoes) {
   const std::string text = EntryText("Open.MissingFile", "verdict = \"fail\"") + "\n" +
                            EntryText("CreateHardLink.*", "verdict = \"unsupported\"");
-  EXPECT_EQ(Blessed(text, GroupOf("CreateHardLink", Verdict::kPass)),
+  EXPECT_EQ(Blessed(text, ChecksOfGroup("CreateHardLink", Verdict::kPass)),
             EntryText("Open.MissingFile", "verdict = \"fail\""));
-  std::vector<CheckEvent> idle = GroupOf("CreateHardLink", Verdict::kPass);
+  std::vector<CheckEvent> idle = ChecksOfGroup("CreateHardLink", Verdict::kPass);
   idle.back() = CheckOf(idle.back().id, Verdict::kSkipped, 0, "nothing to do");
   EXPECT_EQ(Blessed(text, idle), EntryText("Open.MissingFile", "verdict = \"fail\""));
 }
 
 TEST(BlessTest, AGroupThatCameOutOtherwiseIsChangedInPlace) {
   EXPECT_EQ(Blessed(EntryText("CreateHardLink.*", "verdict = \"unsupported\" # all"),
-                    GroupOf("CreateHardLink", Verdict::kFail, 212)),
+                    ChecksOfGroup("CreateHardLink", Verdict::kFail, 212)),
             EntryText("CreateHardLink.*", "verdict = \"fail\" # all"));
 }
 
@@ -311,7 +312,7 @@ TEST(BlessTest, WhatLeftItsGroupBecomesAnException) {
   const std::string text =
       EntryText("CreateHardLink.*",
                 "verdict = \"unsupported\"\nwhen = { port = \"vector\", version = \"<54.2\" }");
-  std::vector<CheckEvent> checks = GroupOf("CreateHardLink", Verdict::kUnsupported);
+  std::vector<CheckEvent> checks = ChecksOfGroup("CreateHardLink", Verdict::kUnsupported);
   checks.back().verdict = Verdict::kPass;
   const std::string exception =
       "\n[[expect]]\ncheck = \"" + checks.back().id +
@@ -336,13 +337,13 @@ TEST(BlessTest, AGroupInPartSelectedKeepsItsEntry) {
 TEST(BlessTest, AnExceptionGoesWithItsGroup) {
   const std::string text = EntryText("CreateHardLink.*", "verdict = \"unsupported\"") +
                            EntryText("CreateHardLink.LinkToFile", "verdict = \"fail\"");
-  EXPECT_EQ(Blessed(text, GroupOf("CreateHardLink", Verdict::kPass)), "");
+  EXPECT_EQ(Blessed(text, ChecksOfGroup("CreateHardLink", Verdict::kPass)), "");
 }
 
 TEST(BlessTest, PatternsThatAgreedDoNotContradictAfterwards) {
   const std::string text = EntryText("Delete.*", "verdict = \"fail\"") +
                            EntryText("*.RootDirectory", "verdict = \"fail\"");
-  const std::string result = Blessed(text, GroupOf("Delete", Verdict::kUnsupported));
+  const std::string result = Blessed(text, ChecksOfGroup("Delete", Verdict::kUnsupported));
   EXPECT_TRUE(result.starts_with(text)) << result;
   EXPECT_NE(result.find(EntryText("Delete.RootDirectory", "verdict = \"unsupported\"", "TODO")),
             std::string::npos)
@@ -378,7 +379,7 @@ TEST(BlessTest, ANewEntryIsToldApartFromThoseForOtherRuns) {
             three + entry("version = \">=53.1, <54.3\""));
   const std::string group =
       EntryText("CreateHardLink.*", "verdict = \"fail\"\nwhen.port = \"packet\"");
-  EXPECT_EQ(Blessed(group, GroupOf("CreateHardLink", Verdict::kUnsupported)),
+  EXPECT_EQ(Blessed(group, ChecksOfGroup("CreateHardLink", Verdict::kUnsupported)),
             group + "\n" +
                 EntryText("CreateHardLink.*",
                           "verdict = \"unsupported\"\nwhen = { port = \"vector\" }", "TODO"));

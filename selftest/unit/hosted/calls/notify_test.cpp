@@ -11,7 +11,7 @@
 namespace quorle {
 namespace {
 
-using Lines = std::vector<std::string>;
+using ReportedLines = std::vector<std::string>;
 
 /// The notifying handler in this process, behind each kind of port.
 class NotifyTest : public testing::TestWithParam<PortType> {
@@ -34,7 +34,7 @@ class NotifyTest : public testing::TestWithParam<PortType> {
 
   FixedClock clock;
   RunWatch watch{[](const std::string&) {}};
-  Lines seen;
+  ReportedLines seen;
   std::unique_ptr<HandlerPort> port;
   std::int32_t res2 = 0;
 };
@@ -44,19 +44,19 @@ TEST_P(NotifyTest, ARequestIsLiveUntilItIsRemoved) {
   ::NotifyRequest a = Request("DH0:a", NRF_NOTIFY_INITIAL);
   ::NotifyRequest b = Request("DH0:b");
   EXPECT_TRUE(port->AddNotify(res2, &a)) << res2;
-  EXPECT_EQ(seen, Lines{"DH0:a"}) << "while it is added";
+  EXPECT_EQ(seen, ReportedLines{"DH0:a"}) << "while it is added";
   EXPECT_EQ(a.nr_Handler, port->port());
   EXPECT_TRUE(port->AddNotify(res2, &b));
   seen.clear();
   EXPECT_TRUE(port->Flush(res2));
-  EXPECT_EQ(seen, (Lines{"DH0:a", "DH0:a", "DH0:b", "DH0:b"}));
+  EXPECT_EQ(seen, (ReportedLines{"DH0:a", "DH0:a", "DH0:b", "DH0:b"}));
   seen.clear();
   EXPECT_FALSE(port->RemoveNotify(res2, &a));
   EXPECT_EQ(res2, ERROR_OBJECT_NOT_FOUND);
-  EXPECT_EQ(seen, Lines{"DH0:a"}) << "while it is removed";
+  EXPECT_EQ(seen, ReportedLines{"DH0:a"}) << "while it is removed";
   seen.clear();
   EXPECT_TRUE(port->Flush(res2));
-  EXPECT_EQ(seen, (Lines{"DH0:b", "DH0:b"}));
+  EXPECT_EQ(seen, (ReportedLines{"DH0:b", "DH0:b"}));
   EXPECT_FALSE(port->RemoveNotify(res2, &b));
   EXPECT_TRUE(port->Unmount().empty());
 }
@@ -73,7 +73,7 @@ TEST_P(NotifyTest, WhatIsNotLiveIsNoted) {
   EXPECT_TRUE(port->Flush(res2));
   EXPECT_TRUE(seen.empty());
   EXPECT_EQ(port->Unmount(),
-            Lines{"notified of nobody's request (2), in FSFlush() of Some.Check (2)"});
+            ReportedLines{"notified of nobody's request (2), in FSFlush() of Some.Check (2)"});
 }
 
 TEST_P(NotifyTest, ARefusedRequestIsNotLive) {
@@ -118,7 +118,7 @@ TEST(HostServicesNotifyTest, RequestsEndWithTheMount) {
   services.table().Notify(&services.table(), &request);
   services.table().Notify(&services.table(), nullptr);
   EXPECT_EQ(count, 1);
-  EXPECT_EQ(services.complaints(), Lines{"notified of nobody's request (2)"});
+  EXPECT_EQ(services.complaints(), ReportedLines{"notified of nobody's request (2)"});
 }
 
 }  // namespace

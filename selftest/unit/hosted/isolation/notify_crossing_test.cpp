@@ -8,7 +8,7 @@
 namespace quorle::isolation {
 namespace {
 
-using Lines = std::vector<std::string>;
+using ReportedLines = std::vector<std::string>;
 
 /// The notifying handler in a process of its own. What it reports goes to a file: it is not this
 /// process that hears of it.
@@ -38,17 +38,17 @@ class NotifyCrossingTest : public IsolatedProgramTest {
       EXPECT_TRUE(request.nr_Reserved[0] == 0) << "the handler has a request of its own";
     });
   }
-  Lines TakeReports() {
-    Lines lines;
+  ReportedLines TakeReports() {
+    ReportedLines lines;
     std::ifstream file(report_);
     for (std::string line; std::getline(file, line);) lines.push_back(line);
     std::filesystem::remove(report_);
     return lines;
   }
-  Lines TakeSeen() { return std::exchange(seen_, {}); }
+  ReportedLines TakeSeen() { return std::exchange(seen_, {}); }
 
   const std::string report_ = testing::TempDir() + "/notify_crossing." + std::to_string(getpid());
-  Lines seen_;
+  ReportedLines seen_;
 };
 
 ::NotifyRequest RequestFor(const char* name, const char* full_name, std::uint32_t flags = 0,
@@ -68,18 +68,19 @@ TEST_F(NotifyCrossingTest, CarriesRequestsAndNotifications) {
     ::NotifyRequest a = RequestFor("a", "DH0:a", NRF_SEND_SIGNAL | NRF_NOTIFY_INITIAL, 4711);
     ::NotifyRequest b = RequestFor(nullptr, "DH0:dir/b", NRF_SEND_MESSAGE, UINT32_MAX);
     EXPECT_TRUE(port_->AddNotify(code_, &a)) << code_;
-    EXPECT_EQ(TakeSeen(), Lines{"DH0:a"}) << "while it is added";
+    EXPECT_EQ(TakeSeen(), ReportedLines{"DH0:a"}) << "while it is added";
     EXPECT_TRUE(port_->AddNotify(code_, &b)) << code_;
-    EXPECT_EQ(TakeReports(), (Lines{"add a DH0:a 18 4711", "add - DH0:dir/b 1 4294967295"}));
+    EXPECT_EQ(TakeReports(),
+              (ReportedLines{"add a DH0:a 18 4711", "add - DH0:dir/b 1 4294967295"}));
     EXPECT_TRUE(port_->Flush(code_));
-    EXPECT_EQ(TakeSeen(), (Lines{"DH0:a", "DH0:a", "DH0:dir/b", "DH0:dir/b"}));
+    EXPECT_EQ(TakeSeen(), (ReportedLines{"DH0:a", "DH0:a", "DH0:dir/b", "DH0:dir/b"}));
     EXPECT_FALSE(port_->RemoveNotify(code_, &a));
     EXPECT_EQ(code_, ERROR_OBJECT_NOT_FOUND);
-    EXPECT_EQ(TakeSeen(), Lines{"DH0:a"}) << "while it is removed";
+    EXPECT_EQ(TakeSeen(), ReportedLines{"DH0:a"}) << "while it is removed";
     EXPECT_TRUE(port_->Flush(code_));
-    EXPECT_EQ(TakeSeen(), (Lines{"DH0:dir/b", "DH0:dir/b"}));
+    EXPECT_EQ(TakeSeen(), (ReportedLines{"DH0:dir/b", "DH0:dir/b"}));
     EXPECT_TRUE(port_->Unmount().empty());
-    EXPECT_EQ(TakeReports(), (Lines{"remove DH0:a", "left DH0:dir/b"}));
+    EXPECT_EQ(TakeReports(), (ReportedLines{"remove DH0:a", "left DH0:dir/b"}));
   }
   EXPECT_TRUE(lines_.empty());
 }
@@ -102,9 +103,10 @@ TEST_F(NotifyCrossingTest, ARequestOfNobodyIsOneToo) {
   MountNotifying();
   ::NotifyRequest stranger = RequestFor("a", "DH0:a");
   EXPECT_FALSE(port_->RemoveNotify(code_, &stranger));
-  EXPECT_EQ(TakeReports(), Lines{"remove "});
+  EXPECT_EQ(TakeReports(), ReportedLines{"remove "});
   EXPECT_TRUE(TakeSeen().empty());
-  EXPECT_EQ(port_->Unmount(), Lines{"notified of nobody's request (1), in FSRemoveNotify() (1)"});
+  EXPECT_EQ(port_->Unmount(),
+            ReportedLines{"notified of nobody's request (1), in FSRemoveNotify() (1)"});
 }
 
 TEST_F(NotifyCrossingTest, WhatIsNotLiveIsNotedInTheProcess) {
@@ -115,7 +117,7 @@ TEST_F(NotifyCrossingTest, WhatIsNotLiveIsNotedInTheProcess) {
   TakeSeen();
   EXPECT_TRUE(port_->Flush(code_));
   EXPECT_TRUE(TakeSeen().empty());
-  EXPECT_EQ(port_->Unmount(), Lines{"notified of nobody's request (1), in FSFlush() (1)"});
+  EXPECT_EQ(port_->Unmount(), ReportedLines{"notified of nobody's request (1), in FSFlush() (1)"});
 }
 
 TEST_F(NotifyCrossingTest, AFloodIsCut) {
@@ -129,10 +131,10 @@ TEST_F(NotifyCrossingTest, AFloodIsCut) {
   EXPECT_TRUE(port_->AddNotify(code_, &b));
   EXPECT_TRUE(port_->Flush(code_));
   EXPECT_TRUE(port_->Flush(code_));
-  const Lines seen = TakeSeen();
+  const ReportedLines seen = TakeSeen();
   EXPECT_EQ(seen.size(), 2000U);
   EXPECT_EQ(std::count(seen.begin(), seen.end(), "DH0:b"), 800);
-  EXPECT_EQ(lines_, Lines{"handler of DH0: notified more than 1000 times in FSFlush()"});
+  EXPECT_EQ(lines_, ReportedLines{"handler of DH0: notified more than 1000 times in FSFlush()"});
 }
 
 TEST_F(NotifyCrossingTest, RequestsAreAddedAgainToTheNextProcess) {
@@ -151,14 +153,14 @@ TEST_F(NotifyCrossingTest, RequestsAreAddedAgainToTheNextProcess) {
 
     watch_.BeginTest(1, "Some()");
     EXPECT_TRUE(port_->Flush(code_)) << code_;
-    EXPECT_EQ(TakeReports(), (Lines{"add a DH0:a 2 0", "add b DH0:b 0 0"}));
-    EXPECT_EQ(TakeSeen(), (Lines{"DH0:a", "DH0:b"})) << "no first one again";
+    EXPECT_EQ(TakeReports(), (ReportedLines{"add a DH0:a 2 0", "add b DH0:b 0 0"}));
+    EXPECT_EQ(TakeSeen(), (ReportedLines{"DH0:a", "DH0:b"})) << "no first one again";
     EXPECT_FALSE(port_->RemoveNotify(code_, &a));
     EXPECT_EQ(code_, ERROR_OBJECT_NOT_FOUND);
-    EXPECT_EQ(TakeSeen(), Lines{"DH0:a"});
+    EXPECT_EQ(TakeSeen(), ReportedLines{"DH0:a"});
     watch_.EndTest();
     EXPECT_TRUE(port_->Unmount().empty());
-    EXPECT_EQ(TakeReports(), (Lines{"remove DH0:a", "left DH0:b"}));
+    EXPECT_EQ(TakeReports(), (ReportedLines{"remove DH0:a", "left DH0:b"}));
   }
 }
 
@@ -174,7 +176,7 @@ TEST_F(NotifyCrossingTest, ARequestThatIsRefusedAgainStaysSilent) {
   EXPECT_TRUE(TakeSeen().empty());
   EXPECT_FALSE(port_->RemoveNotify(code_, &request));
   EXPECT_EQ(code_, ERROR_DEVICE_NOT_MOUNTED) << "it was of the earlier process";
-  EXPECT_EQ(TakeReports(), (Lines{"add a DH0:a 0 0", "add a DH0:a 0 0"}));
+  EXPECT_EQ(TakeReports(), (ReportedLines{"add a DH0:a 0 0", "add a DH0:a 0 0"}));
   watch_.EndTest();
   EXPECT_TRUE(port_->Unmount().empty());
   std::filesystem::remove(file);
