@@ -79,12 +79,12 @@ struct Vector : VectorForm {
 };
 
 /// Tags of SET_OWNER_INFO.
-inline constexpr std::uint32_t kOwnerTag = 0x80001842;
-inline constexpr std::uint32_t kGroupTag = 0x80001843;
+inline constexpr std::uint32_t kOwnerTag = QUORLE_OI_OwnerUID;
+inline constexpr std::uint32_t kGroupTag = QUORLE_OI_OwnerGID;
 
 /// What kind of object CHANGE_MODE is about: its first argument.
-inline constexpr std::int64_t kModeOfLock = 0;
-inline constexpr std::int64_t kModeOfFile = 1;
+inline constexpr std::int64_t kModeOfLock = CHANGE_LOCK;
+inline constexpr std::int64_t kModeOfFile = CHANGE_FH;
 
 // clang-format off
 inline constexpr std::tuple kVectors{

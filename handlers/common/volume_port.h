@@ -29,9 +29,9 @@ namespace quorle::common {
 ///               `ref->name` is the name. A null one as an argument means the root.
 ///     OpenFile  an open file: `entry`, the Ref through which it was opened, and `position`
 ///
-/// and the operations called below. Where it has Format() it can be formatted and serialized while it is
-/// inhibited; where it has watches() it notifies; dos emulates records of every volume. Each returns a DosError, or throws it unless it is of locks or
-/// Relabel(), and gives what it found or made through its last parameters; it may throw what the
+/// and the operations called below. Where it has Format() it can be formatted and serialized while it
+/// is inhibited; where it has watches() it notifies; record locks are left to dos. Each returns a
+/// DosError, or throws it unless it is of locks or Relabel(), and gives what it found or made through its last parameters; it may throw what the
 /// C++ library throws.
 template <class Volume>
 class VolumePort {

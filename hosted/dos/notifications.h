@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -50,7 +49,6 @@ class Notifications {
       return goes;
     });
   }
-  std::size_t size() const { return requests_.size(); }
 
   /// The object of `request` has changed.
   static void Send(Request& request);

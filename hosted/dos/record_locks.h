@@ -26,8 +26,6 @@ class RecordLocks {
   /// Releases all ranges of `file`.
   void Release(const ::FileHandle& file);
 
-  std::size_t size() const { return locks_.size(); }
-
  private:
   struct Held {
     const ::FileHandle* file;
