@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "explore/call.h"
+
+namespace quorle::explore {
+
+/// What one call came to on both sides, as text: "TRUE", "FALSE 203", "0 205", "300".
+struct ShownCall {
+  Call call;
+  std::string device;     ///< what came of it on the device
+  std::string reference;  ///< empty: the same
+};
+
+/// Where a device is unlike the reference.
+struct Difference {
+  /// How it counts.
+  enum class Weight : std::uint8_t {
+    kError,
+    kNote,  ///< what is due is unknown or disputed: reported, and never a failure
+  };
+  std::string rule;  ///< "refusal-is-harmless"
+  std::string id;    ///< rule, operation and outcome: "rename-refused-changes-source"
+  Weight weight = Weight::kError;
+  std::string what;               ///< one line: "a refused call changed what it named"
+  std::vector<ShownCall> calls;   ///< the sequence up to and with the call that showed it
+  std::vector<std::string> then;  ///< what was looked at afterwards, and what was seen, a line each
+};
+
+}  // namespace quorle::explore

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include "hosted/calls/clock.h"
+
+namespace quorle::explore {
+
+/// The clock of a search: each call has a tick of its own, so that the same calls see the same dates, and
+/// the date of a change says in which call it was made.
+class SearchClock final : public Clock {
+ public:
+  /// The day on which a search begins: far enough from the host's own that the two cannot be mixed up.
+  static constexpr std::int32_t kFirstDay = 20000;
+  static constexpr std::int64_t kTicksPerDay = 24 * 60 * 60 * 50;
+
+  quorle::DateStamp Now() override { return ToDate(ticks_); }
+  void Sleep(std::uint32_t ticks) override { ticks_ += ticks; }
+
+  /// The next call.
+  void Step() { ++ticks_; }
+  /// Ticks since 1978.
+  std::int64_t ticks() const { return ticks_; }
+
+  static constexpr std::int64_t ToTicks(const quorle::DateStamp& date) {
+    return (date.ds_Days * std::int64_t{24 * 60} + date.ds_Minute) * 3000 + date.ds_Tick;
+  }
+  static constexpr quorle::DateStamp ToDate(std::int64_t ticks) {
+    return {static_cast<std::int32_t>(ticks / kTicksPerDay),
+            static_cast<std::int32_t>(ticks / 3000 % (24 * 60)),
+            static_cast<std::int32_t>(ticks % 3000)};
+  }
+
+ private:
+  std::int64_t ticks_ = kFirstDay * kTicksPerDay;
+};
+
+}  // namespace quorle::explore

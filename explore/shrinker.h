@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+
+#include "explore/choices.h"
+
+namespace quorle::explore {
+
+/// How hard a shrinker tries.
+struct ShrinkBounds {
+  std::size_t attempts = 2000;  ///< at most so many sequences are tried
+};
+
+/// Reduces `choices` as long as `differs` says that what is left still shows the same difference: chunks of
+/// calls go, large ones first; then values are lowered, to 0 first; then calls change places where that makes
+/// an earlier one plainer; again, until nothing helps. `differs` may say no to what it said yes to: nothing
+/// here needs a defect to come each time. Returns the last sequence that differed.
+Choices Shrink(Choices choices, const std::function<bool(const Choices&)>& differs,
+               const ShrinkBounds& bounds = {});
+
+}  // namespace quorle::explore

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "explore/operation.h"
+
+namespace quorle::explore {
+
+class Side;
+
+/// What a filesystem can do at all. It is found out before the search, said once, and what it cannot do is
+/// not asked for afterwards: that is no difference. As it is made it describes the reference volume.
+struct Traits {
+  /// Whether the operation is there: not answered with 209 or 236.
+  std::array<bool, kOperations> knows = AllKnown();
+  bool links_to_directories = true;  ///< hard links
+  bool root_attributes = true;       ///< protection, comment, date and owner of the root can be set
+  std::int32_t name_limit = 107;     ///< bytes of a name
+  std::int32_t comment_limit = 255;  ///< bytes of a comment
+  std::int32_t target_limit = 255;   ///< bytes of the path in a soft link
+  std::uint32_t protection = 0xFFFFFFFF;  ///< the bits that are kept
+  std::uint32_t owner = 0xFFFFFFFF;       ///< the same, of a user
+  std::uint32_t group = 0xFFFFFFFF;       ///< the same
+  std::int32_t date_ticks = 1;            ///< dates are kept to so many ticks
+  bool own_clock = false;    ///< changes are dated by the host's clock, not by that of dos
+  bool counts_links = true;  ///< RefCount is not 0
+  bool counts_users = true;  ///< id_InUse says whether something is open
+  bool frees_blocks = true;  ///< id_NumBlocksUsed can be compared before and after
+  bool zeroes_grown = true;  ///< a file that is made longer is filled with zeros
+  std::int64_t size_limit = std::int64_t{1} << 40;  ///< bytes that a file can have, data or none
+
+  bool Knows(Operation operation) const { return knows[static_cast<std::size_t>(operation)]; }
+
+ private:
+  static constexpr std::array<bool, kOperations> AllKnown() {
+    std::array<bool, kOperations> all{};
+    all.fill(true);
+    return all;
+  }
+};
+
+}  // namespace quorle::explore
