@@ -24,6 +24,9 @@ struct Difference {
   };
   std::string rule;  ///< "refusal-is-harmless"
   std::string id;    ///< rule, operation and outcome: "rename-refused-changes-source"
+  /// What must be the same when it is shrunk: of the rules for whole trees not the operation, which is that
+  /// of the last call.
+  std::string kind;
   Weight weight = Weight::kError;
   std::string what;               ///< one line: "a refused call changed what it named"
   std::vector<ShownCall> calls;   ///< the sequence up to and with the call that showed it

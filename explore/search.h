@@ -59,13 +59,20 @@ class Search {
 
  private:
   void Take(std::uint64_t seed, Choices choices, Difference difference);
+  /// Whether a difference of that kind is worth the time of shrinking it once more.
+  bool IsWorthShrinking(const std::string& kind);
 
   Trial& trial_;
   SearchSettings settings_;
   OnFinding on_finding_;
   IsOver is_over_;
   std::map<std::string, Finding> findings_;
-  std::map<std::string, int> seen_;  ///< how often differences of a rule and operation were shrunk
+  /// What is known of a kind of difference.
+  struct Kind {
+    std::uint64_t times = 0;
+    std::string id;  ///< of the finding that it came to last
+  };
+  std::map<std::string, Kind> kinds_;
 };
 
 }  // namespace quorle::explore

@@ -144,6 +144,14 @@ const ExamineData* Side::Look(const char* name, std::int32_t& code) {
   return record_;
 }
 
+const ExamineData* Side::LookAt(Argument kind, std::uint8_t number, std::int32_t& code) {
+  FreeRecord();
+  record_ = kind == Argument::kLock ? dos_.ExamineObject(EX_LockInput, At(locks_, number))
+                                    : dos_.ExamineObject(EX_FileHandleInput, At(files_, number));
+  code = record_ == nullptr ? dos_.IoErr() : 0;
+  return record_;
+}
+
 void Side::Read(Outcome& outcome, FileHandle file, std::int64_t bytes) {
   const std::int32_t count = std::min(Clipped(bytes), kMostBytes);
   const auto size = static_cast<std::size_t>(std::max(count, 0));

@@ -42,6 +42,8 @@ class Side {
   void Make(const Call& call, Outcome& outcome);
   /// The record of the object `name` itself, valid until the next call; null with `code`.
   const ExamineData* Look(const char* name, std::int32_t& code);
+  /// The record of the lock or file with that number, valid until the next call; null with `code`.
+  const ExamineData* LookAt(Argument kind, std::uint8_t number, std::int32_t& code);
 
   /// Whether the object with that number is there; `kind` is one of Argument's four.
   bool Has(Argument kind, std::uint8_t number) const;

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -67,13 +67,19 @@ class Trial {
   Trial(const Trial&) = delete;
   Trial& operator=(const Trial&) = delete;
 
-  /// Runs the sequence that `choices` make. The first difference ends it.
-  std::optional<Difference> Run(std::span<const Choice> choices);
+  /// Runs the sequence that `choices` make. The first difference ends it. With `texts` the calls of the
+  /// difference have what came of them; without, which is faster, they have nothing but themselves.
+  std::optional<Difference> Run(std::span<const Choice> choices, bool texts = false);
   /// The same of calls that are there.
-  std::optional<Difference> Run(std::span<const Call> calls);
+  std::optional<Difference> Run(std::span<const Call> calls, bool texts = false);
 
   /// How many calls were made on each side since this was made.
   std::uint64_t calls_made() const;
+  /// Differences that end no sequence and are no failures, by their ids, each as it was first seen.
+  const std::map<std::string, Difference>& notes() const;
+  /// The directory of the device that is worked in now: another one than that of the settings when
+  /// something in that one could not be deleted. Empty: the root.
+  const std::string& directory() const;
 
  private:
   class Sequence;

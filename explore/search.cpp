@@ -1,0 +1,86 @@
+#include "explore/search.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "explore/shrinker.h"
+
+namespace quorle::explore {
+
+Search::Search(Trial& trial, SearchSettings settings, OnFinding on_finding, IsOver is_over)
+    : trial_(trial),
+      settings_(std::move(settings)),
+      on_finding_(std::move(on_finding)),
+      is_over_(std::move(is_over)) {}
+
+SearchSummary Search::Run() {
+  using Moment = std::chrono::steady_clock;
+  const Moment::time_point begun = Moment::now();
+  SearchSummary summary;
+  for (std::uint64_t seed = settings_.first_seed;; ++seed) {
+    if (settings_.last_seed && seed > *settings_.last_seed) break;
+    if (seed % settings_.shards != settings_.shard % settings_.shards) continue;
+    if (settings_.time && Moment::now() - begun >= *settings_.time) break;
+    if (is_over_()) break;
+    Choices choices = DrawChoices(seed, settings_.calls);
+    const std::uint64_t before = trial_.calls_made();
+    std::optional<Difference> difference = trial_.Run(choices);
+    summary.calls += trial_.calls_made() - before;
+    ++summary.sequences;
+    if (difference) Take(seed, std::move(choices), std::move(*difference));
+    if (seed == UINT64_MAX) break;
+  }
+  summary.time = std::chrono::duration_cast<std::chrono::microseconds>(Moment::now() - begun);
+  return summary;
+}
+
+bool Search::IsWorthShrinking(const std::string& kind) {
+  // The first few, since the same kind may be several defects, and then less and less often.
+  constexpr std::uint64_t kAlways = 4;
+  const std::uint64_t times = ++kinds_[kind].times;
+  return times <= kAlways || std::has_single_bit(times);
+}
+
+void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
+  const std::string kind = difference.kind;
+  if (!IsWorthShrinking(kind)) {
+    if (const auto known = findings_.find(kinds_[kind].id); known != findings_.end()) {
+      ++known->second.times;
+    }
+    return;
+  }
+  const auto begun = std::chrono::steady_clock::now();
+  Finding finding;
+  finding.seed = seed;
+  finding.calls = difference.calls.size();
+  // Calls behind the one that showed it were not made.
+  choices.resize(std::min(choices.size(), difference.calls.size() * kChoicesPerCall));
+  const auto differs = [&](const Choices& candidate) {
+    const std::optional<Difference> found = trial_.Run(candidate);
+    return found && found->kind == kind;
+  };
+  finding.comes_again = differs(choices);
+  if (finding.comes_again) {
+    choices = Shrink(std::move(choices), differs);
+    if (auto shown = trial_.Run(choices, true); shown && shown->kind == kind) {
+      difference = std::move(*shown);
+    }
+  }
+  finding.choices = std::move(choices);
+  finding.difference = std::move(difference);
+  finding.shrinking = std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now() - begun);
+  const std::string& id = finding.difference.id;
+  kinds_[kind].id = id;
+  const auto [known, first] = findings_.try_emplace(id);
+  if (!first) {
+    ++known->second.times;
+    if (known->second.difference.calls.size() <= finding.difference.calls.size()) return;
+    finding.times = known->second.times;
+  }
+  known->second = std::move(finding);
+  on_finding_(known->second, first);
+}
+
+}  // namespace quorle::explore

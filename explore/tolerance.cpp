@@ -1,0 +1,148 @@
+#include "explore/tolerance.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <string>
+
+#include "platform/constants.h"
+
+namespace quorle::explore {
+namespace {
+
+/// The names that a call gives, as far as they are paths.
+std::span<const std::string> NamesOf(const Call& call) {
+  std::size_t count = 0;
+  for (const Argument argument : RowOf(call.operation).Arguments()) {
+    if (argument == Argument::kName) ++count;
+  }
+  return {call.text.data(), count};
+}
+
+/// What the reference says of the object of a name; none when it is not there.
+std::optional<ExamineData> ObjectOf(Side& side, const std::string& name) {
+  std::int32_t code = 0;
+  const ExamineData* const record = side.Look(name.c_str(), code);
+  return record == nullptr ? std::nullopt : std::optional<ExamineData>(*record);
+}
+
+bool IsMissing(Side& side, const std::string& name) {
+  std::int32_t code = 0;
+  return side.Look(name.c_str(), code) == nullptr && code != ERROR_OBJECT_IN_USE;
+}
+
+/// Whether a part of the path before its last is a file.
+bool LeadsThroughFile(Side& side, const std::string& name) {
+  for (std::size_t slash = name.find('/'); slash != std::string::npos;
+       slash = name.find('/', slash + 1)) {
+    const auto object = ObjectOf(side, name.substr(0, slash));
+    if (object && (object->Type & FSO_TYPE_MASK) == FSO_TYPE_FILE) return true;
+  }
+  // Relative to a lock on a file every name leads through it.
+  const auto here = ObjectOf(side, std::string());
+  return here && (here->Type & FSO_TYPE_MASK) == FSO_TYPE_FILE;
+}
+
+bool HasBits(Side& side, const Call& call, std::uint32_t bits) {
+  const auto names = NamesOf(call);
+  return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+    const auto object = ObjectOf(side, name);
+    return object && (object->Protection & bits) != 0;
+  });
+}
+
+bool IsProtected(Side& side) {
+  InfoData info{};
+  return side.dos().GetDiskInfo(side.device().c_str(), info) &&
+         info.id_DiskState == ID_DISKSTATE_WRITE_PROTECTED;
+}
+
+/// Whether somebody holds the object, as far as a lock can find that out: of a directory it cannot.
+bool IsHeld(Side& side, const std::string& name) {
+  const auto object = ObjectOf(side, name);
+  if (!object) return false;
+  if ((object->Type & FSO_TYPE_MASK) == FSO_TYPE_DIRECTORY) return true;
+  const LockHandle lock = side.dos().Lock(name.c_str(), EXCLUSIVE_LOCK);
+  const bool held = !lock && side.dos().IoErr() == ERROR_OBJECT_IN_USE;
+  side.dos().UnLock(lock);
+  return held;
+}
+
+/// Whether `code` is a reason for which `call` has to be refused, beside that of the reference.
+bool IsReason(const Call& call, std::int32_t code, Side& side) {
+  const auto names = NamesOf(call);
+  const auto any = [&](auto holds) { return std::any_of(names.begin(), names.end(), holds); };
+  switch (code) {
+    case ERROR_OBJECT_NOT_FOUND:
+      return any([&](const std::string& name) { return IsMissing(side, name); });
+    case ERROR_OBJECT_EXISTS:
+      return !names.empty() && ObjectOf(side, names.back()).has_value() &&
+             (names.size() == 2 || call.operation != Operation::kDelete);
+    case ERROR_OBJECT_IN_USE:
+      return any([&](const std::string& name) { return IsHeld(side, name); });
+    case ERROR_DELETE_PROTECTED:
+      return HasBits(side, call, EXDF_NO_DELETE);
+    case ERROR_WRITE_PROTECTED:
+      return HasBits(side, call, EXDF_NO_WRITE);
+    case ERROR_READ_PROTECTED:
+      return HasBits(side, call, EXDF_NO_READ);
+    case ERROR_DISK_WRITE_PROTECTED:
+      return IsProtected(side);
+    case ERROR_DIRECTORY_NOT_EMPTY:
+      return call.operation == Operation::kDelete;
+    case ERROR_OBJECT_WRONG_TYPE:
+      return any([&](const std::string& name) { return LeadsThroughFile(side, name); });
+    default:
+      return false;
+  }
+}
+
+constexpr auto kTolerances = std::to_array<Tolerance>({
+    {"code-order",
+     "several reasons to refuse a call hold, and nothing says which of them is found first",
+     [](const Call& call, std::int32_t, std::int32_t device, Side& side) {
+       return IsReason(call, device, side);
+     }},
+    {"through-file",
+     "a name that leads through a file is not there (205), or is no directory (212)",
+     [](const Call& call, std::int32_t reference, std::int32_t device, Side& side) {
+       const auto is_one = [](std::int32_t code) {
+         return code == ERROR_OBJECT_NOT_FOUND || code == ERROR_OBJECT_WRONG_TYPE;
+       };
+       const auto names = NamesOf(call);
+       return is_one(reference) && is_one(device) &&
+              std::any_of(names.begin(), names.end(),
+                          [&](const std::string& name) { return LeadsThroughFile(side, name); });
+     }},
+    {"directory-not-found", "204 may stand for 205 where a directory was expected",
+     [](const Call&, std::int32_t reference, std::int32_t device, Side&) {
+       return reference == ERROR_OBJECT_NOT_FOUND && device == ERROR_DIR_NOT_FOUND;
+     }},
+});
+
+}  // namespace
+
+std::span<const Tolerance> Tolerances() {
+  return kTolerances;
+}
+
+bool IsTolerated(const Call& call, std::int32_t reference, std::int32_t device, Side& side) {
+  return std::any_of(kTolerances.begin(), kTolerances.end(), [&](const Tolerance& tolerance) {
+    return tolerance.allows(call, reference, device, side);
+  });
+}
+
+bool IsOpenCode(const Call&, std::int32_t reference) {
+  switch (reference) {
+    case ERROR_BAD_NUMBER:
+    case ERROR_REQUIRED_ARG_MISSING:
+    case ERROR_LINE_TOO_LONG:
+    case ERROR_INVALID_COMPONENT_NAME:
+    case ERROR_INVALID_LOCK:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace quorle::explore

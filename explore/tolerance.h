@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "explore/call.h"
+#include "explore/side.h"
+
+namespace quorle::explore {
+
+/// A code of a refusal that is as good as the reference's, and why.
+struct Tolerance {
+  std::string_view name;    ///< "code-order"
+  std::string_view reason;  ///< a sentence
+  /// Whether `device` is as good as `reference` for `call`, which both refused. `side` is the reference
+  /// after the call, to be looked at and left as it is.
+  bool (*allows)(const Call& call, std::int32_t reference, std::int32_t device, Side& side);
+};
+
+/// All of them. What none of them allows is a difference.
+std::span<const Tolerance> Tolerances();
+
+/// Whether one of them allows `device` in place of `reference`.
+bool IsTolerated(const Call& call, std::int32_t reference, std::int32_t device, Side& side);
+
+/// Whether no rule of the platform names the code with which the reference refused `call`: another code is
+/// then worth a note, and no failure.
+bool IsOpenCode(const Call& call, std::int32_t reference);
+
+}  // namespace quorle::explore

@@ -1,0 +1,195 @@
+#include "explore/tree.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <utility>
+
+#include "platform/constants.h"
+
+namespace quorle::explore {
+namespace {
+
+/// A hash over eight bytes at a time: what is compared was written by us, nobody looks for collisions. Every
+/// part but the last has a multiple of eight bytes.
+class ContentHash {
+ public:
+  void Add(const std::uint8_t* bytes, std::size_t count) {
+    for (; count != 0;) {
+      std::uint64_t word = 0;
+      const std::size_t taken = std::min<std::size_t>(count, 8);
+      std::memcpy(&word, bytes, taken);
+      hash_ = (hash_ ^ word) * 0x9E3779B97F4A7C15;
+      hash_ ^= hash_ >> 32;
+      bytes += taken;
+      count -= taken;
+    }
+  }
+  std::uint64_t value() const { return hash_; }
+
+ private:
+  std::uint64_t hash_ = 0xCBF29CE484222325;
+};
+
+/// Walks one side.
+class Walker {
+ public:
+  Walker(Side& side, const WalkBounds& bounds, Tree& tree)
+      : dos_(side.dos()), further_(side.further()), bounds_(bounds), tree_(tree) {}
+
+  void Run() {
+    tree_.error = List(std::string(), tree_.objects);
+    // A directory is followed by what is in it; the list grows while it is gone through.
+    for (std::size_t i = 0; i != tree_.objects.size(); ++i) {
+      if (tree_.objects.size() > bounds_.objects) {
+        tree_.is_cut = true;
+        return;
+      }
+      switch (tree_.objects[i].record.Type & FSO_TYPE_MASK) {
+        case FSO_TYPE_DIRECTORY: {
+          std::vector<TreeObject> inside;
+          const std::int32_t error = List(tree_.objects[i].path + "/", inside);
+          tree_.objects[i].error = error;
+          const auto at = tree_.objects.begin() + static_cast<std::ptrdiff_t>(i) + 1;
+          tree_.objects.insert(at, std::make_move_iterator(inside.begin()),
+                               std::make_move_iterator(inside.end()));
+          break;
+        }
+        case FSO_TYPE_FILE:
+          if (bounds_.file_bytes > 0) ReadFile(tree_.objects[i]);
+          break;
+        default:
+          break;
+      }
+    }
+  }
+
+ private:
+  std::int32_t List(const std::string& prefix, std::vector<TreeObject>& objects) {
+    const std::string path = prefix.empty() ? prefix : prefix.substr(0, prefix.size() - 1);
+    const DirContextHandle scan = further_.ObtainDirContext(EX_StringNameInput, path.c_str());
+    if (!scan) return dos_.IoErr();
+    std::int32_t error = 0;
+    for (;;) {
+      const ExamineData* const record = further_.ExamineDir(scan);
+      if (record == nullptr) {
+        error = dos_.IoErr();
+        break;
+      }
+      if (objects.size() == bounds_.listed) {
+        tree_.is_cut = true;
+        break;
+      }
+      TreeObject object;
+      object.record = *record;
+      object.name = record->Name;
+      object.path = prefix + object.name;
+      object.comment = record->Comment;
+      object.link = record->Link;
+      objects.push_back(std::move(object));
+    }
+    further_.ReleaseDirContext(scan);
+    std::sort(objects.begin(), objects.end(), [](const TreeObject& a, const TreeObject& b) {
+      return a.path != b.path ? a.path < b.path : a.record.ObjectID < b.record.ObjectID;
+    });
+    return error == ERROR_NO_MORE_ENTRIES ? 0 : error;
+  }
+
+  void ReadFile(TreeObject& object) {
+    const char* const path = object.path.c_str();
+    FileHandle file = dos_.Open(path, MODE_OLDFILE);
+    if (!file && bounds_.unprotect && dos_.IoErr() == ERROR_READ_PROTECTED) {
+      dos_.SetProtection(path, EXDF_DEFAULT);
+      file = dos_.Open(path, MODE_OLDFILE);
+    }
+    if (!file) {
+      object.error = dos_.IoErr();
+      return;
+    }
+    ContentHash hash;
+    const std::int64_t size = object.record.FileSize;
+    if (size <= bounds_.file_bytes) {
+      ReadPart(object, file, 0, size + 1, hash);
+    } else {
+      // The beginning, the end, and pages between, spread evenly.
+      constexpr int kParts = 8;
+      for (int part = 0; part <= kParts; ++part) {
+        const std::int64_t at = (size / kParts * part) / 4096 * 4096;
+        ReadPart(object, file, std::min(at, std::max<std::int64_t>(size - 65536, 0)), 65536, hash);
+      }
+    }
+    dos_.Close(file);
+    object.content = hash.value();
+  }
+
+  void ReadPart(TreeObject& object, FileHandle file, std::int64_t at, std::int64_t bytes,
+                ContentHash& hash) {
+    if (at != 0 && !dos_.ChangeFilePosition(file, at, OFFSET_BEGINNING)) {
+      object.error = dos_.IoErr();
+      return;
+    }
+    while (bytes > 0) {
+      const std::size_t wanted =
+          static_cast<std::size_t>(std::min<std::int64_t>(bytes, std::ssize(buffer_)));
+      const std::size_t count = Fill(object, file, wanted);
+      hash.Add(buffer_.data(), count);
+      object.bytes += static_cast<std::int64_t>(count);
+      bytes -= static_cast<std::int64_t>(count);
+      if (count != wanted) return;
+    }
+  }
+
+  /// Reads until there are `wanted` bytes, or no more.
+  std::size_t Fill(TreeObject& object, FileHandle file, std::size_t wanted) {
+    std::size_t filled = 0;
+    while (filled != wanted) {
+      const std::int32_t count =
+          dos_.Read(file, &buffer_[filled], static_cast<std::int32_t>(wanted - filled));
+      if (count < 0) object.error = dos_.IoErr();
+      if (count <= 0) break;
+      filled += static_cast<std::size_t>(count);
+    }
+    return filled;
+  }
+
+  DosInterface& dos_;
+  FurtherDosInterface& further_;
+  const WalkBounds& bounds_;
+  Tree& tree_;
+  std::array<std::uint8_t, 16384> buffer_;
+};
+
+}  // namespace
+
+void Walk(Side& side, const WalkBounds& bounds, Tree& tree) {
+  tree.objects.clear();
+  tree.error = 0;
+  tree.is_cut = false;
+  const LockHandle current = side.dos().SetCurrentDir(side.base());
+  Walker(side, bounds, tree).Run();
+  side.dos().SetCurrentDir(current);
+}
+
+bool Empty(Side& side) {
+  DosInterface& dos = side.dos();
+  Tree tree;
+  for (int round = 0; round != 3; ++round) {
+    Walk(side, {.file_bytes = 0}, tree);
+    if (tree.objects.empty()) return tree.error == 0;
+    const LockHandle current = dos.SetCurrentDir(side.base());
+    for (auto object = tree.objects.rbegin(); object != tree.objects.rend(); ++object) {
+      const char* const path = object->path.c_str();
+      if (dos.Delete(path)) continue;
+      dos.SetProtection(path, EXDF_DEFAULT);
+      dos.Delete(path);
+    }
+    dos.SetCurrentDir(current);
+  }
+  Walk(side, {.file_bytes = 0}, tree);
+  return tree.objects.empty() && tree.error == 0;
+}
+
+}  // namespace quorle::explore
