@@ -17,6 +17,7 @@ class FileFunctions : private MountedVolume<Volume> {
   using Base::FileOf;
   using Base::FreeLock;
   using Base::IsExclusive;
+  using Base::Of;
   using Base::RefOf;
   using Base::VolumeOf;
   using typename Base::OpenFile;
@@ -47,6 +48,7 @@ class FileFunctions : private MountedVolume<Volume> {
 
   static std::int32_t FSClose(Port* vp, std::int32_t* res2, ::FileHandle* fh) {
     const std::unique_ptr<OpenFile> file(&FileOf(fh));
+    Of(vp).ranges.Release(*file);
     fh->fh_Arg2 = nullptr;
     return Truth(res2, [&] { return VolumeOf(vp).Close(*file); });
   }
@@ -99,6 +101,17 @@ class FileFunctions : private MountedVolume<Volume> {
 
   static std::int32_t FSSameFile(Port*, std::int32_t*, ::FileHandle* a, ::FileHandle* b) {
     return Volume::IsSameObject(*FileOf(a).entry, *FileOf(b).entry) ? kTrue : kFalse;
+  }
+
+  static std::int32_t FSLockRecord(Port* vp, std::int32_t* res2, ::FileHandle* fh,
+                                   std::int64_t offset, std::int64_t length, std::uint32_t mode,
+                                   std::uint32_t) {
+    return Truth(res2, [&] { return Of(vp).ranges.Lock(FileOf(fh), offset, length, mode); });
+  }
+
+  static std::int32_t FSUnLockRecord(Port* vp, std::int32_t* res2, ::FileHandle* fh,
+                                     std::int64_t offset, std::int64_t length) {
+    return Truth(res2, [&] { return Of(vp).ranges.UnLock(FileOf(fh), offset, length); });
   }
 };
 

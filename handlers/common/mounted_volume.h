@@ -5,6 +5,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "handlers/common/locked_ranges.h"
 #include "handlers/common/settings.h"
 #include "quorle/handler.h"
 
@@ -29,6 +30,7 @@ class MountedVolume {
     std::reference_wrapper<const ::HandlerServices> dos;
     void** medium = nullptr;  ///< where the volume is left; null: it ends with the mount
     Volume volume;
+    LockedRanges<Volume> ranges;
     bool inhibited = false;
   };
 

@@ -14,7 +14,6 @@
 #include "handlers/common/mounted_volume.h"
 #include "handlers/common/object_functions.h"
 #include "handlers/common/settings.h"
-#include "handlers/common/vectors.h"
 #include "handlers/common/volume_functions.h"
 #include "quorle/handler.h"
 
@@ -28,9 +27,9 @@ namespace quorle::common {
 ///     OpenFile  an open file: `entry`, the Ref through which it was opened, and `position`
 ///
 /// and the operations that the functions of the port's table call. Where it has Format() it can be
-/// formatted and serialized while it is inhibited; where it has watches() it notifies; record locks are
-/// left to dos. Each returns a DosError, or throws it unless it is of locks or Relabel(), and gives what
-/// it found or made through its last parameters; it may throw what the C++ library throws.
+/// formatted and serialized while it is inhibited; where it has watches() it notifies. Each returns a
+/// DosError, or throws it unless it is of locks, Relabel(), Format() or Serialize(), and gives what it
+/// found or made through its last parameters; it may throw what the C++ library throws.
 template <class Volume>
 class VolumePort {
  public:
@@ -180,10 +179,8 @@ class VolumePort {
     vectors.FSRelabel = kUnlessInhibited<Volumes::FSRelabel>;
     vectors.FSAddNotify = kUnlessInhibited<Volumes::FSAddNotify>;
     vectors.FSRemoveNotify = Volumes::FSRemoveNotify;
-    vectors.FSLockRecord = kUnlessInhibited<
-        NotOffered<::FileHandle*, std::int64_t, std::int64_t, std::uint32_t, std::uint32_t>>;
-    vectors.FSUnLockRecord =
-        kUnlessInhibited<NotOffered<::FileHandle*, std::int64_t, std::int64_t>>;
+    vectors.FSLockRecord = kUnlessInhibited<Files::FSLockRecord>;
+    vectors.FSUnLockRecord = Files::FSUnLockRecord;
     vectors.End_Marker = -1;
     return vectors;
   }

@@ -30,7 +30,8 @@ extern "C" {
  * A request for notification watches a name: what is made, deleted, renamed, written and closed there,
  * or has its attributes set. One for a directory is notified of its entries too, but for attributes.
  *
- * Not offered: record locks answer 209.
+ * Record locks bind those who lock records, its own file handle too. A mode that waits gets its time-out
+ * at once, whatever the ticks: nobody can release a record while the call is answered.
  */
 const struct Handler* QuorleRamHandler(void);
 

@@ -226,7 +226,6 @@ void ExpectAllRefused(HandlerPort& port, ::Lock* lock, ::FileHandle& file) {
   EXPECT_TRUE(refused(!port.ChangeFileMode(c, file, SHARED_LOCK), c));
   EXPECT_TRUE(refused(!port.SameFile(c, file, file), c));
   EXPECT_TRUE(refused(!port.LockRecord(c, file, 0, 1, 0, 0), c));
-  EXPECT_TRUE(refused(!port.UnLockRecord(c, file, 0, 1), c));
   EXPECT_TRUE(refused(!port.Delete(c, nullptr, "file"), c));
   EXPECT_TRUE(refused(!port.SetDate(c, nullptr, "file", {}), c));
   EXPECT_TRUE(refused(!port.SetProtection(c, nullptr, "file", 0), c));
@@ -263,10 +262,12 @@ TEST_F(MountedVolumeTest, WhileItIsInhibitedNothingIsAccessed) {
     ::Lock* const lock = Directory("dir");
     ::FileHandle file{};
     Open(file, nullptr, "file", MODE_OLDFILE);
+    EXPECT_TRUE(port_->LockRecord(code_, file, 0, 1, REC_EXCLUSIVE, 0)) << code_;
     EXPECT_TRUE(port_->Inhibit(code_, true)) << code_;
     ExpectAllRefused(*port_, lock, file);
     EXPECT_TRUE(port_->DeviceInfoData(code_, info));
     EXPECT_EQ(info.id_DiskType, kBusy);
+    EXPECT_TRUE(port_->UnLockRecord(code_, file, 0, 1)) << code_;
     EXPECT_TRUE(port_->UnLock(code_, lock));
     EXPECT_TRUE(port_->Close(code_, file));
     EXPECT_TRUE(port_->Inhibit(code_, true));
