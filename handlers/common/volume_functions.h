@@ -66,11 +66,18 @@ class VolumeFunctions : private MountedVolume<Volume> {
     return kTrue;
   }
 
+  /// Only while it is inhibited, as Format(); but nothing is lost, so that locks and files do not matter.
   static std::int32_t FSSerialize(Port* vp, std::int32_t* res2) {
-    if constexpr (!kIsFormattable) return NotOffered(vp, res2);
-    return Truth(res2, [&]() -> DosError {
-      return IsInhibited(vp) ? kNoError : DosError(ERROR_OBJECT_IN_USE);
-    });
+    if constexpr (kIsFormattable) {
+      return Truth(res2, [&]() -> DosError {
+        Volume& volume = VolumeOf(vp);
+        if (!IsInhibited(vp)) return ERROR_OBJECT_IN_USE;
+        if (volume.settings().write_protected) return ERROR_DISK_WRITE_PROTECTED;
+        return volume.Serialize();
+      });
+    } else {
+      return NotOffered(vp, res2);
+    }
   }
 
   /// Nothing is destroyed unless the volume is inhibited and nobody has a lock or a file.
@@ -132,6 +139,7 @@ class VolumeFunctions : private MountedVolume<Volume> {
   /// Whether the volume can be formatted and serialized.
   static constexpr bool kIsFormattable = requires(Volume & volume, const char* name) {
     volume.Format(name, 0U);
+    volume.Serialize();
   };
 
   /// Names the volume's node `name` and has `change` do the same for the volume.

@@ -25,7 +25,8 @@ extern "C" {
  *
  * While it is inhibited everything but FSInhibit(), FSFormat(), FSSerialize(), FSDeviceInfoData(), which
  * shows the DOS type 'BUSY', and what gives something back is refused with 202. FSFormat() empties the
- * volume: only then, and when nobody has a lock or a file, else 202.
+ * volume: only then, and when nobody has a lock or a file, else 202. FSSerialize() gives the volume another
+ * date: only then.
  *
  * A request for notification watches a name: what is made, deleted, renamed, written and closed there,
  * or has its attributes set. One for a directory is notified of its entries too, but for attributes.
