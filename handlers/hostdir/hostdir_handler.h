@@ -27,8 +27,9 @@ extern "C" {
  * While it is inhibited everything but FSInhibit(), FSDeviceInfoData(), which shows the DOS type 'BUSY',
  * and what gives something back is refused with 202.
  *
- * Not offered: FSFormat(), FSSerialize(), notification and record locks answer 209, as does a hard link
- * to a directory.
+ * Record locks are as of the ram handler, and this mount's own: what others on the host lock is not noticed.
+ *
+ * Not offered: FSFormat(), FSSerialize() and notification answer 209, as does a hard link to a directory.
  */
 const struct Handler* QuorleHostdirHandler(void);
 

@@ -25,12 +25,14 @@ extern "C" {
  *
  * While it is inhibited everything but FSInhibit(), FSFormat(), FSSerialize(), FSDeviceInfoData(), which
  * shows the DOS type 'BUSY', and what gives something back is refused with 202. FSFormat() empties the
- * volume: only then, and when nobody has a lock or a file, else 202.
+ * volume: only then, and when nobody has a lock or a file, else 202. FSSerialize() gives the volume another
+ * date: only then.
  *
  * A request for notification watches a name: what is made, deleted, renamed, written and closed there,
  * or has its attributes set. One for a directory is notified of its entries too, but for attributes.
  *
- * Not offered: record locks answer 209.
+ * Record locks bind those who lock records, its own file handle too. A mode that waits gets its time-out
+ * at once, whatever the ticks: nobody can release a record while the call is answered.
  */
 const struct Handler* QuorleRamHandler(void);
 

@@ -159,6 +159,8 @@ class Volume {
   DosError Relabel(std::string_view name);
   /// Empties the volume, which nobody uses, and gives it a fresh root. The name is as of Relabel().
   DosError Format(std::string_view name, std::uint32_t dos_type);
+  /// Gives the volume, which is its root, another date: the current one, or a tick more.
+  DosError Serialize();
   /// Whether a change is possible: none, 213 or 214.
   DosError WriteProblem() const { return common::WriteProblem(settings_); }
   DosError Flush() { return kNoError; }

@@ -9,6 +9,17 @@ namespace {
 /// Blocks that a volume without a limit shows; it grows past them when it must.
 constexpr std::uint64_t kShownBlocks = 1U << 20;
 
+bool IsSameMoment(const ::DateStamp& a, const ::DateStamp& b) {
+  return a.ds_Days == b.ds_Days && a.ds_Minute == b.ds_Minute && a.ds_Tick == b.ds_Tick;
+}
+
+/// The last moment of a minute is followed by the first one: all that matters is another date.
+::DateStamp TickAfter(::DateStamp date) {
+  constexpr std::int32_t kTicksInMinute = 60 * 50;
+  date.ds_Tick = (date.ds_Tick + 1) % kTicksInMinute;
+  return date;
+}
+
 }  // namespace
 
 // ---- Looking at objects ------------------------------------------------------------------------
@@ -87,6 +98,13 @@ DosError Volume::Format(std::string_view name, std::uint32_t dos_type) {
   settings_.dos_type = dos_type;
   settings_.validated = true;
   for (const std::function<void()>& each : notify) each();
+  return kNoError;
+}
+
+DosError Volume::Serialize() {
+  const ::DateStamp now = now_();
+  root_node_.date = IsSameMoment(root_node_.date, now) ? TickAfter(now) : now;
+  watches_.NotifyAttributes(root_node_);
   return kNoError;
 }
 

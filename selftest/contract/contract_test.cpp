@@ -15,6 +15,30 @@ const ::Handler& Hostdir() {
   return *QuorleHostdirHandler();
 }
 
+/// The ram handler without record locks: refused in so many words, so that dos keeps them.
+const ::Handler& HandlerWithoutRecords() {
+  static const ::Handler handler = [] {
+    ::Handler changed = Ram();
+    changed.Mount = [](const ::HandlerMount* mount) {
+      ::FileSystemVectorPort* const port = Ram().Mount(mount);
+      if (port == nullptr) return port;
+      port->FSV.FSLockRecord = [](::FileSystemVectorPort*, std::int32_t* res2, ::FileHandle*,
+                                  std::int64_t, std::int64_t, std::uint32_t, std::uint32_t) {
+        *res2 = ERROR_ACTION_NOT_KNOWN;
+        return std::int32_t{0};
+      };
+      port->FSV.FSUnLockRecord = [](::FileSystemVectorPort*, std::int32_t* res2, ::FileHandle*,
+                                    std::int64_t, std::int64_t) {
+        *res2 = ERROR_ACTION_NOT_KNOWN;
+        return std::int32_t{0};
+      };
+      return port;
+    };
+    return changed;
+  }();
+  return handler;
+}
+
 constexpr Subject kSubjects[] = {
     {"RamVector", Ram, PortType::kVector},
     {"RamPacket", Ram, PortType::kPacket},
@@ -69,6 +93,11 @@ void ContractTest::Remount(const MountKeys& keys) {
   other.name = "OTHER";
   other.handler = "other";
   other.keys = {{"volume", "Other Disk"}};
+  MountSpec left;
+  left.name = "LEFT";
+  left.handler = "left";
+  left.port = GetParam().port;
+  left.keys = {{"volume", "Left Disk"}};
   MountSpec subject;
   subject.name = "DH0";
   subject.handler = "subject";
@@ -88,7 +117,9 @@ void ContractTest::Remount(const MountKeys& keys) {
     subject.keys.emplace_back("metadata", GetParam().metadata);
   }
   MachineOptions options;
-  options.handlers = {{"subject", &GetParam().handler()}, {"other", QuorleRamHandler()}};
+  options.handlers = {{"subject", &GetParam().handler()},
+                      {"other", QuorleRamHandler()},
+                      {"left", &HandlerWithoutRecords()}};
 #ifdef QUORLE_RAM_PLUGIN
   if (GetParam().isolate != nullptr) {
     options.handlers.push_back(PluginHandler(watch_));
@@ -97,8 +128,7 @@ void ContractTest::Remount(const MountKeys& keys) {
     subject.keys.emplace_back("isolate", GetParam().isolate);
   }
 #endif
-  options.mounts = {other, subject};
-  options.dos.delays = false;
+  options.mounts = {other, left, subject};
   std::string problem;
   machine_ = Machine::Build(
       options, {.console = console_, .input = input_, .clock = clock_, .breaks = breaks_}, problem);

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "hosted/calls/clock.h"
 #include "hosted/calls/run_watch.h"
@@ -64,7 +65,8 @@ struct ObjectFacts {
 /// checks them: through the operations of dos. Expected values are the rules', never a handler's.
 ///
 /// The subject is DH0: with the volume "Subject Disk" and the DOS type 0x51545301; its root is the
-/// current directory. OTHER: is a second volume. The clock stands still at kToday.
+/// current directory. OTHER: is a second volume; LEFT: is one behind the same kind of port whose handler
+/// leaves to dos what dos can do itself: record locks. The clock stands still at kToday.
 class ContractTest : public ::testing::TestWithParam<Subject> {
  protected:
   ContractTest();
@@ -79,6 +81,8 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
   Machine& machine() { return *machine_; }
   DosInterface& dos() { return machine_->dos(); }
   LockHandle root() const { return root_; }
+  /// Ticks that dos waited since the last time it was asked; the clock stands still meanwhile.
+  std::uint32_t TakeSlept() { return std::exchange(clock_.slept, 0); }
   PortHandle port() { return dos().FileLockOf(root_).fl_Port; }
   /// Whether the subject is behind classic packets: what they cannot carry is in classic_limits.h.
   static bool IsClassic() { return GetParam().port == PortType::kClassic; }
@@ -131,7 +135,8 @@ class ContractTest : public ::testing::TestWithParam<Subject> {
   class FixedClock final : public Clock {
    public:
     DateStamp Now() override { return {kToday, 720, 100}; }
-    void Sleep(std::uint32_t) override {}
+    void Sleep(std::uint32_t ticks) override { slept += ticks; }
+    std::uint32_t slept = 0;
   };
 
   void ShutDown();

@@ -29,7 +29,12 @@ class MountedVolumeTest : public testing::Test {
  protected:
   void Mount(const ::Handler& handler, MountKeys keys = {}) {
     std::string problem;
-    port_ = MountHandler(handler, {.device_name = "DH0", .keys = std::move(keys)}, clock_, problem);
+    port_ = MountHandler(
+        handler,
+        {.device_name = "DH0",
+         .keys = std::move(keys),
+         .may_be_named = [](const ::MsgPort&, const std::string& name) { return name != "Taken"; }},
+        clock_, problem);
     ASSERT_NE(port_, nullptr) << problem;
     port_->SetNotifyListener(
         [this](::NotifyRequest& request) { seen_.push_back(request.nr_Name); });
@@ -226,7 +231,6 @@ void ExpectAllRefused(HandlerPort& port, ::Lock* lock, ::FileHandle& file) {
   EXPECT_TRUE(refused(!port.ChangeFileMode(c, file, SHARED_LOCK), c));
   EXPECT_TRUE(refused(!port.SameFile(c, file, file), c));
   EXPECT_TRUE(refused(!port.LockRecord(c, file, 0, 1, 0, 0), c));
-  EXPECT_TRUE(refused(!port.UnLockRecord(c, file, 0, 1), c));
   EXPECT_TRUE(refused(!port.Delete(c, nullptr, "file"), c));
   EXPECT_TRUE(refused(!port.SetDate(c, nullptr, "file", {}), c));
   EXPECT_TRUE(refused(!port.SetProtection(c, nullptr, "file", 0), c));
@@ -263,10 +267,12 @@ TEST_F(MountedVolumeTest, WhileItIsInhibitedNothingIsAccessed) {
     ::Lock* const lock = Directory("dir");
     ::FileHandle file{};
     Open(file, nullptr, "file", MODE_OLDFILE);
+    EXPECT_TRUE(port_->LockRecord(code_, file, 0, 1, REC_EXCLUSIVE, 0)) << code_;
     EXPECT_TRUE(port_->Inhibit(code_, true)) << code_;
     ExpectAllRefused(*port_, lock, file);
     EXPECT_TRUE(port_->DeviceInfoData(code_, info));
     EXPECT_EQ(info.id_DiskType, kBusy);
+    EXPECT_TRUE(port_->UnLockRecord(code_, file, 0, 1)) << code_;
     EXPECT_TRUE(port_->UnLock(code_, lock));
     EXPECT_TRUE(port_->Close(code_, file));
     EXPECT_TRUE(port_->Inhibit(code_, true));
@@ -334,6 +340,80 @@ TEST_F(MountedVolumeTest, FormattingEmptiesTheVolume) {
   EXPECT_TRUE(port_->Inhibit(code_, true));
   EXPECT_FALSE(port_->Format(code_, "Other", 1));
   EXPECT_EQ(code_, ERROR_DISK_WRITE_PROTECTED);
+}
+
+TEST_F(MountedVolumeTest, WhoeverHoldsTheRootKeepsItFromBeingFormatted) {
+  MountRam();
+  ::Lock* const root = port_->Lock(code_, nullptr, "", SHARED_LOCK);
+  EXPECT_TRUE(port_->Inhibit(code_, true));
+  EXPECT_FALSE(port_->Format(code_, "Empty", 1));
+  EXPECT_EQ(code_, ERROR_OBJECT_IN_USE);
+  EXPECT_TRUE(port_->UnLock(code_, root));
+  EXPECT_TRUE(port_->Format(code_, "Empty", 1)) << code_;
+  EXPECT_TRUE(port_->Inhibit(code_, false));
+}
+
+TEST_F(MountedVolumeTest, ANameThatCannotBeFormatsNothing) {
+  MountRam({{"volume", "Work"}});
+  MakeFile(nullptr, "file");
+  EXPECT_TRUE(port_->Inhibit(code_, true));
+  for (const char* const name : {"", "a:b", "a/b"}) {
+    EXPECT_FALSE(port_->Format(code_, name, 1)) << name;
+    EXPECT_EQ(code_, ERROR_INVALID_COMPONENT_NAME) << name;
+  }
+  EXPECT_FALSE(port_->Format(code_, "Taken", 1));
+  EXPECT_EQ(code_, ERROR_OBJECT_EXISTS);
+  EXPECT_TRUE(port_->Inhibit(code_, false));
+  EXPECT_EQ(port_->volume_name(), "Work");
+  EXPECT_TRUE(port_->Delete(code_, nullptr, "file")) << "it is there still";
+}
+
+TEST_F(MountedVolumeTest, SerializingGivesTheVolumeAnotherDate) {
+  MountRam();
+  MakeFile(nullptr, "file");
+  ::Lock* const root = port_->Lock(code_, nullptr, "", SHARED_LOCK);
+  const auto date = [&] {
+    ::ExamineData* const data = port_->ExamineLock(code_, root);
+    const ::DateStamp found = data->Date;
+    port_->FreeExamineData(data);
+    return std::vector{found.ds_Days, found.ds_Minute, found.ds_Tick};
+  };
+  const auto serialize = [&] {
+    EXPECT_TRUE(port_->Inhibit(code_, true));
+    const bool done = port_->Serialize(code_);
+    const std::int32_t code = code_;
+    EXPECT_TRUE(port_->Inhibit(code_, false));
+    return done ? 0 : code;
+  };
+  using Date = std::vector<std::int32_t>;
+  EXPECT_EQ(date(), (Date{16000, 1, 2}));
+  Watch("DH0:");
+  EXPECT_EQ(serialize(), 0) << "somebody has a lock";
+  EXPECT_EQ(date(), (Date{16000, 1, 3})) << "in the same tick";
+  EXPECT_EQ(TakeSeen(), Seen{"DH0:"});
+  clock_.now = {16002, 3, 2999};
+  EXPECT_EQ(serialize(), 0);
+  EXPECT_EQ(date(), (Date{16002, 3, 2999}));
+  EXPECT_EQ(serialize(), 0);
+  EXPECT_EQ(date(), (Date{16002, 3, 0}));
+  EXPECT_TRUE(port_->WriteProtect(code_, true, 0));
+  EXPECT_EQ(serialize(), ERROR_DISK_WRITE_PROTECTED);
+  EXPECT_EQ(date(), (Date{16002, 3, 0}));
+  EXPECT_TRUE(port_->WriteProtect(code_, false, 0));
+  EXPECT_TRUE(port_->UnLock(code_, root));
+  EXPECT_TRUE(port_->Delete(code_, nullptr, "file")) << "it is there still";
+}
+
+TEST_F(MountedVolumeTest, WhatIsOfOneMountEndsWithIt) {
+  MountRam();
+  MakeFile(nullptr, "file");
+  Watch("DH0:file");
+  EXPECT_TRUE(port_->Inhibit(code_, true));
+  port_->UnmountForNow();
+  std::string problem;
+  ASSERT_TRUE(port_->MountAgain(problem)) << problem;
+  EXPECT_TRUE(port_->SetComment(code_, nullptr, "file", "text")) << "inhibited no more: " << code_;
+  EXPECT_TRUE(TakeSeen().empty());
 }
 
 TEST_F(MountedVolumeTest, ADirectoryOfTheHostIsNotFormatted) {

@@ -132,37 +132,16 @@ TEST_F(FurtherDosTest, HandlesAreCompared) {
   EXPECT_EQ(further().SameFile(a, again), LOCK_DIFFERENT);
 }
 
-TEST_F(FurtherDosTest, RecordsAreLockedByDosWhereTheHandlerDoesNot) {
-  for (const char* const name : {"DH0:file", "HOST:file"}) {
-    MakeFile(name);
-    const FileHandle a = dos().Open(name, MODE_OLDFILE);
-    const FileHandle b = dos().Open(name, MODE_OLDFILE);
-    EXPECT_TRUE(further().LockRecord(a, 10, 10, REC_EXCLUSIVE, 0));
-    EXPECT_TRUE(further().WasEmulated());
-    // A byte in common at either end, and none.
-    EXPECT_EQ(Code(further().LockRecord(b, 19, 1, REC_SHARED_IMMED, 0)), ERROR_LOCK_COLLISION);
-    EXPECT_EQ(Code(further().LockRecord(b, 0, 11, REC_EXCLUSIVE_IMMED, 0)), ERROR_LOCK_COLLISION);
-    EXPECT_EQ(Code(further().LockRecord(b, 0, 11, REC_EXCLUSIVE, 1)), ERROR_LOCK_TIMEOUT);
-    EXPECT_TRUE(further().LockRecord(b, 20, 5, REC_SHARED, 0));
-    EXPECT_TRUE(further().LockRecord(a, 24, 1, REC_SHARED, 0));
-    EXPECT_TRUE(further().LockRecord(b, 0, 10, REC_EXCLUSIVE, 0));
-    constexpr std::int64_t kFar = std::int64_t{1} << 62;
-    EXPECT_TRUE(further().LockRecord(b, kFar, kFar, REC_EXCLUSIVE, 0));
-    // What was locked, all of it, and by this handle.
-    EXPECT_EQ(Code(further().UnLockRecord(a, 10, 9)), ERROR_RECORD_NOT_LOCKED);
-    EXPECT_EQ(Code(further().UnLockRecord(b, 10, 10)), ERROR_RECORD_NOT_LOCKED);
-    EXPECT_TRUE(further().UnLockRecord(a, 10, 10));
-    EXPECT_EQ(Code(further().UnLockRecord(a, 10, 10)), ERROR_RECORD_NOT_LOCKED);
-    EXPECT_TRUE(further().LockRecord(a, 10, 10, REC_EXCLUSIVE, 0));
-    dos().Close(a);
-    EXPECT_TRUE(further().LockRecord(b, 10, 10, REC_EXCLUSIVE_IMMED, 0)) << "freed by Close()";
-    EXPECT_EQ(Code(further().LockRecord(a, 0, 1, REC_EXCLUSIVE, 0)), ERROR_INVALID_LOCK);
-    EXPECT_EQ(Code(further().LockRecord(b, -1, 1, REC_EXCLUSIVE, 0)), ERROR_BAD_NUMBER);
-    EXPECT_EQ(Code(further().LockRecord(b, 0, 0, REC_EXCLUSIVE, 0)), ERROR_BAD_NUMBER);
-    EXPECT_EQ(Code(further().LockRecord(b, 0, 1, 4, 0)), ERROR_BAD_NUMBER);
-    EXPECT_EQ(Code(further().UnLockRecord({}, 0, 1)), ERROR_REQUIRED_ARG_MISSING);
-    dos().Close(b);
-  }
+TEST_F(FurtherDosTest, RecordsAreThoseOfAnOpenFile) {
+  MakeFile("DH0:file");
+  const FileHandle file = dos().Open("DH0:file", MODE_OLDFILE);
+  EXPECT_TRUE(further().LockRecord(file, 10, 10, REC_EXCLUSIVE, 0));
+  EXPECT_TRUE(further().UnLockRecord(file, 10, 10));
+  dos().Close(file);
+  EXPECT_EQ(Code(further().LockRecord(file, 0, 1, REC_EXCLUSIVE, 0)), ERROR_INVALID_LOCK);
+  EXPECT_EQ(Code(further().UnLockRecord(file, 0, 1)), ERROR_INVALID_LOCK);
+  EXPECT_EQ(Code(further().LockRecord({}, 0, 1, REC_EXCLUSIVE, 0)), ERROR_REQUIRED_ARG_MISSING);
+  EXPECT_EQ(Code(further().UnLockRecord({}, 0, 1)), ERROR_REQUIRED_ARG_MISSING);
 }
 
 // ---- Notification --------------------------------------------------------------------------------
@@ -351,9 +330,9 @@ TEST_F(FurtherDosTest, TheTraceShowsItAndWhatDosDidItself) {
 
   const std::vector<std::string> expected = {
       R"({"op":"Open","args":["HOST:file",1006],"result":"fh:1","ioerr":0})",
-      R"({"op":"LockRecord","args":["fh:1",1,2,2,3],"result":true,"ioerr":0,"emulated":true})",
-      R"({"op":"LockRecord","args":["fh:1",1,2,1,0],"result":false,"ioerr":241,"emulated":true})",
-      R"({"op":"UnLockRecord","args":["fh:1",1,2],"result":true,"ioerr":241,"emulated":true})",
+      R"({"op":"LockRecord","args":["fh:1",1,2,2,3],"result":true,"ioerr":0})",
+      R"({"op":"LockRecord","args":["fh:1",1,2,1,0],"result":false,"ioerr":241})",
+      R"({"op":"UnLockRecord","args":["fh:1",1,2],"result":true,"ioerr":241})",
       R"({"op":"SameFile","args":["fh:1","fh:1"],"result":0,"ioerr":241})",
       R"({"op":"StartNotify","args":["HOST:file",1],"result":"notify:2","ioerr":241,"emulated":true})",
       R"({"op":"Close","args":["fh:1"],"result":true,"ioerr":241})",
