@@ -9,6 +9,7 @@
 
 namespace quorle::explore {
 
+class SearchClock;
 class Side;
 
 /// What a filesystem can do at all. It is found out before the search, said once, and what it cannot do is
@@ -41,5 +42,20 @@ struct Traits {
     return all;
   }
 };
+
+/// Finds the traits of the filesystem of `side`, whose directory is empty before and afterwards. `clock` is that
+/// of its dos; `whole_volume` says whether the directory is the root.
+Traits ProbeTraits(Side& side, SearchClock& clock, bool whole_volume);
+
+/// What is unlike the reference, a line each: "names of at most 30 bytes". None: it can do all.
+std::vector<std::string> TraitLines(const Traits& traits);
+
+/// All of them as a file has them, a line each: "name-limit 255".
+std::string TraitsText(const Traits& traits);
+
+/// What in `traits` is not as `text` (of TraitsText()) has it, a line each. A text that is none gives
+/// false, with one line in `problem`.
+bool HoldTraits(const Traits& traits, const std::string& text, std::vector<std::string>& unlike,
+                std::string& problem);
 
 }  // namespace quorle::explore

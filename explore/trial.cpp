@@ -6,52 +6,11 @@
 
 #include "explore/call_text.h"
 #include "explore/comparison.h"
-#include "explore/tolerance.h"
+#include "explore/judge.h"
 #include "explore/tree.h"
 #include "platform/constants.h"
 
 namespace quorle::explore {
-namespace {
-
-/// What a name of a call is called in a difference.
-std::string_view RoleOf(Operation operation, std::size_t name) {
-  switch (operation) {
-    case Operation::kRename:
-      return name == 0 ? "source" : "target";
-    case Operation::kMakeHardLink:
-    case Operation::kMakeSoftLink:
-      return "link";
-    default:
-      return "object";
-  }
-}
-
-/// Whether a call that is granted changes what it names.
-bool Changes(Operation operation) {
-  switch (operation) {
-    case Operation::kCreateDir:
-    case Operation::kCreateDirTree:
-    case Operation::kDelete:
-    case Operation::kRename:
-    case Operation::kMakeHardLink:
-    case Operation::kMakeSoftLink:
-    case Operation::kSetComment:
-    case Operation::kSetProtection:
-    case Operation::kSetDate:
-    case Operation::kSetOwner:
-    case Operation::kSetGroup:
-      return true;
-    default:
-      return false;
-  }
-}
-
-std::string CodeText(std::int32_t code) {
-  return code == 0 ? "there" : "refused with " + std::to_string(code);
-}
-
-}  // namespace
-
 /// The sequence that runs, and what stays between two of them.
 class Trial::Sequence {
  public:
@@ -59,6 +18,7 @@ class Trial::Sequence {
       : parts_(parts),
         settings_(std::move(settings)),
         comparison_(parts.traits, parts.clock),
+        judge_(parts.reference, parts.device, parts.control, comparison_),
         generator_(parts.traits),
         directory_(settings_.directory) {}
 
@@ -81,7 +41,7 @@ class Trial::Sequence {
   }
 
   std::uint64_t calls_made() const { return calls_made_; }
-  const std::map<std::string, Difference>& notes() const { return notes_; }
+  const std::map<std::string, Difference>& notes() const { return judge_.notes(); }
   const std::string& directory() const { return directory_; }
 
  private:
@@ -248,8 +208,11 @@ class Trial::Sequence {
     ++made_;
     Keep(call);
     if (parts_.observer != nullptr) parts_.observer->OnCall(call, reference_, device_);
-    Compare(call);
-    if (difference_) return false;
+    const bool look = inhibited_ == 0 && call.operation != Operation::kInhibit;
+    if (auto found = judge_.AfterCall(call, reference_, device_, look)) {
+      Take(std::move(*found));
+      return false;
+    }
     Follow(call);
     if (settings_.calls_between_walks != 0 && made_ % settings_.calls_between_walks == 0 &&
         inhibited_ == 0) {
@@ -295,172 +258,15 @@ class Trial::Sequence {
     }
   }
 
-  void Compare(const Call& call) {
-    const OperationRow& row = RowOf(call.operation);
-    const std::string id(row.id);
-    if (device_.code == ERROR_DEVICE_NOT_MOUNTED && reference_.code != ERROR_DEVICE_NOT_MOUNTED) {
-      if (const std::string how = parts_.control.HowItEnded(); !how.empty()) {
-        Report("handler-lives", id + "-ends-handler", how);
-        return;
-      }
-    }
-    if (reference_.done != device_.done) {
-      Report("result",
-             id + (device_.done ? "-granted-not-" + std::to_string(reference_.code)
-                                : "-refused-" + std::to_string(device_.code)),
-             device_.done
-                 ? "it is granted, and should be refused with " + std::to_string(reference_.code)
-                 : "it is refused, and should be granted");
-      return;
-    }
-    if (reference_.done) {
-      CompareResults(call, row);
-    } else if (reference_.code != device_.code) {
-      CompareCodes(call, id);
-    }
-    if (!difference_ && inhibited_ == 0) LookAfter(call, row);
-  }
-
-  void CompareCodes(const Call& call, const std::string& id) {
-    if (IsTolerated(call, reference_.code, device_.code, parts_.reference)) return;
-    std::string code_id =
-        id + "-code-" + std::to_string(device_.code) + "-not-" + std::to_string(reference_.code);
-    const std::string what = "it is refused with " + std::to_string(device_.code) +
-                             ", and should be with " + std::to_string(reference_.code);
-    if (!IsOpenCode(call, reference_.code)) {
-      Report("code", std::move(code_id), what);
-      return;
-    }
-    if (notes_.contains(code_id)) return;
-    Difference note{.rule = "code",
-                    .id = code_id,
-                    .kind = code_id,
-                    .weight = Difference::Weight::kNote,
-                    .what = what + "; no rule names that code",
-                    .calls = {},
-                    .then = {}};
-    note.calls.push_back({call, TextOf(call, device_), TextOf(call, reference_)});
-    notes_.emplace(std::move(code_id), std::move(note));
-  }
-
-  void CompareResults(const Call& call, const OperationRow& row) {
-    const std::string id(row.id);
-    switch (row.result) {
-      case Result::kRecord:
-        if (const auto unlike = comparison_.Records(*reference_.record, *device_.record)) {
-          ReportUnlike("record", id + "-" + std::string(unlike->what),
-                       "a record is not as it should be", *unlike);
-        }
-        return;
-      case Result::kData:
-      case Result::kText:
-        if (reference_.value != device_.value) {
-          ReportValue("value", id + "-count");
-        } else if (reference_.bytes != device_.bytes) {
-          Report("value", id + "-contents", "other bytes come back", FirstOtherByte());
-        }
-        return;
-      case Result::kInfo:
-        if (reference_.info.id_DiskState != device_.info.id_DiskState) {
-          ReportUnlike("value", id + "-state", "the volume is in another state",
-                       Unlike{"state", std::to_string(reference_.info.id_DiskState),
-                              std::to_string(device_.info.id_DiskState)});
-        }
-        return;
-      case Result::kNumber:
-        if (call.operation == Operation::kFileSystemAttr) {
-          // Each volume has its own; they stay what they are.
-          const auto [known, added] = attributes_.try_emplace(call.number[0], device_.value);
-          if (!added && known->second != device_.value) ReportValue("value", id + "-value");
-          return;
-        }
-        [[fallthrough]];
-      default:
-        if (reference_.value != device_.value) ReportValue("value", id + "-value");
-        return;
-    }
-  }
-
-  std::string FirstOtherByte() const {
-    std::size_t at = 0;
-    while (at < reference_.bytes.size() && reference_.bytes[at] == device_.bytes[at]) ++at;
-    return "the first at " + std::to_string(at);
-  }
-
-  /// What a call that changes something made of it, and that a refused one changed nothing.
-  void LookAfter(const Call& call, const OperationRow& row) {
-    const bool refused = !reference_.done;
-    std::size_t name = 0;
-    for (std::size_t i = 0; i != row.Arguments().size() && !difference_; ++i) {
-      const Argument argument = row.arguments[i];
-      if (argument == Argument::kName) {
-        if (refused || Changes(call.operation)) LookAtName(call, row, name, refused);
-        ++name;
-      } else if (refused && (argument == Argument::kLock || argument == Argument::kFile)) {
-        const auto number = static_cast<std::uint8_t>(call.number[i]);
-        if (number <= kMostObjects && parts_.reference.Has(argument, number)) {
-          LookAtObject(row, argument, number, refused);
-        }
-      }
-    }
-    if (difference_ || refused || call.result == 0) return;
-    if (row.result == Result::kLock) LookAtObject(row, Argument::kLock, call.result, false);
-    if (row.result == Result::kFile) LookAtObject(row, Argument::kFile, call.result, false);
-  }
-
-  void LookAtName(const Call& call, const OperationRow& row, std::size_t name, bool refused) {
-    std::int32_t due = 0;
-    std::int32_t is = 0;
-    const char* const path = call.text[name].c_str();
-    const ExamineData* const reference = parts_.reference.Look(path, due);
-    const ExamineData* const device = parts_.device.Look(path, is);
-    const std::string_view role = RoleOf(call.operation, name);
-    ReportLook(row, std::string(role), refused, reference, device, due, is,
-               "ExamineObject(\"" + call.text[name] + "\")");
-  }
-
-  void LookAtObject(const OperationRow& row, Argument kind, std::uint8_t number, bool refused) {
-    std::int32_t due = 0;
-    std::int32_t is = 0;
-    const ExamineData* const reference = parts_.reference.LookAt(kind, number, due);
-    const ExamineData* const device = parts_.device.LookAt(kind, number, is);
-    const bool lock = kind == Argument::kLock;
-    ReportLook(row, lock ? "lock" : "file", refused, reference, device, due, is,
-               std::string("ExamineObject(") + (lock ? "l" : "f") + std::to_string(number) + ")");
-  }
-
-  void ReportLook(const OperationRow& row, const std::string& role, bool refused,
-                  const ExamineData* reference, const ExamineData* device, std::int32_t due,
-                  std::int32_t is, const std::string& look) {
-    std::optional<Unlike> unlike;
-    if ((reference == nullptr) != (device == nullptr)) {
-      unlike = Unlike{device == nullptr ? "gone" : "there", CodeText(due), CodeText(is)};
-    } else if (reference != nullptr) {
-      unlike = comparison_.Records(*reference, *device);
-    }
-    if (!unlike) return;
-    const std::string id(row.id);
-    if (refused) {
-      ReportUnlike("refusal-is-harmless", id + "-refused-changes-" + role,
-                   "a refused call changed what it named", *unlike, look);
-    } else {
-      ReportUnlike("effect", id + "-" + role + "-" + std::string(unlike->what),
-                   "what the call made is not as it should be", *unlike, look);
-    }
-  }
-
   bool CompareTrees(bool at_end, const std::string& rule) {
     const WalkBounds bounds{.unprotect = at_end};
     Walk(parts_.reference, bounds, reference_tree_);
     Walk(parts_.device, bounds, device_tree_);
     const auto unlike = comparison_.Trees(reference_tree_, device_tree_);
     if (!unlike) return true;
-    const std::string what(unlike->what);
-    const std::string operation = rule == "remount" || made_ == 0
-                                      ? rule
-                                      : std::string(RowOf(LastOfInterest()).id) + "-" + rule;
-    ReportUnlike(rule, operation + "-" + what, "the tree is not as it should be: " + what, *unlike);
-    difference_->kind = rule + "-" + what;
+    const bool after_calls = rule == "tree" && made_ != 0;
+    Take(Judge::OfTrees(rule, after_calls ? std::string(RowOf(LastOfInterest()).id) : std::string(),
+                        *unlike));
     return false;
   }
 
@@ -488,37 +294,26 @@ class Trial::Sequence {
 
   // ---- Reports ---------------------------------------------------------------------------------
 
-  void Report(const std::string& rule, std::string id, const std::string& what,
+  void Report(const std::string& rule, const std::string& id, const std::string& what,
               const std::string& detail = {}) {
-    difference_.emplace();
-    difference_->rule = rule;
-    difference_->id = std::move(id);
-    difference_->kind = difference_->id;
-    difference_->what = what;
-    if (!detail.empty()) difference_->then.push_back(detail);
-    difference_->calls.assign(shown_.begin(), shown_.begin() + static_cast<std::ptrdiff_t>(made_));
+    Difference difference{
+        .rule = rule, .id = id, .kind = id, .what = what, .calls = {}, .then = {}};
+    if (!detail.empty()) difference.then.push_back(detail);
+    Take(std::move(difference));
   }
-  void ReportUnlike(const std::string& rule, std::string id, const std::string& what,
-                    const Unlike& unlike, const std::string& look = {}) {
-    const std::string seen = std::string(unlike.what) + " " + unlike.device;
-    Report(
-        rule, std::move(id), what,
-        (look.empty() ? std::string() : look + ": ") + seen + "; reference: " + unlike.reference);
-  }
-  void ReportValue(const std::string& rule, std::string id) {
-    ReportUnlike(rule, std::move(id), "another number comes back",
-                 Unlike{"value", std::to_string(reference_.value), std::to_string(device_.value)});
+  void Take(Difference difference) {
+    difference.calls.assign(shown_.begin(), shown_.begin() + static_cast<std::ptrdiff_t>(made_));
+    difference_ = std::move(difference);
   }
 
   Parts parts_;
   TrialSettings settings_;
   Comparison comparison_;
+  Judge judge_;
   Generator generator_;
   std::string directory_;
   std::uint64_t calls_made_ = 0;
   int abandoned_ = 0;
-  std::map<std::string, Difference> notes_;
-  std::map<std::int64_t, std::int64_t> attributes_;  ///< of the device, by tag
 
   // Of the sequence that runs.
   bool texts_ = false;

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "explore/comparison.h"
+#include "explore/difference.h"
+#include "explore/outcome.h"
+#include "explore/side.h"
+#include "explore/trial.h"
+
+namespace quorle::explore {
+
+/// Says whether what came of a call is as it should be, by what the reference did, and names what is not.
+/// Differences have no calls here: those are whose sequence it is.
+class Judge {
+ public:
+  /// All references must outlive this.
+  Judge(Side& reference, Side& device, DeviceControl& control, Comparison& comparison);
+
+  /// Judges `call`, made on both sides. With `look` what it named is looked at: what a call that changes
+  /// something made of it, and that a refused one changed nothing.
+  std::optional<Difference> AfterCall(const Call& call, const Outcome& reference,
+                                      const Outcome& device, bool look);
+  /// Names what is unlike in two trees. `before`, an operation's id, is what was called last; empty: the
+  /// rule says enough.
+  static Difference OfTrees(const std::string& rule, const std::string& before,
+                            const Unlike& unlike);
+
+  /// What is no failure, by its id, each as it was first seen.
+  const std::map<std::string, Difference>& notes() const { return notes_; }
+
+ private:
+  void CompareCodes();
+  void CompareResults();
+  void CompareAttribute();
+  std::string FirstOtherByte() const;
+  void LookAfter();
+  void LookAtName(std::size_t name);
+  void LookAtObject(Argument kind, std::uint8_t number);
+  /// What both sides say of one object; null with a code where they refuse.
+  struct Seen {
+    const ExamineData* reference = nullptr;
+    const ExamineData* device = nullptr;
+    std::int32_t reference_code = 0;
+    std::int32_t device_code = 0;
+  };
+  void ReportLook(const std::string& role, const Seen& seen, const std::string& look);
+  /// `outcome` is what the id says behind the operation.
+  void Report(const std::string& rule, const std::string& outcome, const std::string& what,
+              const std::string& detail = {});
+  void ReportValue();
+
+  Side& reference_side_;
+  Side& device_side_;
+  DeviceControl& control_;
+  Comparison& comparison_;
+  std::map<std::string, Difference> notes_;
+  std::map<std::int64_t, std::int64_t> attributes_;  ///< of the device, by tag
+
+  // Of the call that is judged.
+  const Call* call_ = nullptr;
+  const OperationRow* row_ = nullptr;
+  const Outcome* reference_ = nullptr;
+  const Outcome* device_ = nullptr;
+  std::optional<Difference> found_;
+};
+
+}  // namespace quorle::explore

@@ -1,0 +1,461 @@
+#include "explore/traits.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <sstream>
+#include <string_view>
+
+#include "explore/search_clock.h"
+#include "explore/side.h"
+#include "explore/tree.h"
+#include "platform/constants.h"
+
+namespace quorle::explore {
+namespace {
+
+/// Tries out what the filesystem of a side can do.
+class Probe {
+ public:
+  Probe(Side& side, SearchClock& clock, bool whole_volume)
+      : side_(side), dos_(side.dos()), clock_(clock), whole_volume_(whole_volume) {}
+
+  Traits Run() {
+    clock_.Step();
+    MakeFile("q");
+    FindOperations();
+    FindClock();
+    FindAttributes();
+    FindLimits();
+    FindLinks();
+    FindCounts();
+    FindGrowth();
+    if (whole_volume_) FindRoot();
+    Empty(side_);
+    return traits_;
+  }
+
+ private:
+  void MakeFile(const char* name) {
+    const FileHandle file = dos_.Open(name, MODE_NEWFILE);
+    if (file) dos_.Close(file);
+  }
+
+  std::optional<ExamineData> Look(const char* name) {
+    std::int32_t code = 0;
+    const ExamineData* const record = side_.Look(name, code);
+    return record == nullptr ? std::nullopt : std::optional<ExamineData>(*record);
+  }
+
+  bool& Knows(Operation operation) { return traits_.knows[static_cast<std::size_t>(operation)]; }
+
+  /// Whether `call` is not answered with 209 or 236. Its objects are given back.
+  void Try(Call call) {
+    Outcome outcome;
+    side_.Make(call, outcome);
+    const bool unknown = !outcome.done && (outcome.code == ERROR_ACTION_NOT_KNOWN ||
+                                           outcome.code == ERROR_NOT_IMPLEMENTED);
+    if (unknown) Knows(call.operation) = false;
+  }
+
+  static Call With(Operation operation, std::string text = {}, std::string second = {}) {
+    Call call;
+    call.operation = operation;
+    call.text = {std::move(text), std::move(second)};
+    return call;
+  }
+
+  /// Each operation once, as it is granted where it is there.
+  void FindOperations() {
+    Outcome outcome;
+    Call open = With(Operation::kOpen, "q");
+    open.number[1] = MODE_READWRITE;
+    open.result = 1;
+    side_.Make(open, outcome);
+    Call lock = With(Operation::kLock, "q");
+    lock.number[1] = SHARED_LOCK;
+    lock.result = 1;
+    side_.Make(lock, outcome);
+    for (const Operation operation :
+         {Operation::kGetFilePosition, Operation::kGetFileSize, Operation::kDupLockFromFH,
+          Operation::kParentOfFH, Operation::kExamineFile}) {
+      Call call = With(operation);
+      call.number = {1, 1};
+      Try(call);
+    }
+    Call call = With(Operation::kRead);
+    call.number = {1, 1};
+    Try(call);
+    call = With(Operation::kWrite, "x");
+    call.number = {1, 1};
+    call.pattern = Call::kQuoted;
+    Try(call);
+    for (const Operation operation : {Operation::kChangeFilePosition, Operation::kChangeFileSize}) {
+      call = With(operation);
+      call.number = {1, 0, OFFSET_BEGINNING};
+      Try(call);
+    }
+    for (const Operation operation : {Operation::kChangeLockMode, Operation::kChangeFileMode}) {
+      call = With(operation);
+      call.number = {operation == Operation::kChangeLockMode ? CHANGE_LOCK : CHANGE_FH, 1,
+                     SHARED_LOCK};
+      Try(call);
+    }
+    for (const Operation operation : {Operation::kDupLock, Operation::kParentDir}) {
+      call = With(operation);
+      call.number = {1};
+      Try(call);
+    }
+    call = With(Operation::kExamineLock);
+    call.number = {0, 1};
+    Try(call);
+    FindRecordsAndNotification();
+    call = With(Operation::kOpenFromLock);
+    call.number = {1};
+    Try(call);
+    // The same object by two locks and by two handles.
+    FindRelations();
+    for (const Operation operation :
+         {Operation::kDiskInfo, Operation::kVolumeInfo, Operation::kFlush}) {
+      Try(With(operation));
+    }
+    call = With(Operation::kFileSystemAttr);
+    call.number = {FSA_MaxFileNameLengthR};
+    Try(call);
+    call = With(Operation::kInhibit);
+    call.number = {1};
+    if (whole_volume_) {
+      Try(call);
+      side_.further().Inhibit(side_.device().c_str(), false);
+      call = With(Operation::kWriteProtect);
+      call.number = {1, 0};
+      Try(call);
+      dos_.WriteProtectVolume(side_.device().c_str(), false, 0, 0);
+    }
+  }
+
+  void FindRecordsAndNotification() {
+    Call call = With(Operation::kLockRecord);
+    call.number = {1, 0, 1, REC_SHARED_IMMED, 0};
+    Try(call);
+    call = With(Operation::kUnLockRecord);
+    call.number = {1, 0, 1};
+    Try(call);
+    call = With(Operation::kStartNotify, "q");
+    call.number = {0, NRF_SEND_MESSAGE};
+    Try(call);
+    Knows(Operation::kEndNotify) = Knows(Operation::kStartNotify);
+    Knows(Operation::kGetNotifyMsg) = Knows(Operation::kStartNotify);
+  }
+
+  void FindRelations() {
+    const LockHandle a = dos_.Lock("q", SHARED_LOCK);
+    const LockHandle b = dos_.Lock("q", SHARED_LOCK);
+    dos_.SetIoErr(0);
+    if (dos_.SameLock(a, b) != LOCK_SAME && dos_.IoErr() == ERROR_ACTION_NOT_KNOWN) {
+      Knows(Operation::kSameLock) = false;
+    }
+    dos_.UnLock(a);
+    dos_.UnLock(b);
+    const FileHandle c = dos_.Open("q", MODE_OLDFILE);
+    const FileHandle d = dos_.Open("q", MODE_OLDFILE);
+    dos_.SetIoErr(0);
+    if (side_.further().SameFile(c, d) != LOCK_SAME && dos_.IoErr() == ERROR_ACTION_NOT_KNOWN) {
+      Knows(Operation::kSameFile) = false;
+    }
+    if (c) dos_.Close(c);
+    if (d) dos_.Close(d);
+  }
+
+  /// How finely dates are kept, and whose clock they are of.
+  void FindClock() {
+    static constexpr DateStamp kDates[] = {{8000, 61, 2999}, {8000, 62, 51}, {9000, 723, 149}};
+    static constexpr std::int32_t kGrains[] = {1, 50, 100, 3000, 3000 * 60 * 24};
+    std::int64_t off = 0;
+    for (const DateStamp& date : kDates) {
+      if (!dos_.SetDate("q", date)) {
+        if (dos_.IoErr() == ERROR_ACTION_NOT_KNOWN) Knows(Operation::kSetDate) = false;
+        continue;
+      }
+      const auto object = Look("q");
+      if (!object) continue;
+      off =
+          std::max(off, std::abs(SearchClock::ToTicks(object->Date) - SearchClock::ToTicks(date)));
+    }
+    // What is further off than a day is no grain, and will be a difference.
+    const auto grain = std::find_if(std::begin(kGrains), std::end(kGrains),
+                                    [&](std::int32_t ticks) { return off < ticks; });
+    if (grain != std::end(kGrains)) traits_.date_ticks = *grain;
+    clock_.Step();
+    MakeFile("q2");
+    const auto made = Look("q2");
+    if (!made) return;
+    const std::int64_t date = SearchClock::ToTicks(made->Date);
+    const std::int64_t now = SearchClock::ToTicks(SystemClock().Now());
+    traits_.own_clock = std::abs(date - clock_.ticks()) > traits_.date_ticks &&
+                        std::abs(date - now) < SearchClock::kTicksPerDay;
+  }
+
+  void FindAttributes() {
+    std::uint32_t set = 0;
+    std::uint32_t cleared = 0xFFFFFFFF;
+    if (!dos_.SetProtection("q", 0xFFFFFFFF)) {
+      if (dos_.IoErr() == ERROR_ACTION_NOT_KNOWN) Knows(Operation::kSetProtection) = false;
+    } else if (const auto object = Look("q")) {
+      set = object->Protection;
+    }
+    if (dos_.SetProtection("q", 0)) {
+      if (const auto object = Look("q")) cleared = object->Protection;
+    }
+    // The eight bits that every program uses must be there; what a volume makes of the others is its own.
+    traits_.protection = (set & ~cleared) | 0xFF;
+    if (!dos_.SetComment("q", "q") && dos_.IoErr() == ERROR_ACTION_NOT_KNOWN) {
+      Knows(Operation::kSetComment) = false;
+    }
+    traits_.owner = IdBits(Operation::kSetOwner, OI_OwnerUID, &ExamineData::OwnerUID);
+    traits_.group = IdBits(Operation::kSetGroup, OI_OwnerGID, &ExamineData::OwnerGID);
+  }
+
+  /// Which bits of an owner or a group are kept.
+  std::uint32_t IdBits(Operation operation, std::uint32_t tag, std::uint32_t ExamineData::*field) {
+    constexpr std::uint32_t kWide = 0x12345678;
+    for (const std::uint32_t bits : {0xFFFFFFFF, 0xFFFFU}) {
+      if (!dos_.SetOwnerInfo("q", tag, kWide & bits)) {
+        if (dos_.IoErr() != ERROR_ACTION_NOT_KNOWN) continue;
+        Knows(operation) = false;
+        return 0;
+      }
+      const auto object = Look("q");
+      if (object && (*object).*field == (kWide & bits)) return bits;
+    }
+    return 0;
+  }
+
+  /// The largest of 1 to `most` that is granted.
+  template <class IsGranted>
+  static std::int32_t Largest(std::int32_t most, IsGranted is_granted) {
+    if (is_granted(most)) return most;
+    std::int32_t low = 1;
+    while (low + 1 < most) {
+      const std::int32_t middle = low + (most - low) / 2;
+      (is_granted(middle) ? low : most) = middle;
+    }
+    return low;
+  }
+
+  void FindLimits() {
+    // What is promised counts; a name that is cut silently is for the search to find.
+    std::uint32_t promised = 0;
+    std::int32_t most = 255;
+    if (side_.further().FileSystemAttr(side_.device().c_str(), FSA_MaxFileNameLengthR, promised)) {
+      most = static_cast<std::int32_t>(std::clamp<std::uint32_t>(promised, 1, 255));
+    }
+    traits_.name_limit = Largest(most, [&](std::int32_t length) {
+      const std::string name(static_cast<std::size_t>(length), 'n');
+      const FileHandle file = dos_.Open(name.c_str(), MODE_NEWFILE);
+      if (file) dos_.Close(file);
+      dos_.Delete(name.c_str());
+      return static_cast<bool>(file);
+    });
+    traits_.comment_limit = Largest(255, [&](std::int32_t length) {
+      return dos_.SetComment("q", std::string(static_cast<std::size_t>(length), 'c').c_str());
+    });
+  }
+
+  void FindLinks() {
+    const auto is_unknown = [&] { return dos_.IoErr() == ERROR_ACTION_NOT_KNOWN; };
+    bool soft = dos_.MakeLink("qs", "q", LINK_SOFT);
+    Knows(Operation::kMakeSoftLink) = soft || !is_unknown();
+    Call read = With(Operation::kReadSoftLink, "qs");
+    read.number[2] = 100;
+    if (soft) Try(read);
+    if (!soft) Knows(Operation::kReadSoftLink) = false;
+    dos_.Delete("qs");
+    if (soft) {
+      traits_.target_limit = Largest(4000, [&](std::int32_t length) {
+        const bool made = dos_.MakeLink(
+            "qs", std::string(static_cast<std::size_t>(length), 't').c_str(), LINK_SOFT);
+        dos_.Delete("qs");
+        return made;
+      });
+    }
+    const LockHandle file = dos_.Lock("q", SHARED_LOCK);
+    const bool hard = dos_.MakeLink("qh", file, LINK_HARD);
+    Knows(Operation::kMakeHardLink) = hard || !is_unknown();
+    dos_.UnLock(file);
+    const LockHandle directory = dos_.CreateDir("qd");
+    traits_.links_to_directories = dos_.MakeLink("qe", directory, LINK_HARD);
+    dos_.UnLock(directory);
+    if (const auto object = Look("q")) traits_.counts_links = object->RefCount != 0;
+    dos_.Delete("qe");
+    dos_.Delete("qd");
+    dos_.Delete("qh");
+  }
+
+  InfoData Info() {
+    InfoData info{};
+    dos_.GetDiskInfo(side_.device().c_str(), info);
+    return info;
+  }
+
+  void FindCounts() {
+    const std::uint32_t before = Info().id_InUse;
+    const LockHandle lock = dos_.Lock("q", SHARED_LOCK);
+    const std::uint32_t with_lock = Info().id_InUse;
+    const FileHandle file = dos_.Open("q", MODE_OLDFILE);
+    const std::uint32_t with_file = Info().id_InUse;
+    if (file) dos_.Close(file);
+    dos_.UnLock(lock);
+    traits_.counts_users = with_lock == before + 1 && with_file == before + 2;
+    // Where files are made and deleted the count is the same afterwards, or as much too large each time.
+    const auto round = [&] {
+      const std::int32_t used = Info().id_NumBlocksUsed;
+      for (int i = 0; i != 8; ++i) {
+        MakeFile("q3");
+        dos_.Delete("q3");
+      }
+      return Info().id_NumBlocksUsed - used;
+    };
+    const std::int32_t first = round();
+    traits_.frees_blocks = Info().id_NumBlocks != 0 && first == round();
+  }
+
+  void FindGrowth() {
+    std::vector<std::uint8_t> bytes(8000, 0xAA);
+    const auto size = static_cast<std::int32_t>(bytes.size());
+    const FileHandle file = dos_.Open("q", MODE_NEWFILE);
+    if (!file) return;
+    dos_.Write(file, bytes.data(), size);
+    if (!dos_.ChangeFileSize(file, 0, OFFSET_BEGINNING)) {
+      dos_.Close(file);
+      return;
+    }
+    dos_.ChangeFileSize(file, size, OFFSET_BEGINNING);
+    dos_.ChangeFilePosition(file, 0, OFFSET_BEGINNING);
+    dos_.Read(file, bytes.data(), size);
+    traits_.zeroes_grown =
+        std::all_of(bytes.begin(), bytes.end(), [](std::uint8_t b) { return b == 0; });
+    if (!traits_.zeroes_grown) Knows(Operation::kChangeFileSize) = false;
+    for (const std::int64_t limit :
+         {std::int64_t{1} << 40, (std::int64_t{1} << 32) + 65536, (std::int64_t{1} << 31) - 1,
+          std::int64_t{64} << 20, std::int64_t{8} << 20}) {
+      traits_.size_limit = limit;
+      if (dos_.ChangeFileSize(file, limit, OFFSET_BEGINNING)) break;
+    }
+    dos_.ChangeFileSize(file, 0, OFFSET_BEGINNING);
+    dos_.Close(file);
+  }
+
+  /// The date of a root is not tried: where the rest can be set it is expected to be kept as well.
+  void FindRoot() {
+    const auto before = Look("");
+    if (!before) return;
+    traits_.root_attributes = true;
+    if (Knows(Operation::kSetComment)) {
+      traits_.root_attributes = dos_.SetComment("", "q");
+      const auto object = Look("");
+      if (!object || std::string_view(object->Comment) != "q") traits_.root_attributes = false;
+      dos_.SetComment("", "");
+    }
+  }
+
+  Side& side_;
+  DosInterface& dos_;
+  SearchClock& clock_;
+  bool whole_volume_;
+  Traits traits_;
+};
+
+/// The traits that are numbers or truths, as a file has them.
+std::map<std::string, std::string> FactsOf(const Traits& traits) {
+  const auto truth = [](bool is) { return std::string(is ? "yes" : "no"); };
+  const auto hex = [](std::uint32_t bits) {
+    std::ostringstream text;
+    text << "0x" << std::hex << bits;
+    return text.str();
+  };
+  std::map<std::string, std::string> facts{
+      {"links-to-directories", truth(traits.links_to_directories)},
+      {"root-attributes", truth(traits.root_attributes)},
+      {"name-limit", std::to_string(traits.name_limit)},
+      {"comment-limit", std::to_string(traits.comment_limit)},
+      {"target-limit", std::to_string(traits.target_limit)},
+      {"protection", hex(traits.protection)},
+      {"owner", hex(traits.owner)},
+      {"group", hex(traits.group)},
+      {"date-ticks", std::to_string(traits.date_ticks)},
+      {"own-clock", truth(traits.own_clock)},
+      {"counts-links", truth(traits.counts_links)},
+      {"counts-users", truth(traits.counts_users)},
+      {"frees-blocks", truth(traits.frees_blocks)},
+      {"zeroes-grown", truth(traits.zeroes_grown)},
+      {"size-limit", std::to_string(traits.size_limit)}};
+  for (const OperationRow& row : Operations()) {
+    facts.emplace("knows-" + std::string(row.id), truth(traits.Knows(row.operation)));
+  }
+  return facts;
+}
+
+constexpr std::string_view kTraitsHead = "quorle-traits 1";
+
+}  // namespace
+
+Traits ProbeTraits(Side& side, SearchClock& clock, bool whole_volume) {
+  return Probe(side, clock, whole_volume).Run();
+}
+
+std::vector<std::string> TraitLines(const Traits& traits) {
+  std::vector<std::string> lines;
+  std::string unknown;
+  for (const OperationRow& row : Operations()) {
+    if (!traits.Knows(row.operation))
+      unknown += (unknown.empty() ? "" : ", ") + std::string(row.id);
+  }
+  if (!unknown.empty()) lines.push_back("cannot: " + unknown);
+  const std::map<std::string, std::string> usual = FactsOf(Traits());
+  for (const auto& [name, value] : FactsOf(traits)) {
+    if (name.starts_with("knows-") || usual.at(name) == value) continue;
+    lines.push_back(name + " " + value + " (reference: " + usual.at(name) + ")");
+  }
+  return lines;
+}
+
+std::string TraitsText(const Traits& traits) {
+  std::string text(kTraitsHead);
+  text += '\n';
+  for (const auto& [name, value] : FactsOf(traits)) text += name + " " + value + "\n";
+  return text;
+}
+
+bool HoldTraits(const Traits& traits, const std::string& text, std::vector<std::string>& unlike,
+                std::string& problem) {
+  std::istringstream lines(text);
+  std::string line;
+  if (!std::getline(lines, line) || line != kTraitsHead) {
+    problem =
+        "line 1: no file of traits: it does not begin with \"" + std::string(kTraitsHead) + "\"";
+    return false;
+  }
+  std::map<std::string, std::string> facts = FactsOf(traits);
+  for (int number = 2; std::getline(lines, line); ++number) {
+    const std::size_t blank = line.find(' ');
+    const auto fact = facts.find(line.substr(0, blank));
+    if (blank == std::string::npos || fact == facts.end()) {
+      problem =
+          "line " + std::to_string(number) + ": there is no such trait, or it was there before";
+      return false;
+    }
+    const std::string value = line.substr(blank + 1);
+    if (fact->second != value) {
+      unlike.push_back(fact->first + " is " + fact->second + ", and was " + value);
+    }
+    facts.erase(fact);
+  }
+  if (!facts.empty()) {
+    problem = "the file ends before " + facts.begin()->first;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace quorle::explore
