@@ -1,0 +1,96 @@
+#include "selftest/support/two_devices.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "hosted/dos/console.h"
+#include "hosted/dos/line_input.h"
+#include "program/built_in_handlers.h"
+
+namespace quorle::selftest {
+namespace {
+
+class NoSink final : public ByteSink {
+ public:
+  bool Write(std::string_view) override { return true; }
+  std::string Problem() const override { return {}; }
+};
+
+class NoLines final : public LineInput {
+ public:
+  bool ReadLine(std::string&) override { return false; }
+};
+
+class NeverBreak final : public BreakSource {
+ public:
+  bool TakeBreak() override { return false; }
+};
+
+}  // namespace
+
+struct TwoDevices::Surroundings {
+  NoSink sink;
+  Console console{sink, sink, false};
+  NoLines input;
+  NeverBreak breaks;
+};
+
+TwoDevices::TwoDevices(const std::string& handler, PortType port)
+    : surroundings_(std::make_unique<Surroundings>()), port_(port) {
+  reference_machine_ = Build("REF=ram,volume=Work");
+  device_machine_ = Build("DH0=" + handler + ",volume=Work");
+  reference_ = std::make_unique<explore::Side>(reference_machine_->dos(),
+                                               reference_machine_->further(), "REF:");
+  device_ =
+      std::make_unique<explore::Side>(device_machine_->dos(), device_machine_->further(), "DH0:");
+}
+
+TwoDevices::~TwoDevices() {
+  trial_.reset();
+  device_.reset();
+  reference_.reset();
+}
+
+std::unique_ptr<Machine> TwoDevices::Build(const std::string& mount) {
+  MountSpec spec;
+  std::string problem;
+  if (!ParseMountSpec(mount, spec, problem)) throw std::invalid_argument(problem);
+  if (spec.name == "DH0") spec.port = port_;
+  std::unique_ptr<Machine> machine = Machine::Build({.handlers = BuiltInHandlers(),
+                                                     .layers = BuiltInLayers(),
+                                                     .mounts = {std::move(spec)},
+                                                     .exec = {},
+                                                     .dos = {}},
+                                                    {.console = surroundings_->console,
+                                                     .input = surroundings_->input,
+                                                     .clock = clock_,
+                                                     .breaks = surroundings_->breaks},
+                                                    problem);
+  if (machine == nullptr) throw std::invalid_argument(problem);
+  return machine;
+}
+
+std::string TwoDevices::Remount() {
+  HandlerPort& port = *device_machine_->list().Find("DH0").port;
+  device_machine_->dos().ReleasePort(port, {});
+  port.UnmountForNow();
+  std::string problem;
+  return port.MountAgain(problem) ? std::string() : problem;
+}
+
+explore::Trial& TwoDevices::Start(explore::TrialSettings settings,
+                                  explore::CallObserver* observer) {
+  if (device_->Begin({}) != 0) throw std::runtime_error("the root cannot be locked");
+  traits_ = explore::ProbeTraits(*device_, clock_, true);
+  trial_ = std::make_unique<explore::Trial>(
+      explore::Trial::Parts{.reference = *reference_,
+                            .device = *device_,
+                            .clock = clock_,
+                            .control = control_,
+                            .traits = traits_,
+                            .observer = observer},
+      std::move(settings));
+  return *trial_;
+}
+
+}  // namespace quorle::selftest

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "explore/search_clock.h"
+#include "explore/side.h"
+#include "explore/traits.h"
+#include "explore/trial.h"
+#include "hosted/calls/port_type.h"
+#include "hosted/dos/machine.h"
+
+namespace quorle::selftest {
+
+/// A device DH0: and a reference volume, each on a machine of its own under one clock, as a search has them.
+class TwoDevices {
+ public:
+  /// `handler` is what DH0: is mounted with: "ram", "ram,deviate=NAME", "dir:/path".
+  explicit TwoDevices(const std::string& handler, PortType port = PortType::kVector);
+  ~TwoDevices();
+  TwoDevices(const TwoDevices&) = delete;
+  TwoDevices& operator=(const TwoDevices&) = delete;
+
+  explore::Side& reference() { return *reference_; }
+  explore::Side& device() { return *device_; }
+  explore::SearchClock& clock() { return clock_; }
+  const explore::Traits& traits() const { return traits_; }
+  /// Probes the traits of the device and makes a trial of both.
+  explore::Trial& Start(explore::TrialSettings settings = {},
+                        explore::CallObserver* observer = nullptr);
+  explore::Trial& trial() { return *trial_; }
+
+ private:
+  /// Keeps the handler's devices and nothing else.
+  class Control final : public explore::DeviceControl {
+   public:
+    explicit Control(TwoDevices& devices) : devices_(devices) {}
+    std::string Remount() override { return devices_.Remount(); }
+
+   private:
+    TwoDevices& devices_;
+  };
+
+  std::unique_ptr<Machine> Build(const std::string& mount);
+  std::string Remount();
+
+  /// What a machine needs around it, and nobody looks at.
+  struct Surroundings;
+
+  std::unique_ptr<Surroundings> surroundings_;
+  explore::SearchClock clock_;
+  PortType port_;
+  std::unique_ptr<Machine> reference_machine_;
+  std::unique_ptr<Machine> device_machine_;
+  std::unique_ptr<explore::Side> reference_;
+  std::unique_ptr<explore::Side> device_;
+  explore::Traits traits_;
+  Control control_{*this};
+  std::unique_ptr<explore::Trial> trial_;
+};
+
+}  // namespace quorle::selftest
