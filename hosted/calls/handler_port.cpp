@@ -128,8 +128,9 @@ void HandlerPort::FreeExamineData(::ExamineData* data) {
   if (mounted_) mounted_->services().FreeDosObject(QUORLE_DOS_EXAMINEDATA, data);
 }
 
-void HandlerPort::Report(const std::string& what) {
-  if (gate_ != nullptr) gate_->Report(device_name_ + ": " + what);
+void HandlerPort::ReportLastCall(const std::string& what) {
+  if (gate_ == nullptr) return;
+  gate_->Report(device_name_ + ": " + mounted_->services().CallName() + " " + what);
 }
 
 void HandlerPort::Adopt() {

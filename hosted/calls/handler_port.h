@@ -61,8 +61,9 @@ class HandlerPort {
   /// Lets every call go through `gate`, which must outlive this. A call that it does not admit fails
   /// with ERROR_DEVICE_NOT_MOUNTED. Null: no gate.
   void SetGate(CallGate* gate) { gate_ = gate; }
-  /// Reports something that the handler did wrong: `what` behind its device's name.
-  void Report(const std::string& what);
+  /// Reports what the handler did wrong in the call that it got last: `what` behind the device's name and
+  /// the function or packet, "DH0: FSExamineDir() gives ...".
+  void ReportLastCall(const std::string& what);
   /// Has the handler's notifications handed to `listener`; null: nobody gets them. Of no handler there
   /// are none.
   void SetNotifyListener(NotifyListener listener);

@@ -146,8 +146,7 @@ void SocketProgram::Notify(const Json& message) {
     throw ProgramEnd("sent a notification for request " + std::to_string(number) +
                      ", which nobody made");
   }
-  const ::HandlerServices& dos = services_->table();
-  if (dos.Notify != nullptr) dos.Notify(&dos, request);
+  services_->Notify(request);
 }
 
 /// The answer is sent before that to the packet: whoever asked waits for it.

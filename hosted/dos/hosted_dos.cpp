@@ -65,8 +65,14 @@ std::int32_t HostedDos::LockRootAgain(HandlerPort& port, LockHandle root) {
   return lock->lock == nullptr ? res2 : 0;
 }
 
-bool HostedDos::Changed(bool done, HandlerPort& port, ::Lock* directory, const char* leaf) {
-  if (done && listener_ != nullptr) listener_->OnChange(port, directory, leaf);
+bool HostedDos::EntryChanged(bool done, HandlerPort& port, ::Lock* directory, const char* leaf) {
+  if (done && listener_ != nullptr) listener_->OnEntry(port, {directory, leaf});
+  return done;
+}
+
+bool HostedDos::AttributeChanged(bool done, HandlerPort& port, ::Lock* directory,
+                                 const char* leaf) {
+  if (done && listener_ != nullptr) listener_->OnAttribute(port, {directory, leaf});
   return done;
 }
 

@@ -162,7 +162,7 @@ class HostedDos final : public DosInterface {
   struct OpenFile {
     HandlerPort* port;
     std::unique_ptr<::FileHandle> handle;
-    bool is_changed = false;  ///< written, of another size, or new
+    bool is_changed = false;  ///< see DosListener::OnClosing()
   };
   /// An examine record as the program has it; the texts are what the record points to.
   struct ExamineRecord {
@@ -182,8 +182,10 @@ class HostedDos final : public DosInterface {
   }
   bool Fail(std::int32_t code) { return Fail<bool>(code); }
 
-  /// `done`; when it is, the object `leaf` in `directory` has changed.
-  bool Changed(bool done, HandlerPort& port, ::Lock* directory, const char* leaf);
+  /// `done`; when it is, the object `leaf` in `directory` was made or deleted.
+  bool EntryChanged(bool done, HandlerPort& port, ::Lock* directory, const char* leaf);
+  /// The same when an attribute of it was set.
+  bool AttributeChanged(bool done, HandlerPort& port, ::Lock* directory, const char* leaf);
   /// Where relative names start: the current directory; without a port when its lock is gone.
   PortObject Start();
   /// Makes `call(port, res2, directory, leaf)` on the object `name`; a false result is a failure

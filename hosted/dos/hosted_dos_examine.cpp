@@ -146,7 +146,7 @@ void HostedDos::FreeDosObject(std::uint32_t type, const ExamineData* data) {
     port.FreeExamineData(entry);
   }
   if (repeated) {
-    port.Report("FSExamineDir() gives the same entry again and again");
+    port.ReportLastCall("gives the same entry again and again");
     res2 = ERROR_NO_MORE_ENTRIES;
   }
   port.EndDir(scan);

@@ -6,9 +6,12 @@ FileHandle HostedDos::Open(const char* name, std::int32_t mode) {
   return OnObject(name, Links::kFollow,
                   [&](HandlerPort& port, std::int32_t& res2, ::Lock* directory, const char* leaf) {
                     auto handle = std::make_unique<::FileHandle>();
+                    const bool is_new = listener_ != nullptr && mode != MODE_OLDFILE &&
+                                        listener_->IsMissing(port, {directory, leaf});
                     if (!port.Open(res2, *handle, directory, leaf, mode)) return FileHandle{};
                     const FileHandle file = AddFile(port, std::move(handle));
-                    files_.Find(file)->is_changed = mode == MODE_NEWFILE;
+                    files_.Find(file)->is_changed = mode == MODE_NEWFILE && !is_new;
+                    EntryChanged(is_new, port, directory, leaf);
                     return file;
                   });
 }
@@ -38,7 +41,8 @@ std::int32_t HostedDos::Write(FileHandle file, const void* data, std::int32_t by
   if (open == nullptr) return -1;
   std::int32_t res2 = 0;
   const std::int32_t count = open->port->Write(res2, *open->handle, data, bytes);
-  open->is_changed = open->is_changed || count > 0;
+  // Nothing, written without a failure, is a change as well.
+  open->is_changed = open->is_changed || count > 0 || (count == 0 && bytes == 0);
   // Older handlers tell a failure by a short count.
   if (count < 0 || (count != bytes && res2 != 0)) Fail(res2);
   return count;

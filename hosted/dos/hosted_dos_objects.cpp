@@ -28,7 +28,7 @@ LockHandle HostedDos::CreateDir(const char* name) {
                   [&](HandlerPort& port, std::int32_t& res2, ::Lock* directory, const char* leaf) {
                     ::Lock* const lock = port.CreateDir(res2, directory, leaf);
                     MakeShared(port, lock);
-                    Changed(lock != nullptr, port, directory, leaf);
+                    EntryChanged(lock != nullptr, port, directory, leaf);
                     return AddLock(port, lock);
                   });
 }
@@ -66,7 +66,7 @@ bool HostedDos::Delete(const char* name) {
   if (EndsInSlash(name)) return Fail(ERROR_INVALID_COMPONENT_NAME);
   return OnObject(name, Links::kLeave,
                   [&](HandlerPort& port, std::int32_t& res2, ::Lock* directory, const char* leaf) {
-                    return Changed(port.Delete(res2, directory, leaf), port, directory, leaf);
+                    return EntryChanged(port.Delete(res2, directory, leaf), port, directory, leaf);
                   });
 }
 
@@ -82,8 +82,10 @@ bool HostedDos::Rename(const char* old_name, const char* new_name) {
   if (!from.port().Rename(res2, from.directory(), from.leaf(), to.directory(), to.leaf())) {
     return Fail(res2);
   }
-  Changed(true, from.port(), from.directory(), from.leaf());
-  return Changed(true, to.port(), to.directory(), to.leaf());
+  if (listener_ != nullptr) {
+    listener_->OnRename(to.port(), {from.directory(), from.leaf()}, {to.directory(), to.leaf()});
+  }
+  return true;
 }
 
 /// Whether something stands at a resolved name. What cannot be looked at for another reason than
@@ -103,8 +105,8 @@ bool HostedDos::CreateLink(const char* name, Create create) {
   if (!at.Resolve(name)) return Fail(at.error());
   if (Exists(at)) return Fail(ERROR_OBJECT_EXISTS);
   std::int32_t res2 = 0;
-  return Changed(create(at.port(), res2, at.directory(), at.leaf()), at.port(), at.directory(),
-                 at.leaf()) ||
+  return EntryChanged(create(at.port(), res2, at.directory(), at.leaf()), at.port(), at.directory(),
+                      at.leaf()) ||
          Fail(res2);
 }
 
@@ -165,16 +167,16 @@ bool HostedDos::SetComment(const char* name, const char* comment) {
   if (comment == nullptr) return Fail(ERROR_REQUIRED_ARG_MISSING);
   return OnObject(name, Links::kFollow,
                   [&](HandlerPort& port, std::int32_t& res2, ::Lock* directory, const char* leaf) {
-                    return Changed(port.SetComment(res2, directory, leaf, comment), port, directory,
-                                   leaf);
+                    return AttributeChanged(port.SetComment(res2, directory, leaf, comment), port,
+                                            directory, leaf);
                   });
 }
 
 bool HostedDos::SetProtection(const char* name, std::uint32_t mask) {
   return OnObject(name, Links::kFollow,
                   [&](HandlerPort& port, std::int32_t& res2, ::Lock* directory, const char* leaf) {
-                    return Changed(port.SetProtection(res2, directory, leaf, mask), port, directory,
-                                   leaf);
+                    return AttributeChanged(port.SetProtection(res2, directory, leaf, mask), port,
+                                            directory, leaf);
                   });
 }
 
@@ -182,8 +184,8 @@ bool HostedDos::SetDate(const char* name, const quorle::DateStamp& date) {
   const ::DateStamp stamp{date.ds_Days, date.ds_Minute, date.ds_Tick};
   return OnObject(name, Links::kFollow,
                   [&](HandlerPort& port, std::int32_t& res2, ::Lock* directory, const char* leaf) {
-                    return Changed(port.SetDate(res2, directory, leaf, stamp), port, directory,
-                                   leaf);
+                    return AttributeChanged(port.SetDate(res2, directory, leaf, stamp), port,
+                                            directory, leaf);
                   });
 }
 
@@ -194,7 +196,7 @@ bool HostedDos::SetOwnerInfo(const char* name, std::uint32_t id_tag, std::uint32
                     const bool done = id_tag == OI_OwnerUID
                                           ? port.SetOwner(res2, directory, leaf, id)
                                           : port.SetGroup(res2, directory, leaf, id);
-                    return Changed(done, port, directory, leaf);
+                    return AttributeChanged(done, port, directory, leaf);
                   });
 }
 

@@ -163,7 +163,7 @@ bool HostedDos::Relabel(const char* device, const char* volume) {
   HandlerPort* const handler = PortOfDevice(device);
   if (handler == nullptr) return false;
   std::int32_t res2 = 0;
-  return handler->Relabel(res2, volume) || Fail(res2);
+  return AttributeChanged(handler->Relabel(res2, volume), *handler, nullptr, "") || Fail(res2);
 }
 
 bool HostedDos::WriteProtectVolume(const char* device, bool on, std::uint32_t key,

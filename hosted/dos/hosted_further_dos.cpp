@@ -247,15 +247,33 @@ bool HostedFurtherDos::CheckNotifySignal(NotifyHandle request) {
   return found != nullptr && std::exchange(found->signalled, false);
 }
 
-void HostedFurtherDos::OnChange(HandlerPort& port, ::Lock* directory, const char* name) {
+void HostedFurtherDos::OnEntry(HandlerPort& port, const ObjectName& object) {
   if (!notifications_.Watches(port)) return;
-  if (const auto path = PathOf(port, directory, name)) notifications_.SendOf(port, *path);
+  const auto path = PathOf(port, object.directory, object.name);
+  if (path) notifications_.SendOfEntries(port, {*path});
+}
+
+void HostedFurtherDos::OnRename(HandlerPort& port, const ObjectName& from, const ObjectName& to) {
+  if (!notifications_.Watches(port)) return;
+  const auto old_path = PathOf(port, from.directory, from.name);
+  const auto new_path = PathOf(port, to.directory, to.name);
+  if (old_path && new_path) notifications_.SendOfEntries(port, {*old_path, *new_path});
+}
+
+void HostedFurtherDos::OnAttribute(HandlerPort& port, const ObjectName& object) {
+  if (!notifications_.Watches(port)) return;
+  const auto path = PathOf(port, object.directory, object.name);
+  if (path) notifications_.SendOf(port, *path);
+}
+
+bool HostedFurtherDos::IsMissing(HandlerPort& port, const ObjectName& object) {
+  return notifications_.Watches(port) && !IsThere(port, object.directory, object.name);
 }
 
 void HostedFurtherDos::OnClosing(HandlerPort& port, ::FileHandle& file, bool is_changed) {
   records_.Release(file);
   if (!is_changed || !notifications_.Watches(port)) return;
-  if (const auto path = PathOf(port, file)) notifications_.SendOf(port, *path);
+  if (const auto path = PathOf(port, file)) notifications_.SendOfEntries(port, {*path});
 }
 
 // ---- Volumes -------------------------------------------------------------------------------------

@@ -21,7 +21,10 @@ namespace quorle {
 ///   ticks are. Who locks a part of his own record collides with himself. (Both are choices of ours.)
 /// - Notification follows what this program does through dos: an object that is made, deleted, renamed from
 ///   or to a name, closed after it was written or made longer or shorter, or given another attribute. A
-///   directory hears of its entries. (Which changes of an entry count is a choice of ours.)
+///   request for a directory is notified of its entries too, but for their attributes, and each request once
+///   for a change, whatever of it it watches. (Which changes of an entry count is a choice of ours, the same
+///   as of handlers/ram.) Objects are known by their paths: what is done by another hard link of an object is
+///   not seen. A file that was made while nobody watched counts as changed when it is closed.
 class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
  public:
   /// All references must outlive this. It is the listener of `dos`.
@@ -63,7 +66,10 @@ class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
     const ExamineData* record;
   };
 
-  void OnChange(HandlerPort& port, ::Lock* directory, const char* name) override;
+  void OnEntry(HandlerPort& port, const ObjectName& object) override;
+  void OnRename(HandlerPort& port, const ObjectName& from, const ObjectName& to) override;
+  void OnAttribute(HandlerPort& port, const ObjectName& object) override;
+  bool IsMissing(HandlerPort& port, const ObjectName& object) override;
   void OnClosing(HandlerPort& port, ::FileHandle& file, bool is_changed) override;
   void OnUnmount(HandlerPort& port) override;
 
@@ -72,7 +78,7 @@ class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
   /// Ends the scans and requests on `port`, or all of them when it is null.
   void Release(const HandlerPort* port);
   static void EndRequest(Notifications::Request& request);
-  bool IsThere(HandlerPort& port, ::Lock* directory, const char* name);
+  static bool IsThere(HandlerPort& port, ::Lock* directory, const char* name);
   /// The handler of the device `device`, which must end in its colon.
   HandlerPort* DeviceOf(const char* device);
   /// Calls `ask(port, res2)` on the handler of `device`.

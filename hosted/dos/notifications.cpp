@@ -1,5 +1,6 @@
 #include "hosted/dos/notifications.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "hosted/dos/latin1.h"
@@ -68,13 +69,26 @@ void Notifications::SendFor(const ::NotifyRequest& record) {
   });
 }
 
-void Notifications::SendOf(const HandlerPort& port, std::string_view path) {
+template <class Concerns>
+void Notifications::SendWhere(const HandlerPort& port, const Concerns& concerns) {
   requests_.ForEach([&](std::unique_ptr<Request>& request) {
-    if (!request->by_dos || request->port != &port) return;
-    const std::string_view watched = PathIn(request->full_name);
-    // The root is in no directory.
-    const bool is_entry = !path.empty() && IsSame(watched, ParentOf(path));
-    if (IsSame(watched, path) || is_entry) Send(*request);
+    const bool is_ours = request->by_dos && request->port == &port;
+    if (is_ours && concerns(PathIn(request->full_name))) Send(*request);
+  });
+}
+
+void Notifications::SendOf(const HandlerPort& port, std::string_view path) {
+  SendWhere(port, [path](std::string_view watched) { return IsSame(watched, path); });
+}
+
+void Notifications::SendOfEntries(const HandlerPort& port,
+                                  std::initializer_list<std::string_view> paths) {
+  SendWhere(port, [paths](std::string_view watched) {
+    return std::any_of(paths.begin(), paths.end(), [watched](std::string_view path) {
+      // The root is in no directory.
+      const bool is_entry = !path.empty() && IsSame(watched, ParentOf(path));
+      return IsSame(watched, path) || is_entry;
+    });
   });
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -54,9 +55,11 @@ class Notifications {
   static void Send(Request& request);
   /// The same, where the handler says so by the record that it has.
   void SendFor(const ::NotifyRequest& record);
-  /// The same for every request that dos watches on `port` for the object `path`, or for the directory
-  /// that holds it.
+  /// The same, once, for every request that dos watches on `port` for the object `path`.
   void SendOf(const HandlerPort& port, std::string_view path);
+  /// The same for objects that were made, deleted, renamed, or written and closed: that changes the
+  /// directories that hold them too.
+  void SendOfEntries(const HandlerPort& port, std::initializer_list<std::string_view> paths);
   /// Whether there is any such request.
   bool Watches(const HandlerPort& port);
 
@@ -66,6 +69,9 @@ class Notifications {
   bool Reply(MessageHandle message);
 
  private:
+  /// Sends for each request that dos watches on `port` and whose path `concerns`.
+  template <class Concerns>
+  void SendWhere(const HandlerPort& port, const Concerns& concerns);
   void ForgetMessages(NotifyHandle handle);
 
   HandleTable<struct NotifyKind, std::unique_ptr<Request>> requests_;

@@ -23,6 +23,7 @@ struct Notifying {
   const ::HandlerServices* dos = nullptr;
   int times = 1;
   bool late = false;
+  bool reports_locks = false;
   bool refuses = false;
   ::FileSystemVectors own{};  ///< all functions, also when dos gets none
   std::vector<::NotifyRequest*> requests;
@@ -89,14 +90,22 @@ std::int32_t FlushAndNotify(NotifyingPort* vp, std::int32_t*) {
     return lock;
   };
   table.FSUnLock = [](NotifyingPort* vp, std::int32_t*, ::Lock* lock) -> std::int32_t {
-    const ::HandlerServices* const dos = NotifyingOf(vp).dos;
-    dos->FreeDosObject(dos, QUORLE_DOS_LOCK, lock);
+    const Notifying& handler = NotifyingOf(vp);
+    if (handler.reports_locks) handler.Report("free lock");
+    handler.dos->FreeDosObject(handler.dos, QUORLE_DOS_LOCK, lock);
     return -1;
   };
   table.FSDupLock = [](NotifyingPort* vp, std::int32_t* res2, ::Lock* lock) -> ::Lock* {
     if (lock->fl_Port == &vp->MP) return lock;
     *res2 = ERROR_INVALID_LOCK;
     return nullptr;
+  };
+  table.FSExamineDir = [](NotifyingPort* vp, std::int32_t*,
+                          ::PRIVATE_ExamineDirContext* context) -> std::int32_t {
+    const ::HandlerServices* const dos = NotifyingOf(vp).dos;
+    context->Entry =
+        static_cast<::ExamineData*>(dos->AllocDosObject(dos, QUORLE_DOS_EXAMINEDATA, nullptr));
+    return -1;
   };
   table.FSSerialize = [](NotifyingPort*, std::int32_t*) -> std::int32_t { _exit(3); };
   table.End_Marker = -1;
@@ -112,6 +121,7 @@ NotifyingPort* MountNotifying(const ::HandlerMount* mount) {
     const char* const value = mount->Keys[i].Value;
     if (key == "times") handler->times = std::atoi(value);
     if (key == "late") handler->late = true;
+    if (key == "locks") handler->reports_locks = true;
     if (key == "packets") packets = true;
     if (key == "refuse-after") {
       handler->refuses = access(value, F_OK) == 0;

@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -179,17 +183,104 @@ TEST_F(FurtherDosTest, AChangeIsNotifiedOnceByTheHandlerOrByDos) {
   EXPECT_TRUE(machine_->ShutDown().empty());
 }
 
-TEST_F(FurtherDosTest, ADirectoryHearsOfItsEntries) {
+// One change is one message for each request, whoever watches, the handler or dos.
+TEST_F(FurtherDosTest, DosNotifiesOfWhatAHandlerNotifiesOf) {
+  using Root = const std::string&;
+  struct Step {
+    const char* what;
+    std::function<bool(Root root)> make;
+    std::array<int, 3> messages;  ///< for the file, its directory, and the root
+  };
+  const auto use = [this](const std::string& name, std::int32_t mode, const std::string& text) {
+    const FileHandle file = dos().Open(name.c_str(), mode);
+    const auto size = static_cast<std::int32_t>(text.size());
+    return dos().Write(file, text.data(), size) == size && dos().Close(file);
+  };
+  const auto open = [this](const std::string& name, std::int32_t mode) {
+    return dos().Close(dos().Open(name.c_str(), mode));
+  };
+  const auto resize = [this](const std::string& name, std::int64_t size) {
+    const FileHandle file = dos().Open(name.c_str(), MODE_OLDFILE);
+    return dos().ChangeFileSize(file, size, OFFSET_BEGINNING) && dos().Close(file);
+  };
+  const auto rename = [this](const std::string& from, const std::string& to) {
+    return dos().Rename(from.c_str(), to.c_str());
+  };
+  const auto remove = [this](const std::string& name) { return dos().Delete(name.c_str()); };
+  const std::vector<Step> steps = {
+      {"made, written and closed",
+       [&](Root root) { return use(root + "dir/file", MODE_NEWFILE, "text"); },
+       {2, 2, 0}},
+      {"opened and closed",
+       [&](Root root) { return open(root + "dir/file", MODE_OLDFILE); },
+       {0, 0, 0}},
+      {"opened to be updated",
+       [&](Root root) { return open(root + "dir/file", MODE_READWRITE); },
+       {0, 0, 0}},
+      {"nothing is written",
+       [&](Root root) { return use(root + "dir/file", MODE_OLDFILE, ""); },
+       {1, 1, 0}},
+      {"made shorter", [&](Root root) { return resize(root + "dir/file", 2); }, {1, 1, 0}},
+      {"emptied", [&](Root root) { return open(root + "dir/file", MODE_NEWFILE); }, {1, 1, 0}},
+      {"emptied and written",
+       [&](Root root) { return use(root + "dir/file", MODE_NEWFILE, "text"); },
+       {1, 1, 0}},
+      {"an attribute",
+       [&](Root root) { return dos().SetComment((root + "dir/file").c_str(), "comment"); },
+       {1, 0, 0}},
+      {"renamed", [&](Root root) { return rename(root + "dir/file", root + "dir/b"); }, {1, 1, 0}},
+      {"another one in the directory is renamed",
+       [&](Root root) { return rename(root + "dir/b", root + "dir/c"); },
+       {0, 1, 0}},
+      {"renamed to what it is called",
+       [&](Root root) { return rename(root + "dir/c", root + "dir/c"); },
+       {0, 1, 0}},
+      {"moved", [&](Root root) { return rename(root + "dir/c", root + "b"); }, {0, 1, 1}},
+      {"moved to the watched name",
+       [&](Root root) { return rename(root + "b", root + "dir/file"); },
+       {1, 1, 1}},
+      {"the directory is not empty", [&](Root root) { return !remove(root + "dir"); }, {0, 0, 0}},
+      {"deleted", [&](Root root) { return remove(root + "dir/file"); }, {1, 1, 0}},
+      {"made by an update",
+       [&](Root root) { return open(root + "dir/file", MODE_READWRITE); },
+       {1, 1, 0}},
+      {"deleted again", [&](Root root) { return remove(root + "dir/file"); }, {1, 1, 0}},
+      {"made and not written",
+       [&](Root root) { return open(root + "dir/file", MODE_NEWFILE); },
+       {1, 1, 0}},
+      {"deleted a third time", [&](Root root) { return remove(root + "dir/file"); }, {1, 1, 0}},
+      {"a soft link",
+       [&](Root root) { return dos().MakeLink((root + "dir/file").c_str(), "b", LINK_SOFT); },
+       {1, 1, 0}},
+      {"a directory beside it",
+       [&](Root root) {
+         MakeDirectory((root + "dir/b").c_str());
+         return true;
+       },
+       {0, 1, 0}},
+      {"an attribute of the directory",
+       [&](Root root) { return dos().SetProtection((root + "dir").c_str(), 0); },
+       {0, 1, 0}},
+      {"the volume is named",
+       [&](Root root) { return dos().Relabel(root.c_str(), root == "DH0:" ? "One" : "Two"); },
+       {0, 0, 1}},
+      {"the directory is renamed",
+       [&](Root root) { return rename(root + "dir", root + "d"); },
+       {0, 1, 1}},
+  };
   for (const std::string root : {"DH0:", "HOST:"}) {
     MakeDirectory((root + "dir").c_str());
-    const NotifyHandle request = further().StartNotify((root + "dir").c_str(), NRF_SEND_MESSAGE);
-    MakeFile((root + "dir/file").c_str());
-    EXPECT_GE(Messages(request), 1) << root;
-    EXPECT_TRUE(dos().Delete((root + "dir/file").c_str()));
-    EXPECT_GE(Messages(request), 1) << root;
-    MakeFile((root + "file").c_str());
-    EXPECT_EQ(Messages(request), 0) << root << " beside it";
-    further().EndNotify(request);
+    const std::array<NotifyHandle, 3> requests = {
+        further().StartNotify((root + "dir/file").c_str(), NRF_SEND_MESSAGE),
+        further().StartNotify((root + "dir").c_str(), NRF_SEND_MESSAGE),
+        further().StartNotify(root.c_str(), NRF_SEND_MESSAGE)};
+    EXPECT_EQ(further().WasEmulated(), root == "HOST:");
+    for (const Step& step : steps) {
+      EXPECT_TRUE(step.make(root)) << root << " " << step.what << ": " << dos().IoErr();
+      const std::array<int, 3> messages = {Messages(requests[0]), Messages(requests[1]),
+                                           Messages(requests[2])};
+      EXPECT_EQ(messages, step.messages) << root << " " << step.what;
+    }
   }
 }
 

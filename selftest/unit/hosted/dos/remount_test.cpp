@@ -2,10 +2,12 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "hosted/dos/volume_listing.h"
 #include "selftest/unit/hosted/machine_fixture.h"
+#include "selftest/unit/hosted/notifying_handler.h"
 
 namespace quorle {
 namespace {
@@ -108,6 +110,94 @@ TEST_F(MountedAgainTest, AVolumeInMemoryKeepsItsNameAndItsProtection) {
   EXPECT_EQ(port_.volume_name(), "Renamed");
   EXPECT_FALSE(dos().WriteProtectVolume("DH0:", false, 8, 0));
   EXPECT_TRUE(dos().WriteProtectVolume("DH0:", false, 7, 0));
+}
+
+TEST_F(MountedAgainTest, NobodyInhibitsAVolumeThatIsMountedAgain) {
+  FurtherDosInterface& further = machine_->further();
+  EXPECT_TRUE(further.Inhibit("DH0:", true));
+  EXPECT_TRUE(further.Inhibit("DH0:", true));
+  dos().ReleasePort(port_, root_);
+  port_.UnmountForNow();
+  std::string problem;
+  ASSERT_TRUE(port_.MountAgain(problem)) << problem;
+  EXPECT_EQ(dos().LockRootAgain(port_, root_), 0);
+  dos().UnLock(MustLock("DH0:"));
+  EXPECT_TRUE(further.Inhibit("DH0:", true));
+  EXPECT_EQ(Code(dos().Lock("DH0:", SHARED_LOCK)), ERROR_OBJECT_IN_USE);
+  EXPECT_TRUE(further.Inhibit("DH0:", false));
+  dos().UnLock(MustLock("DH0:"));
+}
+
+// ---- Scans and requests for notification ---------------------------------------------------------
+
+/// A machine whose DH0: reports what is freed and removed there, and whose DH1: is in memory.
+class NotifyingMountedAgainTest : public MachineTest {
+ protected:
+  NotifyingMountedAgainTest() {
+    MachineOptions options;
+    options.handlers = {{"ram", QuorleRamHandler()}, {"notifying", &NotifyingHandler()}};
+    options.mounts = {Spec("DH0", "notifying", {{"locks", "1"}}),
+                      Spec("DH1", "ram", {{"volume", "Work"}})};
+    std::string problem;
+    machine_ = Machine::Build(options, Parts(), problem);
+    EXPECT_NE(machine_, nullptr) << problem;
+  }
+
+  FurtherDosInterface& further() { return machine_->further(); }
+  std::string TakeReports() { return std::exchange(errors_.text, {}); }
+};
+
+TEST_F(NotifyingMountedAgainTest, ScansAndRequestsEndWithTheMount) {
+  HandlerPort& port = *machine_->list().Find("DH0").port;
+  const LockHandle root = MustLock("DH0:");
+  const DirContextHandle scan = further().ObtainDirContext(EX_StringNameInput, "DH0:dir");
+  EXPECT_NE(further().ExamineDir(scan), nullptr) << dos().IoErr();
+  const NotifyHandle request = further().StartNotify("DH0:file", NRF_SEND_MESSAGE);
+  const DirContextHandle scan_elsewhere = further().ObtainDirContext(EX_StringNameInput, "DH1:");
+  const NotifyHandle request_elsewhere = further().StartNotify("DH1:file", NRF_SEND_MESSAGE);
+  EXPECT_TRUE(further().Flush("DH0:"));
+  EXPECT_TRUE(further().Flush("DH0:"));
+  const MessageHandle taken = further().GetNotifyMsg(request);
+  EXPECT_TRUE(taken);
+  EXPECT_EQ(TakeReports(), "quorle: DH0: add DH0:file DH0:file 1 0\n");
+
+  // The scan's lock, the request, and the program's root: each once.
+  EXPECT_EQ(dos().ReleasePort(port, root), OpenObjects{});
+  EXPECT_EQ(TakeReports(),
+            "quorle: DH0: free lock\nquorle: DH0: remove DH0:file\nquorle: DH0: free lock\n");
+  EXPECT_EQ(dos().CountOpen().examine_records, 0U) << "the scan's last one";
+  port.UnmountForNow();
+  const auto use_what_ended = [&] {
+    EXPECT_EQ(Code(further().ExamineDir(scan)), ERROR_INVALID_LOCK);
+    further().ReleaseDirContext(scan);
+    EXPECT_FALSE(further().GetNotifyMsg(request));
+    EXPECT_FALSE(further().CheckNotifySignal(request));
+    further().ReplyNotifyMsg(taken);
+    further().EndNotify(request);
+  };
+  use_what_ended();
+  EXPECT_EQ(Code(further().ObtainDirContext(EX_StringNameInput, "DH0:")), ERROR_DEVICE_NOT_MOUNTED);
+  EXPECT_EQ(Code(further().StartNotify("DH0:file", 0)), ERROR_DEVICE_NOT_MOUNTED);
+
+  std::string problem;
+  ASSERT_TRUE(port.MountAgain(problem)) << problem;
+  EXPECT_EQ(dos().LockRootAgain(port, root), 0);
+  use_what_ended();
+  EXPECT_TRUE(further().Flush("DH0:"));
+  EXPECT_FALSE(further().GetNotifyMsg(request));
+  EXPECT_EQ(TakeReports(), "") << "nothing of it comes to the handler, which was given no request";
+
+  // What is elsewhere goes on.
+  EXPECT_EQ(Code(further().ExamineDir(scan_elsewhere)), ERROR_NO_MORE_ENTRIES);
+  MakeFile("DH1:file");
+  EXPECT_TRUE(further().GetNotifyMsg(request_elsewhere));
+  // What is begun again is ended with the machine.
+  EXPECT_NE(further().ExamineDir(further().ObtainDirContext(EX_StringNameInput, "DH0:")), nullptr);
+  EXPECT_TRUE(further().StartNotify("DH0:file", NRF_SEND_MESSAGE));
+  TakeReports();
+  EXPECT_EQ(machine_->ShutDown(), std::vector<std::string>{});
+  EXPECT_EQ(TakeReports(),
+            "quorle: DH0: free lock\nquorle: DH0: remove DH0:file\nquorle: DH0: free lock\n");
 }
 
 // ---- Listing -----------------------------------------------------------------------------------
