@@ -113,6 +113,14 @@ class Probe {
     call = With(Operation::kOpenFromLock);
     call.number = {1};
     Try(call);
+    // What is still held goes back.
+    for (const Operation operation : {Operation::kClose, Operation::kUnLock}) {
+      call = With(operation);
+      for (std::int64_t number = 1; number <= kMostObjects; ++number) {
+        call.number[0] = number;
+        side_.Make(call, outcome);
+      }
+    }
     // The same object by two locks and by two handles.
     FindRelations();
     for (const Operation operation :
