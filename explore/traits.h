@@ -18,9 +18,9 @@ struct Traits {
   std::array<bool, kOperations> knows = AllKnown();
   bool links_to_directories = true;  ///< hard links
   bool root_attributes = true;       ///< protection, comment, date and owner of the root can be set
-  std::int32_t name_limit = 107;     ///< bytes of a name
+  std::int32_t name_limit = 255;     ///< bytes of a name
   std::int32_t comment_limit = 255;  ///< bytes of a comment
-  std::int32_t target_limit = 255;   ///< bytes of the path in a soft link
+  std::int32_t target_limit = 4000;  ///< bytes of the path in a soft link
   std::uint32_t protection = 0xFFFFFFFF;  ///< the bits that are kept
   std::uint32_t owner = 0xFFFFFFFF;       ///< the same, of a user
   std::uint32_t group = 0xFFFFFFFF;       ///< the same
