@@ -11,6 +11,18 @@ namespace quorle::explore {
 /// sequence be cut and joined between any two calls.
 inline constexpr std::size_t kChoicesPerCall = 8;
 
+/// What each of them decides, where the operation has such an argument; the others are not looked at.
+enum ChoiceUse : std::uint8_t {
+  kOperationChoice,     ///< which operation
+  kObjectChoice,        ///< which of the objects that are held
+  kNameChoice,          ///< the first name
+  kSecondChoice,        ///< the second name or object, a comment, a target
+  kNumberChoice,        ///< the first count, position, mask, id, tag or truth; the day of a date
+  kSecondNumberChoice,  ///< the second one; the pattern of data; the minute of a date
+  kModeChoice,         ///< a MODE_..., ..._LOCK, OFFSET_..., REC_... or NRF_...; the tick of a date
+  kThirdNumberChoice,  ///< the third count, position or id
+};
+
 /// One number: 0 stands for the plainest of what there is to choose, and larger ones for less plain ones.
 using Choice = std::uint16_t;
 

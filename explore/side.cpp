@@ -61,6 +61,28 @@ bool Side::Has(Argument kind, std::uint8_t number) const {
 }
 
 template <class Handle>
+std::uint16_t Side::BitsOf(const Numbered<Handle>& objects) {
+  std::uint32_t bits = 0;
+  for (std::size_t i = 0; i != objects.size(); ++i) {
+    bits |= static_cast<std::uint32_t>(static_cast<bool>(objects[i])) << i;
+  }
+  return static_cast<std::uint16_t>(bits);
+}
+
+std::uint16_t Side::Held(Argument kind) const {
+  switch (kind) {
+    case Argument::kLock:
+      return BitsOf(locks_);
+    case Argument::kFile:
+      return BitsOf(files_);
+    case Argument::kScan:
+      return BitsOf(scans_);
+    default:
+      return BitsOf(requests_);
+  }
+}
+
+template <class Handle>
 Handle& Side::At(Numbered<Handle>& objects, std::int64_t number) {
   return objects[number > 0 && number <= kMostObjects ? static_cast<std::size_t>(number) : 0];
 }

@@ -47,6 +47,10 @@ class Side {
 
   /// Whether the object with that number is there; `kind` is one of Argument's four.
   bool Has(Argument kind, std::uint8_t number) const;
+  /// Which numbers have an object: a bit each, bit 1 for the number 1.
+  std::uint16_t Held(Argument kind) const;
+  /// The lock with that number; none where there is none.
+  LockHandle LockOf(std::uint8_t number) const { return locks_[number]; }
   DosInterface& dos() { return dos_; }
   FurtherDosInterface& further() { return further_; }
   const std::string& device() const { return device_; }
@@ -56,6 +60,9 @@ class Side {
  private:
   template <class Handle>
   using Numbered = std::array<Handle, kMostObjects + 1>;
+
+  template <class Handle>
+  static std::uint16_t BitsOf(const Numbered<Handle>& objects);
 
   void Refuse(Outcome& outcome, std::int64_t value);
   void Truth(Outcome& outcome, bool done);
