@@ -255,27 +255,29 @@ bool TakeDueObject(TextScanner& scanner, Call& call, DueOutcome& due, std::strin
   return NameObject(word, call, problem);
 }
 
-bool TakeDueFields(TextScanner& scanner, std::span<const NamedField> fields, DueOutcome& due,
-                   std::string& problem) {
-  do {
-    const std::string_view name = scanner.TakeWord();
-    const auto found = std::find_if(fields.begin(), fields.end(),
-                                    [&](const NamedField& field) { return field.name == name; });
-    if (found == fields.end() || !scanner.Take("=")) {
-      return Fails(problem, "a field such as " + std::string(fields.front().name) +
-                                "=... is expected, not " + Quoted(name));
+/// Takes the value of a field, as it is written.
+bool TakeField(TextScanner& scanner, const NamedField& field, std::string& value,
+               std::string& problem) {
+  if (field.kind == Argument::kText) {
+    std::string text;
+    if (!scanner.TakeText(text, problem)) return false;
+    value = Quoted(text);
+    return true;
+  }
+  if (field.kind == Argument::kDate) {
+    const std::optional<DateStamp> date = scanner.TakeDate();
+    if (!date) {
+      return Fails(problem, std::string(field.name) +
+                                " is a date, 2000-02-29 12:30:05.20 or {days minutes ticks}");
     }
-    DueField& field = due.fields.emplace_back();
-    field.field = static_cast<std::size_t>(found - fields.begin());
-    if (!TakeField(scanner, *found, field.value, problem)) return false;
-  } while (!scanner.IsAtEnd());
-  std::sort(due.fields.begin(), due.fields.end(),
-            [](const DueField& a, const DueField& b) { return a.field < b.field; });
-  const auto twice =
-      std::adjacent_find(due.fields.begin(), due.fields.end(),
-                         [](const DueField& a, const DueField& b) { return a.field == b.field; });
-  if (twice == due.fields.end()) return true;
-  return Fails(problem, std::string(fields[twice->field].name) + " is given twice");
+    value = DateText(*date);
+    return true;
+  }
+  const std::string_view word = scanner.TakeWord();
+  const auto number = NumberIn(field.words(), word);
+  if (!number) return Fails(problem, std::string(field.name) + " is a number, not " + Quoted(word));
+  value = NumberText(field.words(), *number);
+  return true;
 }
 
 /// Takes a number, and the codes behind one that is a refusal.
@@ -293,6 +295,12 @@ bool TakeDueData(TextScanner& scanner, DueOutcome& due, std::string& problem) {
   return TakeData(scanner, due, problem);
 }
 
+/// Takes fields of a record or of what a volume says, of which there is at least one field.
+bool TakeDueFields(TextScanner& scanner, Result result, DueOutcome& due, std::string& problem) {
+  if (!scanner.IsAtEnd()) return TakeFields(scanner, result, due, nullptr, problem);
+  return Fails(problem, "what is expected is missing behind =>");
+}
+
 bool TakeDue(TextScanner& scanner, Call& call, DueOutcome& due, std::string& problem) {
   const OperationRow& row = RowOf(call.operation);
   if (row.result == Result::kNothing) {
@@ -307,10 +315,10 @@ bool TakeDue(TextScanner& scanner, Call& call, DueOutcome& due, std::string& pro
         if (scanner.TakeWord() == "0") return TakeCodes(scanner, due, problem);
         return Fails(problem, "0 and a code, or fields are expected");
       }
-      return TakeDueFields(scanner, FieldsOf(row.result), due, problem);
+      return TakeDueFields(scanner, row.result, due, problem);
     case Result::kInfo:
       if (scanner.Take("FALSE")) return TakeCodes(scanner, due, problem);
-      return TakeDueFields(scanner, FieldsOf(row.result), due, problem);
+      return TakeDueFields(scanner, row.result, due, problem);
     case Result::kNumber:
       return TakeDueNumber(scanner, {}, due, problem);
     case Result::kRelation:
@@ -382,28 +390,32 @@ bool TakeData(TextScanner& scanner, DueOutcome& due, std::string& problem) {
   return Fails(problem, "a checksum is 0x and up to 16 digits of a hexadecimal number");
 }
 
-bool TakeField(TextScanner& scanner, const NamedField& field, std::string& value,
-               std::string& problem) {
-  if (field.kind == Argument::kText) {
-    std::string text;
-    if (!scanner.TakeText(text, problem)) return false;
-    value = Quoted(text);
-    return true;
-  }
-  if (field.kind == Argument::kDate) {
-    const std::optional<DateStamp> date = scanner.TakeDate();
-    if (!date) {
-      return Fails(problem, std::string(field.name) +
-                                " is a date, 2000-02-29 12:30:05.20 or {days minutes ticks}");
+bool TakeFields(TextScanner& scanner, Result result, DueOutcome& due, DueOutcome* content,
+                std::string& problem) {
+  const std::span<const NamedField> fields = FieldsOf(result);
+  while (!scanner.IsAtEnd()) {
+    const std::string_view name = scanner.TakeWord();
+    if (content != nullptr && !content->value && name == "Content" && scanner.Take("=")) {
+      if (!TakeData(scanner, *content, problem)) return false;
+      continue;
     }
-    value = DateText(*date);
-    return true;
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [&](const NamedField& field) { return field.name == name; });
+    if (found == fields.end() || !scanner.Take("=")) {
+      return Fails(problem, "a field such as " + std::string(fields.front().name) +
+                                "=... is expected, not " + Quoted(name));
+    }
+    DueField& field = due.fields.emplace_back();
+    field.field = static_cast<std::size_t>(found - fields.begin());
+    if (!TakeField(scanner, *found, field.value, problem)) return false;
   }
-  const std::string_view word = scanner.TakeWord();
-  const auto number = NumberIn(field.words(), word);
-  if (!number) return Fails(problem, std::string(field.name) + " is a number, not " + Quoted(word));
-  value = NumberText(field.words(), *number);
-  return true;
+  std::sort(due.fields.begin(), due.fields.end(),
+            [](const DueField& a, const DueField& b) { return a.field < b.field; });
+  const auto twice =
+      std::adjacent_find(due.fields.begin(), due.fields.end(),
+                         [](const DueField& a, const DueField& b) { return a.field == b.field; });
+  if (twice == due.fields.end()) return true;
+  return Fails(problem, std::string(fields[twice->field].name) + " is given twice");
 }
 
 }  // namespace quorle::explore

@@ -31,8 +31,9 @@ bool ReadDue(std::string_view text, Call& call, DueOutcome& due, std::string& pr
 /// Reads what DataText() wrote, and takes it.
 bool TakeData(TextScanner& scanner, DueOutcome& due, std::string& problem);
 
-/// Reads the value of a field, as it is written, and takes it.
-bool TakeField(TextScanner& scanner, const NamedField& field, std::string& value,
-               std::string& problem);
+/// Reads fields of what comes back as `result` up to the end of the line, each of them once, and takes them.
+/// `content`, which may be null, gets what `Content=` says.
+bool TakeFields(TextScanner& scanner, Result result, DueOutcome& due, DueOutcome* content,
+                std::string& problem);
 
 }  // namespace quorle::explore
