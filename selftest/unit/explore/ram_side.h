@@ -20,6 +20,7 @@ class RamSide {
   RamSide& operator=(const RamSide&) = delete;
 
   Side& side() { return *side_; }
+  Machine& machine() { return *machine_; }
   DosInterface& dos() { return machine_->dos(); }
   SearchClock& clock() { return clock_; }
   /// An empty volume under the same name, on which a sequence has begun in the root.
