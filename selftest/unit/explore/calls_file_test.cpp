@@ -122,7 +122,7 @@ class CallsFileTree : public ::testing::Test {
     return AllOf(line.call, outcome);
   }
 
-  VolumeListing List() { return ListVolume(*ram_.machine().list().Find("RAM").port, kTreeBounds); }
+  VolumeListing List() { return ListVolume(*ram_.machine().list().Find("DH0").port, kTreeBounds); }
 
   std::vector<std::string> Compared(const std::string& tree) {
     const auto steps = Parsed("quorle-calls 1\ntree\n" + tree);
