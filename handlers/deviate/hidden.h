@@ -10,9 +10,9 @@ namespace quorle::deviate {
 
 class OwnVolume;
 
-/// One way to misbehave that no test of the catalogue notices, since it never makes the calls that would
-/// show it. A function says what is done in place of a call, and `volume` remembers what it needs: what
-/// these deviations have in common is less than what rules could say.
+/// One way to misbehave that no test of the catalogue notices, since none makes the calls that would show
+/// it. Rules say too little here: a function is called in place of the handler, and `volume` remembers
+/// files, scans and objects for it.
 struct HiddenDeviation {
   std::string_view name;
   std::string_view does;  ///< what the filesystem does wrong, a sentence without its subject
@@ -40,8 +40,9 @@ std::vector<HiddenDeviation> HiddenInLinks();
 std::vector<HiddenDeviation> HiddenInNames();
 /// Calls that are refused and change something.
 std::vector<HiddenDeviation> HiddenInRefusals();
-/// Scans, notification, dates, what the volume says of itself and what is left of it after a remount.
+/// Scans of directories, and notification.
 std::vector<HiddenDeviation> HiddenInScans();
+/// Dates, what the volume says of itself, and what is left of it after a remount.
 std::vector<HiddenDeviation> HiddenInVolumes();
 
 }  // namespace quorle::deviate

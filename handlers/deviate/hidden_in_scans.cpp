@@ -44,7 +44,7 @@ bool IsDisturbed(const Call& call, OwnVolume& volume) {
   return true;
 }
 
-/// Whether another scan follows the entry that `call` gave: its context as it is, in a copy.
+/// Whether the entry that `call` gave is the last one: a copy of its context is asked for the next.
 bool IsLast(const Call& call, const OwnVolume& volume) {
   ::PRIVATE_ExamineDirContext ahead = *call.scan;
   ahead.Entry = nullptr;
@@ -78,12 +78,14 @@ constexpr HiddenDeviation kScans[] = {
        }
        volume.Make(call);
      }},
-    {"scan-ends-when-disturbed", "ends a scan when something was deleted meanwhile",
+    {"scan-ends-when-disturbed",
+     "ends a scan when something was deleted meanwhile, or another scan begun",
      [](Call& call, OwnVolume& volume) {
        if (IsDisturbed(call, volume)) return End(call, volume);
        volume.Make(call);
      }},
-    {"scan-skips-when-disturbed", "leaves out an entry when something was deleted meanwhile",
+    {"scan-skips-when-disturbed",
+     "leaves out an entry when something was deleted meanwhile, or another scan begun",
      [](Call& call, OwnVolume& volume) {
        const bool skips = IsDisturbed(call, volume);
        if (!GaveEntry(call, volume) || !skips) return;
@@ -91,7 +93,7 @@ constexpr HiddenDeviation kScans[] = {
        volume.Make(call);
      }},
     {"scan-restarts-when-disturbed",
-     "begins a scan from the start again, once, when something was deleted meanwhile",
+     "begins a scan again, once, when something was deleted meanwhile, or another scan begun",
      [](Call& call, OwnVolume& volume) {
        if (IsDisturbed(call, volume)) call.scan->FSPrivate[0] = call.scan->FSPrivate[1] = 0;
        const bool is_again = IsScan(call) && volume.scans.contains(call.scan) &&
