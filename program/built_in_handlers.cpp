@@ -1,6 +1,7 @@
 #include "program/built_in_handlers.h"
 
 #include "handlers/deviate/deviation.h"
+#include "handlers/deviate/hidden.h"
 #include "handlers/deviate/layer.h"
 #include "handlers/hostdir/hostdir_handler.h"
 #include "handlers/ram/ram_handler.h"
@@ -45,6 +46,10 @@ std::string DeviationList() {
     }
     if (!deviation.elsewhere.empty()) list += " and " + std::string(deviation.elsewhere);
     list += '\n';
+  }
+  for (const deviate::HiddenDeviation& deviation : deviate::HiddenDeviations()) {
+    list += std::string(deviation.name) + ": the filesystem " + std::string(deviation.does) +
+            "; noticed by none of the tests; quorle explore finds it\n";
   }
   return list;
 }

@@ -102,6 +102,11 @@ constexpr std::tuple kOperations{
     Operation<Op::kExamineFile, &Vectors::FSExamineFile, &Call::file>(),
     Operation<Op::kWriteProtect, &Vectors::FSWriteProtect, &Call::mode, &Call::number>(),
     Operation<Op::kRelabel, &Vectors::FSRelabel, &Call::text>(),
+    Operation<Op::kSameFile, &Vectors::FSSameFile, &Call::file, &Call::other_file>(),
+    Operation<Op::kExamineDir, &Vectors::FSExamineDir, &Call::scan>(),
+    Operation<Op::kVolumeInfoData, &Vectors::FSVolumeInfoData, &Call::info>(),
+    Operation<Op::kAddNotify, &Vectors::FSAddNotify, &Call::request>(),
+    Operation<Op::kRemoveNotify, &Vectors::FSRemoveNotify, &Call::request>(),
 };
 
 /// The part of a Call that a function with this result sets.

@@ -29,6 +29,9 @@ struct Call {
   const void* data = nullptr;
   ::InfoData* info = nullptr;
   const ::TagItem* tags = nullptr;
+  ::FileHandle* other_file = nullptr;  ///< of SameFile()
+  ::PRIVATE_ExamineDirContext* scan = nullptr;
+  ::NotifyRequest* request = nullptr;
 
   std::int64_t result = 0;  ///< a truth value, a count, a position, a size
   ::Lock* given_lock = nullptr;

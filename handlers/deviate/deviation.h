@@ -48,6 +48,11 @@ enum class Op : std::uint8_t {
   kExamineFile,
   kWriteProtect,
   kRelabel,
+  kSameFile,
+  kExamineDir,
+  kVolumeInfoData,
+  kAddNotify,
+  kRemoveNotify,
 };
 
 /// What the object of a call is, as bits. The object is what the first name, the lock or the handle

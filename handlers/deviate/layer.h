@@ -11,14 +11,16 @@
 
 namespace quorle::deviate {
 
+class HiddenLayer;
 class Misbehaviour;
 
 /// A layer between dos and a mounted handler: as long as it lives, the functions of the handler's port
 /// misbehave as some deviations say. It takes the port's DOSPrivate for itself.
 class Layer {
  public:
-  /// Over `port`, whose handler got `dos`; both must outlive it. `names` are names of deviations with
-  /// "+" between them. Null, with one line in `problem`, when one of them is not known.
+  /// Over `port`, whose handler got `dos`; both must outlive it. `names` are names of deviations, hidden
+  /// ones too, with "+" between them. Null, with one line in `problem`, when one of them is not known or
+  /// does not let the volume be mounted.
   static std::unique_ptr<Layer> Over(::FileSystemVectorPort& port, const ::HandlerServices& dos,
                                      std::string_view names, std::string& problem);
   /// The same with other rules, which must outlive the layer too.
@@ -31,6 +33,7 @@ class Layer {
 
  private:
   std::unique_ptr<Misbehaviour> misbehaviour_;
+  std::vector<std::unique_ptr<HiddenLayer>> hidden_;  ///< each over those before it
 };
 
 }  // namespace quorle::deviate

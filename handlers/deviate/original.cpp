@@ -128,6 +128,9 @@ ObjectState StateOf(const Original& original, const Call& call) {
   state.protection = record->Protection;
   state.date = record->Date;
   state.size = record->FileSize;
+  state.id = record->ObjectID;
+  if (record->Name != nullptr) state.name = record->Name;
+  if (record->Comment != nullptr) state.comment = record->Comment;
   if (record->RefCount > 1 || ((record->Type & FSOF_LINK) != 0 && state.kinds != kSoftLink)) {
     state.kinds |= kHardLink;
   }

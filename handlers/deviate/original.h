@@ -65,6 +65,13 @@ struct ObjectState {
   std::uint32_t protection = 0;
   ::DateStamp date{};
   std::int64_t size = -1;
+  std::uint64_t id = 0;  ///< 0: missing
+  std::string name;
+  std::string comment;
+
+  bool IsThere() const { return kinds != kMissing; }
+  /// Whether its kind is one of `some`, ObjectKind bits.
+  bool Is(std::uint32_t some) const { return (kinds & some) != 0; }
 };
 
 /// What is known of the object that `call` is about. An object that cannot be examined counts as

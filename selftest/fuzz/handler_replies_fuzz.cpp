@@ -139,9 +139,9 @@ class RandomReplies final : public PortLayer, public Interceptor {
     switch (effect) {
       case Effect::kReturn:
         return !opens && !deviate::GivesLock(op) && !deviate::GivesRecord(op) &&
-               op != Op::kReadSoftLink;
+               op != Op::kReadSoftLink && op != Op::kExamineDir;
       case Effect::kGrant:
-        return !deviate::GivesRecord(op) && op != Op::kReadSoftLink;
+        return !deviate::GivesRecord(op) && op != Op::kReadSoftLink && op != Op::kExamineDir;
       case Effect::kFollow:
         return op == Op::kLock || op == Op::kDelete || op == Op::kExamineObj ||
                op == Op::kSetDate || op == Op::kSetComment || op == Op::kSetProtection;
