@@ -79,7 +79,8 @@ bool Comparison::IsDate(const quorle::DateStamp& reference, const quorle::DateSt
 }
 
 bool Comparison::IsSameObject(std::uint64_t reference, std::uint64_t device) {
-  if (reference == 0 || device == 0) return true;
+  if (!traits_.numbers_objects || reference == 0) return true;
+  if (device == 0) return false;
   // A device may use the number of an object that is gone again; the reference never does.
   const auto [known, added] = device_ids_.try_emplace(reference, device);
   if (!added) return known->second == device;
@@ -107,14 +108,14 @@ std::optional<Unlike> Comparison::Records(const ExamineData& reference, const Ex
     return unlike;
   if (auto unlike = Masks("group", reference.OwnerGID, device.OwnerGID, traits_.group))
     return unlike;
-  if (traits_.counts_links && device.RefCount != 0) {
+  if (traits_.counts_links) {
     if (auto unlike = Numbers("links", reference.RefCount, device.RefCount)) return unlike;
   }
   if (!IsDate(reference.Date, device.Date)) {
     return Unlike{"date", DateText(reference.Date), DateText(device.Date)};
   }
   if (!IsSameObject(reference.ObjectID, device.ObjectID)) {
-    return Unlike{"object", "the object as before", "another object number"};
+    return Unlike{"number", "that of the object", std::to_string(device.ObjectID)};
   }
   return std::nullopt;
 }

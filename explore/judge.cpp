@@ -84,6 +84,8 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
     CompareResults();
   } else if (reference.code != device.code) {
     CompareCodes();
+  } else if (reference.value != device.value) {
+    ReportValue();
   }
   if (!found_ && look) LookAfter();
   return std::move(found_);

@@ -43,9 +43,9 @@ bool Search::IsWorthShrinking(const std::string& kind) {
 }
 
 void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
-  const std::string kind = difference.kind;
-  if (!IsWorthShrinking(kind)) {
-    if (const auto known = findings_.find(kinds_[kind].id); known != findings_.end()) {
+  const std::string first_kind = difference.kind;
+  if (!IsWorthShrinking(first_kind)) {
+    if (const auto known = findings_.find(kinds_[first_kind].id); known != findings_.end()) {
       ++known->second.times;
     }
     return;
@@ -56,15 +56,29 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   finding.calls = difference.calls.size();
   // Calls behind the one that showed it were not made.
   choices.resize(std::min(choices.size(), difference.calls.size() * kChoicesPerCall));
-  const auto differs = [&](const Choices& candidate) {
-    const std::optional<Difference> found = trial_.Run(candidate);
-    return found && found->kind == kind;
-  };
-  finding.comes_again = differs(choices);
-  if (finding.comes_again) {
+  // Without the walks in between a sequence can be cut anywhere. What comes with them alone, since looking
+  // at a tree opens and closes its files, comes again when there is one after each call.
+  Manner manner{.walks = Walks::kAtLast};
+  std::optional<Difference> again = trial_.Run(choices, manner);
+  if (!again) {
+    manner.walks = Walks::kEach;
+    again = trial_.Run(choices, manner);
+  }
+  finding.comes_again = again.has_value();
+  if (again) {
+    const std::string kind = again->kind;
+    const auto differs = [&](const Choices& candidate) {
+      const std::optional<Difference> found = trial_.Run(candidate, manner);
+      return found && found->kind == kind;
+    };
+    choices.resize(std::min(choices.size(), again->calls.size() * kChoicesPerCall));
     choices = Shrink(std::move(choices), differs);
-    if (auto shown = trial_.Run(choices, true); shown && shown->kind == kind) {
-      difference = std::move(*shown);
+    manner.texts = true;
+    if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind)
+      again = std::move(shown);
+    difference = std::move(*again);
+    if (manner.walks == Walks::kEach) {
+      difference.then.emplace_back("it shows when the files are opened and read after each call");
     }
   }
   finding.choices = std::move(choices);
@@ -72,7 +86,7 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   finding.shrinking = std::chrono::duration_cast<std::chrono::microseconds>(
       std::chrono::steady_clock::now() - begun);
   const std::string& id = finding.difference.id;
-  kinds_[kind].id = id;
+  kinds_[first_kind].id = id;
   const auto [known, first] = findings_.try_emplace(id);
   if (!first) {
     ++known->second.times;

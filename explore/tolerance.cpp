@@ -57,11 +57,20 @@ bool IsProtected(Side& side) {
          info.id_DiskState == ID_DISKSTATE_WRITE_PROTECTED;
 }
 
-/// Whether somebody holds the object, as far as a lock can find that out: of a directory it cannot.
+/// Whether somebody holds the object: of a file a lock finds that out, of a directory what is held does, where
+/// every scan is taken for one of it.
 bool IsHeld(Side& side, const std::string& name) {
   const auto object = ObjectOf(side, name);
   if (!object) return false;
-  if ((object->Type & FSO_TYPE_MASK) == FSO_TYPE_DIRECTORY) return true;
+  if ((object->Type & FSO_TYPE_MASK) == FSO_TYPE_DIRECTORY) {
+    if (side.Held(Argument::kScan) != 0) return true;
+    for (std::uint8_t number = 1; number <= kMostObjects; ++number) {
+      std::int32_t code = 0;
+      const ExamineData* const held = side.LookAt(Argument::kLock, number, code);
+      if (held != nullptr && held->ObjectID == object->ObjectID) return true;
+    }
+    return false;
+  }
   const LockHandle lock = side.dos().Lock(name.c_str(), EXCLUSIVE_LOCK);
   const bool held = !lock && side.dos().IoErr() == ERROR_OBJECT_IN_USE;
   side.dos().UnLock(lock);
@@ -115,8 +124,12 @@ constexpr auto kTolerances = std::to_array<Tolerance>({
                           [&](const std::string& name) { return LeadsThroughFile(side, name); });
      }},
     {"directory-not-found", "204 may stand for 205 where a directory was expected",
-     [](const Call&, std::int32_t reference, std::int32_t device, Side&) {
-       return reference == ERROR_OBJECT_NOT_FOUND && device == ERROR_DIR_NOT_FOUND;
+     [](const Call& call, std::int32_t reference, std::int32_t device, Side&) {
+       const auto names = NamesOf(call);
+       return reference == ERROR_OBJECT_NOT_FOUND && device == ERROR_DIR_NOT_FOUND &&
+              std::any_of(names.begin(), names.end(), [](const std::string& name) {
+                return name.find('/') != std::string::npos;
+              });
      }},
 });
 
@@ -132,7 +145,9 @@ bool IsTolerated(const Call& call, std::int32_t reference, std::int32_t device, 
   });
 }
 
-bool IsOpenCode(const Call&, std::int32_t reference) {
+bool IsOpenCode(const Call& call, std::int32_t reference) {
+  // That of a buffer that is too small is named.
+  if (call.operation == Operation::kReadSoftLink) return false;
   switch (reference) {
     case ERROR_BAD_NUMBER:
     case ERROR_REQUIRED_ARG_MISSING:

@@ -294,10 +294,34 @@ class Probe {
     const LockHandle directory = dos_.CreateDir("qd");
     traits_.links_to_directories = dos_.MakeLink("qe", directory, LINK_HARD);
     dos_.UnLock(directory);
-    if (const auto object = Look("q")) traits_.counts_links = object->RefCount != 0;
+    FindNumbers();
     dos_.Delete("qe");
     dos_.Delete("qd");
     dos_.Delete("qh");
+  }
+
+  /// A number that is there in one way to examine an object is expected in all.
+  void FindNumbers() {
+    traits_.counts_links = false;
+    traits_.numbers_objects = false;
+    const auto take = [&](const ExamineData* record) {
+      if (record == nullptr) return;
+      if (record->RefCount != 0) traits_.counts_links = true;
+      if (record->ObjectID != 0) traits_.numbers_objects = true;
+    };
+    const LockHandle lock = dos_.Lock("q", SHARED_LOCK);
+    const FileHandle file = dos_.Open("q", MODE_OLDFILE);
+    for (const ExamineData* const record :
+         {dos_.ExamineObject(EX_ObjectNameInput, "q"), dos_.ExamineObject(EX_LockInput, lock),
+          dos_.ExamineObject(EX_FileHandleInput, file)}) {
+      take(record);
+      dos_.FreeDosObject(DOS_EXAMINEDATA, record);
+    }
+    if (file) dos_.Close(file);
+    dos_.UnLock(lock);
+    const DirContextHandle scan = side_.further().ObtainDirContext(EX_StringNameInput, "");
+    take(side_.further().ExamineDir(scan));
+    side_.further().ReleaseDirContext(scan);
   }
 
   InfoData Info() {
@@ -393,6 +417,7 @@ std::map<std::string, std::string> FactsOf(const Traits& traits) {
       {"group", hex(traits.group)},
       {"date-ticks", std::to_string(traits.date_ticks)},
       {"own-clock", truth(traits.own_clock)},
+      {"numbers-objects", truth(traits.numbers_objects)},
       {"counts-links", truth(traits.counts_links)},
       {"counts-users", truth(traits.counts_users)},
       {"frees-blocks", truth(traits.frees_blocks)},

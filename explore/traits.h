@@ -26,11 +26,12 @@ struct Traits {
   std::uint32_t owner = 0xFFFFFFFF;       ///< the same, of a user
   std::uint32_t group = 0xFFFFFFFF;       ///< the same
   std::int32_t date_ticks = 1;            ///< dates are kept to so many ticks
-  bool own_clock = false;    ///< changes are dated by the host's clock, not by that of dos
-  bool counts_links = true;  ///< RefCount is not 0
-  bool counts_users = true;  ///< id_InUse says whether something is open
-  bool frees_blocks = true;  ///< id_NumBlocksUsed can be compared before and after
-  bool zeroes_grown = true;  ///< a file that is made longer is filled with zeros
+  bool own_clock = false;       ///< changes are dated by the host's clock, not by that of dos
+  bool numbers_objects = true;  ///< ObjectID is not 0
+  bool counts_links = true;     ///< RefCount is not 0
+  bool counts_users = true;     ///< id_InUse says whether something is open
+  bool frees_blocks = true;     ///< id_NumBlocksUsed can be compared before and after
+  bool zeroes_grown = true;     ///< a file that is made longer is filled with zeros
   std::int64_t size_limit = std::int64_t{1} << 40;  ///< bytes that a file can have, data or none
 
   bool Knows(Operation operation) const { return knows[static_cast<std::size_t>(operation)]; }

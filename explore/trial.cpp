@@ -1,6 +1,7 @@
 #include "explore/trial.h"
 
 #include <array>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -22,8 +23,8 @@ class Trial::Sequence {
         generator_(parts.traits),
         directory_(settings_.directory) {}
 
-  std::optional<Difference> Run(std::span<const Choice> choices, bool texts) {
-    Begin(texts);
+  std::optional<Difference> Run(std::span<const Choice> choices, const Manner& manner) {
+    Begin(manner);
     Call& call = drawn_;
     for (std::size_t at = 0; at + kChoicesPerCall <= choices.size(); at += kChoicesPerCall) {
       generator_.Next(choices.subspan(at, kChoicesPerCall), parts_.reference, call);
@@ -32,8 +33,8 @@ class Trial::Sequence {
     return Finish();
   }
 
-  std::optional<Difference> Run(std::span<const Call> calls, bool texts) {
-    Begin(texts);
+  std::optional<Difference> Run(std::span<const Call> calls, const Manner& manner) {
+    Begin(manner);
     for (const Call& call : calls) {
       if (!Step(call)) break;
     }
@@ -47,13 +48,14 @@ class Trial::Sequence {
  private:
   // ---- Around a sequence -----------------------------------------------------------------------
 
-  void Begin(bool texts) {
-    texts_ = texts;
+  void Begin(const Manner& manner) {
+    manner_ = manner;
     difference_.reset();
     made_ = 0;
     shown_.clear();
     inhibited_ = 0;
     protected_by_.reset();
+    keys_.clear();
     relabelled_ = false;
     parts_.control.BeginSequence();
     if (!parts_.reference.has_begun()) BeginSide(parts_.reference);
@@ -80,6 +82,7 @@ class Trial::Sequence {
 
   /// Gives everything back by calls that are compared as the others, and compares what is left.
   void End() {
+    if (manner_.walks == Walks::kAtLast && inhibited_ == 0 && !CompareTrees(false, "tree")) return;
     if (!Release() || !CompareTrees(true, "tree")) return;
     if (settings_.remount && !Remount()) return;
     const bool reference_empty = Empty(parts_.reference);
@@ -87,6 +90,8 @@ class Trial::Sequence {
       Report("empty", "delete-left", "what was made cannot be deleted");
       return;
     }
+    Settle(parts_.reference);
+    Settle(parts_.device);
     CompareUse();
   }
 
@@ -160,14 +165,8 @@ class Trial::Sequence {
 
   /// Brings both sides back to where a sequence begins, whatever happened.
   void Abandon() {
-    for (Side* side : {&parts_.reference, &parts_.device}) {
-      const char* const device = side->device().c_str();
-      for (int i = 0; i != inhibited_; ++i) side->further().Inhibit(device, false);
-      if (protected_by_) {
-        side->dos().WriteProtectVolume(device, false, static_cast<std::uint32_t>(*protected_by_),
-                                       0);
-      }
-      if (relabelled_) side->dos().Relabel(device, volume_name_.c_str());
+    for (Side* const side : {&parts_.reference, &parts_.device}) {
+      LiftAll(*side);
       side->End();
     }
     parts_.control.BeginSequence();
@@ -181,11 +180,35 @@ class Trial::Sequence {
       parts_.reference.End();
       directory_ = "quorle-" + std::to_string(++abandoned_);
     }
-    if (found->rule == "start") {
-      parts_.device.End();
-      parts_.reference.End();
+    for (Side* const side : {&parts_.reference, &parts_.device}) {
+      if (found->rule == "start") side->End();
+      if (side->has_begun()) Settle(*side);
     }
     difference_ = std::move(found);
+  }
+
+  /// Lifts what refuses everything, also where one side alone granted it: in any order, and of each so
+  /// often as it can have been granted.
+  void LiftAll(Side& side) {
+    const char* const device = side.device().c_str();
+    for (int i = 0; i <= inhibited_; ++i) side.further().Inhibit(device, false);
+    for (const std::int64_t key : keys_) {
+      side.dos().WriteProtectVolume(device, false, static_cast<std::uint32_t>(key), 0);
+    }
+  }
+
+  /// Gives the directory that is worked in, and the volume, what they had at first: names and attributes
+  /// outlive the objects in it.
+  void Settle(Side& side) {
+    if (relabelled_) side.dos().Relabel(side.device().c_str(), volume_name_.c_str());
+    if (!settings_.directory.empty() || !directory_.empty()) return;
+    const LockHandle current = side.dos().SetCurrentDir(side.base());
+    side.dos().SetComment("", "");
+    side.dos().SetProtection("", EXDF_DEFAULT);
+    side.dos().SetOwnerInfo("", OI_OwnerUID, DOS_OWNER_NONE);
+    side.dos().SetOwnerInfo("", OI_OwnerGID, DOS_OWNER_NONE);
+    side.dos().SetDate("", SearchClock::ToDate(SearchClock::kFirstDay * SearchClock::kTicksPerDay));
+    side.dos().SetCurrentDir(current);
   }
 
   InfoData Info(Side& side) {
@@ -200,6 +223,7 @@ class Trial::Sequence {
   bool Step(const Call& call) {
     if (difference_) return false;
     parts_.clock.Step();
+    Prepare(call);
     comparison_.BeforeCall();
     parts_.reference.Make(call, reference_);
     parts_.device.Make(call, device_);
@@ -214,21 +238,31 @@ class Trial::Sequence {
       return false;
     }
     Follow(call);
-    if (settings_.calls_between_walks != 0 && made_ % settings_.calls_between_walks == 0 &&
-        inhibited_ == 0) {
-      return CompareTrees(false, "tree");
-    }
-    return true;
+    return !IsTimeToWalk() || CompareTrees(false, "tree");
+  }
+
+  bool IsTimeToWalk() const {
+    if (inhibited_ != 0) return false;
+    if (manner_.walks != Walks::kUsual) return manner_.walks == Walks::kEach;
+    return settings_.calls_between_walks != 0 && made_ % settings_.calls_between_walks == 0;
   }
 
   void Keep(const Call& call) {
     if (shown_.size() < made_) shown_.emplace_back();
     ShownCall& shown = shown_[made_ - 1];
     shown.call = call;
-    if (!texts_) return;
+    if (!manner_.texts) return;
     shown.device = TextOf(call, device_);
     shown.reference = TextOf(call, reference_);
     if (shown.reference == shown.device) shown.reference.clear();
+  }
+
+  /// What may have to be undone when one side alone grants it.
+  void Prepare(const Call& call) {
+    if (call.operation == Operation::kRelabel && !std::exchange(relabelled_, true)) {
+      volume_name_ = VolumeName();
+    }
+    if (call.operation == Operation::kWriteProtect) keys_.insert(call.number[1]);
   }
 
   /// What the end of the sequence has to undo.
@@ -248,10 +282,6 @@ class Trial::Sequence {
         } else {
           protected_by_.reset();
         }
-        break;
-      case Operation::kRelabel:
-        if (!relabelled_) volume_name_ = VolumeName();
-        relabelled_ = true;
         break;
       default:
         break;
@@ -316,7 +346,7 @@ class Trial::Sequence {
   int abandoned_ = 0;
 
   // Of the sequence that runs.
-  bool texts_ = false;
+  Manner manner_;
   std::optional<Difference> difference_;
   std::size_t made_ = 0;
   std::vector<ShownCall> shown_;
@@ -327,6 +357,7 @@ class Trial::Sequence {
   Tree device_tree_;
   int inhibited_ = 0;
   std::optional<std::int64_t> protected_by_;
+  std::set<std::int64_t> keys_;  ///< with which the volume may have been protected
   bool relabelled_ = false;
   std::string volume_name_;
   InfoData before_{};
@@ -338,12 +369,12 @@ Trial::Trial(const Parts& parts, TrialSettings settings)
 
 Trial::~Trial() = default;
 
-std::optional<Difference> Trial::Run(std::span<const Choice> choices, bool texts) {
-  return sequence_->Run(choices, texts);
+std::optional<Difference> Trial::Run(std::span<const Choice> choices, const Manner& manner) {
+  return sequence_->Run(choices, manner);
 }
 
-std::optional<Difference> Trial::Run(std::span<const Call> calls, bool texts) {
-  return sequence_->Run(calls, texts);
+std::optional<Difference> Trial::Run(std::span<const Call> calls, const Manner& manner) {
+  return sequence_->Run(calls, manner);
 }
 
 std::uint64_t Trial::calls_made() const {

@@ -49,6 +49,19 @@ struct TrialSettings {
   std::string directory;  ///< in which both sides work; empty: the root
 };
 
+/// When the whole tree is compared, beside the end of the sequence.
+enum class Walks : std::uint8_t {
+  kUsual,   ///< now and then, as the settings say
+  kAtLast,  ///< after the last call, before what is held is given back
+  kEach,    ///< after each call
+};
+/// How one sequence is run.
+struct Manner {
+  Walks walks = Walks::kUsual;
+  /// The calls of a difference have what came of them; without, which is faster, nothing but themselves.
+  bool texts = false;
+};
+
 /// Runs sequences of calls on the reference and on the device under test, one call on each in turn, and
 /// compares after every one. Both volumes are empty (as far as they are worked in) before and after each
 /// sequence.
@@ -67,11 +80,10 @@ class Trial {
   Trial(const Trial&) = delete;
   Trial& operator=(const Trial&) = delete;
 
-  /// Runs the sequence that `choices` make. The first difference ends it. With `texts` the calls of the
-  /// difference have what came of them; without, which is faster, they have nothing but themselves.
-  std::optional<Difference> Run(std::span<const Choice> choices, bool texts = false);
+  /// Runs the sequence that `choices` make. The first difference ends it.
+  std::optional<Difference> Run(std::span<const Choice> choices, const Manner& manner = {});
   /// The same of calls that are there.
-  std::optional<Difference> Run(std::span<const Call> calls, bool texts = false);
+  std::optional<Difference> Run(std::span<const Call> calls, const Manner& manner = {});
 
   /// How many calls were made on each side since this was made.
   std::uint64_t calls_made() const;

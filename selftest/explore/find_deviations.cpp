@@ -12,6 +12,7 @@
 #include "explore/call_text.h"
 #include "explore/search.h"
 #include "handlers/deviate/deviation.h"
+#include "handlers/deviate/hidden.h"
 #include "selftest/support/two_devices.h"
 
 namespace quorle::selftest {
@@ -38,7 +39,7 @@ Found Find(const std::string& name, const Options& options) {
   const Moment::time_point begun = Moment::now();
   Found found;
   TwoDevices devices(name == "none" ? "ram" : "ram,deviate=" + name, options.port);
-  explore::Trial& trial = devices.Start();
+  explore::Trial& trial = devices.Start({.remount = name.starts_with("remount-"), .directory = {}});
   const std::vector<std::string> traits = explore::TraitLines(devices.traits());
   explore::Search run(
       trial, {.first_seed = 1, .last_seed = options.seeds, .time = {}, .calls = options.calls},
@@ -54,7 +55,8 @@ Found Find(const std::string& name, const Options& options) {
           std::printf("    %s => %s%s\n", explore::TextOf(call.call).c_str(), call.device.c_str(),
                       call.reference.empty() ? "" : ("   reference: " + call.reference).c_str());
         }
-        for (const std::string& line : finding.difference.then) std::printf("    %s\n", line.c_str());
+        for (const std::string& line : finding.difference.then)
+          std::printf("    %s\n", line.c_str());
       },
       [&] { return found.any; });
   run.Run();
@@ -71,6 +73,9 @@ int Main(const Options& options) {
   std::vector<std::string> names = options.names;
   if (names.empty()) {
     for (const deviate::Deviation& deviation : deviate::Deviations()) {
+      names.emplace_back(deviation.name);
+    }
+    for (const deviate::HiddenDeviation& deviation : deviate::HiddenDeviations()) {
       names.emplace_back(deviation.name);
     }
   }
@@ -92,10 +97,10 @@ int Main(const Options& options) {
     }
   }
   std::sort(lengths.begin(), lengths.end());
-  std::printf("%zu found, %d by their traits, %d not; %.2f s; calls: median %zu, most %zu; shrinking %.1f ms at most\n",
-              lengths.size(), by_traits, missed, seconds,
-              lengths.empty() ? 0 : lengths[lengths.size() / 2], lengths.empty() ? 0 : lengths.back(),
-              worst_shrinking * 1000);
+  std::printf(
+      "%zu found, %d by their traits, %d not; %.2f s; calls: median %zu, most %zu; shrinking %.1f ms at most\n",
+      lengths.size(), by_traits, missed, seconds, lengths.empty() ? 0 : lengths[lengths.size() / 2],
+      lengths.empty() ? 0 : lengths.back(), worst_shrinking * 1000);
   return missed == 0 ? 0 : 1;
 }
 
