@@ -57,7 +57,12 @@ Judge::Judge(Side& reference, Side& device, DeviceControl& control, Comparison& 
     : reference_side_(reference),
       device_side_(device),
       control_(control),
-      comparison_(comparison) {}
+      comparison_(comparison),
+      scans_(reference, comparison) {}
+
+void Judge::Begin() {
+  scans_.Begin();
+}
 
 std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& reference,
                                            const Outcome& device, bool look) {
@@ -72,6 +77,14 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
       return std::move(found_);
     }
   }
+  const bool may_go_on = reference.done || reference.code == ERROR_NO_MORE_ENTRIES;
+  if (may_go_on && scans_.Knows(call)) {
+    if (const auto unlike = scans_.Step(call, device)) {
+      Report("scan", std::string(unlike->what), "a scan is not as it should be", Text(*unlike));
+    }
+    return std::move(found_);
+  }
+  scans_.Follow(call, reference);
   if (reference.done != device.done) {
     const std::string due = std::to_string(reference.code);
     if (device.done) {

@@ -8,6 +8,7 @@
 #include "explore/comparison.h"
 #include "explore/difference.h"
 #include "explore/outcome.h"
+#include "explore/scan_watch.h"
 #include "explore/side.h"
 #include "explore/trial.h"
 
@@ -20,6 +21,8 @@ class Judge {
   /// All references must outlive this.
   Judge(Side& reference, Side& device, DeviceControl& control, Comparison& comparison);
 
+  /// A sequence begins, or is over.
+  void Begin();
   /// Judges `call`, made on both sides. With `look` what it named is looked at: what a call that changes
   /// something made of it, and that a refused one changed nothing.
   std::optional<Difference> AfterCall(const Call& call, const Outcome& reference,
@@ -57,6 +60,7 @@ class Judge {
   Side& device_side_;
   DeviceControl& control_;
   Comparison& comparison_;
+  ScanWatch scans_;
   std::map<std::string, Difference> notes_;
   std::map<std::int64_t, std::int64_t> attributes_;  ///< of the device, by tag
 

@@ -61,6 +61,7 @@ class Trial::Sequence {
     if (!parts_.reference.has_begun()) BeginSide(parts_.reference);
     if (!parts_.device.has_begun()) BeginSide(parts_.device);
     comparison_.Begin();
+    judge_.Begin();
     before_ = Info(parts_.device);
     reference_before_ = Info(parts_.reference);
   }
@@ -165,6 +166,7 @@ class Trial::Sequence {
 
   /// Brings both sides back to where a sequence begins, whatever happened.
   void Abandon() {
+    judge_.Begin();
     for (Side* const side : {&parts_.reference, &parts_.device}) {
       LiftAll(*side);
       side->End();
