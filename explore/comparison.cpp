@@ -5,6 +5,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "explore/value_text.h"
 #include "platform/constants.h"
 
 namespace quorle::explore {
@@ -14,15 +15,6 @@ std::string Hex(std::uint32_t bits) {
   std::ostringstream text;
   text << "0x" << std::hex << bits;
   return text.str();
-}
-
-std::string Quoted(std::string_view text) {
-  return '"' + std::string(text) + '"';
-}
-
-std::string DateText(const quorle::DateStamp& date) {
-  return std::to_string(date.ds_Days) + " days " + std::to_string(date.ds_Minute) + " minutes " +
-         std::to_string(date.ds_Tick) + " ticks";
 }
 
 std::optional<Unlike> Numbers(std::string_view what, std::int64_t reference, std::int64_t device) {

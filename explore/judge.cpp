@@ -5,6 +5,7 @@
 
 #include "explore/call_text.h"
 #include "explore/tolerance.h"
+#include "explore/value_text.h"
 #include "platform/constants.h"
 
 namespace quorle::explore {
@@ -207,7 +208,7 @@ void Judge::LookAtName(std::size_t name) {
   seen.reference = reference_side_.Look(path, seen.reference_code);
   seen.device = device_side_.Look(path, seen.device_code);
   ReportLook(std::string(RoleOf(call_->operation, name)), seen,
-             "ExamineObject(\"" + call_->text[name] + "\")");
+             "ExamineObject(" + Quoted(call_->text[name]) + ")");
 }
 
 void Judge::LookAtObject(Argument kind, std::uint8_t number) {

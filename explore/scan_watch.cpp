@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "explore/value_text.h"
 #include "platform/constants.h"
 
 namespace quorle::explore {
@@ -60,10 +61,25 @@ void ScanWatch::Follow(const Call& call, const Outcome& reference) {
       return;
     default:
       if (!MayChangeEntries(call.operation)) return;
+      if (call.operation == Operation::kRename) ExcuseRenamed(call.text[1]);
       for (std::optional<Scan>& scan : scans_) {
         if (scan) scan->changed = true;
       }
       return;
+  }
+}
+
+void ScanWatch::ExcuseRenamed(const std::string& name) {
+  std::int32_t code = 0;
+  const ExamineData* const record = reference_.Look(name.c_str(), code);
+  if (record == nullptr) return;
+  const auto is_it = [number = record->ObjectID](const auto& entry) {
+    return entry.second == number;
+  };
+  for (std::optional<Scan>& scan : scans_) {
+    if (!scan) continue;
+    std::erase_if(scan->at_first, is_it);
+    std::erase_if(scan->given, is_it);
   }
 }
 
@@ -109,12 +125,14 @@ std::optional<Unlike> ScanWatch::Entry(Scan& scan, const ExamineData& device) {
   const std::string name = device.Name;
   const auto first = scan.at_first.find(name);
   const ExamineData* const now = Look(scan, name);
-  if (first == scan.at_first.end() && now == nullptr) {
-    return Unlike{"stranger", "no such entry", "an entry \"" + name + "\""};
+  if (first == scan.at_first.end() && now == nullptr && !scan.changed) {
+    return Unlike{"stranger", "no such entry", "an entry " + Quoted(name)};
   }
+  // What is gone again, or was renamed, may still come: the filesystem may have read ahead.
+  if (first == scan.at_first.end() && now == nullptr) return std::nullopt;
   const std::uint64_t number = now != nullptr ? now->ObjectID : first->second;
   if (!scan.given.emplace(name, number).second) {
-    return Unlike{"repeated", "\"" + name + "\" once", "\"" + name + "\" again"};
+    return Unlike{"repeated", Quoted(name) + " once", Quoted(name) + " again"};
   }
   // Scans show what is a link as what it is; Look() does the same.
   if (scan.changed || now == nullptr) return std::nullopt;
@@ -128,7 +146,7 @@ std::optional<Unlike> ScanWatch::End(const Scan& scan) {
     if (scan.given.contains({name, number})) continue;
     const ExamineData* const now = Look(scan, name);
     if (now != nullptr && now->ObjectID == number && name == now->Name) {
-      return Unlike{"lost", "\"" + name + "\"", "the end of the scan"};
+      return Unlike{"lost", Quoted(name), "the end of the scan"};
     }
   }
   return std::nullopt;

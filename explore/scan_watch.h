@@ -43,6 +43,8 @@ class ScanWatch {
     bool changed = false;  ///< something, since the scan began
   };
 
+  /// An object that got another name, `name`, may come under either, both or none.
+  void ExcuseRenamed(const std::string& name);
   void Watch(std::uint8_t number, LockHandle directory);
   void Forget(std::uint8_t number);
   std::optional<Unlike> Entry(Scan& scan, const ExamineData& device);

@@ -146,6 +146,8 @@ void Side::KeepScan(Outcome& outcome, const Call& call, DirContextHandle scan) {
 void Side::Make(const Call& call, Outcome& outcome) {
   FreeRecord();
   outcome = {};
+  // Where a call says nothing of the code, it is 0 and not that of a call before.
+  dos_.SetIoErr(0);
   if (call.operation <= Operation::kChangeFileMode) {
     MakeOnFiles(call, outcome);
   } else if (call.operation <= Operation::kSetCurrentDir) {
