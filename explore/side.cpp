@@ -146,6 +146,8 @@ void Side::KeepScan(Outcome& outcome, const Call& call, DirContextHandle scan) {
 void Side::Make(const Call& call, Outcome& outcome) {
   FreeRecord();
   outcome = {};
+  // Some calls refuse without a code: that of an earlier one is not theirs.
+  dos_.SetIoErr(0);
   if (call.operation <= Operation::kChangeFileMode) {
     MakeOnFiles(call, outcome);
   } else if (call.operation <= Operation::kSetCurrentDir) {
