@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <limits>
 
 #include "explore/numbers.h"
 #include "platform/constants.h"
@@ -40,10 +41,10 @@ constexpr auto kOperationShares = std::to_array<OperationShare>({
     {Operation::kSetCurrentDir, 30},
     {Operation::kCreateDir, 200},
     {Operation::kCreateDirTree, 20},
-    {Operation::kDelete, 220},
+    {Operation::kDelete, 150},
     {Operation::kRename, 220},
     {Operation::kMakeHardLink, 70},
-    {Operation::kMakeSoftLink, 60},
+    {Operation::kMakeSoftLink, 80},
     {Operation::kReadSoftLink, 40},
     {Operation::kSetComment, 70},
     {Operation::kSetProtection, 70},
@@ -59,8 +60,8 @@ constexpr auto kOperationShares = std::to_array<OperationShare>({
     {Operation::kExamineDir, 120},
     {Operation::kReleaseScan, 30},
     {Operation::kSameFile, 20},
-    {Operation::kLockRecord, 50},
-    {Operation::kUnLockRecord, 40},
+    {Operation::kLockRecord, 70},
+    {Operation::kUnLockRecord, 45},
     {Operation::kStartNotify, 20},
     {Operation::kEndNotify, 12},
     {Operation::kGetNotifyMsg, 40},
@@ -71,7 +72,7 @@ constexpr auto kOperationShares = std::to_array<OperationShare>({
     {Operation::kInhibit, 3},
     {Operation::kWriteProtect, 4},
     {Operation::kRelabel, 3},
-    {Operation::kMakeFiles, 1},
+    {Operation::kMakeFiles, 2},
 });
 
 constexpr bool IsEachInPlace() {
@@ -194,9 +195,10 @@ NameKind NameKindOf(Operation operation, Argument argument) {
     case Operation::kScanName:
       return NameKind::kDirectory;
     case Operation::kMakeHardLink:
+      return NameKind::kHardLink;
     case Operation::kMakeSoftLink:
     case Operation::kReadSoftLink:
-      return NameKind::kLink;
+      return NameKind::kSoftLink;
     default:
       return NameKind::kObject;
   }
@@ -255,6 +257,15 @@ bool IsMode(Argument argument) {
   return argument >= Argument::kOpenMode && argument <= Argument::kNotifyFlags;
 }
 
+/// A seek from the end is counted back, most of which are possible: what lies behind the end is refused.
+void CountBack(Call& call) {
+  const bool is_from_end =
+      call.operation == Operation::kChangeFilePosition && call.number[2] == OFFSET_END;
+  if (is_from_end && call.number[1] != std::numeric_limits<std::int64_t>::min()) {
+    call.number[1] = -call.number[1];
+  }
+}
+
 /// A date that a filesystem keeps which counts in so many ticks.
 DateStamp DrawDate(std::span<const Choice> choices, std::int32_t date_ticks) {
   const auto number = [&](NumberKind kind, ChoiceUse use) {
@@ -290,6 +301,7 @@ void Generator::Next(std::span<const Choice> choices, Side& reference, Call& cal
   call.date = {};
   call.pattern = 0;
   DrawArguments(choices, reference, call);
+  CountBack(call);
   const Result result = RowOf(call.operation).result;
   if (IsObject(result)) {
     const std::uint32_t taken = reference.Held(KindOf(result)) | 1U;

@@ -207,31 +207,36 @@ void Judge::LookAtName(std::size_t name) {
   Seen seen;
   seen.reference = reference_side_.Look(path, seen.reference_code);
   seen.device = device_side_.Look(path, seen.device_code);
-  ReportLook(std::string(RoleOf(call_->operation, name)), seen,
-             "ExamineObject(" + Quoted(call_->text[name]) + ")");
+  if (const auto unlike = CompareSeen(seen)) {
+    ReportLook(std::string(RoleOf(call_->operation, name)), *unlike,
+               "ExamineObject(" + Quoted(call_->text[name]) + ")");
+  }
 }
 
 void Judge::LookAtObject(Argument kind, std::uint8_t number) {
   Seen seen;
   seen.reference = reference_side_.LookAt(kind, number, seen.reference_code);
   seen.device = device_side_.LookAt(kind, number, seen.device_code);
-  const bool lock = kind == Argument::kLock;
-  ReportLook(lock ? "lock" : "file", seen,
-             std::string("ExamineObject(") + (lock ? "l" : "f") + std::to_string(number) + ")");
+  if (const auto unlike = CompareSeen(seen)) {
+    const bool lock = kind == Argument::kLock;
+    ReportLook(lock ? "lock" : "file", *unlike,
+               std::string("ExamineObject(") + (lock ? "l" : "f") + std::to_string(number) + ")");
+  }
 }
 
-void Judge::ReportLook(const std::string& role, const Seen& seen, const std::string& look) {
-  std::optional<Unlike> unlike;
+std::optional<Unlike> Judge::CompareSeen(const Seen& seen) {
   if ((seen.reference == nullptr) != (seen.device == nullptr)) {
-    unlike = Unlike{seen.device == nullptr ? "gone" : "there", CodeText(seen.reference_code),
-                    CodeText(seen.device_code)};
-  } else if (seen.reference != nullptr) {
-    unlike = comparison_.Records(*seen.reference, *seen.device);
+    return Unlike{seen.device == nullptr ? "gone" : "there", CodeText(seen.reference_code),
+                  CodeText(seen.device_code)};
   }
-  if (!unlike) return;
-  const std::string detail = look + ": " + Text(*unlike);
+  if (seen.reference == nullptr) return std::nullopt;
+  return comparison_.Records(*seen.reference, *seen.device);
+}
+
+void Judge::ReportLook(const std::string& role, const Unlike& unlike, const std::string& look) {
+  const std::string detail = look + ": " + Text(unlike);
   if (reference_->done) {
-    Report("effect", role + "-" + std::string(unlike->what),
+    Report("effect", role + "-" + std::string(unlike.what),
            "what the call made is not as it should be", detail);
   } else {
     Report("refusal-is-harmless", "refused-changes-" + role, "a refused call changed what it named",

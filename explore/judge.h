@@ -50,7 +50,9 @@ class Judge {
     std::int32_t reference_code = 0;
     std::int32_t device_code = 0;
   };
-  void ReportLook(const std::string& role, const Seen& seen, const std::string& look);
+  std::optional<Unlike> CompareSeen(const Seen& seen);
+  /// `role` is what was looked at is to the call, `look` how.
+  void ReportLook(const std::string& role, const Unlike& unlike, const std::string& look);
   /// `outcome` is what the id says behind the operation.
   void Report(const std::string& rule, const std::string& outcome, const std::string& what,
               const std::string& detail = {});

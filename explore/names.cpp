@@ -36,7 +36,7 @@ struct NameRow {
 
 // Few names, so that calls meet the same objects, and that as files, directories and links by turns.
 constexpr auto kFileNames = std::to_array<NameRow>({
-    {2000, "a"},
+    {2600, "a"},
     {1300, "b"},
     {500, "c"},
     {900, "d/a"},
@@ -61,20 +61,28 @@ constexpr auto kDirectoryNames = std::to_array<NameRow>({
     {200, "l"},
     {600, "", kIsRoot},
 });
-constexpr auto kLinkNames = std::to_array<NameRow>({
-    {2200, "s"},
-    {1800, "l"},
-    {700, "d/s"},
-    {500, "b"},
-    {400, "c"},
-    {400, "d/l"},
+constexpr auto kHardLinkNames = std::to_array<NameRow>({
+    {2200, "l"},
+    {900, "d/l"},
+    {700, "b"},
+    {600, "c"},
+    {500, "s"},
+    {400, "d/b"},
     {300, "a"},
     {200, "s/a"},
 });
+constexpr auto kSoftLinkNames = std::to_array<NameRow>({
+    {3600, "s"},
+    {1200, "d/s"},
+    {500, "l"},
+    {400, "c"},
+    {200, "a"},
+    {200, "s/a"},
+});
 constexpr auto kObjectNames = std::to_array<NameRow>({
-    {1700, "a"},
-    {1100, "b"},
-    {1000, "d"},
+    {2600, "a"},
+    {1500, "b"},
+    {1500, "d"},
     {900, "d/a"},
     {500, "d/b"},
     {600, "s"},
@@ -100,6 +108,8 @@ constexpr auto kEdgeNames = std::to_array<NameRow>({
     {120, "a/b"},
     {40, "b/a"},
     {40, "c/d/a"},
+    {20, "S/a"},
+    {20, "s/\xE4"},
     {50, "s/b"},
     {30, "s/d/a"},
     {60, "x/a"},
@@ -116,6 +126,9 @@ constexpr auto kEdgeNames = std::to_array<NameRow>({
     {50, ":d/a", kLeaves},
     {20, ":d", kLeaves},
     {10, ":A", kLeaves},
+    {20, ":d/e/a", kLeaves},
+    {20, ":s/a", kLeaves},
+    {20, "/s/a", kLeaves},
     {50, "/", kLeaves | kIsRoot},
     {60, "/a", kLeaves},
     {30, "/b", kLeaves},
@@ -163,8 +176,9 @@ constexpr auto kEdgeNames = std::to_array<NameRow>({
     {60, "d/", kInside, NameForm::kEdge},
     {40, "", kInside, NameForm::kLength},
     {20, "d/", kInside, NameForm::kLength},
-    {30, "", kInside, NameForm::kOneMore},
+    {50, "", kInside, NameForm::kOneMore},
     {10, "d/", kInside, NameForm::kOneMore},
+    {10, "s/", kInside, NameForm::kOneMore},
     {30, "", kLeaves, NameForm::kLongPath},
     {15, "", kInside, NameForm::kMissingPath},
 });
@@ -233,7 +247,8 @@ constexpr std::array<NameRow, kCount + kMore> Join(const std::array<NameRow, kCo
 
 constexpr auto kFileRows = Join(kFileNames, kEdgeNames);
 constexpr auto kDirectoryRows = Join(kDirectoryNames, kEdgeNames);
-constexpr auto kLinkRows = Join(kLinkNames, kEdgeNames);
+constexpr auto kHardLinkRows = Join(kHardLinkNames, kEdgeNames);
+constexpr auto kSoftLinkRows = Join(kSoftLinkNames, kEdgeNames);
 constexpr auto kObjectRows = Join(kObjectNames, kEdgeNames);
 
 /// The lengths at which names are cut, the limit apart.
@@ -321,8 +336,10 @@ void DrawName(NameKind kind, Choice choice, const NameRules& rules, std::string&
       return DrawText<kFileRows>(kind, choice, rules, text);
     case NameKind::kDirectory:
       return DrawText<kDirectoryRows>(kind, choice, rules, text);
-    case NameKind::kLink:
-      return DrawText<kLinkRows>(kind, choice, rules, text);
+    case NameKind::kHardLink:
+      return DrawText<kHardLinkRows>(kind, choice, rules, text);
+    case NameKind::kSoftLink:
+      return DrawText<kSoftLinkRows>(kind, choice, rules, text);
     case NameKind::kObject:
       return DrawText<kObjectRows>(kind, choice, rules, text);
     case NameKind::kComment:

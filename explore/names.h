@@ -11,7 +11,8 @@ namespace quorle::explore {
 enum class NameKind : std::uint8_t {
   kFile,       ///< what is opened or made as a file
   kDirectory,  ///< what is made or scanned as a directory
-  kLink,       ///< what is made or read as a link
+  kHardLink,   ///< what is made as a hard link
+  kSoftLink,   ///< what is made or read as a soft link
   kObject,     ///< what any other call names
   kComment,
   kTarget,  ///< of a soft link

@@ -89,11 +89,11 @@ constexpr auto kLinkBufferRows = std::to_array<NumberRow>({
     {10, -1},
 });
 constexpr auto kFilesToMakeRows = std::to_array<NumberRow>({
-    {500, 1, 3},
-    {300, 4, 20},
-    {100, 21, 100},
+    {1000, 1, 3},
+    {600, 4, 20},
+    {150, 21, 100},
     {20, 101, 1000},
-    {5, 1001, 4999},
+    {4, 1001, 4999},
     {2, 5000},
 });
 constexpr auto kTicksRows = std::to_array<NumberRow>({{10, 0}, {1, 1}, {1, 2, 50}});
@@ -126,17 +126,18 @@ constexpr auto kOffsetRows = std::to_array<NumberRow>({
     {40, 2 * kGiB},
     {20, 2 * kGiB + 1},
     {40, 4 * kGiB - 1},
-    {60, 4 * kGiB},
+    {100, 4 * kGiB},
     {60, 4 * kGiB + 1},
-    {40, 4 * kGiB + 2, 8 * kGiB},
-    {20, -4 * kGiB},
+    {100, 4 * kGiB + 2, 8 * kGiB},
+    {150, -2 * kGiB - 1},
+    {100, -4 * kGiB},
     {20, -4 * kGiB - 1},
     {40, kMostNumber},
     {40, kLeastNumber},
 });
 // Few, so that ranges meet: some overlap by one byte, some touch, and some are what was locked.
 constexpr auto kRecordStartRows = std::to_array<NumberRow>({
-    {300, 0},
+    {700, 0},
     {100, 1},
     {100, 7},
     {150, 8},
