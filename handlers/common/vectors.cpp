@@ -27,7 +27,10 @@ Value* Pointer(std::uintptr_t data) {
 }  // namespace
 
 void CopyText(const std::string& text, char* buffer, std::uint32_t size) {
-  std::snprintf(buffer, size, "%s", text.c_str());
+  if (size == 0) return;
+  const std::size_t length = std::min<std::size_t>(std::strlen(text.c_str()), size - 1);
+  std::memcpy(buffer, text.c_str(), length);
+  buffer[length] = 0;
 }
 
 DosError AnswerAttributes(const VolumeSettings& settings, std::uint32_t max_name,
