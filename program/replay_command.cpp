@@ -1,10 +1,7 @@
 #include "program/replay_command.h"
 
-#include <cerrno>
 #include <cstddef>
-#include <cstdio>
-#include <cstring>
-#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -23,6 +20,7 @@
 #include "program/host_options.h"
 #include "program/line_file.h"
 #include "program/option_list.h"
+#include "results/whole_file.h"
 
 namespace quorle {
 namespace {
@@ -72,17 +70,9 @@ std::optional<std::int32_t> ReadReplayOptions(std::span<const char* const> words
 
 /// Reads a file of calls, or standard input. False, with one line in `problem`, when it is wrong.
 bool ReadCallsFile(const std::string& path, std::vector<CallsStep>& steps, std::string& problem) {
-  const bool is_input = path == "-";
-  const auto close = [is_input](std::FILE* file) { return is_input ? 0 : std::fclose(file); };
-  const std::unique_ptr<std::FILE, decltype(close)> file(
-      is_input ? stdin : std::fopen(path.c_str(), "re"), close);
-  std::string text(explore::kLargestCallsFile + 1, '\0');
-  if (file != nullptr) text.resize(std::fread(text.data(), 1, text.size(), file.get()));
-  if (file == nullptr || std::ferror(file.get()) != 0) {
-    problem = "cannot read " + path + ": " + std::strerror(errno);
-    return false;
-  }
-  return explore::ParseCalls(is_input ? "standard input" : path, text, steps, problem);
+  std::string text;
+  if (!ReadWholeFile(path, explore::kLargestCallsFile, text, problem)) return false;
+  return explore::ParseCalls(path == "-" ? "standard input" : path, text, steps, problem);
 }
 
 /// Makes the calls, and counts what was not as it should be.

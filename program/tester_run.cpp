@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -23,6 +22,7 @@
 #include "program/line_file.h"
 #include "program/remounter.h"
 #include "program/run_reporter.h"
+#include "program/run_start.h"
 #include "results/call_recorder.h"
 #include "tests/catalogue.h"
 
@@ -138,36 +138,22 @@ class Listening {
   RunWatch& watch_;
 };
 
-std::string TimeNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  char text[sizeof "9999-12-31T23:59:59Z"];
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc)};
-}
-
 /// What the first event says of the run number `repeat`.
 RunEvent StartOf(const HostOptions& options, const DeviceSession& session, std::int32_t repeat) {
-  RunEvent start;
-  start.program = kProgramVersion;
-  start.arguments = options.arguments;
-  start.time = TimeNow();
-  start.repeat = repeat;
   // The device is the word with a colon, whatever stands before it.
+  std::string device;
+  std::string words;
   std::istringstream line(options.dos.arguments);
   for (std::string word; line >> word;) {
-    if (start.device.empty() && word.find(':') != std::string::npos) {
-      start.device = word;
+    if (device.empty() && word.find(':') != std::string::npos) {
+      device = word;
     } else {
-      start.words += (start.words.empty() ? "" : " ") + word;
+      words += (words.empty() ? "" : " ") + word;
     }
   }
-  const HandlerPort* const port = session.Find(start.device);
-  if (port == nullptr) return start;
-  start.port = NameOf(port->type());
-  for (const MountSpec& spec : session.machine_options().mounts) {
-    if (session.Find(spec.name) == port) start.handler = spec.handler;
-  }
+  RunEvent start = RunStart(options, session, device);
+  start.words = words;
+  start.repeat = repeat;
   return start;
 }
 

@@ -150,7 +150,7 @@ class Files(ReplayTest):
                  'x.calls:2: Read(), argument 2: a number is expected, not "99999999999999999999"'),
                 (HEADER + 'Delete("\U0001F600")\n', "x.calls:2: a character that is not in Latin-1, or not UTF-8"),
                 (HEADER + "Flush()\n" * 1000000, "x.calls:100002: there are more than 100000 calls"),
-                (b"\x7fELF" * 5000000, "x.calls: no file of calls: it is larger than 16777216 bytes")):
+                (b"\x7fELF" * 5000000, "x.calls: it is larger than 16777216 bytes")):
             self.assertEqual(self.calls(text, "--mount", "DH0=ram"), (20, "", f"quorle: {line}\n"))
 
     def test_none_is_one_line(self):
