@@ -78,20 +78,29 @@ std::string DoneText(const Call& call, Result result, const DueOutcome& due) {
   }
 }
 
-}  // namespace
-
-std::string TextOf(const Call& call) {
+std::string WithoutResult(const Call& call) {
   const OperationRow& row = RowOf(call.operation);
   std::string text = std::string(row.name) + "(";
   std::size_t texts = 0;
   for (std::size_t i = 0; i != row.Arguments().size(); ++i) {
     text += (i == 0 ? "" : ", ") + ArgumentText(call, i, texts);
   }
-  text += ")";
+  return text + ")";
+}
+
+}  // namespace
+
+std::string TextOf(const Call& call) {
+  const OperationRow& row = RowOf(call.operation);
+  std::string text = WithoutResult(call);
   if (IsObject(row.result) && call.result != 0) {
     text += " = " + ObjectText(LetterOf(row.result), call.result);
   }
   return text;
+}
+
+std::string MadeText(const Call& call, const std::string& outcome) {
+  return WithoutResult(call) + (outcome.empty() ? "" : " = " + outcome);
 }
 
 std::string DataText(const DueOutcome& due) {

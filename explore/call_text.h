@@ -18,6 +18,8 @@ std::string TextOf(const Call& call);
 std::string TextOf(const Call& call, const Outcome& outcome);
 /// The same of what should come of it.
 std::string TextOf(const Call& call, const DueOutcome& due);
+/// A call that was made, with `outcome`, what TextOf() says came of it: Open("a", MODE_OLDFILE) = 0 205.
+std::string MadeText(const Call& call, const std::string& outcome);
 /// What was read, or should be: "text", 300 bytes of 7, 300 bytes with checksum 0x..., 300 bytes.
 std::string DataText(const DueOutcome& due);
 

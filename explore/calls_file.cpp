@@ -220,8 +220,7 @@ bool ParseCalls(const std::string& name, std::string_view text, std::vector<Call
                 std::string& problem) {
   steps.clear();
   if (text.size() > kLargestCallsFile) {
-    problem = name + ": no file of calls: it is larger than " + std::to_string(kLargestCallsFile) +
-              " bytes";
+    problem = name + ": it is larger than " + std::to_string(kLargestCallsFile) + " bytes";
     return false;
   }
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";

@@ -23,16 +23,28 @@ SearchSummary Search::Run() {
     if (seed % settings_.shards != settings_.shard % settings_.shards) continue;
     if (settings_.time && Moment::now() - begun >= *settings_.time) break;
     if (is_over_()) break;
-    Choices choices = DrawChoices(seed, settings_.calls);
-    const std::uint64_t before = trial_.calls_made();
-    std::optional<Difference> difference = trial_.Run(choices);
-    summary.calls += trial_.calls_made() - before;
-    ++summary.sequences;
-    if (difference) Take(seed, std::move(choices), std::move(*difference));
+    RunSequence(seed, DrawChoices(seed, settings_.calls), summary);
     if (seed == UINT64_MAX) break;
   }
   summary.time = std::chrono::duration_cast<std::chrono::microseconds>(Moment::now() - begun);
   return summary;
+}
+
+SearchSummary Search::RunOne(const Choices& choices) {
+  const auto begun = std::chrono::steady_clock::now();
+  SearchSummary summary;
+  RunSequence(0, choices, summary);
+  summary.time = std::chrono::duration_cast<std::chrono::microseconds>(
+      std::chrono::steady_clock::now() - begun);
+  return summary;
+}
+
+void Search::RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary) {
+  const std::uint64_t before = trial_.calls_made();
+  std::optional<Difference> difference = trial_.Run(choices);
+  summary.calls += trial_.calls_made() - before;
+  ++summary.sequences;
+  if (difference) Take(seed, std::move(choices), std::move(*difference));
 }
 
 bool Search::IsWorthShrinking(const std::string& kind) {
@@ -64,10 +76,12 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
     manner.walks = Walks::kEach;
     again = trial_.Run(choices, manner);
   }
-  finding.comes_again = again.has_value();
+  // Nobody knows of one that was interrupted.
+  finding.comes_again = again.has_value() || is_over_();
   if (again) {
     const std::string kind = again->kind;
     const auto differs = [&](const Choices& candidate) {
+      if (is_over_()) return false;
       const std::optional<Difference> found = trial_.Run(candidate, manner);
       return found && found->kind == kind;
     };

@@ -54,10 +54,13 @@ class Search {
   Search(Trial& trial, SearchSettings settings, OnFinding on_finding, IsOver is_over);
 
   SearchSummary Run();
+  /// Runs one sequence, that of `choices`; its seed is 0.
+  SearchSummary RunOne(const Choices& choices);
   /// What was found, by its id.
   const std::map<std::string, Finding>& findings() const { return findings_; }
 
  private:
+  void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
   void Take(std::uint64_t seed, Choices choices, Difference difference);
   /// Whether a difference of that kind is worth the time of shrinking it once more.
   bool IsWorthShrinking(const std::string& kind);

@@ -77,7 +77,7 @@ class Trial::Sequence {
 
   std::optional<Difference> Finish() {
     if (!difference_) End();
-    if (difference_) Abandon();
+    if (difference_ || parts_.control.IsOver()) Abandon();
     return std::move(difference_);
   }
 
@@ -183,7 +183,7 @@ class Trial::Sequence {
       directory_ = "quorle-" + std::to_string(++abandoned_);
     }
     for (Side* const side : {&parts_.reference, &parts_.device}) {
-      if (found->rule == "start") side->End();
+      if (found && found->rule == "start") side->End();
       if (side->has_begun()) Settle(*side);
     }
     difference_ = std::move(found);
@@ -223,7 +223,7 @@ class Trial::Sequence {
 
   /// Makes `call` on both sides and compares. False when there is a difference.
   bool Step(const Call& call) {
-    if (difference_) return false;
+    if (difference_ || parts_.control.IsOver()) return false;
     parts_.clock.Step();
     Prepare(call);
     comparison_.BeforeCall();

@@ -33,6 +33,8 @@ class DeviceControl {
   /// How the handler ended since BeginSequence(): "ended by signal 11 (SIGSEGV) in FSRename()"; empty while
   /// it lives. What took too long has ended, too.
   virtual std::string HowItEnded() { return {}; }
+  /// Whether no further call is to be made: the sequence ends, and what it made is deleted.
+  virtual bool IsOver() { return false; }
   /// Unmounts the device, on which nothing is held, and mounts it again, with a command's turn meanwhile
   /// where one is wanted. Returns what went wrong; empty: nothing.
   virtual std::string Remount() { return {}; }

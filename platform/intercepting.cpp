@@ -519,4 +519,8 @@ DosInterface& Interception::dos() {
   return *dos_;
 }
 
+FurtherDosInterface& Interception::further() {
+  return *further_;
+}
+
 }  // namespace quorle

@@ -53,6 +53,8 @@ class Interception {
   ExecInterface& exec();
   /// What that exec gives for dos.library.
   DosInterface& dos();
+  /// The second interface of it; there was one when this was made.
+  FurtherDosInterface& further();
 
  private:
   class Hooks;

@@ -1,9 +1,6 @@
 #include "program/host_options.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -22,53 +19,6 @@ constexpr const char* kFooterStart =
     "tests.\nTests are selected by the numbers 1 to 46: TN 47 is refused, FTN 46 runs the last two.\n"
     "Always mounted: RAM:, ENV:, NIL:. Exit status: 0 all passed, 10 some failed, 20 not "
     "run.";
-
-/// The help text with our own line of usage.
-class HelpFormatter final : public CLI::Formatter {
- public:
-  std::string make_usage(const CLI::App*, std::string) const override { return kUsage; }
-};
-
-/// Moves the host's words from the front of `words` to `host`; a lone "--" behind them goes. False,
-/// with `problem` filled, when one of them is no option or has not what it needs. (CLI11 would go on
-/// behind a word that it does not know, and take the next word for a value that is empty.)
-bool TakeHostWords(const CLI::App& app, std::span<const char* const>& words,
-                   std::vector<std::string>& host, std::string& problem) {
-  while (!words.empty() && std::string_view(words.front()).starts_with("--")) {
-    const std::string word = words.front();
-    words = words.subspan(1);
-    if (word == "--") return true;
-    const std::size_t equals = word.find('=');
-    const std::string name = word.substr(0, equals);
-    const bool has_value = equals != std::string::npos;
-    const CLI::Option* const option = app.get_option_no_throw(name);
-    if (option == nullptr) {
-      problem = name + " is not an option; --help lists them";
-      return false;
-    }
-    const bool wants_value = option->get_items_expected_max() > 0;
-    if (has_value && !wants_value) {
-      problem = name + " takes no value";
-      return false;
-    }
-    host.push_back(word);
-    if (wants_value && !has_value && !words.empty()) {
-      host.emplace_back(words.front());
-      words = words.subspan(1);
-    } else if (wants_value && (!has_value || equals + 1 == word.size())) {
-      problem = name + " needs a value";
-      return false;
-    }
-  }
-  return true;
-}
-
-template <class Number>
-bool ReadNumber(std::string_view text, Number& number) {
-  const char* const end = text.data() + text.size();
-  const auto [stop, problem] = std::from_chars(text.data(), end, number);
-  return problem == std::errc() && stop == end;
-}
 
 // ---- The options -------------------------------------------------------------------------------
 
@@ -168,6 +118,7 @@ struct HostOption {
   /// Null: it asks for something else than a run.
   std::string (*read)(const std::string& text, HostOptions& options);
   bool is_repeatable = false;
+  bool is_of_machine = false;  ///< sub-commands that have a machine take it, too
 };
 
 constexpr const char* kListChecks = "--list-checks";
@@ -184,14 +135,14 @@ constexpr HostOption kOptions[] = {
      "exec:COMMAND or connect:unix:PATH. Keys for every handler: "
      "port=vector, packet or classic, volume, dostype, version, state, deviate; of plugins, connect and exec isolate, limit, "
      "restart. Repeatable.",
-     ReadMount, true},
-    {kTrace, "FILE", "Writes every platform call to a file.", ReadTraceFile},
+     ReadMount, true, true},
+    {kTrace, "FILE", "Writes every platform call to a file.", ReadTraceFile, false, true},
     {"--no-delay", nullptr, "Makes Delay() return at once.", TakeNoDelay},
     {"--dos-version", "V.R", "What dos.library reports itself as; 53.113 unless given.",
      ReadDosVersion},
     {"--limit", "SECONDS",
      "How long the handlers may take for one test group, and a command between groups, 1 to 86400; 60 unless given.",
-     ReadLimit},
+     ReadLimit, false, true},
     {"--remount", "each",
      "Unmounts the device after each test group and mounts it again; the tree must be the same.",
      ReadRemount},
@@ -228,14 +179,6 @@ constexpr HostOption kOptions[] = {
      nullptr},
 };
 
-/// What was given for one option.
-struct GivenOption {
-  std::vector<std::string> values;  ///< of one that is repeatable
-  std::string value;
-  bool flag = false;
-};
-using GivenOptions = std::array<GivenOption, std::size(kOptions)>;
-
 /// What stands below the options.
 std::string Footer() {
   std::string text = kFooterStart;
@@ -249,53 +192,23 @@ std::string Footer() {
   return text;
 }
 
-void Declare(CLI::App& app, GivenOptions& given) {
-  app.set_help_flag("--help", "Tells about the host program.");
-  app.set_version_flag("--version", "quorle " + std::string(kProgramVersion) + " for Linux",
-                       "Shows the version of the host program.");
-  app.formatter(std::make_shared<HelpFormatter>());
-  app.footer(Footer());
-  for (std::size_t i = 0; i < std::size(kOptions); ++i) {
-    const HostOption& option = kOptions[i];
-    if (option.type == nullptr) {
-      app.add_flag(option.name, given[i].flag, option.help);
-    } else if (option.is_repeatable) {
-      app.add_option(option.name, given[i].values, option.help)
-          ->type_name(option.type)
-          ->expected(1)
-          ->allow_extra_args(false)
-          ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    } else {
-      app.add_option(option.name, given[i].value, option.help)
-          ->type_name(option.type)
-          ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    }
-  }
-}
-
 HostCommand Refused(std::string text) {
-  while (text.ends_with('\n')) text.pop_back();
   return {.type = HostCommand::Type::kRefused, .options = {}, .text = std::move(text)};
 }
 
-HostCommand Answer(std::string text) {
-  if (!text.ends_with('\n')) text += '\n';
-  return {.type = HostCommand::Type::kAnswer, .options = {}, .text = std::move(text)};
-}
-
-HostCommand ReadValues(const GivenOptions& given, const CLI::App& app) {
-  HostCommand command;
-  for (std::size_t i = 0; i < std::size(kOptions); ++i) {
-    const HostOption& option = kOptions[i];
-    if (option.read == nullptr || app.count(option.name) == 0) continue;
-    std::vector<std::string> values = given[i].values;
-    if (!option.is_repeatable) values.push_back(given[i].value);
-    for (const std::string& value : values) {
-      const std::string problem = option.read(value, command.options);
-      if (!problem.empty()) return Refused(std::string(option.name) + ": " + problem);
-    }
+/// `option` with its value going to `options`, which must outlive it.
+CommandOption BoundOption(const HostOption& option, HostOptions& options) {
+  CommandOption bound{.name = option.name,
+                      .type = option.type,
+                      .help = option.help,
+                      .read = nullptr,
+                      .is_repeatable = option.is_repeatable};
+  if (option.read != nullptr) {
+    bound.read = [read = option.read, &options](const std::string& value) {
+      return read(value, options);
+    };
   }
-  return command;
+  return bound;
 }
 
 constexpr std::string_view kBlanks = " \t\n";
@@ -339,47 +252,47 @@ void AppendWord(std::string_view word, std::string& line) {
 
 }  // namespace
 
-HostCommand ReadHostCommand(std::span<const char* const> words) {
-  const std::span<const char* const> all = words;
-  GivenOptions given;
-  CLI::App app(kAbout, "quorle");
-  Declare(app, given);
-
-  std::vector<std::string> host_words;
-  std::string problem;
-  if (!TakeHostWords(app, words, host_words, problem)) return Refused(std::move(problem));
-  try {
-    std::reverse(host_words.begin(), host_words.end());  // CLI11 takes them from the end
-    app.parse(std::move(host_words));
-  } catch (const CLI::CallForHelp&) {
-    return Answer(app.help());
-  } catch (const CLI::CallForVersion& version) {
-    return Answer(version.what());
-  } catch (const CLI::ParseError& error) {
-    return Refused(error.what());
-  }
+std::vector<CommandOption> MachineOptionList(HostOptions& options) {
+  std::vector<CommandOption> list;
   for (const HostOption& option : kOptions) {
-    const bool has_one_value = option.type != nullptr && !option.is_repeatable;
-    if (has_one_value && app.count(option.name) > 1) {
-      return Refused(std::string(option.name) + " is given twice");
-    }
+    if (option.is_of_machine) list.push_back(BoundOption(option, options));
   }
-  if (app.count(kListDeviations) > 0) {
+  return list;
+}
+
+HostCommand ReadHostCommand(std::span<const char* const> words) {
+  HostCommand command;
+  std::vector<CommandOption> options;
+  for (const HostOption& option : kOptions) {
+    options.push_back(BoundOption(option, command.options));
+  }
+  const CommandLine line =
+      SeparateOptions(words, options,
+                      {.name = "quorle",
+                       .about = kAbout,
+                       .usage = kUsage,
+                       .footer = Footer(),
+                       .version = "quorle " + std::string(kProgramVersion) + " for Linux"});
+  if (line.type == CommandLine::Type::kAnswer) {
+    return {.type = HostCommand::Type::kAnswer, .options = {}, .text = line.text};
+  }
+  if (line.type == CommandLine::Type::kRefused) return Refused(line.text);
+  if (line.Has(kListDeviations)) {
     return {.type = HostCommand::Type::kListDeviations, .options = {}, .text = {}};
   }
-  if (app.count(kListChecks) > 0) {
+  if (line.Has(kListChecks)) {
     return {.type = HostCommand::Type::kListChecks, .options = {}, .text = {}};
   }
-  if (app.count(kSummary) > 0 && app.count(kNoSummary) > 0) {
+  if (line.Has(kSummary) && line.Has(kNoSummary)) {
     return Refused(std::string(kSummary) + " and " + kNoSummary + " exclude each other");
   }
-  HostCommand command = ReadValues(given, app);
-  if (command.type != HostCommand::Type::kRun) return command;
+  std::string problem = ReadOptionValues(options, line);
+  if (!problem.empty()) return Refused(std::move(problem));
   if (command.options.results.repeat > 1 && command.options.trace_file) {
     return Refused(std::string(kTrace) + " is of one run: it excludes " + kRepeat);
   }
-  command.options.arguments.assign(all.begin(), all.end());
-  command.options.dos.arguments = JoinArguments(words);
+  command.options.arguments.assign(words.begin(), words.end());
+  command.options.dos.arguments = JoinArguments(line.rest);
   return command;
 }
 

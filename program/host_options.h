@@ -10,6 +10,7 @@
 #include "hosted/dos/hosted_dos.h"
 #include "hosted/dos/hosted_exec.h"
 #include "hosted/dos/mount_spec.h"
+#include "program/option_list.h"
 
 namespace quorle {
 
@@ -64,6 +65,10 @@ struct HostCommand {
 /// Reads the words after the program's name. Options of the host come first; from the first word
 /// that does not begin with "--", or after a lone "--", all words are the tester's own.
 HostCommand ReadHostCommand(std::span<const char* const> words);
+
+/// The options that say which machine it is, for a sub-command that has one: --mount, --trace, --limit. Their
+/// values go to `options`, which must outlive the list.
+std::vector<CommandOption> MachineOptionList(HostOptions& options);
 
 /// Joins words that a shell has separated to a line that ReadArgs() separates in the same way. A
 /// word with a blank in it is quoted, with the platform's escapes; in KEY=VALUE only the value is,

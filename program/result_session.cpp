@@ -1,7 +1,6 @@
 #include "program/result_session.h"
 
 #include <algorithm>
-#include <charconv>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -9,14 +8,11 @@
 
 #include "platform/constants.h"
 #include "results/bless.h"
-#include "results/event_json.h"
 #include "results/exit_status.h"
 #include "results/summary.h"
 
 namespace quorle {
 namespace {
-
-constexpr std::string_view kDescriptor = "fd:";
 
 /// The call of "FSLock()".
 std::string CallOf(std::string_view call) {
@@ -38,7 +34,7 @@ ResultSession::ResultSession(const ResultOptions& options, const TestEntry* cata
       screen_(screen),
       console_(console),
       selection_(catalogue),
-      events_(kEventFile, console) {}
+      events_(console) {}
 
 // ---- Before the runs ---------------------------------------------------------------------------
 
@@ -104,21 +100,11 @@ const TestEntry* ResultSession::catalogue() const {
 
 // ---- A run -------------------------------------------------------------------------------------
 
-bool ResultSession::OpenEvents() {
-  const std::string_view name = *options_.events;
-  if (!name.starts_with(kDescriptor)) return events_.Open(options_.events->c_str());
-  int descriptor = -1;
-  const char* const end = name.data() + name.size();
-  const auto [stop, error] = std::from_chars(name.data() + kDescriptor.size(), end, descriptor);
-  if (error == std::errc() && stop == end && descriptor > 1) return events_.Adopt(descriptor);
-  console_.Report("--events: \"" + std::string(name) +
-                  "\" is no descriptor for events: a number from 2, since 1 is the tester's own");
-  return false;
-}
-
 bool ResultSession::BeginRun(const RunEvent& start) {
   const bool is_first = start.repeat == 1;
-  if (options_.events && is_first && !OpenEvents()) return false;
+  if (options_.events && is_first && !events_.Open(*options_.events)) {
+    return false;
+  }
   record_ = {};
   EventSink& sink = *this;
   recorder_.emplace(selection_, sink);
@@ -151,10 +137,7 @@ bool ResultSession::DidNothing() const {
 }
 
 void ResultSession::Take(Event event) {
-  if (options_.events && !events_.failed()) {
-    const std::string line = ToJsonLine(event);
-    static_cast<void>(events_.Write(line.data(), line.size()));
-  }
+  events_.Write(event);
   Append(std::move(event), record_);
 }
 

@@ -8,8 +8,8 @@
 #include "harness/catalogue.h"
 #include "hosted/calls/run_watch.h"
 #include "hosted/dos/console.h"
+#include "program/event_file.h"
 #include "program/host_options.h"
-#include "program/line_file.h"
 #include "results/event_sink.h"
 #include "results/expectations.h"
 #include "results/repeats.h"
@@ -60,7 +60,6 @@ class ResultSession final : public WatchListener, private EventSink {
 
  private:
   void Take(Event event) override;
-  bool OpenEvents();
   /// Writes --bless. The exit status that follows from what is expected now.
   std::int32_t WriteBlessed();
   /// Selects what was not as expected in the run that the event file `path` is of.
@@ -75,7 +74,7 @@ class ResultSession final : public WatchListener, private EventSink {
   Selection selection_;
   std::optional<SelectedCatalogue> selected_;
   Expectations expectations_;
-  LineFile events_;
+  EventFile events_;
   std::optional<RunRecorder> recorder_;
   RunRecord record_;                   ///< of the run that goes on, or the last one
   std::optional<RunRecord> not_fine_;  ///< the first run that was not as it should be

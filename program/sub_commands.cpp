@@ -5,7 +5,9 @@
 
 #include "program/compare_command.h"
 #include "program/explain_command.h"
+#include "program/explore_command.h"
 #include "program/import_command.h"
+#include "program/replay_command.h"
 #include "program/report_command.h"
 
 namespace quorle {
@@ -17,6 +19,9 @@ constexpr auto kSubCommands = std::to_array<SubCommand>({
     {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare},
     {"import", "Makes an event stream of what a run on a real machine printed.", ImportCommand},
     {"explain", "What a check calls and expects, and where authors go wrong.", ExplainCommand},
+    {"explore", "Compares random calls on a device with those on a volume in memory.", RunExplore},
+    {"replay", "Makes the calls of a file on a device, and compares what comes of them.",
+     RunReplay},
 });
 
 }  // namespace

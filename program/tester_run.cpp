@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <ctime>
-#include <memory>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -14,21 +12,17 @@
 #include "hosted/calls/call_gate.h"
 #include "hosted/calls/clock.h"
 #include "hosted/calls/run_watch.h"
-#include "hosted/dos/break_signal.h"
-#include "hosted/dos/line_input.h"
 #include "hosted/dos/machine.h"
 #include "platform/intercepting.h"
 #include "platform/trace_json.h"
 #include "platform/tracing.h"
 #include "program/call_watch.h"
-#include "program/connect_handler.h"
+#include "program/device_session.h"
 #include "program/left_behind.h"
 #include "program/line_file.h"
-#include "program/orphans.h"
-#include "program/plugin_handler.h"
 #include "program/remounter.h"
 #include "program/run_reporter.h"
-#include "program/tester_machine.h"
+#include "program/run_start.h"
 #include "results/call_recorder.h"
 #include "tests/catalogue.h"
 
@@ -144,92 +138,57 @@ class Listening {
   RunWatch& watch_;
 };
 
-std::string TimeNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm utc{};
-  gmtime_r(&now, &utc);
-  char text[sizeof "9999-12-31T23:59:59Z"];
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc)};
-}
-
 /// What the first event says of the run number `repeat`.
-RunEvent StartOf(const HostOptions& options, const MachineOptions& machine_options,
-                 const Machine& machine, std::int32_t repeat) {
-  RunEvent start;
-  start.program = kProgramVersion;
-  start.arguments = options.arguments;
-  start.time = TimeNow();
-  start.repeat = repeat;
+RunEvent StartOf(const HostOptions& options, const DeviceSession& session, std::int32_t repeat) {
   // The device is the word with a colon, whatever stands before it.
+  std::string device;
+  std::string words;
   std::istringstream line(options.dos.arguments);
   for (std::string word; line >> word;) {
-    if (start.device.empty() && word.find(':') != std::string::npos) {
-      start.device = word;
+    if (device.empty() && word.find(':') != std::string::npos) {
+      device = word;
     } else {
-      start.words += (start.words.empty() ? "" : " ") + word;
+      words += (words.empty() ? "" : " ") + word;
     }
   }
-  const auto find = [&](const std::string& name) { return machine.list().Find(name).port; };
-  const HandlerPort* const port = find(start.device.substr(0, start.device.find(':')));
-  if (port == nullptr) return start;
-  start.port = NameOf(port->type());
-  for (const MountSpec& spec : machine_options.mounts) {
-    if (find(spec.name) == port) start.handler = spec.handler;
-  }
+  RunEvent start = RunStart(options, session, device);
+  start.words = words;
+  start.repeat = repeat;
   return start;
 }
 
 std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSession& results,
                      const ResultSession::Screen& screen, Console& console) {
-  const Orphans orphans;
-  StandardInput input;
   SystemClock clock;
-  BreakSignal breaks;
-  RunWatch watch([&console](const std::string& line) { console.Report(line); });
-  CallGate gate(
-      {.limit = options.limit, .was_interrupted = [&breaks] { return breaks.IsPending(); }}, watch);
-  MachineOptions machine_options = MachineFor(options);
-  machine_options.handlers.push_back(PluginHandler(watch, &gate));
-  for (NamedHandler& handler : ConnectHandlers(watch, &gate)) {
-    machine_options.handlers.push_back(std::move(handler));
-  }
-  std::string problem;
-  const std::unique_ptr<Machine> machine = Machine::Build(machine_options,
-                                                          {.console = console,
-                                                           .input = input,
-                                                           .clock = clock,
-                                                           .breaks = breaks,
-                                                           .gate = &gate,
-                                                           .watch = &watch},
-                                                          problem);
-  if (machine == nullptr) {
-    console.Report(problem);
-    return RETURN_FAIL;
-  }
+  DeviceSession session(options, console, clock,
+                        [&console](const std::string& line) { console.Report(line); });
+  if (!session.Mount()) return RETURN_FAIL;
+  Machine& machine = session.machine();
+  RunWatch& watch = session.watch();
   // An older trace is emptied now that there is something to put in its place.
   LineFile trace(kTraceFile, console);
   if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
-  if (!results.BeginRun(StartOf(options, machine_options, *machine, repeat))) return RETURN_FAIL;
+  if (!results.BeginRun(StartOf(options, session, repeat))) return RETURN_FAIL;
   const Listening listening(watch, results);
 
   JsonTrace json(trace);
-  Tracer tracer(machine->dos(), json);
-  CallWatch calls(machine->dos());
-  LeftBehind left_behind(machine->dos());
-  CallRecorder recorder(machine->dos(), results.recorder());
+  Tracer tracer(machine.dos(), json);
+  CallWatch calls(machine.dos());
+  LeftBehind left_behind(machine.dos());
+  CallRecorder recorder(machine.dos(), results.recorder());
   std::vector<CallHook*> hooks = {&calls, &left_behind, &recorder};
   if (options.trace_file) hooks.insert(hooks.begin(), &tracer);
-  Interception interception(machine->exec(), machine->dos(), hooks, &machine->further());
+  Interception interception(machine.exec(), machine.dos(), hooks, &machine.further());
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
   Progress progress(console, screen.progress);
-  Remounter remounter(options, {.machine = *machine,
+  Remounter remounter(options, {.machine = machine,
                                 .watch = watch,
-                                .gate = gate,
-                                .breaks = breaks,
+                                .gate = session.gate(),
+                                .breaks = session.breaks(),
                                 .console = console,
                                 .results = results});
   HostListener listener({.watch = watch,
-                         .gate = gate,
+                         .gate = session.gate(),
                          .reporter = reporter,
                          .left_behind = left_behind,
                          .console = console,
@@ -238,7 +197,7 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
                          .remounter = remounter});
   const std::int32_t result = Run(interception.exec(), results.catalogue(), listener);
   const bool finished = reporter.EndRun();
-  for (const std::string& complaint : machine->ShutDown()) watch.Report(complaint);
+  for (const std::string& complaint : machine.ShutDown()) watch.Report(complaint);
   remounter.EndRun();
   return results.EndRun(result, finished && !trace.failed());
 }

@@ -133,7 +133,34 @@ struct EndEvent {
   std::int64_t us = 0;
 };
 
-using Event = std::variant<RunEvent, TargetEvent, CheckEvent, GroupEvent, HandlerEndedEvent,
-                           LeftBehindEvent, ComplaintEvent, RemountEvent, EndEvent>;
+/// A search (`quorle explore`) found where the device is unlike the reference.
+struct DifferenceEvent {
+  std::string id;                  ///< "rename-refused-changes-source"
+  std::string rule;                ///< "refusal-is-harmless"
+  std::string weight;              ///< "error"; "note" where what is due is unknown or disputed
+  std::string text;                ///< one line: "a refused call changed what it named"
+  std::vector<std::string> calls;  ///< the shortest sequence, as it is printed
+  std::int64_t seed = 0;           ///< of the sequence that showed it first; 0 of one from a file
+  std::int64_t found_in = 0;       ///< how many calls that sequence had when it showed it
+  std::int64_t times = 1;
+  bool comes_again = true;  ///< the same calls showed it a second time
+  bool expected = false;    ///< an entry of the file of expectations says so
+  std::string reason;       ///< of that entry
+};
+
+/// A search has ended.
+struct ExploreEvent {
+  std::int64_t sequences = 0;
+  std::int64_t calls = 0;  ///< pairs: one on the device and one on the reference
+  std::int64_t us = 0;
+  std::int64_t differences = 0;  ///< that are not expected
+  std::int64_t expected = 0;
+  std::int64_t notes = 0;
+  std::vector<std::string> traits;  ///< what the filesystem cannot do, a line each
+};
+
+using Event =
+    std::variant<RunEvent, TargetEvent, CheckEvent, GroupEvent, HandlerEndedEvent, LeftBehindEvent,
+                 ComplaintEvent, RemountEvent, DifferenceEvent, ExploreEvent, EndEvent>;
 
 }  // namespace quorle

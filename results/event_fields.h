@@ -136,6 +136,40 @@ struct Fields<RemountEvent> {
 };
 
 template <>
+struct Fields<DifferenceEvent> {
+  static constexpr std::string_view kName = "difference";
+  template <class Difference, class Visitor>
+  static void Visit(Difference& difference, Visitor& fields) {
+    fields.Need("id", difference.id);
+    fields.Field("rule", difference.rule);
+    fields.Field("weight", difference.weight);
+    fields.Field("text", difference.text);
+    fields.Field("calls", difference.calls);
+    fields.Field("seed", difference.seed);
+    fields.Field("found_in", difference.found_in);
+    fields.Field("times", difference.times);
+    fields.Field("comes_again", difference.comes_again);
+    fields.Field("expected", difference.expected);
+    fields.Extra("reason", difference.reason, !difference.reason.empty());
+  }
+};
+
+template <>
+struct Fields<ExploreEvent> {
+  static constexpr std::string_view kName = "explore";
+  template <class Explore, class Visitor>
+  static void Visit(Explore& explore, Visitor& fields) {
+    fields.Field("sequences", explore.sequences);
+    fields.Field("calls", explore.calls);
+    fields.Field("us", explore.us);
+    fields.Field("differences", explore.differences);
+    fields.Field("expected", explore.expected);
+    fields.Field("notes", explore.notes);
+    fields.Field("traits", explore.traits);
+  }
+};
+
+template <>
 struct Fields<EndEvent> {
   static constexpr std::string_view kName = "end";
   template <class End, class Visitor>

@@ -240,9 +240,11 @@ class FileReader {
         ReadStrict(value);
       } else if (name == "expect") {
         ReadEntries(value);
+      } else if (name == "difference") {
+        ReadDifferences(value);
       } else {
         Refuse(key.source().begin.line,
-               QuotedBriefly(name) + " is no key; there are strict and [[expect]]");
+               QuotedBriefly(name) + " is no key; there are strict, [[expect]] and [[difference]]");
       }
     }
   }
@@ -274,6 +276,46 @@ class FileReader {
       EntryReader(file_.path, starts_, entry).Read(*table);
       file_.entries.push_back(std::move(entry));
     }
+  }
+
+  void ReadDifferences(const toml::node& value) {
+    const toml::array* const list = value.as_array();
+    if (list == nullptr || list->empty()) {
+      Refuse(LineOfNode(value),
+             "a known difference begins with [[difference]], in a line of its own");
+    }
+    for (const toml::node& item : *list) {
+      const toml::table* const table = item.as_table();
+      if (table == nullptr) {
+        Refuse(LineOfNode(item),
+               "a known difference begins with [[difference]], in a line of its own");
+      }
+      ReadDifference(*table);
+    }
+  }
+
+  void ReadDifference(const toml::table& table) {
+    ExpectedDifference difference;
+    difference.line = LineOfNode(table);
+    for (const auto& [key, value] : table) {
+      const std::string_view name = key.str();
+      if (name != "id" && name != "reason") {
+        Refuse(key.source().begin.line, QuotedBriefly(name) + " is no key; there are id, reason");
+      }
+      const toml::value<std::string>* const text = value.as_string();
+      if (text == nullptr || HasNoText(text->get())) {
+        Refuse(LineOfNode(value), QuotedBriefly(name) + " is no text, or empty");
+      }
+      (name == "id" ? difference.id : difference.reason) = text->get();
+    }
+    if (difference.id.empty()) Refuse(difference.line, "\"id\" is missing");
+    if (difference.reason.empty()) Refuse(difference.line, "\"reason\" is missing");
+    for (const ExpectedDifference& other : file_.differences) {
+      if (other.id != difference.id) continue;
+      Refuse(difference.line, QuotedBriefly(difference.id) + " is there twice, at first in line " +
+                                  std::to_string(other.line));
+    }
+    file_.differences.push_back(std::move(difference));
   }
 
   ExpectationFile& file_;

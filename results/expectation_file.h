@@ -45,12 +45,20 @@ struct ExpectationEntry {
   bool Lists(Verdict verdict) const;
 };
 
+/// One [[difference]] of a file: what `quorle explore` may find.
+struct ExpectedDifference {
+  std::string id;
+  std::string reason;
+  std::size_t line = 0;  ///< of its [[difference]], from 1
+};
+
 /// A file of expectations as it is written, with the places of its parts.
 struct ExpectationFile {
   std::string path;
   std::string text;
   bool strict = false;
   std::vector<ExpectationEntry> entries;
+  std::vector<ExpectedDifference> differences;
 };
 
 /// Reads `text`, the content of the file `path`: all that can be seen without knowing which checks there

@@ -87,4 +87,21 @@ bool WriteWholeFile(const std::string& path, std::string_view text, std::string&
   return Refuse(path, problem);
 }
 
+bool ReadWholeFile(const std::string& path, std::size_t most, std::string& text,
+                   std::string& problem) {
+  const bool is_input = path == "-";
+  const auto close = [is_input](std::FILE* file) { return is_input ? 0 : std::fclose(file); };
+  const std::unique_ptr<std::FILE, decltype(close)> file(
+      is_input ? stdin : std::fopen(path.c_str(), "re"), close);
+  text.assign(most + 1, '\0');
+  if (file != nullptr) text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+  if (file == nullptr || std::ferror(file.get()) != 0) {
+    problem = "cannot read " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  if (text.size() <= most) return true;
+  problem = path + ": it is larger than " + std::to_string(most) + " bytes";
+  return false;
+}
+
 }  // namespace quorle

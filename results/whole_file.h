@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -10,5 +11,10 @@ namespace quorle {
 /// terminal) is written in place. False, with `problem` one line that names the file, when that fails;
 /// nothing is left beside it.
 bool WriteWholeFile(const std::string& path, std::string_view text, std::string& problem);
+
+/// Reads the file `path`, "-" being standard input, into `text`. False, with `problem` one line that names the
+/// file, when it cannot be read or has more than `most` bytes.
+bool ReadWholeFile(const std::string& path, std::size_t most, std::string& text,
+                   std::string& problem);
 
 }  // namespace quorle

@@ -63,6 +63,12 @@ class RunWatch {
     group_.clear();
     ++moves_;
   }
+  /// Where a run without groups and checks is: "x.calls, line 7"; empty: nowhere. No next test gets another
+  /// process then, unless BeginTest() is called.
+  void MoveTo(std::string place) {
+    place_ = std::move(place);
+    ++moves_;
+  }
   /// `listener` gets what comes from now on; it stays the caller's. Null ends that.
   void SetListener(WatchListener* listener) { listener_ = listener; }
 
@@ -74,7 +80,7 @@ class RunWatch {
   void ReportEnd(const HandlerEnd& end, const std::vector<std::string>& trace) {
     std::string line = "handler process of " + end.device + ": " + end.how + " in " + end.call;
     if (const std::string place = Place(); !place.empty()) line += ", " + place;
-    if (end.restarted) line += "; started again for the next test";
+    if (end.restarted && place_.empty()) line += "; started again for the next test";
     Print(line);
     for (const std::string& frame : trace) Print("  " + frame);
     if (listener_ != nullptr) listener_->OnHandlerEnd(end);
@@ -110,8 +116,9 @@ class RunWatch {
   /// group's name; outside of the tests empty.
   std::string Check() const { return check_.empty() ? group_ : group_ + "." + check_; }
   /// The same with the number of the test, for a line that says where something happened:
-  /// "test 24 (Lock.ExclusiveOverShared)".
+  /// "test 24 (Lock.ExclusiveOverShared)"; or where MoveTo() went.
   std::string Place() const {
+    if (!place_.empty()) return place_;
     return test_ == 0 ? std::string() : "test " + std::to_string(test_) + " (" + Check() + ")";
   }
   /// How many tests were begun so far.
@@ -132,6 +139,7 @@ class RunWatch {
   int test_ = 0;
   std::string group_;
   std::string check_;
+  std::string place_;  ///< of MoveTo()
   int begun_ = 0;
   int moves_ = 0;
   int reports_ = 0;

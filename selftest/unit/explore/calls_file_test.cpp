@@ -97,7 +97,7 @@ TEST(CallsFile, WhatIsTooLargeIsRefused) {
   EXPECT_EQ(ProblemOf(tree), "x.calls:20003: the trees have more than 20000 objects");
 
   EXPECT_EQ(ProblemOf(std::string(kLargestCallsFile + 1, '#')),
-            "x.calls: no file of calls: it is larger than 16777216 bytes");
+            "x.calls: it is larger than 16777216 bytes");
 }
 
 /// A volume on which some calls were made.

@@ -102,9 +102,38 @@ TEST(ExpectationFileTest, UnknownKeysAreNamed) {
       "quorle.toml:3: entry 1, \"Lock.MissingObject\": \"verdit\" is no key; there are check, "
       "verdict, code, when, reason");
   EXPECT_EQ(ProblemOf("\nstrikt = true\n"),
-            "quorle.toml:2: \"strikt\" is no key; there are strict and [[expect]]");
+            "quorle.toml:2: \"strikt\" is no key; there are strict, [[expect]] and [[difference]]");
   EXPECT_EQ(ProblemOf("[other]\nkey = 1\n"),
-            "quorle.toml:1: \"other\" is no key; there are strict and [[expect]]");
+            "quorle.toml:1: \"other\" is no key; there are strict, [[expect]] and [[difference]]");
+}
+
+TEST(ExpectationFileTest, KnownDifferencesHaveAnIdAndAReason) {
+  ExpectationFile file;
+  std::string problem;
+  ASSERT_TRUE(ParseExpectations("quorle.toml",
+                                EntryText(kFileCheck, "verdict = \"fail\"") +
+                                    "[[difference]]\nid = \"rename-refused\"\nreason = \"r\"\n"
+                                    "[[difference]]\nreason = \"s\"\nid = \"lock-code\"\n",
+                                file, problem))
+      << problem;
+  ASSERT_EQ(file.differences.size(), 2U);
+  EXPECT_EQ(file.differences[0].id, "rename-refused");
+  EXPECT_EQ(file.differences[0].reason, "r");
+  EXPECT_EQ(file.differences[1].id, "lock-code");
+  EXPECT_EQ(file.entries.size(), 1U);
+
+  const std::string known = "[[difference]]\nid = \"a\"\nreason = \"r\"\n";
+  EXPECT_EQ(ProblemOf(known + known), "quorle.toml:4: \"a\" is there twice, at first in line 1");
+  EXPECT_EQ(ProblemOf("[[difference]]\nid = \"a\"\n"), "quorle.toml:1: \"reason\" is missing");
+  EXPECT_EQ(ProblemOf("[[difference]]\nreason = \"r\"\n"), "quorle.toml:1: \"id\" is missing");
+  EXPECT_EQ(ProblemOf("[[difference]]\nid = 1\n"), "quorle.toml:2: \"id\" is no text, or empty");
+  EXPECT_EQ(ProblemOf("[[difference]]\nid = \" \"\n"),
+            "quorle.toml:2: \"id\" is no text, or empty");
+  EXPECT_EQ(ProblemOf("[[difference]]\nidd = \"a\"\n"),
+            "quorle.toml:2: \"idd\" is no key; there are id, reason");
+  const std::string why = "a known difference begins with [[difference]], in a line of its own";
+  EXPECT_EQ(ProblemOf("difference = 1\n"), "quorle.toml:1: " + why);
+  EXPECT_EQ(ProblemOf("difference = [1]\n"), "quorle.toml:1: " + why);
 }
 
 TEST(ExpectationFileTest, EntriesStandInLinesOfTheirOwn) {

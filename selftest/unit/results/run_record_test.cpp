@@ -87,6 +87,24 @@ TEST_F(RunRecordTest, EveryEventIsReadAsItWasWritten) {
       LeftBehindEvent{.id = "Lock.A", .object = "FILE01", .code = 202},
       ComplaintEvent{.id = "", .text = "t"},
       RemountEvent{.id = "Lock", .ok = false, .text = "t"},
+      DifferenceEvent{.id = "rename-refused",
+                      .rule = "refusal",
+                      .weight = "error",
+                      .text = "t",
+                      .calls = {"Rename"},
+                      .seed = 5,
+                      .found_in = 6,
+                      .times = 7,
+                      .comes_again = false,
+                      .expected = true,
+                      .reason = "r"},
+      ExploreEvent{.sequences = 1,
+                   .calls = 2,
+                   .us = 3,
+                   .differences = 4,
+                   .expected = 5,
+                   .notes = 6,
+                   .traits = {"names of at most 30 bytes"}},
       EndEvent{.result = 10, .checks = {{Verdict::kBlocked, 1}}, .us = 9}};
   std::string text;
   for (const Event& event : events) text += ToJsonLine(event);
@@ -97,8 +115,17 @@ TEST_F(RunRecordTest, EveryEventIsReadAsItWasWritten) {
                       ToJsonLine(run.checks.at(0)) + ToJsonLine(run.groups.at(0)) +
                       ToJsonLine(run.handler_ends.at(0)) + ToJsonLine(run.left_behind.at(0)) +
                       ToJsonLine(run.complaints.at(0)) + ToJsonLine(run.remounts.at(0)) +
-                      ToJsonLine(*run.end);
+                      ToJsonLine(events.at(8)) + ToJsonLine(events.at(9)) + ToJsonLine(*run.end);
   EXPECT_EQ(again, text);
+  // Those of a search are in no record.
+  for (const std::size_t i : {8U, 9U}) {
+    std::string line = ToJsonLine(events[i]);
+    line.pop_back();
+    std::string problem;
+    const std::optional<Event> event = ReadJsonLine(line, problem);
+    ASSERT_TRUE(event) << problem;
+    EXPECT_EQ(ToJsonLine(*event), line + "\n");
+  }
 }
 
 TEST_F(RunRecordTest, ATornLastLineIsDropped) {
