@@ -234,9 +234,9 @@ std::uint8_t NotifyClassOf(std::int64_t flags) {
 
 std::uint8_t MaskClassOf(std::int64_t mask) {
   if (mask > 31) return 7;
-  constexpr std::array<std::int64_t, 6> kMasks{EXDF_DEFAULT,  EXDF_NO_DELETE, EXDF_NO_EXECUTE,
-                                               EXDF_NO_WRITE, EXDF_NO_READ,   EXDF_ARCHIVE};
-  return IndexOf(mask, kMasks);
+  constexpr std::array<std::int64_t, 6> kClassedMasks{
+      EXDF_DEFAULT, EXDF_NO_DELETE, EXDF_NO_EXECUTE, EXDF_NO_WRITE, EXDF_NO_READ, EXDF_ARCHIVE};
+  return IndexOf(mask, kClassedMasks);
 }
 
 std::uint8_t IdClassOf(std::int64_t id) {
@@ -244,14 +244,14 @@ std::uint8_t IdClassOf(std::int64_t id) {
   return id <= 0xFFFF ? 1 : 2;
 }
 
-constexpr std::array<std::int64_t, 3> kOpenModesInOrder{MODE_NEWFILE, MODE_OLDFILE, MODE_READWRITE};
-constexpr std::array<std::int64_t, 2> kLockModesInOrder{SHARED_LOCK, EXCLUSIVE_LOCK};
-constexpr std::array<std::int64_t, 3> kOffsetModesInOrder{OFFSET_BEGINNING, OFFSET_CURRENT,
+constexpr std::array<std::int64_t, 3> kClassedOpenModes{MODE_NEWFILE, MODE_OLDFILE, MODE_READWRITE};
+constexpr std::array<std::int64_t, 2> kClassedLockModes{SHARED_LOCK, EXCLUSIVE_LOCK};
+constexpr std::array<std::int64_t, 3> kClassedOffsetModes{OFFSET_BEGINNING, OFFSET_CURRENT,
                                                           OFFSET_END};
-constexpr std::array<std::int64_t, 4> kRecordModesInOrder{REC_EXCLUSIVE, REC_EXCLUSIVE_IMMED,
+constexpr std::array<std::int64_t, 4> kClassedRecordModes{REC_EXCLUSIVE, REC_EXCLUSIVE_IMMED,
                                                           REC_SHARED, REC_SHARED_IMMED};
-constexpr std::array<std::int64_t, 3> kTags{FSA_MaxFileNameLengthR, FSA_VersionNumberR,
-                                            FSA_DOSTypeR};
+constexpr std::array<std::int64_t, 3> kClassedTags{FSA_MaxFileNameLengthR, FSA_VersionNumberR,
+                                                   FSA_DOSTypeR};
 
 }  // namespace
 
@@ -307,13 +307,13 @@ std::uint8_t ClassOf(const Call& call, std::uint8_t place) {
     case ClassSet::kDates:
       return DateClassOf(call.date);
     case ClassSet::kOpenModes:
-      return IndexOf(number, kOpenModesInOrder);
+      return IndexOf(number, kClassedOpenModes);
     case ClassSet::kLockModes:
-      return IndexOf(number, kLockModesInOrder);
+      return IndexOf(number, kClassedLockModes);
     case ClassSet::kOffsetModes:
-      return IndexOf(number, kOffsetModesInOrder);
+      return IndexOf(number, kClassedOffsetModes);
     case ClassSet::kRecordModes:
-      return IndexOf(number, kRecordModesInOrder);
+      return IndexOf(number, kClassedRecordModes);
     case ClassSet::kNotifications:
       return NotifyClassOf(number);
     case ClassSet::kMasks:
@@ -321,7 +321,7 @@ std::uint8_t ClassOf(const Call& call, std::uint8_t place) {
     case ClassSet::kIds:
       return IdClassOf(number);
     case ClassSet::kTags:
-      return IndexOf(number, kTags);
+      return IndexOf(number, kClassedTags);
     default:
       return 0;
   }

@@ -287,39 +287,64 @@ DateStamp DrawDate(std::span<const Choice> choices, std::int32_t date_ticks) {
 
 }  // namespace
 
+/// Which numbers have an object; those of one kind are asked for once.
+class Generator::HeldObjects {
+ public:
+  explicit HeldObjects(const Side& side) : side_(side) {}
+
+  std::uint16_t Of(Argument kind) {
+    if (kind != kind_) {
+      kind_ = kind;
+      bits_ = side_.Held(kind);
+    }
+    return bits_;
+  }
+
+ private:
+  const Side& side_;
+  Argument kind_ = Argument::kNone;
+  std::uint16_t bits_ = 0;
+};
+
 Generator::Generator(const Traits& traits, bool whole_volume)
     : traits_(traits),
       whole_volume_(whole_volume),
       rules_(RulesOf(traits, whole_volume)),
-      operations_(OperationShares(traits, whole_volume)) {}
+      operations_(OperationShares(traits, whole_volume)) {
+  for (const OperationRow& row : Operations()) {
+    const auto object = std::find_if(row.arguments.begin(), row.arguments.end(),
+                                     [](Argument argument) { return IsObject(argument); });
+    const bool needs_one = object != row.arguments.end() && !IsPlainWithoutLock(row.operation);
+    first_objects_[static_cast<std::size_t>(row.operation)] = needs_one ? *object : Argument::kNone;
+  }
+}
 
 void Generator::Next(std::span<const Choice> choices, Side& reference, Call& call) const {
-  call.operation = DrawOperation(choices, reference);
+  HeldObjects held(reference);
+  call.operation = DrawOperation(choices, held);
   call.result = 0;
   call.number = {};
   for (std::string& text : call.text) text.clear();
   call.date = {};
   call.pattern = 0;
-  DrawArguments(choices, reference, call);
+  DrawArguments(choices, reference, held, call);
   CountBack(call);
   const Result result = RowOf(call.operation).result;
   if (IsObject(result)) {
-    const std::uint32_t taken = reference.Held(KindOf(result)) | 1U;
+    const std::uint32_t taken = held.Of(KindOf(result)) | 1U;
     const int lowest = std::countr_one(taken);
     call.result = static_cast<std::uint8_t>(lowest <= kMostObjects ? lowest : 0);
   }
 }
 
-Operation Generator::DrawOperation(std::span<const Choice> choices, const Side& reference) const {
-  const auto drawn = static_cast<Operation>(operations_.Draw(choices[kOperationChoice]).row);
-  if (IsPlainWithoutLock(drawn)) return drawn;
-  const auto arguments = RowOf(drawn).Arguments();
-  const auto object = std::find_if(arguments.begin(), arguments.end(),
-                                   [](Argument argument) { return IsObject(argument); });
-  if (object == arguments.end() || reference.Held(*object) != 0) return drawn;
+Operation Generator::DrawOperation(std::span<const Choice> choices, HeldObjects& held) const {
+  const std::size_t drawn = operations_.Draw(choices[kOperationChoice]).row;
+  const auto operation = static_cast<Operation>(drawn);
+  const Argument kind = first_objects_[drawn];
+  if (kind == Argument::kNone || held.Of(kind) != 0) return operation;
   // One is needed first.
-  const Operation maker = MakerOf(*object);
-  return StandsForNone(choices[kObjectChoice]) || !traits_.Knows(maker) ? drawn : maker;
+  const Operation maker = MakerOf(kind);
+  return StandsForNone(choices[kObjectChoice]) || !traits_.Knows(maker) ? operation : maker;
 }
 
 bool Generator::IsOutOfReach(const Call& call, std::uint8_t lock, Side& reference) const {
@@ -337,7 +362,8 @@ bool Generator::IsOutOfReach(const Call& call, std::uint8_t lock, Side& referenc
   return false;
 }
 
-void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, Call& call) const {
+void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, HeldObjects& held,
+                              Call& call) const {
   constexpr std::array kNumberUses{kNumberChoice, kSecondNumberChoice, kThirdNumberChoice};
   constexpr std::array kTextUses{kNameChoice, kSecondChoice};
   constexpr std::array kObjectUses{kObjectChoice, kSecondChoice};
@@ -345,9 +371,10 @@ void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, 
   std::size_t texts = 0;
   std::size_t objects = 0;
   const Operation operation = call.operation;
-  const auto arguments = RowOf(operation).Arguments();
+  const auto& arguments = RowOf(operation).arguments;
   for (std::size_t place = 0; place != arguments.size(); ++place) {
     const Argument argument = arguments[place];
+    if (argument == Argument::kNone) break;
     if (IsWord(argument)) continue;
     if (argument == Argument::kName || argument == Argument::kText) {
       NameRules rules = rules_;
@@ -357,10 +384,10 @@ void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, 
       DrawName(NameKindOf(operation, argument), choices[kTextUses[texts]], rules, call.text[texts]);
       ++texts;
     } else if (IsObject(argument)) {
-      const std::uint16_t held = reference.Held(argument);
       const Choice choice = choices[kObjectUses[objects++]];
-      const std::uint8_t number =
-          IsPlainWithoutLock(operation) ? DrawLockOrNone(held, choice) : DrawObject(held, choice);
+      const std::uint8_t number = IsPlainWithoutLock(operation)
+                                      ? DrawLockOrNone(held.Of(argument), choice)
+                                      : DrawObject(held.Of(argument), choice);
       if (argument == Argument::kLock && IsOutOfReach(call, number, reference)) {
         // Every filesystem does that with a lock, and it changes nothing.
         call.operation = Operation::kDupLock;

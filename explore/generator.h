@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 
@@ -28,15 +29,19 @@ class Generator {
   void Next(std::span<const Choice> choices, Side& reference, Call& call) const;
 
  private:
-  Operation DrawOperation(std::span<const Choice> choices, const Side& reference) const;
+  class HeldObjects;
+
+  Operation DrawOperation(std::span<const Choice> choices, HeldObjects& held) const;
   bool IsOutOfReach(const Call& call, std::uint8_t lock, Side& reference) const;
-  void DrawArguments(std::span<const Choice> choices, Side& reference, Call& call) const;
+  void DrawArguments(std::span<const Choice> choices, Side& reference, HeldObjects& held,
+                     Call& call) const;
   std::int64_t DrawFor(const Call& call, std::size_t place, Choice choice) const;
 
   const Traits& traits_;
   bool whole_volume_;
   NameRules rules_;
   Shares<kOperations> operations_;
+  std::array<Argument, kOperations> first_objects_;  ///< of each operation the kind that it needs
 };
 
 }  // namespace quorle::explore
