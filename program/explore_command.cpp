@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "explore/reference_volume.h"
 #include "explore/search.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
@@ -27,7 +28,6 @@
 #include "program/explore_options.h"
 #include "program/explored_device.h"
 #include "program/line_file.h"
-#include "program/reference_volume.h"
 #include "program/run_start.h"
 #include "results/whole_file.h"
 
@@ -94,7 +94,7 @@ class Exploration {
   std::optional<JsonTrace> json_;
   std::optional<Tracer> tracer_;
   std::optional<Interception> interception_;
-  std::unique_ptr<ReferenceVolume> reference_;
+  std::unique_ptr<explore::ReferenceVolume> reference_;
   std::unique_ptr<explore::Side> side_;
   VolumeListing before_;
   std::string directory_;
@@ -157,7 +157,7 @@ bool Exploration::Begin() {
     return false;
   }
   traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty());
-  reference_ = std::make_unique<ReferenceVolume>(clock_, console_,
+  reference_ = std::make_unique<explore::ReferenceVolume>(clock_, console_,
                                                  port_->volume_name().value_or("Reference"));
   for (const std::string& line : explore::TraitLines(traits_)) {
     console_.Print("trait: " + line + "\n");
