@@ -25,8 +25,7 @@ std::vector<std::string> CallLines(const Difference& difference) {
   std::vector<std::string> lines;
   for (const ShownCall& shown : difference.calls) {
     const bool is_known = !shown.device.empty() || !shown.reference.empty();
-    std::string line =
-        is_known ? MadeText(shown.call, shown.device) : TextOf(shown.call);
+    std::string line = is_known ? MadeText(shown.call, shown.device) : TextOf(shown.call);
     const bool is_last = &shown == &difference.calls.back();
     if (!shown.reference.empty()) {
       line.resize(std::max(line.size() + 2, kColumn), ' ');

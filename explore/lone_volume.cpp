@@ -8,6 +8,7 @@ std::unique_ptr<LoneVolume> LoneVolume::Mount(const ::Handler& handler, MountSpe
                                               const Parts& parts, std::string& problem) {
   std::unique_ptr<LoneVolume> volume(new LoneVolume(spec.name));
   spec.handler = "lone";
+  spec.argument.clear();
   MachineOptions options{
       .handlers = {{"lone", &handler}}, .layers = {}, .mounts = {}, .exec = {}, .dos = {}};
   options.mounts.push_back(std::move(spec));

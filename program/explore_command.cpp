@@ -157,8 +157,8 @@ bool Exploration::Begin() {
     return false;
   }
   traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty());
-  reference_ = std::make_unique<explore::ReferenceVolume>(clock_, console_,
-                                                 port_->volume_name().value_or("Reference"));
+  reference_ = std::make_unique<explore::ReferenceVolume>(
+      clock_, console_, port_->volume_name().value_or("Reference"));
   for (const std::string& line : explore::TraitLines(traits_)) {
     console_.Print("trait: " + line + "\n");
   }

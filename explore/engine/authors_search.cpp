@@ -71,8 +71,8 @@ bool AuthorsSearch::Mount(const ::Handler& handler, std::string& problem) {
                                                 .traits = traits_},
                                    TrialSettings{});
   search_ = std::make_unique<Search>(
-      *trial_, SearchSettings{}, [this](const Finding& finding, bool first) { Show(finding, first); },
-      [] { return false; });
+      *trial_, SearchSettings{},
+      [this](const Finding& finding, bool first) { Show(finding, first); }, [] { return false; });
   return true;
 }
 
@@ -95,8 +95,8 @@ void AuthorsSearch::Show(const Finding& finding, bool first) {
   }
   console_.Print(FindingText(finding, remarks));
   std::string problem;
-  const std::string calls = FindingCalls(finding, remarks.again,
-                                         device_->port().volume_name().value_or(""), console_);
+  const std::string calls =
+      FindingCalls(finding, remarks.again, device_->port().volume_name().value_or(""), console_);
   if (!WriteWholeFile(path, calls, problem)) console_.Report(problem);
 }
 

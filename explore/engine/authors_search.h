@@ -45,9 +45,7 @@ class AuthorsSearch final : private DeviceControl {
 
  private:
   AuthorsSearch(const EngineSettings& settings, Console& console)
-      : settings_(settings),
-        console_(console),
-        watch_([this](const std::string& line) {
+      : settings_(settings), console_(console), watch_([this](const std::string& line) {
           console_.Report(line);
           is_fine_ = false;
         }) {}

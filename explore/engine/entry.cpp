@@ -9,7 +9,9 @@
 #include <span>
 #include <string>
 
+#include "explore/choices.h"
 #include "explore/engine/authors_search.h"
+#include "explore/engine/mutation.h"
 #include "hosted/dos/console.h"
 #include "platform/constants.h"
 #include "quorle/handler.h"
@@ -57,6 +59,14 @@ LinkedSearch& TheSearch() {
   return search;
 }
 
+/// Writes `choices` to `bytes`, where they have room, and returns how many bytes that is.
+std::size_t GiveBack(const Choices& choices, std::uint8_t* bytes) {
+  WriteChoices(choices, bytes);
+  return choices.size() * sizeof(Choice);
+}
+
+constexpr std::size_t kBytesPerCall = kChoicesPerCall * sizeof(Choice);
+
 }  // namespace
 }  // namespace quorle::explore
 
@@ -71,5 +81,26 @@ int LLVMFuzzerInitialize(int* /*words*/, char*** /*word*/) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   quorle::explore::TheSearch().Run({bytes, count});
   return 0;
+}
+
+// What libFuzzer asks for the next input, made of one in its corpus or of two.
+std::size_t LLVMFuzzerCustomMutator(std::uint8_t* bytes, std::size_t count, std::size_t most,
+                                    unsigned seed) {
+  namespace explore = quorle::explore;
+  if (most < explore::kBytesPerCall) return 0;
+  explore::Choices choices = explore::ReadChoices({bytes, count});
+  explore::Mutate(choices, most / explore::kBytesPerCall, seed);
+  return explore::GiveBack(choices, bytes);
+}
+
+std::size_t LLVMFuzzerCustomCrossOver(const std::uint8_t* first, std::size_t first_count,
+                                      const std::uint8_t* second, std::size_t second_count,
+                                      std::uint8_t* bytes, std::size_t most, unsigned seed) {
+  namespace explore = quorle::explore;
+  if (most < explore::kBytesPerCall) return 0;
+  return explore::GiveBack(explore::Cross(explore::ReadChoices({first, first_count}),
+                                          explore::ReadChoices({second, second_count}),
+                                          most / explore::kBytesPerCall, seed),
+                           bytes);
 }
 }

@@ -1,8 +1,9 @@
 /*
- * tail_packer.c - a layer over the filesystem in memory that loses a file behind three conditions, one within
- * the other: the file was opened by a name of certain bytes, was given a certain length by one write, and is
- * then sought in by a certain distance from where one is. Each condition has steps of its own, which an
- * engine that watches the lines of this file goes one by one; a random sequence must take all of them at once.
+ * tail_packer.c - a layer over the filesystem in memory that loses what was written behind three conditions,
+ * one within the other: the file was opened by a name of certain bytes; it has got a certain size, by two
+ * writes; and somebody seeks in it in a certain mode by a certain distance, and writes. Each condition has steps
+ * of its own, which an engine that watches the lines of this file goes one by one; a random sequence must
+ * take all of them at once.
  */
 #include <stddef.h>
 
@@ -13,7 +14,7 @@ typedef struct FileSystemVectorPort Port;
 /* How far an open file has come. */
 typedef struct {
   struct FileHandle *handle; /* null: the place is free */
-  int has_tail;              /* the last write was one that is packed */
+  enum { IS_NEW, HAS_BLOCKS, HAS_TAIL, IS_AT_TAIL } state;
 } PackedFile;
 
 static struct FileSystemVectors ram; /* the functions of the filesystem below */
@@ -40,7 +41,7 @@ static int32_t FSOpen(Port *port, int32_t *res2, struct FileHandle *fh, struct L
   file = PackedOf(NULL);
   if (file != NULL) {
     file->handle = fh;
-    file->has_tail = 0;
+    file->state = IS_NEW;
   }
   return result;
 }
@@ -51,40 +52,45 @@ static int32_t FSClose(Port *port, int32_t *res2, struct FileHandle *fh) {
   return ram.FSClose(port, res2, fh);
 }
 
-/* What is a block of 256 and a tail of 77 bytes is kept with the tail packed. */
-static int HasTail(int32_t bytes) {
-  if (bytes < 256) return 0;
-  if (bytes >= 384) return 0;
-  if (bytes < 320) return 0;
-  if (bytes % 16 != 13) return 0;
-  return bytes == 333;
+/* Blocks with their sum behind them, and then a tail, which is kept packed. */
+static void Follow(PackedFile *file, int32_t bytes) {
+  if (file->state == HAS_BLOCKS && bytes == 512) {
+    file->state = HAS_TAIL;
+    return;
+  }
+  file->state = IS_NEW;
+  if (bytes < 4096) return;
+  if (bytes > 4097) return;
+  if (bytes == 4097) file->state = HAS_BLOCKS;
 }
 
 static int32_t FSWrite(Port *port, int32_t *res2, struct FileHandle *fh, const void *data, int32_t bytes) {
   PackedFile *file = PackedOf(fh);
   const int32_t result = ram.FSWrite(port, res2, fh, data, bytes);
-  if (file != NULL && result == bytes) file->has_tail = HasTail(bytes);
+  if (file == NULL || result != bytes) return result;
+  if (file->state == IS_AT_TAIL) {
+    /* A byte more than the tail has: that is unpacked over what was just written. */
+    int32_t code = 0;
+    if (bytes == 513) ram.FSChangeFileSize(port, &code, fh, OFFSET_BEGINNING, 4097 + 512);
+  }
+  Follow(file, bytes);
   return result;
 }
 
-/* A step back to before the packed tail, from where one is. */
+/* A step back over the tail, from where one is. */
 static int StepsOverTail(int32_t mode, int64_t position) {
   if (mode != OFFSET_CURRENT) return 0;
   if (position >= 0) return 0;
-  if (position > -64) return 0;
-  if (position <= -128) return 0;
-  return position == -77;
+  if (position > -17) return 0;
+  return position == -512;
 }
 
 static int32_t FSChangeFilePosition(Port *port, int32_t *res2, struct FileHandle *fh, int32_t mode, int64_t position) {
   PackedFile *file = PackedOf(fh);
   const int32_t result = ram.FSChangeFilePosition(port, res2, fh, mode, position);
   if (file == NULL || result == 0) return result;
-  if (!file->has_tail) return result;
-  if (StepsOverTail(mode, position)) {
-    int32_t code = 0;
-    ram.FSChangeFileSize(port, &code, fh, OFFSET_BEGINNING, 256);
-  }
+  if (file->state != HAS_TAIL) return result;
+  if (StepsOverTail(mode, position)) file->state = IS_AT_TAIL;
   return result;
 }
 
