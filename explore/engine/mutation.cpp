@@ -56,10 +56,12 @@ void CopyCall(Choices& choices, Randoms& randoms) {
   choices.insert(choices.begin() + CallPlace(randoms.Below(calls + 1)), call.begin(), call.end());
 }
 
+/// There are at least two, and one stays.
 void RemoveCalls(Choices& choices, Randoms& randoms) {
   const std::size_t calls = choices.size() / kChoicesPerCall;
   const std::size_t first = randoms.Below(calls);
-  const std::size_t count = 1 + randoms.Below(std::min<std::size_t>(calls - first, 8));
+  const std::size_t most = std::min<std::size_t>({calls - first, calls - 1, 8});
+  const std::size_t count = 1 + randoms.Below(most);
   choices.erase(choices.begin() + CallPlace(first), choices.begin() + CallPlace(first + count));
 }
 
