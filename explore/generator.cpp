@@ -69,10 +69,10 @@ constexpr auto kOperationShares = std::to_array<OperationShare>({
     {Operation::kVolumeInfo, 8},
     {Operation::kFileSystemAttr, 6},
     {Operation::kFlush, 12},
-    {Operation::kInhibit, 3},
-    {Operation::kWriteProtect, 4},
-    {Operation::kRelabel, 3},
-    {Operation::kMakeFiles, 2},
+    {Operation::kInhibit, 5},
+    {Operation::kWriteProtect, 9},
+    {Operation::kRelabel, 8},
+    {Operation::kMakeFiles, 6},
 });
 
 constexpr bool IsEachInPlace() {
@@ -174,6 +174,9 @@ Argument KindOf(Result result) {
       return Argument::kRequest;
   }
 }
+
+/// From this choice on a name is one of those that the last calls had.
+constexpr Choice kRecentNames = 0x9000;
 
 // ---- Arguments -----------------------------------------------------------------------------------
 
@@ -319,7 +322,7 @@ Generator::Generator(const Traits& traits, bool whole_volume)
   }
 }
 
-void Generator::Next(std::span<const Choice> choices, Side& reference, Call& call) const {
+void Generator::Next(std::span<const Choice> choices, Side& reference, Call& call) {
   HeldObjects held(reference);
   call.operation = DrawOperation(choices, held);
   call.result = 0;
@@ -362,8 +365,24 @@ bool Generator::IsOutOfReach(const Call& call, std::uint8_t lock, Side& referenc
   return false;
 }
 
+bool Generator::DrawRecent(Choice choice, bool may_be_root, std::string& name) const {
+  if (choice < kRecentNames || recent_count_ == 0) return false;
+  const std::size_t known = std::min(recent_count_, recent_.size());
+  const std::size_t back = (choice - kRecentNames) * known / (0x10000U - kRecentNames);
+  const std::string& recent = recent_[(recent_count_ - 1 - back) % recent_.size()];
+  // Which of these lead to the root is not known.
+  const bool may_lead_there = recent.empty() || recent.back() == '/' || recent.back() == ':';
+  if (may_lead_there && !may_be_root) return false;
+  name = recent;
+  return true;
+}
+
+void Generator::Remember(const std::string& name) {
+  recent_[recent_count_++ % recent_.size()] = name;
+}
+
 void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, HeldObjects& held,
-                              Call& call) const {
+                              Call& call) {
   constexpr std::array kNumberUses{kNumberChoice, kSecondNumberChoice, kThirdNumberChoice};
   constexpr std::array kTextUses{kNameChoice, kSecondChoice};
   constexpr std::array kObjectUses{kObjectChoice, kSecondChoice};
@@ -381,8 +400,15 @@ void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, 
       // What a link leads to may have an attribute set, too.
       rules.may_be_root = traits_.root_attributes ||
                           !(SetsAttribute(operation) || operation == Operation::kMakeSoftLink);
-      DrawName(NameKindOf(operation, argument), choices[kTextUses[texts]], rules, call.text[texts]);
-      ++texts;
+      const Choice choice = choices[kTextUses[texts]];
+      std::string& text = call.text[texts++];
+      if (argument == Argument::kText) {
+        DrawName(NameKindOf(operation, argument), choice, rules, text);
+      } else if (!DrawRecent(choice, rules.may_be_root, text)) {
+        const std::uint32_t spread = choice % kRecentNames * std::uint32_t{0x10000} / kRecentNames;
+        DrawName(NameKindOf(operation, argument), static_cast<Choice>(spread), rules, text);
+        Remember(text);
+      }
     } else if (IsObject(argument)) {
       const Choice choice = choices[kObjectUses[objects++]];
       const std::uint8_t number = IsPlainWithoutLock(operation)

@@ -20,14 +20,15 @@ class Trial::Sequence {
         settings_(std::move(settings)),
         comparison_(parts.traits, parts.clock),
         judge_(parts.reference, parts.device, parts.control, comparison_),
-        generator_(parts.traits),
-        directory_(settings_.directory) {}
+        directory_(settings_.directory) {
+    SetUpGenerator();
+  }
 
   std::optional<Difference> Run(std::span<const Choice> choices, const Manner& manner) {
     Begin(manner);
     Call& call = drawn_;
     for (std::size_t at = 0; at + kChoicesPerCall <= choices.size(); at += kChoicesPerCall) {
-      generator_.Next(choices.subspan(at, kChoicesPerCall), parts_.reference, call);
+      generator_->Next(choices.subspan(at, kChoicesPerCall), parts_.reference, call);
       if (!Step(call)) break;
     }
     return Finish();
@@ -62,8 +63,14 @@ class Trial::Sequence {
     if (!parts_.device.has_begun()) BeginSide(parts_.device);
     comparison_.Begin();
     judge_.Begin();
+    generator_->Begin();
     before_ = Info(parts_.device);
     reference_before_ = Info(parts_.reference);
+  }
+
+  void SetUpGenerator() {
+    const bool whole_volume = directory_.empty();
+    generator_.emplace(parts_.traits, whole_volume);
   }
 
   void BeginSide(Side& side) {
@@ -181,6 +188,7 @@ class Trial::Sequence {
       parts_.device.End();
       parts_.reference.End();
       directory_ = "quorle-" + std::to_string(++abandoned_);
+      SetUpGenerator();
     }
     for (Side* const side : {&parts_.reference, &parts_.device}) {
       if (found && found->rule == "start") side->End();
@@ -342,7 +350,7 @@ class Trial::Sequence {
   TrialSettings settings_;
   Comparison comparison_;
   Judge judge_;
-  Generator generator_;
+  std::optional<Generator> generator_;
   std::string directory_;
   std::uint64_t calls_made_ = 0;
   int abandoned_ = 0;
