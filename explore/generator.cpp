@@ -178,6 +178,14 @@ Argument KindOf(Result result) {
 /// From this choice on a name is one of those that the last calls had.
 constexpr Choice kRecentNames = 0x9000;
 
+/// The choices below that have all names to share; Narrowed() is the lowest that is spread to `choice`.
+constexpr Choice Spread(Choice choice) {
+  return static_cast<Choice>(choice % kRecentNames * std::uint32_t{0x10000} / kRecentNames);
+}
+constexpr Choice Narrowed(Choice choice) {
+  return static_cast<Choice>((choice * std::uint32_t{kRecentNames} + 0xFFFF) / 0x10000);
+}
+
 // ---- Arguments -----------------------------------------------------------------------------------
 
 bool SetsAttribute(Operation operation) {
@@ -330,6 +338,7 @@ void Generator::Next(std::span<const Choice> choices, Side& reference, Call& cal
   for (std::string& text : call.text) text.clear();
   call.date = {};
   call.pattern = 0;
+  std::copy_n(choices.begin(), kChoicesPerCall, outright_.begin());
   DrawArguments(choices, reference, held, call);
   CountBack(call);
   const Result result = RowOf(call.operation).result;
@@ -400,13 +409,16 @@ void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, 
       // What a link leads to may have an attribute set, too.
       rules.may_be_root = traits_.root_attributes ||
                           !(SetsAttribute(operation) || operation == Operation::kMakeSoftLink);
-      const Choice choice = choices[kTextUses[texts]];
+      const ChoiceUse use = kTextUses[texts];
+      const Choice choice = choices[use];
       std::string& text = call.text[texts++];
       if (argument == Argument::kText) {
         DrawName(NameKindOf(operation, argument), choice, rules, text);
-      } else if (!DrawRecent(choice, rules.may_be_root, text)) {
-        const std::uint32_t spread = choice % kRecentNames * std::uint32_t{0x10000} / kRecentNames;
-        DrawName(NameKindOf(operation, argument), static_cast<Choice>(spread), rules, text);
+      } else if (const NameKind kind = NameKindOf(operation, argument);
+                 DrawRecent(choice, rules.may_be_root, text)) {
+        if (const auto first = ChoiceOf(kind, text)) outright_[use] = Narrowed(*first);
+      } else {
+        DrawName(kind, Spread(choice), rules, text);
         Remember(text);
       }
     } else if (IsObject(argument)) {

@@ -31,6 +31,9 @@ class Generator {
   /// `reference` holds, 0 where it holds none; the object that comes back gets the lowest free number, 0
   /// where none is free. `reference` may be asked what an object is.
   void Next(std::span<const Choice> choices, Side& reference, Call& call);
+  /// What the last call can be drawn from as well, whatever the calls before it: a name that came again is
+  /// said outright, where a choice stands for it.
+  const std::array<Choice, kChoicesPerCall>& outright() const { return outright_; }
 
  private:
   class HeldObjects;
@@ -51,6 +54,7 @@ class Generator {
   std::array<Argument, kOperations> first_objects_;  ///< of each operation the kind that it needs
   std::array<std::string, 4> recent_;  ///< a ring; the last one was put at recent_count_ - 1
   std::size_t recent_count_ = 0;
+  std::array<Choice, kChoicesPerCall> outright_{};
 };
 
 }  // namespace quorle::explore

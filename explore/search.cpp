@@ -7,6 +7,12 @@
 #include "explore/shrinker.h"
 
 namespace quorle::explore {
+namespace {
+
+/// A sequence that stays longer than this is shrunk once more in another way.
+constexpr std::size_t kManyCalls = 8;
+
+}  // namespace
 
 Search::Search(Trial& trial, SearchSettings settings, OnFinding on_finding, IsOver is_over)
     : trial_(trial),
@@ -54,6 +60,26 @@ bool Search::IsWorthShrinking(const std::string& kind) {
   return times <= kAlways || std::has_single_bit(times);
 }
 
+std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
+  std::optional<Difference> found = trial_.Run(choices, manner);
+  if (!found) return found;
+  const std::string kind = found->kind;
+  const auto differs = [&](const Choices& candidate) {
+    const std::optional<Difference> difference = trial_.Run(candidate, manner);
+    return difference && difference->kind == kind;
+  };
+  // Calls behind the one that showed it were not made.
+  const std::size_t made = found->calls.size() * kChoicesPerCall;
+  Choices outright = trial_.outright();
+  outright.resize(std::min(outright.size(), made));
+  choices.resize(std::min(choices.size(), made));
+  choices = Shrink(differs(outright) ? std::move(outright) : std::move(choices), differs);
+  manner.texts = true;
+  if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind)
+    found = std::move(shown);
+  return found;
+}
+
 void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   const std::string first_kind = difference.kind;
   if (!IsWorthShrinking(first_kind)) {
@@ -68,31 +94,21 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   finding.calls = difference.calls.size();
   // Calls behind the one that showed it were not made.
   choices.resize(std::min(choices.size(), difference.calls.size() * kChoicesPerCall));
-  // Without the walks in between a sequence can be cut anywhere. What comes with them alone, since looking
-  // at a tree opens and closes its files, comes again when there is one after each call.
-  Manner manner{.walks = Walks::kAtLast};
-  std::optional<Difference> again = trial_.Run(choices, manner);
-  if (!again) {
-    manner.walks = Walks::kEach;
-    again = trial_.Run(choices, manner);
-  }
-  // Nobody knows of one that was interrupted.
-  finding.comes_again = again.has_value() || is_over_();
-  if (again) {
-    const std::string kind = again->kind;
-    const auto differs = [&](const Choices& candidate) {
-      if (is_over_()) return false;
-      const std::optional<Difference> found = trial_.Run(candidate, manner);
-      return found && found->kind == kind;
-    };
-    choices.resize(std::min(choices.size(), again->calls.size() * kChoicesPerCall));
-    choices = Shrink(std::move(choices), differs);
-    manner.texts = true;
-    if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind)
-      again = std::move(shown);
+  if (std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast}, choices)) {
     difference = std::move(*again);
-    if (manner.walks == Walks::kEach) {
-      difference.then.emplace_back("it shows when the files are opened and read after each call");
+  } else if (again = ShrinkIn({.walks = Walks::kEach}, choices); again) {
+    difference = std::move(*again);
+    difference.then.emplace_back("it shows when the files are opened and read after each call");
+  } else {
+    finding.comes_again = false;
+  }
+  // What depends on more than the calls, as on an earlier sequence, leads astray.
+  if (finding.comes_again && difference.calls.size() > kManyCalls) {
+    Choices fresh = choices;
+    std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast, .fresh = true}, fresh);
+    if (again && again->calls.size() < difference.calls.size()) {
+      difference = std::move(*again);
+      choices = std::move(fresh);
     }
   }
   finding.choices = std::move(choices);

@@ -61,6 +61,10 @@ class Search {
 
  private:
   void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
+  /// Shrinks `choices`, run in that manner. Returns the difference that is left, with texts; none when the
+  /// choices differ in nothing. Whichever difference comes first is the one that is shrunk: an earlier sign of
+  /// the same thing, most often.
+  std::optional<Difference> ShrinkIn(Manner manner, Choices& choices);
   void Take(std::uint64_t seed, Choices choices, Difference difference);
   /// Whether a difference of that kind is worth the time of shrinking it once more.
   bool IsWorthShrinking(const std::string& kind);

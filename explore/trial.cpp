@@ -27,8 +27,11 @@ class Trial::Sequence {
   std::optional<Difference> Run(std::span<const Choice> choices, const Manner& manner) {
     Begin(manner);
     Call& call = drawn_;
+    outright_.clear();
     for (std::size_t at = 0; at + kChoicesPerCall <= choices.size(); at += kChoicesPerCall) {
       generator_->Next(choices.subspan(at, kChoicesPerCall), parts_.reference, call);
+      outright_.insert(outright_.end(), generator_->outright().begin(),
+                       generator_->outright().end());
       if (!Step(call)) break;
     }
     return Finish();
@@ -42,6 +45,7 @@ class Trial::Sequence {
     return Finish();
   }
 
+  const Choices& outright() const { return outright_; }
   std::uint64_t calls_made() const { return calls_made_; }
   const std::map<std::string, Difference>& notes() const { return judge_.notes(); }
   const std::string& directory() const { return directory_; }
@@ -59,6 +63,10 @@ class Trial::Sequence {
     keys_.clear();
     relabelled_ = false;
     parts_.control.BeginSequence();
+    if (manner.fresh) {
+      parts_.device.End();
+      parts_.control.Remount();
+    }
     if (!parts_.reference.has_begun()) BeginSide(parts_.reference);
     if (!parts_.device.has_begun()) BeginSide(parts_.device);
     comparison_.Begin();
@@ -352,6 +360,7 @@ class Trial::Sequence {
   Judge judge_;
   std::optional<Generator> generator_;
   std::string directory_;
+  Choices outright_;
   std::uint64_t calls_made_ = 0;
   int abandoned_ = 0;
 
@@ -385,6 +394,10 @@ std::optional<Difference> Trial::Run(std::span<const Choice> choices, const Mann
 
 std::optional<Difference> Trial::Run(std::span<const Call> calls, const Manner& manner) {
   return sequence_->Run(calls, manner);
+}
+
+const Choices& Trial::outright() const {
+  return sequence_->outright();
 }
 
 std::uint64_t Trial::calls_made() const {
