@@ -258,9 +258,14 @@ void Exploration::LookAtTheRest() {
   VolumeListing after = ListVolume(*port_, kRestBounds);
   // The root is worked in: its date is another one.
   after.root = before_.root;
-  for (const std::string& line : CompareListings(*port_, before_, after)) {
-    rest_differs_ = true;
-    console_.Print(device + " is not as it was: " + line + "\n");
+  constexpr std::size_t kMostLines = 20;
+  const std::vector<std::string> lines = CompareListings(*port_, before_, after);
+  rest_differs_ = !lines.empty();
+  for (std::size_t i = 0; i < std::min(lines.size(), kMostLines); ++i) {
+    console_.Print(device + " is not as it was: " + lines[i] + "\n");
+  }
+  if (lines.size() > kMostLines) {
+    console_.Print("and " + std::to_string(lines.size() - kMostLines) + " more of that\n");
   }
 }
 
