@@ -24,8 +24,9 @@ std::string_view RoleOf(Operation operation, std::size_t name) {
   }
 }
 
-/// Whether a call that is granted changes what it names.
-bool Changes(Operation operation) {
+/// Whether what a call names may be another than before: of a call that was granted, or refused. What was
+/// only asked about is left to the next look at the whole tree.
+bool MayChange(Operation operation, bool refused) {
   switch (operation) {
     case Operation::kCreateDir:
     case Operation::kCreateDirTree:
@@ -39,6 +40,9 @@ bool Changes(Operation operation) {
     case Operation::kSetOwner:
     case Operation::kSetGroup:
       return true;
+    case Operation::kOpen:
+    case Operation::kMakeFiles:
+      return refused;
     default:
       return false;
   }
@@ -187,7 +191,7 @@ void Judge::LookAfter() {
   for (std::size_t i = 0; i != row_->Arguments().size() && !found_; ++i) {
     const Argument argument = row_->arguments[i];
     if (argument == Argument::kName) {
-      if (refused || Changes(call_->operation)) LookAtName(name);
+      if (MayChange(call_->operation, refused)) LookAtName(name);
       ++name;
     } else if (refused && (argument == Argument::kLock || argument == Argument::kFile)) {
       const std::int64_t number = call_->number[i];
