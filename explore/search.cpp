@@ -28,7 +28,7 @@ SearchSummary Search::Run() {
     if (settings_.last_seed && seed > *settings_.last_seed) break;
     if (seed % settings_.shards != settings_.shard % settings_.shards) continue;
     if (settings_.time && Moment::now() - begun >= *settings_.time) break;
-    if (is_over_()) break;
+    if (is_over_() || !trial_.has_room()) break;
     RunSequence(seed, DrawChoices(seed, settings_.calls), summary);
     if (seed == UINT64_MAX) break;
   }
@@ -65,6 +65,7 @@ std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
   if (!found) return found;
   const std::string kind = found->kind;
   const auto differs = [&](const Choices& candidate) {
+    if (!trial_.has_room()) return false;
     const std::optional<Difference> difference = trial_.Run(candidate, manner);
     return difference && difference->kind == kind;
   };
@@ -75,8 +76,9 @@ std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
   choices.resize(std::min(choices.size(), made));
   choices = Shrink(differs(outright) ? std::move(outright) : std::move(choices), differs);
   manner.texts = true;
-  if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind)
+  if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind) {
     found = std::move(shown);
+  }
   return found;
 }
 

@@ -192,11 +192,13 @@ void Walk(Side& side, const WalkBounds& bounds, Tree& tree) {
 }
 
 bool Empty(Side& side) {
-  DosInterface& dos = side.dos();
   Tree tree;
-  for (int round = 0; round != 3; ++round) {
-    Walk(side, {.file_bytes = 0}, tree);
-    if (tree.objects.empty()) return tree.error == 0;
+  return Empty(side, tree);
+}
+
+bool Empty(Side& side, Tree& tree) {
+  DosInterface& dos = side.dos();
+  for (int round = 0; round != 4; ++round) {
     const LockHandle current = dos.SetCurrentDir(side.base());
     for (auto object = tree.objects.rbegin(); object != tree.objects.rend(); ++object) {
       const char* const path = object->path.c_str();
@@ -205,9 +207,10 @@ bool Empty(Side& side) {
       dos.Delete(path);
     }
     dos.SetCurrentDir(current);
+    Walk(side, {.file_bytes = 0}, tree);
+    if (tree.objects.empty()) return tree.error == 0;
   }
-  Walk(side, {.file_bytes = 0}, tree);
-  return tree.objects.empty() && tree.error == 0;
+  return false;
 }
 
 }  // namespace quorle::explore

@@ -41,7 +41,10 @@ struct WalkBounds {
 void Walk(Side& side, const WalkBounds& bounds, Tree& tree);
 
 /// Deletes what is below the base of `side`, on which nothing is held: all objects in up to three rounds,
-/// their protection lifted first. Returns whether nothing is left.
+/// their protection lifted first. `tree` is what is known to be there, or an empty one, and is used up.
+/// Returns whether nothing is left.
+bool Empty(Side& side, Tree& tree);
+/// The same of a side of which nothing is known.
 bool Empty(Side& side);
 
 }  // namespace quorle::explore

@@ -49,6 +49,7 @@ class Trial::Sequence {
   std::uint64_t calls_made() const { return calls_made_; }
   const std::map<std::string, Difference>& notes() const { return judge_.notes(); }
   const std::string& directory() const { return directory_; }
+  bool has_room() const { return abandoned_ < kMostAbandoned; }
 
  private:
   // ---- Around a sequence -----------------------------------------------------------------------
@@ -101,8 +102,8 @@ class Trial::Sequence {
     if (manner_.walks == Walks::kAtLast && inhibited_ == 0 && !CompareTrees(false, "tree")) return;
     if (!Release() || !CompareTrees(true, "tree")) return;
     if (settings_.remount && !Remount()) return;
-    const bool reference_empty = Empty(parts_.reference);
-    if (!Empty(parts_.device) && reference_empty) {
+    const bool reference_empty = Empty(parts_.reference, reference_tree_);
+    if (!Empty(parts_.device, device_tree_) && reference_empty) {
       Report("empty", "delete-left", "what was made cannot be deleted");
       return;
     }
@@ -189,9 +190,11 @@ class Trial::Sequence {
     parts_.control.BeginSequence();
     std::optional<Difference> found = std::exchange(difference_, std::nullopt);
     BeginSide(parts_.reference);
-    Empty(parts_.reference);
+    reference_tree_.objects.clear();
+    Empty(parts_.reference, reference_tree_);
     BeginSide(parts_.device);
-    if (parts_.device.has_begun() && !Empty(parts_.device)) {
+    device_tree_.objects.clear();
+    if (parts_.device.has_begun() && !Empty(parts_.device, device_tree_)) {
       // Somewhere else, then: what is there would be a part of each difference from now on.
       parts_.device.End();
       parts_.reference.End();
@@ -362,7 +365,8 @@ class Trial::Sequence {
   std::string directory_;
   Choices outright_;
   std::uint64_t calls_made_ = 0;
-  int abandoned_ = 0;
+  static constexpr int kMostAbandoned = 20;
+  int abandoned_ = 0;  ///< directories
 
   // Of the sequence that runs.
   Manner manner_;
@@ -406,6 +410,10 @@ std::uint64_t Trial::calls_made() const {
 
 const std::map<std::string, Difference>& Trial::notes() const {
   return sequence_->notes();
+}
+
+bool Trial::has_room() const {
+  return sequence_->has_room();
 }
 
 const std::string& Trial::directory() const {

@@ -98,6 +98,8 @@ class Trial {
   /// The directory of the device that is worked in now: another one than that of the settings when
   /// something in that one could not be deleted. Empty: the root.
   const std::string& directory() const;
+  /// False when so many directories could not be emptied that a search had better end.
+  bool has_room() const;
 
  private:
   class Sequence;
