@@ -60,6 +60,14 @@ bool Search::IsWorthShrinking(const std::string& kind) {
   return times <= kAlways || std::has_single_bit(times);
 }
 
+bool Search::ComesEachTime(const Choices& choices, const std::string& kind) {
+  for (int i = 0; i != 4; ++i) {
+    const std::optional<Difference> found = trial_.Run(choices);
+    if (!found || found->kind != kind) return false;
+  }
+  return true;
+}
+
 std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
   std::optional<Difference> found = trial_.Run(choices, manner);
   if (!found) return found;
@@ -96,7 +104,12 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   finding.calls = difference.calls.size();
   // Calls behind the one that showed it were not made.
   choices.resize(std::min(choices.size(), difference.calls.size() * kChoicesPerCall));
-  if (std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast}, choices)) {
+  if (difference.rule == "use" && !ComesEachTime(choices, first_kind)) {
+    // Others may use the disk that a volume is on.
+    trial_.IgnoreBlocks();
+    finding.comes_again = false;
+    difference.weight = Difference::Weight::kNote;
+  } else if (std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast}, choices)) {
     difference = std::move(*again);
   } else if (again = ShrinkIn({.walks = Walks::kEach}, choices); again) {
     difference = std::move(*again);

@@ -61,6 +61,8 @@ class Search {
 
  private:
   void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
+  /// Whether they show a difference of that kind a few times in a row.
+  bool ComesEachTime(const Choices& choices, const std::string& kind);
   /// Shrinks `choices`, run in that manner. Returns the difference that is left, with texts; none when the
   /// choices differ in nothing. Whichever difference comes first is the one that is shrunk: an earlier sign of
   /// the same thing, most often.

@@ -290,6 +290,7 @@ class Probe {
     const LockHandle file = dos_.Lock("q", SHARED_LOCK);
     const bool hard = dos_.MakeLink("qh", file, LINK_HARD);
     Knows(Operation::kMakeHardLink) = hard || !is_unknown();
+    if (const auto link = Look("qh")) traits_.marks_links = link->RefCount <= 1;
     dos_.UnLock(file);
     const LockHandle directory = dos_.CreateDir("qd");
     traits_.links_to_directories = dos_.MakeLink("qe", directory, LINK_HARD);
@@ -418,6 +419,7 @@ std::map<std::string, std::string> FactsOf(const Traits& traits) {
       {"date-ticks", std::to_string(traits.date_ticks)},
       {"own-clock", truth(traits.own_clock)},
       {"numbers-objects", truth(traits.numbers_objects)},
+      {"marks-links", truth(traits.marks_links)},
       {"counts-links", truth(traits.counts_links)},
       {"counts-users", truth(traits.counts_users)},
       {"frees-blocks", truth(traits.frees_blocks)},

@@ -213,4 +213,28 @@ bool Empty(Side& side, Tree& tree) {
   return false;
 }
 
+std::optional<TreeObject> KeepBase(Side& side) {
+  const ExamineData* const record = side.dos().ExamineObject(EX_LockInput, side.base());
+  if (record == nullptr) return std::nullopt;
+  TreeObject kept;
+  kept.record = *record;
+  kept.comment = record->Comment;
+  side.dos().FreeDosObject(DOS_EXAMINEDATA, record);
+  return kept;
+}
+
+void RestoreBase(Side& side, const TreeObject& kept) {
+  const std::optional<TreeObject> now = KeepBase(side);
+  if (!now) return;
+  DosInterface& dos = side.dos();
+  const ExamineData& record = kept.record;
+  const LockHandle current = dos.SetCurrentDir(side.base());
+  if (now->comment != kept.comment) dos.SetComment("", kept.comment.c_str());
+  if (now->record.Protection != record.Protection) dos.SetProtection("", record.Protection);
+  if (now->record.OwnerUID != record.OwnerUID) dos.SetOwnerInfo("", OI_OwnerUID, record.OwnerUID);
+  if (now->record.OwnerGID != record.OwnerGID) dos.SetOwnerInfo("", OI_OwnerGID, record.OwnerGID);
+  dos.SetDate("", record.Date);
+  dos.SetCurrentDir(current);
+}
+
 }  // namespace quorle::explore

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,5 +48,10 @@ void Walk(Side& side, const WalkBounds& bounds, Tree& tree);
 bool Empty(Side& side, Tree& tree);
 /// The same of a side of which nothing is known.
 bool Empty(Side& side);
+
+/// What the base of `side` says of itself; none when it cannot be examined.
+std::optional<TreeObject> KeepBase(Side& side);
+/// Gives the base of `side` the attributes of `kept` again.
+void RestoreBase(Side& side, const TreeObject& kept);
 
 }  // namespace quorle::explore

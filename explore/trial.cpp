@@ -45,6 +45,7 @@ class Trial::Sequence {
     return Finish();
   }
 
+  void IgnoreBlocks() { ignores_blocks_ = true; }
   const Choices& outright() const { return outright_; }
   std::uint64_t calls_made() const { return calls_made_; }
   const std::map<std::string, Difference>& notes() const { return judge_.notes(); }
@@ -171,7 +172,8 @@ class Trial::Sequence {
                  std::to_string(before_.id_InUse));
       return;
     }
-    if (parts_.traits.frees_blocks && after.id_NumBlocksUsed != before_.id_NumBlocksUsed) {
+    if (parts_.traits.frees_blocks && !ignores_blocks_ &&
+        after.id_NumBlocksUsed != before_.id_NumBlocksUsed) {
       Report("use",
              after.id_NumBlocksUsed > before_.id_NumBlocksUsed ? "blocks-lost" : "blocks-won",
              "everything was deleted, and the volume has not as many free blocks as before",
@@ -363,6 +365,7 @@ class Trial::Sequence {
   Judge judge_;
   std::optional<Generator> generator_;
   std::string directory_;
+  bool ignores_blocks_ = false;
   Choices outright_;
   std::uint64_t calls_made_ = 0;
   static constexpr int kMostAbandoned = 20;
@@ -410,6 +413,10 @@ std::uint64_t Trial::calls_made() const {
 
 const std::map<std::string, Difference>& Trial::notes() const {
   return sequence_->notes();
+}
+
+void Trial::IgnoreBlocks() {
+  sequence_->IgnoreBlocks();
 }
 
 bool Trial::has_room() const {

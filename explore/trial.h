@@ -89,6 +89,9 @@ class Trial {
   /// The same of calls that are there.
   std::optional<Difference> Run(std::span<const Call> calls, const Manner& manner = {});
 
+  /// Others use the disk that the device is on: how many blocks are used says nothing from now on.
+  void IgnoreBlocks();
+
   /// What the calls of the last run with choices can be drawn from as well: see Generator::outright().
   const Choices& outright() const;
   /// How many calls were made on each side since this was made.
