@@ -58,8 +58,10 @@ std::string Text(const Unlike& unlike) {
 
 }  // namespace
 
-Judge::Judge(Side& reference, Side& device, DeviceControl& control, Comparison& comparison)
-    : reference_side_(reference),
+Judge::Judge(const Traits& traits, Side& reference, Side& device, DeviceControl& control,
+             Comparison& comparison)
+    : traits_(traits),
+      reference_side_(reference),
       device_side_(device),
       control_(control),
       comparison_(comparison),
@@ -127,10 +129,13 @@ void Judge::CompareCodes() {
   Report(
       "code", "code-" + std::to_string(is) + "-not-" + std::to_string(due),
       "it is refused with " + std::to_string(is) + ", and should be with " + std::to_string(due));
-  if (!IsOpenCode(*call_, due)) return;
+  if (IsOpenCode(*call_, due)) MakeNote("no rule names that code");
+}
+
+void Judge::MakeNote(const std::string& why) {
   Difference note = *std::exchange(found_, std::nullopt);
   note.weight = Difference::Weight::kNote;
-  note.what += "; no rule names that code";
+  note.what += "; " + why;
   if (notes_.contains(note.id)) return;
   note.calls.push_back({*call_, TextOf(*call_, *device_), TextOf(*call_, *reference_)});
   std::string id = note.id;
@@ -165,6 +170,10 @@ void Judge::CompareResults() {
         CompareAttribute();
       } else if (reference_->value != device_->value) {
         ReportValue();
+        const bool is_message = call_->operation == Operation::kGetNotifyMsg;
+        if (is_message && !traits_.notifies) {
+          MakeNote("dos watches the volume itself, and sees what this program does by names alone");
+        }
       }
       return;
   }

@@ -49,13 +49,14 @@ class Probe {
 
   bool& Knows(Operation operation) { return traits_.knows[static_cast<std::size_t>(operation)]; }
 
-  /// Whether `call` is not answered with 209 or 236. Its objects are given back.
-  void Try(Call call) {
+  /// Makes `call`, and finds out whether it is answered with 209 or 236. Its objects are given back.
+  Outcome Try(Call call) {
     Outcome outcome;
     side_.Make(call, outcome);
     const bool unknown = !outcome.done && (outcome.code == ERROR_ACTION_NOT_KNOWN ||
                                            outcome.code == ERROR_NOT_IMPLEMENTED);
     if (unknown) Knows(call.operation) = false;
+    return outcome;
   }
 
   static Call With(Operation operation, std::string text = {}, std::string second = {}) {
@@ -151,7 +152,7 @@ class Probe {
     Try(call);
     call = With(Operation::kStartNotify, "q");
     call.number = {0, NRF_SEND_MESSAGE};
-    Try(call);
+    traits_.notifies = !Try(call).emulated;
     Knows(Operation::kEndNotify) = Knows(Operation::kStartNotify);
     Knows(Operation::kGetNotifyMsg) = Knows(Operation::kStartNotify);
   }
@@ -421,6 +422,7 @@ std::map<std::string, std::string> FactsOf(const Traits& traits) {
       {"numbers-objects", truth(traits.numbers_objects)},
       {"marks-links", truth(traits.marks_links)},
       {"counts-links", truth(traits.counts_links)},
+      {"notifies", truth(traits.notifies)},
       {"counts-users", truth(traits.counts_users)},
       {"frees-blocks", truth(traits.frees_blocks)},
       {"zeroes-grown", truth(traits.zeroes_grown)},

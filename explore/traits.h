@@ -30,6 +30,7 @@ struct Traits {
   bool numbers_objects = true;  ///< ObjectID is not 0
   bool marks_links = true;      ///< a hard link has no further links itself: its RefCount is 1
   bool counts_links = true;     ///< RefCount is not 0
+  bool notifies = true;         ///< by itself; else dos does, as far as it sees changes
   bool counts_users = true;     ///< id_InUse says whether something is open
   bool frees_blocks = true;     ///< id_NumBlocksUsed can be compared before and after
   bool zeroes_grown = true;     ///< a file that is made longer is filled with zeros

@@ -19,7 +19,7 @@ class Trial::Sequence {
       : parts_(parts),
         settings_(std::move(settings)),
         comparison_(parts.traits, parts.clock),
-        judge_(parts.reference, parts.device, parts.control, comparison_),
+        judge_(parts.traits, parts.reference, parts.device, parts.control, comparison_),
         directory_(settings_.directory) {
     SetUpGenerator();
   }
