@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <cstdlib>
 #include <limits>
 
 #include "explore/numbers.h"
@@ -458,6 +459,9 @@ std::int64_t Generator::DrawFor(const Call& call, std::size_t place, Choice choi
       return number & traits_.owner;
     case Operation::kSetGroup:
       return number & traits_.group;
+    case Operation::kLockRecord:
+    case Operation::kUnLockRecord:
+      return std::abs(number) > traits_.size_limit ? number & 0xFFFF : number;
     case Operation::kChangeFileSize:
       // A file that grows by as much a few times stays below the limit.
       return kind == NumberKind::kOffset && number > traits_.size_limit / 64 ? number & 0xFFFF

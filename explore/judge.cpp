@@ -92,6 +92,7 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
     return std::move(found_);
   }
   scans_.Follow(call, reference);
+  if (IsHeldFromLooks(call, device)) return std::nullopt;
   if (reference.done != device.done) {
     const std::string due = std::to_string(reference.code);
     if (device.done) {
@@ -109,6 +110,11 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
   }
   if (!found_ && look) LookAfter();
   return std::move(found_);
+}
+
+bool Judge::IsHeldFromLooks(const Call& call, const Outcome& device) const {
+  return !traits_.examines_held && call.operation == Operation::kExamineObject &&
+         device.code == ERROR_OBJECT_IN_USE;
 }
 
 Difference Judge::OfTrees(const std::string& rule, const std::string& before,
@@ -238,6 +244,7 @@ void Judge::LookAtObject(Argument kind, std::uint8_t number) {
 }
 
 std::optional<Unlike> Judge::CompareSeen(const Seen& seen) {
+  if (!traits_.examines_held && seen.device_code == ERROR_OBJECT_IN_USE) return std::nullopt;
   if ((seen.reference == nullptr) != (seen.device == nullptr)) {
     return Unlike{seen.device == nullptr ? "gone" : "there", CodeText(seen.reference_code),
                   CodeText(seen.device_code)};

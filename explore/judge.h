@@ -37,6 +37,8 @@ class Judge {
   const std::map<std::string, Difference>& notes() const { return notes_; }
 
  private:
+  /// Whether the device refuses to examine what is held, as its traits say.
+  bool IsHeldFromLooks(const Call& call, const Outcome& device) const;
   void CompareCodes();
   void CompareResults();
   void CompareAttribute();

@@ -77,6 +77,20 @@ bool IsHeld(Side& side, const std::string& name) {
   return held;
 }
 
+/// Bytes of a name or a comment; more are refused before anything else is looked at, or after it.
+constexpr std::size_t kMostOfPacket = 255;
+
+/// Whether a position or a length is one that older packets cannot carry.
+bool HasWideNumber(const Call& call) {
+  const std::span<const Argument> arguments = RowOf(call.operation).Arguments();
+  for (std::size_t i = 0; i != arguments.size(); ++i) {
+    const std::int64_t number = call.number[i];
+    if (arguments[i] == Argument::kPosition && (number > INT32_MAX || number < INT32_MIN))
+      return true;
+  }
+  return false;
+}
+
 /// Whether `code` is a reason for which `call` has to be refused, beside that of the reference.
 bool IsReason(const Call& call, std::int32_t code, Side& side) {
   const auto names = NamesOf(call);
@@ -99,6 +113,15 @@ bool IsReason(const Call& call, std::int32_t code, Side& side) {
       return IsProtected(side);
     case ERROR_DIRECTORY_NOT_EMPTY:
       return call.operation == Operation::kDelete;
+    case ERROR_COMMENT_TOO_BIG:
+      return call.operation == Operation::kSetComment && call.text[1].size() > kMostOfPacket;
+    case ERROR_LINE_TOO_LONG:
+    case ERROR_INVALID_COMPONENT_NAME:
+      return any([](const std::string& name) { return name.size() > kMostOfPacket; });
+    case ERROR_NO_MORE_ENTRIES:
+      return call.operation == Operation::kExamineDir;
+    case ERROR_OBJECT_TOO_LARGE:
+      return HasWideNumber(call);
     case ERROR_OBJECT_WRONG_TYPE:
       return any([&](const std::string& name) { return LeadsThroughFile(side, name); });
     default:

@@ -27,6 +27,11 @@ class Probe {
     FindClock();
     FindAttributes();
     FindLimits();
+    if (IsClassic()) {
+      // What the record of a classic packet has room for.
+      traits_.name_limit = std::min(traits_.name_limit, 107);
+      traits_.comment_limit = std::min(traits_.comment_limit, 79);
+    }
     FindLinks();
     FindCounts();
     FindGrowth();
@@ -124,6 +129,9 @@ class Probe {
     }
     // The same object by two locks and by two handles.
     FindRelations();
+    const FileHandle held = dos_.Open("q", MODE_NEWFILE);
+    traits_.examines_held = Look("q").has_value();
+    if (held) dos_.Close(held);
     for (const Operation operation :
          {Operation::kDiskInfo, Operation::kVolumeInfo, Operation::kFlush}) {
       Try(With(operation));
@@ -269,6 +277,15 @@ class Probe {
     traits_.comment_limit = Largest(255, [&](std::int32_t length) {
       return dos_.SetComment("q", std::string(static_cast<std::size_t>(length), 'c').c_str());
     });
+  }
+
+  /// Whether a handler answers old packets alone: then positions have 32 bits.
+  bool IsClassic() {
+    const FileHandle file = dos_.Open("q", MODE_OLDFILE);
+    const bool wide = dos_.ChangeFilePosition(file, std::int64_t{1} << 40, OFFSET_BEGINNING);
+    const bool is_classic = !wide && dos_.IoErr() == ERROR_OBJECT_TOO_LARGE;
+    if (file) dos_.Close(file);
+    return is_classic;
   }
 
   void FindLinks() {
@@ -422,6 +439,7 @@ std::map<std::string, std::string> FactsOf(const Traits& traits) {
       {"numbers-objects", truth(traits.numbers_objects)},
       {"marks-links", truth(traits.marks_links)},
       {"counts-links", truth(traits.counts_links)},
+      {"examines-held", truth(traits.examines_held)},
       {"notifies", truth(traits.notifies)},
       {"counts-users", truth(traits.counts_users)},
       {"frees-blocks", truth(traits.frees_blocks)},

@@ -30,6 +30,7 @@ struct Traits {
   bool numbers_objects = true;  ///< ObjectID is not 0
   bool marks_links = true;      ///< a hard link has no further links itself: its RefCount is 1
   bool counts_links = true;     ///< RefCount is not 0
+  bool examines_held = true;      ///< an object is examined by its name though it is held exclusively
   bool notifies = true;         ///< by itself; else dos does, as far as it sees changes
   bool counts_users = true;     ///< id_InUse says whether something is open
   bool frees_blocks = true;     ///< id_NumBlocksUsed can be compared before and after
