@@ -263,6 +263,38 @@ std::vector<std::string> CompareTree(const DueTree& due, const VolumeListing& li
   return lines;
 }
 
+bool ReadLook(std::string_view line, Call& call, std::string& field) {
+  // The words that a comparison has for the fields of a record.
+  static constexpr std::pair<std::string_view, std::string_view> kFields[] = {
+      {"type", "Type"},       {"size", "FileSize"},  {"name", "Name"},
+      {"comment", "Comment"}, {"link", "Link"},      {"protection", "Protection"},
+      {"owner", "OwnerUID"},  {"group", "OwnerGID"}, {"links", "RefCount"},
+      {"date", "Date"},
+  };
+  TextScanner scanner(line);
+  call = {};
+  std::string problem;
+  if (!scanner.Take("ExamineObject(")) return false;
+  if (scanner.Sees("\"")) {
+    call.operation = Operation::kExamineObject;
+    if (!scanner.TakeText(call.text[0], problem)) return false;
+  } else {
+    const std::string_view object = scanner.TakeWord();
+    const bool is_lock = object.starts_with('l');
+    call.operation = is_lock ? Operation::kExamineLock : Operation::kExamineFile;
+    const auto number = PlainNumberIn(object.substr(std::min<std::size_t>(1, object.size())));
+    if ((!is_lock && !object.starts_with('f')) || !number) return false;
+    call.number[1] = *number;
+  }
+  if (!scanner.Take("):")) return false;
+  const std::string_view word = scanner.TakeWord();
+  field.clear();
+  for (const auto& [what, name] : kFields) {
+    if (what == word) field = name;
+  }
+  return true;
+}
+
 std::string CallsText(const Difference& difference, const DifferenceNotes& notes) {
   std::string text(kCallsHeader);
   text += "\n";
@@ -289,7 +321,11 @@ std::string CallsText(const Difference& difference, const DifferenceNotes& notes
     text += "\n";
   }
   for (const std::string& line : difference.then) text += CommentLine("then: " + line);
-  if (is_shown || notes.tree == nullptr) return text;
+  if (is_shown) return text;
+  for (const CallLine& look : notes.looks) {
+    text += TextOf(look.call) + (look.due ? " => " + TextOf(look.call, *look.due) : "") + "\n";
+  }
+  if (!notes.looks.empty() || notes.tree == nullptr) return text;
   text += "tree\n";
   for (const auto& [path, object] : notes.tree->objects) text += ObjectText(path, object);
   return text;

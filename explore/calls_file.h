@@ -52,17 +52,23 @@ inline constexpr ListingBounds kTreeBounds = {
 /// What of `listing` is not as it should be, a line each.
 std::vector<std::string> CompareTree(const DueTree& due, const VolumeListing& listing);
 
+/// Reads a line of Difference::then that begins with an examination, ExamineObject("a"): date ..., as the call
+/// that it was. `field` is the one of the record that differed; empty: none. False for any other line.
+bool ReadLook(std::string_view line, Call& call, std::string& field);
+
 /// What is known of a difference besides itself.
 struct DifferenceNotes {
   std::vector<std::string> comments;  ///< lines for the head of the file
   /// What came of the calls on a reference volume that was empty, each of them made.
   std::vector<DueOutcome> reference;
-  const VolumeListing* tree = nullptr;  ///< of the reference after the last one; null: not known
+  std::vector<CallLine>
+      looks;  ///< what was looked at after the last one, with what the reference says
+  const VolumeListing* tree = nullptr;  ///< of the reference after that; null: not known
 };
 
 /// The file that shows `difference`: its calls, with what they come to on the reference as far as the two
-/// were alike or, of the last call, unlike. Where the calls themselves came to the same the tree of the
-/// reference is what shows it.
+/// were alike or, of the last call, unlike. Where the calls themselves came to the same it is shown by what
+/// was looked at afterwards, else by the tree of the reference.
 std::string CallsText(const Difference& difference, const DifferenceNotes& notes);
 
 }  // namespace quorle::explore

@@ -20,7 +20,7 @@ class Trial::Sequence {
         settings_(std::move(settings)),
         comparison_(parts.traits, parts.clock),
         judge_(parts.reference, parts.device, parts.control, comparison_),
-        generator_(parts.traits),
+        generator_(parts.traits, settings_.directory.empty()),
         directory_(settings_.directory) {}
 
   std::optional<Difference> Run(std::span<const Choice> choices, const Manner& manner) {

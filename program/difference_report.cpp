@@ -177,6 +177,19 @@ bool DifferenceReport::WriteCalls(const Finding& finding, const std::string& pat
     reference.side().Make(shown.call, outcome);
     notes.reference.push_back(explore::AllOf(shown.call, outcome));
   }
+  for (const std::string& line : difference.then) {
+    explore::CallLine look;
+    std::string field;
+    if (!explore::ReadLook(line, look.call, field)) continue;
+    explore::Outcome outcome;
+    clock.Step();
+    reference.side().Make(look.call, outcome);
+    look.due = explore::AllOf(look.call, outcome);
+    std::erase_if(look.due->fields, [&](const explore::DueField& due) {
+      return explore::FieldsOf(explore::Result::kRecord)[due.field].name != field;
+    });
+    notes.looks.push_back(std::move(look));
+  }
   const VolumeListing tree = ListVolume(reference.port(), explore::kTreeBounds);
   notes.tree = &tree;
   std::string problem;
