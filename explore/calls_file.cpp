@@ -158,8 +158,24 @@ void CompareObject(const DueObject& due, const ListedObject& object,
   }
 }
 
-/// One line of a tree. What is a filesystem's own, dates and numbers, is left out.
-std::string ObjectText(const std::string& path, const ListedObject& object) {
+/// The field of a record for which a comparison has `word`; empty: none.
+std::string_view FieldOf(std::string_view word) {
+  static constexpr std::pair<std::string_view, std::string_view> kFields[] = {
+      {"type", "Type"},       {"size", "FileSize"},  {"name", "Name"},
+      {"comment", "Comment"}, {"link", "Link"},      {"protection", "Protection"},
+      {"owner", "OwnerUID"},  {"group", "OwnerGID"}, {"links", "RefCount"},
+      {"date", "Date"},
+  };
+  for (const auto& [what, name] : kFields) {
+    if (what == word) return name;
+  }
+  return {};
+}
+
+/// One line of a tree. What is a filesystem's own, dates and numbers, is left out, but for the field that
+/// differs.
+std::string ObjectText(const std::string& path, const ListedObject& object,
+                       std::string_view field_that_differs) {
   const std::string leaf(LeafOf(path));
   const ExamineData record = RecordOf(object, leaf);
   const std::uint32_t type = object.type & FSO_TYPE_MASK;
@@ -169,7 +185,7 @@ std::string ObjectText(const std::string& path, const ListedObject& object) {
     const bool is_of_files = name == "FileSize" && type == FSO_TYPE_FILE;
     const bool is_of_links = name == "Link" && type == FSO_TYPE_SOFTLINK;
     const bool is_of_all = name == "Type" || name == "Comment" || name == "Protection" ||
-                           name == "OwnerUID" || name == "OwnerGID";
+                           name == "OwnerUID" || name == "OwnerGID" || name == field_that_differs;
     if (!is_of_files && !is_of_links && !is_of_all) continue;
     text += " " + std::string(name) + "=" + field.of_record(record);
   }
@@ -264,13 +280,6 @@ std::vector<std::string> CompareTree(const DueTree& due, const VolumeListing& li
 }
 
 bool ReadLook(std::string_view line, Call& call, std::string& field) {
-  // The words that a comparison has for the fields of a record.
-  static constexpr std::pair<std::string_view, std::string_view> kFields[] = {
-      {"type", "Type"},       {"size", "FileSize"},  {"name", "Name"},
-      {"comment", "Comment"}, {"link", "Link"},      {"protection", "Protection"},
-      {"owner", "OwnerUID"},  {"group", "OwnerGID"}, {"links", "RefCount"},
-      {"date", "Date"},
-  };
   TextScanner scanner(line);
   call = {};
   std::string problem;
@@ -288,10 +297,7 @@ bool ReadLook(std::string_view line, Call& call, std::string& field) {
   }
   if (!scanner.Take("):")) return false;
   const std::string_view word = scanner.TakeWord();
-  field.clear();
-  for (const auto& [what, name] : kFields) {
-    if (what == word) field = name;
-  }
+  field = FieldOf(word);
   return true;
 }
 
@@ -327,7 +333,9 @@ std::string CallsText(const Difference& difference, const DifferenceNotes& notes
   }
   if (!notes.looks.empty() || notes.tree == nullptr) return text;
   text += "tree\n";
-  for (const auto& [path, object] : notes.tree->objects) text += ObjectText(path, object);
+  const std::string_view field =
+      FieldOf(std::string_view(difference.id).substr(difference.id.rfind('-') + 1));
+  for (const auto& [path, object] : notes.tree->objects) text += ObjectText(path, object, field);
   return text;
 }
 

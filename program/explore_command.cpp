@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "explore/coverage.h"
 #include "explore/search.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
@@ -40,6 +41,7 @@ using explore::Finding;
 /// Where a volume that is not empty is worked in.
 constexpr std::string_view kScratchDirectory = "quorle-explore";
 constexpr std::size_t kLargestTraits = 1 << 20;
+constexpr std::size_t kLargestCoverage = 16 << 20;
 constexpr std::size_t kLargestChoices = 64 << 20;
 constexpr ListingBounds kRestBounds = {
     .objects = 20000, .file_bytes = 64 << 10, .all_bytes = 8 << 20};
@@ -51,7 +53,8 @@ class Exploration {
       : options_(options), console_(console), report_(options, console), events_(console) {}
 
   std::int32_t Run() {
-    if (!ReadChoicesFile() || !report_.Prepare() || !session_.Mount() || !FindDevice()) {
+    if (!ReadChoicesFile() || !ReadCoverage() || !report_.Prepare() || !session_.Mount() ||
+        !FindDevice()) {
       return RETURN_FAIL;
     }
     if (options_.host.trace_file && !trace_.Open(options_.host.trace_file->c_str())) {
@@ -71,6 +74,8 @@ class Exploration {
 
  private:
   bool ReadChoicesFile();
+  bool ReadCoverage();
+  bool WriteCoverage();
   bool FindDevice();
   bool Begin();
   bool OpenEvents();
@@ -89,6 +94,7 @@ class Exploration {
   // The watch speaks to the explored device; what it prints for people would come again and again.
   DeviceSession session_{options_.host, console_, clock_, [](const std::string&) {}};
   explore::Choices choices_;
+  explore::CoverageTable coverage_;
   HandlerPort* port_ = nullptr;
   std::optional<ExploredDevice> device_;
   std::optional<JsonTrace> json_;
@@ -117,6 +123,29 @@ bool Exploration::ReadChoicesFile() {
   choices_ =
       explore::ReadChoices({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   return true;
+}
+
+bool Exploration::ReadCoverage() {
+  std::error_code error;
+  if (!options_.coverage || !std::filesystem::exists(*options_.coverage, error)) return true;
+  std::string text;
+  std::string problem;
+  if (ReadWholeFile(*options_.coverage, kLargestCoverage, text, problem)) {
+    problem = coverage_.Add(text);
+    if (!problem.empty()) problem = *options_.coverage + ": " + problem;
+  }
+  if (problem.empty()) return true;
+  console_.Report(problem);
+  return false;
+}
+
+bool Exploration::WriteCoverage() {
+  std::string problem;
+  if (!options_.coverage || WriteWholeFile(*options_.coverage, coverage_.Text(), problem)) {
+    return true;
+  }
+  console_.Report(problem);
+  return false;
 }
 
 bool Exploration::FindDevice() {
@@ -198,7 +227,8 @@ void Exploration::Search() {
                             .device = *side_,
                             .clock = clock_,
                             .control = *device_,
-                            .traits = traits_},
+                            .traits = traits_,
+                            .observer = options_.coverage ? &coverage_ : nullptr},
       explore::TrialSettings{
           .remount = options_.host.remount.each || options_.host.remount.after_run.has_value(),
           .directory = directory_});
@@ -277,7 +307,8 @@ std::int32_t Exploration::End() {
       Seconds(summary_.time) + " seconds (" + std::to_string(a_second) +
       " a second): " + count(event.differences, "difference") + ", " +
       std::to_string(event.expected) + " expected, " + count(event.notes, "note") + "\n");
-  const bool is_fine = event.differences == 0 && !traits_differ_ && !rest_differs_ &&
+  const bool is_covered = WriteCoverage();
+  const bool is_fine = is_covered && event.differences == 0 && !traits_differ_ && !rest_differs_ &&
                        complaints.empty() && !device_->has_complaints() && !report_.failed() &&
                        !trace_.failed();
   if (session_.breaks().IsPending()) console_.Report("explore: interrupted");
