@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "explore/call_text.h"
-#include "explore/calls_file.h"
+#include "explore/replay.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
 #include "explore/tree.h"
@@ -166,34 +166,13 @@ bool DifferenceReport::WriteCalls(const Finding& finding, const std::string& pat
   const Difference& difference = finding.difference;
   explore::SearchClock clock;
   ReferenceVolume reference(clock, console_, volume);
-  explore::DifferenceNotes notes;
-  notes.comments = {"difference " + difference.id + " (seed " + std::to_string(finding.seed) + ")",
-                    difference.what + " (rule: " + difference.rule + ")",
-                    "again: " + AgainLine(finding)};
-  reference.side().Begin("");
-  for (const ShownCall& shown : difference.calls) {
-    clock.Step();
-    explore::Outcome outcome;
-    reference.side().Make(shown.call, outcome);
-    notes.reference.push_back(explore::AllOf(shown.call, outcome));
-  }
-  for (const std::string& line : difference.then) {
-    explore::CallLine look;
-    std::string field;
-    if (!explore::ReadLook(line, look.call, field)) continue;
-    explore::Outcome outcome;
-    clock.Step();
-    reference.side().Make(look.call, outcome);
-    look.due = explore::AllOf(look.call, outcome);
-    std::erase_if(look.due->fields, [&](const explore::DueField& due) {
-      return explore::FieldsOf(explore::Result::kRecord)[due.field].name != field;
-    });
-    notes.looks.push_back(std::move(look));
-  }
-  const VolumeListing tree = ListVolume(reference.port(), explore::kTreeBounds);
-  notes.tree = &tree;
+  const std::string text = explore::CallsText(
+      difference,
+      {"difference " + difference.id + " (seed " + std::to_string(finding.seed) + ")",
+       difference.what + " (rule: " + difference.rule + ")", "again: " + AgainLine(finding)},
+      {.side = reference.side(), .clock = clock, .port = reference.port()});
   std::string problem;
-  if (WriteWholeFile(path, explore::CallsText(difference, notes), problem)) return true;
+  if (WriteWholeFile(path, text, problem)) return true;
   console_.Report(problem);
   return false;
 }

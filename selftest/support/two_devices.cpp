@@ -71,7 +71,7 @@ std::unique_ptr<Machine> TwoDevices::Build(const std::string& mount) {
 }
 
 std::string TwoDevices::Remount() {
-  HandlerPort& port = *device_machine_->list().Find("DH0").port;
+  HandlerPort& port = device_port();
   device_machine_->dos().ReleasePort(port, {});
   port.UnmountForNow();
   std::string problem;
@@ -82,6 +82,22 @@ explore::Trial& TwoDevices::Start(explore::TrialSettings settings,
                                   explore::CallObserver* observer) {
   if (device_->Begin({}) != 0) throw std::runtime_error("the root cannot be locked");
   traits_ = explore::ProbeTraits(*device_, clock_, true);
+  return MakeTrial(std::move(settings), observer);
+}
+
+explore::Trial& TwoDevices::StartWithAllTraits(explore::TrialSettings settings) {
+  traits_ = {};
+  return MakeTrial(std::move(settings), nullptr);
+}
+
+std::vector<std::string> TwoDevices::ShutDownDevice() {
+  trial_.reset();
+  device_.reset();
+  return device_machine_->ShutDown();
+}
+
+explore::Trial& TwoDevices::MakeTrial(explore::TrialSettings settings,
+                                      explore::CallObserver* observer) {
   trial_ = std::make_unique<explore::Trial>(
       explore::Trial::Parts{.reference = *reference_,
                             .device = *device_,
