@@ -91,7 +91,9 @@ std::optional<Unlike> Comparison::Records(const ExamineData& reference, const Ex
   if (auto unlike = Numbers("size", reference.FileSize, device.FileSize)) return unlike;
   if (auto unlike = Texts("name", reference.Name, device.Name)) return unlike;
   if (auto unlike = Texts("comment", reference.Comment, device.Comment)) return unlike;
-  if (auto unlike = Texts("link", reference.Link, device.Link)) return unlike;
+  if (traits_.shows_targets) {
+    if (auto unlike = Texts("link", reference.Link, device.Link)) return unlike;
+  }
   if (auto unlike =
           Masks("protection", reference.Protection, device.Protection, traits_.protection)) {
     return unlike;

@@ -22,7 +22,7 @@ SearchSummary Search::Run() {
     if (settings_.last_seed && seed > *settings_.last_seed) break;
     if (seed % settings_.shards != settings_.shard % settings_.shards) continue;
     if (settings_.time && Moment::now() - begun >= *settings_.time) break;
-    if (is_over_()) break;
+    if (is_over_() || is_lost_) break;
     RunSequence(seed, DrawChoices(seed, settings_.calls), summary);
     if (seed == UINT64_MAX) break;
   }
@@ -39,11 +39,20 @@ SearchSummary Search::RunOne(const Choices& choices) {
   return summary;
 }
 
+std::optional<Difference> Search::RunAgain(const Choices& choices, const Manner& manner) {
+  std::optional<Difference> again = trial_.Run(choices, manner);
+  is_lost_ = is_lost_ || (again && again->rule == kStartRule);
+  // What differed before there was no device any more is the difference.
+  if (is_lost_) again.reset();
+  return again;
+}
+
 void Search::RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary) {
   const std::uint64_t before = trial_.calls_made();
   std::optional<Difference> difference = trial_.Run(choices);
   summary.calls += trial_.calls_made() - before;
   ++summary.sequences;
+  is_lost_ = is_lost_ || (difference && difference->rule == kStartRule);
   if (difference) Take(seed, std::move(choices), std::move(*difference));
 }
 
@@ -71,10 +80,10 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   // Without the walks in between a sequence can be cut anywhere. What comes with them alone, since looking
   // at a tree opens and closes its files, comes again when there is one after each call.
   Manner manner{.walks = Walks::kAtLast};
-  std::optional<Difference> again = trial_.Run(choices, manner);
-  if (!again) {
+  std::optional<Difference> again = RunAgain(choices, manner);
+  if (!again && !is_lost_) {
     manner.walks = Walks::kEach;
-    again = trial_.Run(choices, manner);
+    again = RunAgain(choices, manner);
   }
   // Nobody knows of one that was interrupted.
   finding.comes_again = again.has_value() || is_over_();

@@ -62,6 +62,8 @@ class Search {
  private:
   void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
   void Take(std::uint64_t seed, Choices choices, Difference difference);
+  /// Runs a sequence that showed a difference once more; none when it shows none, or cannot begin.
+  std::optional<Difference> RunAgain(const Choices& choices, const Manner& manner);
   /// Whether a difference of that kind is worth the time of shrinking it once more.
   bool IsWorthShrinking(const std::string& kind);
 
@@ -70,6 +72,7 @@ class Search {
   OnFinding on_finding_;
   IsOver is_over_;
   std::map<std::string, Finding> findings_;
+  bool is_lost_ = false;  ///< the device cannot be worked on any more
   /// What is known of a kind of difference.
   struct Kind {
     std::uint64_t times = 0;

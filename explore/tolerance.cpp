@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "explore/value_text.h"
 #include "platform/constants.h"
 
 namespace quorle::explore {
@@ -77,6 +78,26 @@ bool IsHeld(Side& side, const std::string& name) {
   return held;
 }
 
+/// The most bytes that a text in a packet has: dos refuses a longer one before the handler sees it.
+constexpr std::size_t kLongestPacketText = 255;
+
+/// Whether a mode of the call is none of those that there are.
+bool HasUnknownMode(const Call& call) {
+  const std::span<const Argument> arguments = RowOf(call.operation).Arguments();
+  for (std::size_t i = 0; i != arguments.size(); ++i) {
+    const bool is_mode = arguments[i] == Argument::kOpenMode ||
+                         arguments[i] == Argument::kLockMode ||
+                         arguments[i] == Argument::kOffsetMode;
+    if (!is_mode) continue;
+    const std::span<const Word> words = WordsOf(arguments[i]).words;
+    if (std::none_of(words.begin(), words.end(),
+                     [&](const Word& word) { return word.value == call.number[i]; })) {
+      return true;
+    }
+  }
+  return false;
+}
+
 /// Whether `code` is a reason for which `call` has to be refused, beside that of the reference.
 bool IsReason(const Call& call, std::int32_t code, Side& side) {
   const auto names = NamesOf(call);
@@ -99,6 +120,12 @@ bool IsReason(const Call& call, std::int32_t code, Side& side) {
       return IsProtected(side);
     case ERROR_DIRECTORY_NOT_EMPTY:
       return call.operation == Operation::kDelete;
+    case ERROR_BAD_NUMBER:
+      return HasUnknownMode(call);
+    case ERROR_LINE_TOO_LONG:
+      return std::any_of(call.text.begin(), call.text.end(), [](const std::string& text) {
+        return text.size() > kLongestPacketText;
+      });
     case ERROR_OBJECT_WRONG_TYPE:
       return any([&](const std::string& name) { return LeadsThroughFile(side, name); });
     default:

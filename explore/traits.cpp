@@ -277,6 +277,7 @@ class Probe {
     Call read = With(Operation::kReadSoftLink, "qs");
     read.number[2] = 100;
     if (soft) Try(read);
+    if (soft) traits_.shows_targets = ShowsTarget("qs");
     if (!soft) Knows(Operation::kReadSoftLink) = false;
     dos_.Delete("qs");
     if (soft) {
@@ -298,6 +299,17 @@ class Probe {
     dos_.Delete("qe");
     dos_.Delete("qd");
     dos_.Delete("qh");
+  }
+
+  /// Whether a scan shows what the soft link `name` holds; where it shows no such link the search will say so.
+  bool ShowsTarget(std::string_view name) {
+    bool shows = true;
+    const DirContextHandle scan = side_.further().ObtainDirContext(EX_StringNameInput, "");
+    while (const ExamineData* const entry = side_.further().ExamineDir(scan)) {
+      if (entry->Name == name) shows = entry->Link[0] != '\0';
+    }
+    side_.further().ReleaseDirContext(scan);
+    return shows;
   }
 
   /// A number that is there in one way to examine an object is expected in all.
@@ -419,6 +431,7 @@ std::map<std::string, std::string> FactsOf(const Traits& traits) {
       {"own-clock", truth(traits.own_clock)},
       {"numbers-objects", truth(traits.numbers_objects)},
       {"counts-links", truth(traits.counts_links)},
+      {"shows-targets", truth(traits.shows_targets)},
       {"counts-users", truth(traits.counts_users)},
       {"frees-blocks", truth(traits.frees_blocks)},
       {"zeroes-grown", truth(traits.zeroes_grown)},

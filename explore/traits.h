@@ -29,6 +29,7 @@ struct Traits {
   bool own_clock = false;       ///< changes are dated by the host's clock, not by that of dos
   bool numbers_objects = true;  ///< ObjectID is not 0
   bool counts_links = true;     ///< RefCount is not 0
+  bool shows_targets = true;    ///< Link of a soft link is what it holds
   bool counts_users = true;     ///< id_InUse says whether something is open
   bool frees_blocks = true;     ///< id_NumBlocksUsed can be compared before and after
   bool zeroes_grown = true;     ///< a file that is made longer is filled with zeros

@@ -56,9 +56,12 @@ std::unique_ptr<Machine> TwoDevices::Build(const std::string& mount) {
   std::string problem;
   if (!ParseMountSpec(mount, spec, problem)) throw std::invalid_argument(problem);
   if (spec.name == "DH0") spec.port = port_;
+  // Those that every machine has: calls may name another volume.
+  std::vector<MountSpec> mounts = StandardMounts();
+  mounts.push_back(std::move(spec));
   std::unique_ptr<Machine> machine = Machine::Build({.handlers = BuiltInHandlers(),
                                                      .layers = BuiltInLayers(),
-                                                     .mounts = {std::move(spec)},
+                                                     .mounts = std::move(mounts),
                                                      .exec = {},
                                                      .dos = {}},
                                                     {.console = surroundings_->console,
