@@ -70,8 +70,8 @@ ReplayedLine Replay::MakeCall(const CallsStep& step) {
   parts_.side.Make(call, made);
   const DueOutcome all = AllOf(call, made);
   ReplayedLine outcome{.is_due = !step.call.due || IsAsDue(*step.call.due, all),
-                  .text = MadeText(call, TextOf(call, all)),
-                  .below = {}};
+                       .text = MadeText(call, TextOf(call, all)),
+                       .below = {}};
   if (!outcome.is_due) outcome.below.push_back("expected: " + TextOf(call, *step.call.due));
   return outcome;
 }

@@ -61,9 +61,13 @@ class Search {
 
  private:
   void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
+  /// Whether they show a difference of that kind a few times in a row.
+  bool ComesEachTime(const Choices& choices, const std::string& kind);
+  /// Shrinks `choices`, run in that manner. Returns the difference that is left, with texts; none when the
+  /// choices differ in nothing. Whichever difference comes first is the one that is shrunk: an earlier sign of
+  /// the same thing, most often.
+  std::optional<Difference> ShrinkIn(Manner manner, Choices& choices);
   void Take(std::uint64_t seed, Choices choices, Difference difference);
-  /// Runs a sequence that showed a difference once more; none when it shows none, or cannot begin.
-  std::optional<Difference> RunAgain(const Choices& choices, const Manner& manner);
   /// Whether a difference of that kind is worth the time of shrinking it once more.
   bool IsWorthShrinking(const std::string& kind);
 

@@ -96,8 +96,7 @@ std::string DifferenceReport::AgainLine(const Finding& finding) const {
            ? "--after-run " + ShellWord(*options_.host.remount.after_run) + " "
            : "");
   if (options_.choices) {
-    return command + "--choices " +
-           ShellWord(*options_.choices) + " " + options_.device;
+    return command + "--choices " + ShellWord(*options_.choices) + " " + options_.device;
   }
   std::string calls;
   constexpr std::size_t kUsualCalls = 200;

@@ -15,6 +15,7 @@
 #include "explore/search_clock.h"
 #include "explore/side.h"
 #include "explore/traits.h"
+#include "explore/tree.h"
 #include "explore/trial.h"
 #include "explore/value_text.h"
 #include "hosted/dos/volume_listing.h"
@@ -103,6 +104,7 @@ class Exploration {
   std::unique_ptr<ReferenceVolume> reference_;
   std::unique_ptr<explore::Side> side_;
   VolumeListing before_;
+  std::optional<explore::TreeObject> base_before_;
   std::string directory_;
   explore::Traits traits_;
   bool traits_differ_ = false;
@@ -185,6 +187,7 @@ bool Exploration::Begin() {
     Refuse(device + directory_ + " cannot be locked, error " + std::to_string(code));
     return false;
   }
+  base_before_ = explore::KeepBase(*side_);
   traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty());
   reference_ = std::make_unique<ReferenceVolume>(clock_, console_,
                                                  port_->volume_name().value_or("Reference"));
@@ -249,18 +252,23 @@ void Exploration::Search() {
 /// What was there before must be as it was, and what was made must be gone.
 void Exploration::LookAtTheRest() {
   device_->BeginSequence();
+  // Elsewhere when the place could not be emptied.
+  if (side_->Begin(directory_) == 0 && base_before_) explore::RestoreBase(*side_, *base_before_);
   side_->End();
   const std::string device = port_->device_name() + ":";
   if (port_->life() != HandlerProgram::Life::kRuns) return;
   for (const std::string& directory : {directory_, trial_->directory()}) {
     if (!directory.empty()) session_.machine().dos().Delete((device + directory).c_str());
   }
-  VolumeListing after = ListVolume(*port_, kRestBounds);
-  // The root is worked in: its date is another one.
-  after.root = before_.root;
-  for (const std::string& line : CompareListings(*port_, before_, after)) {
-    rest_differs_ = true;
-    console_.Print(device + " is not as it was: " + line + "\n");
+  const VolumeListing after = ListVolume(*port_, kRestBounds);
+  constexpr std::size_t kMostLines = 20;
+  const std::vector<std::string> lines = CompareListings(*port_, before_, after);
+  rest_differs_ = !lines.empty();
+  for (std::size_t i = 0; i < std::min(lines.size(), kMostLines); ++i) {
+    console_.Print(device + " is not as it was: " + lines[i] + "\n");
+  }
+  if (lines.size() > kMostLines) {
+    console_.Print("and " + std::to_string(lines.size() - kMostLines) + " more of that\n");
   }
 }
 
@@ -291,6 +299,7 @@ std::int32_t Exploration::End() {
     finding.difference.weight = Difference::Weight::kNote;
     events_.Write(report_.EventOf(finding));
   }
+  trial_.reset();
   side_.reset();
   std::vector<std::string> complaints = session_.machine().ShutDown();
   for (const std::string& complaint : complaints) console_.Report(complaint);

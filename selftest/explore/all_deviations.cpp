@@ -13,7 +13,7 @@ namespace {
 /// A deviation that something does not see.
 struct Unseen {
   enum class By : std::uint8_t {
-    kPrograms,       ///< no program that goes through dos does
+    kPrograms,        ///< no program that goes through dos does
     kPacketPrograms,  ///< the same, on a packet port
     kFiles,           ///< a search does, a file of calls does not
     kSearches,        ///< a file of calls does, a search does not
@@ -38,9 +38,8 @@ constexpr Unseen kUnseen[] = {
 
 template <class Holds>
 bool Any(std::string_view name, Holds holds) {
-  return std::any_of(std::begin(kUnseen), std::end(kUnseen), [&](const Unseen& unseen) {
-    return unseen.name == name && holds(unseen.by);
-  });
+  return std::any_of(std::begin(kUnseen), std::end(kUnseen),
+                     [&](const Unseen& unseen) { return unseen.name == name && holds(unseen.by); });
 }
 
 }  // namespace
@@ -64,13 +63,13 @@ bool IsHiddenBy(std::string_view name, PortType port) {
 }
 
 bool IsHiddenFromSearches(std::string_view name, PortType port) {
-  return IsHiddenBy(name, port) || Any(name, [](Unseen::By by) { return by == Unseen::By::kSearches; });
+  return IsHiddenBy(name, port) ||
+         Any(name, [](Unseen::By by) { return by == Unseen::By::kSearches; });
 }
 
 bool IsWithoutFile(std::string_view name) {
-  return Any(name, [](Unseen::By by) {
-    return by == Unseen::By::kPrograms || by == Unseen::By::kFiles;
-  });
+  return Any(name,
+             [](Unseen::By by) { return by == Unseen::By::kPrograms || by == Unseen::By::kFiles; });
 }
 
 }  // namespace quorle::selftest

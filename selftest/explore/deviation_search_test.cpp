@@ -80,8 +80,7 @@ TEST_P(ReferenceSearch, NothingDiffersOverMemory) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ports, ReferenceSearch,
-                         testing::Values(PortType::kVector, PortType::kPacket),
-                         NameOf);
+                         testing::Values(PortType::kVector, PortType::kPacket), NameOf);
 
 }  // namespace
 }  // namespace quorle::selftest

@@ -5,8 +5,8 @@
 // but it, on both; what is there stays unless a shorter one is found.
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <string>
@@ -149,8 +149,8 @@ bool Write(const std::string& name, const Options& options) {
 }
 
 int WriteAll(const std::vector<std::string>& names, const Options& options) {
-  const auto missing = std::count_if(names.begin(), names.end(),
-                                     [&](const std::string& name) { return !Write(name, options); });
+  const auto missing = std::count_if(
+      names.begin(), names.end(), [&](const std::string& name) { return !Write(name, options); });
   std::printf("%zu deviations, %zu without a file that should have one\n", names.size(),
               static_cast<std::size_t>(missing));
   return missing == 0 ? 0 : 1;

@@ -11,7 +11,8 @@ ReplayVerdict ReplayText(const std::string& name, const std::string& text,
                          const std::string& handler, PortType port) {
   std::vector<explore::CallsStep> steps;
   std::string problem;
-  if (!explore::ParseCalls(name, text, steps, problem)) return {.is_fine = false, .wrong = {problem}};
+  if (!explore::ParseCalls(name, text, steps, problem))
+    return {.is_fine = false, .wrong = {problem}};
   TwoDevices devices(handler, port);
   ReplayVerdict verdict;
   {
@@ -36,10 +37,9 @@ ReplayVerdict ReplayText(const std::string& name, const std::string& text,
 
 std::string ReplayTextOf(const explore::Difference& difference, std::vector<std::string> comments) {
   TwoDevices devices("ram");
-  return explore::CallsText(difference, std::move(comments),
-                            {.side = devices.reference(),
-                             .clock = devices.clock(),
-                             .port = devices.reference_port()});
+  return explore::CallsText(
+      difference, std::move(comments),
+      {.side = devices.reference(), .clock = devices.clock(), .port = devices.reference_port()});
 }
 
 }  // namespace quorle::selftest

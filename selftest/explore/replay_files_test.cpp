@@ -1,5 +1,7 @@
 // Each deviation has a file of calls that shows it, with `quorle replay`, wherever it is: on a vector port and on a
 // packet port; over the same volume without the deviation the file shows nothing. `find_deviations --write` makes them.
+#include "selftest/explore/replay_files.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,7 +14,6 @@
 #include "explore/calls_file.h"
 #include "results/whole_file.h"
 #include "selftest/explore/all_deviations.h"
-#include "selftest/explore/replay_files.h"
 
 namespace quorle::selftest {
 namespace {
@@ -77,9 +78,10 @@ TEST_P(ReplayFilesOn, EachShowsItsDeviationAndNothingElse) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Ports, ReplayFilesOn, testing::ValuesIn(kReplayPorts), [](const auto& run) {
-  return run.param == PortType::kVector ? "Vector" : "Packet";
-});
+INSTANTIATE_TEST_SUITE_P(Ports, ReplayFilesOn, testing::ValuesIn(kReplayPorts),
+                         [](const auto& run) {
+                           return run.param == PortType::kVector ? "Vector" : "Packet";
+                         });
 
 }  // namespace
 }  // namespace quorle::selftest

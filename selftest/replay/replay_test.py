@@ -1,15 +1,17 @@
 #!/usr/bin/env python3
-"""replay_test.py QUORLE PLUGINS [TEST...]: runs of `quorle replay` over files of calls. PLUGINS is the folder of
-the plugins of the self-tests; a TEST is a unittest name."""
+"""replay_test.py QUORLE PLUGINS PAGE OPERATIONS [TEST...]: runs of `quorle replay` over files of calls. PLUGINS is the
+folder of the plugins of the self-tests, PAGE docs/explore.md, OPERATIONS the table of operations; a TEST is a unittest
+name."""
 import json
 import os
+import re
 import signal
 import subprocess
 import sys
 import tempfile
 import unittest
 
-QUORLE = PLUGINS = None
+QUORLE = PLUGINS = PAGE = OPERATIONS = None
 
 HEADER = "quorle-calls 1\n"
 RENAME = HEADER + """\
@@ -197,6 +199,26 @@ left in DH0: "a", "\\xE4"
         self.assertEqual(os.listdir(self.path("volume")), [])
 
 
+class Page(ReplayTest):
+    def test_the_example_is_what_comes_out(self):
+        with open(PAGE, encoding="utf-8") as file:
+            blocks = ["".join(line[4:] or "\n" for line in block.splitlines(True)) for block in
+                      re.findall(r"(?m)(?:^ {4}.*\n)+", file.read())]
+        calls, = [block for block in blocks if block.startswith(HEADER)]
+        command, output = [block for block in blocks if block.startswith("$ quorle replay")][0].split("\n", 1)
+        self.write(calls, "rename.calls")
+        self.assertEqual(self.replay(*command.split()[3:]), (10, output, ""))
+
+    def test_every_operation_is_there(self):
+        with open(PAGE, encoding="utf-8") as file:
+            page = file.read()
+        with open(OPERATIONS, encoding="utf-8") as file:
+            names = re.findall(r'Operation::k\w+,\s*"[a-z-]+",\s*"(\w+)"', file.read())
+        self.assertGreater(len(names), 50)
+        for name in names:
+            self.assertRegex(page, rf"`{name}[`(]")
+
+
 class Files(ReplayTest):
     def test_wrong_ones_are_one_line(self):
         for text, line in (
@@ -279,7 +301,7 @@ class Handlers(ReplayTest):
     2  Lock("", SHARED_LOCK) = l1
 !   3  Open("a", MODE_NEWFILE) = 0 218
        expected: f1
-    4  Close(f1) = FALSE 218
+    4  Close(f1) = FALSE 0
 3 calls, 1 expectation, 1 not met
 """)
         self.assertTrue(errors.startswith(
@@ -313,5 +335,5 @@ class Handlers(ReplayTest):
 
 
 if __name__ == "__main__":
-    QUORLE, PLUGINS = sys.argv[1:3]
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+    QUORLE, PLUGINS, PAGE, OPERATIONS = sys.argv[1:5]
+    unittest.main(argv=sys.argv[:1] + sys.argv[5:])

@@ -101,14 +101,13 @@ std::vector<std::string> TwoDevices::ShutDownDevice() {
 
 explore::Trial& TwoDevices::MakeTrial(explore::TrialSettings settings,
                                       explore::CallObserver* observer) {
-  trial_ = std::make_unique<explore::Trial>(
-      explore::Trial::Parts{.reference = *reference_,
-                            .device = *device_,
-                            .clock = clock_,
-                            .control = control_,
-                            .traits = traits_,
-                            .observer = observer},
-      std::move(settings));
+  trial_ = std::make_unique<explore::Trial>(explore::Trial::Parts{.reference = *reference_,
+                                                                  .device = *device_,
+                                                                  .clock = clock_,
+                                                                  .control = control_,
+                                                                  .traits = traits_,
+                                                                  .observer = observer},
+                                            std::move(settings));
   return *trial_;
 }
 

@@ -308,7 +308,7 @@ TEST_F(GeneratorTest, HardLinksToDirectoriesAreNotDrawnWhereThereAreNone) {
   bool has_hard_link = false;
   const auto directories = [&](const Traits& traits) {
     RamSide ram;
-    const Generator generator(traits);
+    Generator generator(traits);
     const Choice link = ChoiceOf(generator, ram.side(), Operation::kMakeHardLink);
     Call call;
     call.operation = Operation::kLock;
@@ -334,7 +334,7 @@ TEST_F(GeneratorTest, InADirectoryNothingLeadsAboveIt) {
   ram.dos().UnLock(ram.dos().CreateDir("DH0:scratch"));
   ram.side().End();
   ASSERT_EQ(ram.side().Begin("scratch"), 0);
-  const Generator generator(traits_, false);
+  Generator generator(traits_, false);
   Call call;
   Outcome outcome;
   const auto make = [&](const Choices& choices) {
