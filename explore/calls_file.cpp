@@ -34,7 +34,9 @@ class CallsParser {
     }
     CallsStep& step = steps_.emplace_back();
     step.line = number;
-    if (TextScanner(scanner).TakeWord() == "tree") return TakeTree(scanner, step, problem);
+    const std::string_view word = TextScanner(scanner).TakeWord();
+    if (word == "tree") return TakeTree(scanner, step, problem);
+    if (word == "remount" || word == "empty") return TakeWhole(scanner, step, problem);
     if (!ReadCallLine(scanner.rest(), step.call, problem)) return false;
     return Count(SizeOf(step.call.call) + (step.call.due ? SizeOf(*step.call.due) : 0), problem);
   }
@@ -73,9 +75,17 @@ class CallsParser {
       return Fail(problem, "behind tree stands nothing; what should be there follows, indented");
     }
     paths_.clear();
+    step.type = CallsStep::Type::kTree;
     step.tree = std::make_unique<DueTree>();
     tree_ = step.tree.get();
     return true;
+  }
+
+  /// What is done to the whole device.
+  static bool TakeWhole(TextScanner& scanner, CallsStep& step, std::string& problem) {
+    const std::string_view word = scanner.TakeWord();
+    step.type = word == "remount" ? CallsStep::Type::kRemount : CallsStep::Type::kEmpty;
+    return scanner.IsAtEnd() || Fail(problem, "behind " + std::string(word) + " stands nothing");
   }
 
   bool TakeObject(TextScanner& scanner, std::string& problem) {
@@ -331,7 +341,10 @@ std::string CallsText(const Difference& difference, const DifferenceNotes& notes
   for (const CallLine& look : notes.looks) {
     text += TextOf(look.call) + (look.due ? " => " + TextOf(look.call, *look.due) : "") + "\n";
   }
-  if (!notes.looks.empty() || notes.tree == nullptr) return text;
+  if (!notes.looks.empty()) return text;
+  if (difference.rule == "use" || difference.rule == "empty") return text + "empty\n";
+  if (difference.rule == "remount") text += "remount\n";
+  if (notes.tree == nullptr) return text;
   text += "tree\n";
   const std::string_view field =
       FieldOf(std::string_view(difference.id).substr(difference.id.rfind('-') + 1));

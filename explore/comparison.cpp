@@ -92,7 +92,7 @@ std::optional<Unlike> Comparison::Records(const ExamineData& reference, const Ex
   if (auto unlike = Texts("name", reference.Name, device.Name)) return unlike;
   if (auto unlike = Texts("comment", reference.Comment, device.Comment)) return unlike;
   const bool is_soft = (reference.Type & kKind) == FSO_TYPE_SOFTLINK;
-  if (is_soft || traits_.marks_links) {
+  if (traits_.shows_targets && (is_soft || traits_.marks_links)) {
     if (auto unlike = Texts("link", reference.Link, device.Link)) return unlike;
   }
   if (auto unlike =

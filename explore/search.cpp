@@ -28,7 +28,7 @@ SearchSummary Search::Run() {
     if (settings_.last_seed && seed > *settings_.last_seed) break;
     if (seed % settings_.shards != settings_.shard % settings_.shards) continue;
     if (settings_.time && Moment::now() - begun >= *settings_.time) break;
-    if (is_over_() || !trial_.has_room()) break;
+    if (is_over_() || is_lost_ || !trial_.has_room()) break;
     RunSequence(seed, DrawChoices(seed, settings_.calls), summary);
     if (seed == UINT64_MAX) break;
   }
@@ -50,6 +50,7 @@ void Search::RunSequence(std::uint64_t seed, Choices choices, SearchSummary& sum
   std::optional<Difference> difference = trial_.Run(choices);
   summary.calls += trial_.calls_made() - before;
   ++summary.sequences;
+  is_lost_ = difference && difference->rule == kStartRule;
   if (difference) Take(seed, std::move(choices), std::move(*difference));
 }
 
@@ -69,8 +70,11 @@ bool Search::ComesEachTime(const Choices& choices, const std::string& kind) {
 }
 
 std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
+  if (is_lost_) return std::nullopt;
   std::optional<Difference> found = trial_.Run(choices, manner);
-  if (!found) return found;
+  // What differed while there was a device is the difference.
+  is_lost_ = found && found->rule == kStartRule;
+  if (!found || is_lost_) return std::nullopt;
   const std::string kind = found->kind;
   const auto differs = [&](const Choices& candidate) {
     if (!trial_.has_room()) return false;

@@ -76,6 +76,7 @@ class Search {
   OnFinding on_finding_;
   IsOver is_over_;
   std::map<std::string, Finding> findings_;
+  bool is_lost_ = false;  ///< the device cannot be worked on any more
   /// What is known of a kind of difference.
   struct Kind {
     std::uint64_t times = 0;

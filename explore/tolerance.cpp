@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "explore/value_text.h"
 #include "platform/constants.h"
 
 namespace quorle::explore {
@@ -77,8 +78,25 @@ bool IsHeld(Side& side, const std::string& name) {
   return held;
 }
 
-/// Bytes of a name or a comment; more are refused before anything else is looked at, or after it.
+/// Bytes of a name or a text; more are refused before anything else is looked at, or after it.
 constexpr std::size_t kMostOfPacket = 255;
+
+/// Whether a mode of the call is none of those that there are.
+bool HasUnknownMode(const Call& call) {
+  const std::span<const Argument> arguments = RowOf(call.operation).Arguments();
+  for (std::size_t i = 0; i != arguments.size(); ++i) {
+    const bool is_mode = arguments[i] == Argument::kOpenMode ||
+                         arguments[i] == Argument::kLockMode ||
+                         arguments[i] == Argument::kOffsetMode;
+    if (!is_mode) continue;
+    const std::span<const Word> words = WordsOf(arguments[i]).words;
+    if (std::none_of(words.begin(), words.end(),
+                     [&](const Word& word) { return word.value == call.number[i]; })) {
+      return true;
+    }
+  }
+  return false;
+}
 
 /// Whether a position or a length is one that older packets cannot carry.
 bool HasWideNumber(const Call& call) {
@@ -113,13 +131,14 @@ bool IsReason(const Call& call, std::int32_t code, Side& side) {
       return IsProtected(side);
     case ERROR_DIRECTORY_NOT_EMPTY:
       return call.operation == Operation::kDelete;
+    case ERROR_BAD_NUMBER:
+      return HasUnknownMode(call);
     case ERROR_COMMENT_TOO_BIG:
       return call.operation == Operation::kSetComment && call.text[1].size() > kMostOfPacket;
     case ERROR_LINE_TOO_LONG:
     case ERROR_INVALID_COMPONENT_NAME:
-      return any([](const std::string& name) { return name.size() > kMostOfPacket; });
-    case ERROR_NO_MORE_ENTRIES:
-      return call.operation == Operation::kExamineDir;
+      return std::any_of(call.text.begin(), call.text.end(),
+                         [](const std::string& text) { return text.size() > kMostOfPacket; });
     case ERROR_OBJECT_TOO_LARGE:
       return HasWideNumber(call);
     case ERROR_OBJECT_WRONG_TYPE:
@@ -129,11 +148,18 @@ bool IsReason(const Call& call, std::int32_t code, Side& side) {
   }
 }
 
+/// Whether a scan that was at its end may say so again, whatever else there is to say. Of a scan that none can
+/// be made of nobody has come to the end.
+bool IsEndedScan(const Call& call, std::int32_t reference, std::int32_t device) {
+  return call.operation == Operation::kExamineDir && device == ERROR_NO_MORE_ENTRIES &&
+         reference != ERROR_OBJECT_WRONG_TYPE;
+}
+
 constexpr auto kTolerances = std::to_array<Tolerance>({
     {"code-order",
      "several reasons to refuse a call hold, and nothing says which of them is found first",
-     [](const Call& call, std::int32_t, std::int32_t device, Side& side) {
-       return IsReason(call, device, side);
+     [](const Call& call, std::int32_t reference, std::int32_t device, Side& side) {
+       return IsReason(call, device, side) || IsEndedScan(call, reference, device);
      }},
     {"through-file",
      "a name that leads through a file is not there (205), or is no directory (212)",

@@ -295,6 +295,7 @@ class Probe {
     Call read = With(Operation::kReadSoftLink, "qs");
     read.number[2] = 100;
     if (soft) Try(read);
+    if (soft) traits_.shows_targets = ShowsTarget("qs");
     if (!soft) Knows(Operation::kReadSoftLink) = false;
     dos_.Delete("qs");
     if (soft) {
@@ -317,6 +318,17 @@ class Probe {
     dos_.Delete("qe");
     dos_.Delete("qd");
     dos_.Delete("qh");
+  }
+
+  /// Whether a scan shows what the soft link `name` holds; where it shows no such link the search will say so.
+  bool ShowsTarget(std::string_view name) {
+    bool shows = true;
+    const DirContextHandle scan = side_.further().ObtainDirContext(EX_StringNameInput, "");
+    while (const ExamineData* const entry = side_.further().ExamineDir(scan)) {
+      if (entry->Name == name) shows = entry->Link[0] != '\0';
+    }
+    side_.further().ReleaseDirContext(scan);
+    return shows;
   }
 
   /// A number that is there in one way to examine an object is expected in all.
@@ -439,6 +451,7 @@ std::map<std::string, std::string> FactsOf(const Traits& traits) {
       {"numbers-objects", truth(traits.numbers_objects)},
       {"marks-links", truth(traits.marks_links)},
       {"counts-links", truth(traits.counts_links)},
+      {"shows-targets", truth(traits.shows_targets)},
       {"examines-held", truth(traits.examines_held)},
       {"notifies", truth(traits.notifies)},
       {"counts-users", truth(traits.counts_users)},

@@ -87,7 +87,8 @@ class Trial::Sequence {
     if (!directory_.empty())
       side.dos().UnLock(side.dos().CreateDir((side.device() + directory_).c_str()));
     if (const std::int32_t code = side.Begin(directory_); code != 0) {
-      Report("start", "start-refused", "the directory that is worked in cannot be locked",
+      Report(std::string(kStartRule), "start-refused",
+             "the directory that is worked in cannot be locked",
              "refused with " + std::to_string(code));
     }
   }
@@ -152,12 +153,12 @@ class Trial::Sequence {
   bool Remount() {
     parts_.device.End();
     const std::string problem = parts_.control.Remount();
-    BeginSide(parts_.device);
-    if (difference_) return false;
     if (!problem.empty()) {
       Report("remount", "remount-fails", problem);
       return false;
     }
+    BeginSide(parts_.device);
+    if (difference_) return false;
     return CompareTrees(true, "remount");
   }
 
@@ -204,7 +205,7 @@ class Trial::Sequence {
       SetUpGenerator();
     }
     for (Side* const side : {&parts_.reference, &parts_.device}) {
-      if (found && found->rule == "start") side->End();
+      if (found && found->rule == kStartRule) side->End();
       if (side->has_begun()) Settle(*side);
     }
     difference_ = std::move(found);

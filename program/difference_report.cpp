@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "explore/call_text.h"
-#include "explore/calls_file.h"
+#include "explore/replay.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
 #include "explore/tree.h"
@@ -89,17 +89,21 @@ std::string DifferenceReport::AgainLine(const Finding& finding) const {
     return "quorle replay " + options_.machine_words +
            ShellWord(PathOf(finding.difference.id, ".calls")) + " " + options_.device;
   }
+  const std::string command =
+      "quorle explore " + options_.machine_words +
+      (options_.host.remount.each ? "--remount each " : "") +
+      (options_.host.remount.after_run
+           ? "--after-run " + ShellWord(*options_.host.remount.after_run) + " "
+           : "");
   if (options_.choices) {
-    return "quorle explore " + options_.machine_words + "--choices " +
-           ShellWord(*options_.choices) + " " + options_.device;
+    return command + "--choices " + ShellWord(*options_.choices) + " " + options_.device;
   }
   std::string calls;
   constexpr std::size_t kUsualCalls = 200;
   if (options_.search.calls != kUsualCalls) {
     calls = "--calls " + std::to_string(options_.search.calls) + " ";
   }
-  return "quorle explore " + options_.machine_words + "--seed " + std::to_string(finding.seed) +
-         " " + calls + options_.device;
+  return command + "--seed " + std::to_string(finding.seed) + " " + calls + options_.device;
 }
 
 void DifferenceReport::Show(const Finding& finding, bool first, DeviceSession& session,
@@ -166,34 +170,13 @@ bool DifferenceReport::WriteCalls(const Finding& finding, const std::string& pat
   const Difference& difference = finding.difference;
   explore::SearchClock clock;
   ReferenceVolume reference(clock, console_, volume);
-  explore::DifferenceNotes notes;
-  notes.comments = {"difference " + difference.id + " (seed " + std::to_string(finding.seed) + ")",
-                    difference.what + " (rule: " + difference.rule + ")",
-                    "again: " + AgainLine(finding)};
-  reference.side().Begin("");
-  for (const ShownCall& shown : difference.calls) {
-    clock.Step();
-    explore::Outcome outcome;
-    reference.side().Make(shown.call, outcome);
-    notes.reference.push_back(explore::AllOf(shown.call, outcome));
-  }
-  for (const std::string& line : difference.then) {
-    explore::CallLine look;
-    std::string field;
-    if (!explore::ReadLook(line, look.call, field)) continue;
-    explore::Outcome outcome;
-    clock.Step();
-    reference.side().Make(look.call, outcome);
-    look.due = explore::AllOf(look.call, outcome);
-    std::erase_if(look.due->fields, [&](const explore::DueField& due) {
-      return explore::FieldsOf(explore::Result::kRecord)[due.field].name != field;
-    });
-    notes.looks.push_back(std::move(look));
-  }
-  const VolumeListing tree = ListVolume(reference.port(), explore::kTreeBounds);
-  notes.tree = &tree;
+  const std::string text = explore::CallsText(
+      difference,
+      {"difference " + difference.id + " (seed " + std::to_string(finding.seed) + ")",
+       difference.what + " (rule: " + difference.rule + ")", "again: " + AgainLine(finding)},
+      {.side = reference.side(), .clock = clock, .port = reference.port()});
   std::string problem;
-  if (WriteWholeFile(path, explore::CallsText(difference, notes), problem)) return true;
+  if (WriteWholeFile(path, text, problem)) return true;
   console_.Report(problem);
   return false;
 }

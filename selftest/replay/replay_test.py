@@ -58,6 +58,64 @@ class ReplayTest(unittest.TestCase):
 
 
 class Expectations(ReplayTest):
+    def test_a_remount_gives_everything_back(self):
+        self.assertEqual(self.calls(HEADER + """\
+Open("a", MODE_NEWFILE) => f1
+Write(f1, "abc") => 3
+remount
+tree
+  "a" Content="abc"
+Read(f1, 1) => -1 205|219
+empty
+tree
+""", "--mount", "DH0=ram"), (10, """\
+    2  Open("a", MODE_NEWFILE) = f1
+    3  Write(f1, "abc") = 3
+    4  remount
+    5  tree
+!   7  Read(f1, 1) = -1 116
+       expected: -1 205|219
+    8  empty
+    9  tree
+3 calls, 7 expectations, 1 not met
+""", ""))
+
+    def test_what_a_remount_loses(self):
+        status, out, _ = self.calls(HEADER + """\
+Open("a", MODE_NEWFILE) => f1
+Write(f1, "abc") => 3
+remount
+tree
+  "a" Content="abc"
+""", "--mount", "DH0=ram,deviate=remount-cuts-files")
+        self.assertEqual((status, out.splitlines()[3:5]), (
+            10, ["!   5  tree",
+                 '       "a" has Content=0 bytes with checksum 0xCBF29CE484222325, expected Content="abc"']))
+        status, out, _ = self.calls(HEADER + 'CreateDir("d") => l1\nremount\n', "--mount",
+                                    "DH0=ram,deviate=remount-refused")
+        self.assertEqual((status, out.splitlines()[1:3]), (
+            10, ["!   3  remount", "       the deviation remount-refused refuses the volume"]))
+
+    def test_what_is_lost_when_all_is_deleted(self):
+        self.assertEqual(self.calls(HEADER + """\
+CreateDir("d") => l1
+Open("d/a", MODE_NEWFILE) => f1
+SetProtection("d/a", EXDF_NO_DELETE) => TRUE
+empty
+""", "--mount", "DH0=ram,deviate=delete-of-empty-file-loses-block"), (10, """\
+    2  CreateDir("d") = l1
+    3  Open("d/a", MODE_NEWFILE) = f1
+    4  SetProtection("d/a", EXDF_NO_DELETE) = TRUE
+!   5  empty
+       2 blocks used, expected 1 as before the first line
+3 calls, 4 expectations, 1 not met
+""", ""))
+
+    def test_nothing_stands_behind_what_is_done_to_a_device(self):
+        for line in ("remount x", "empty => TRUE"):
+            self.assertEqual(self.calls(HEADER + line + "\n", "--mount", "DH0=ram"),
+                             (20, "", f"quorle: x.calls:2: behind {line.split()[0]} stands nothing\n"))
+
     def test_all_is_as_expected(self):
         self.assertEqual(self.calls(RENAME, "--mount", "DH0=ram"), (0, """\
     3  Open("a", MODE_NEWFILE) = f1

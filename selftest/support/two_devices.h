@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "explore/search_clock.h"
 #include "explore/side.h"
@@ -28,7 +29,17 @@ class TwoDevices {
   /// Probes the traits of the device and makes a trial of both.
   explore::Trial& Start(explore::TrialSettings settings = {},
                         explore::CallObserver* observer = nullptr);
+  /// The same, as if the device could do all that the reference can.
+  explore::Trial& StartWithAllTraits(explore::TrialSettings settings = {});
   explore::Trial& trial() { return *trial_; }
+
+  /// The ports of the two.
+  HandlerPort& device_port() { return *device_machine_->list().Find("DH0").port; }
+  HandlerPort& reference_port() { return *reference_machine_->list().Find("REF").port; }
+  /// Unmounts the device and mounts it again. Returns what went wrong; empty: nothing.
+  std::string Remount();
+  /// Ends the device. Returns what its handler did wrong in all that time, a line each.
+  std::vector<std::string> ShutDownDevice();
 
  private:
   /// Keeps the handler's devices and nothing else.
@@ -42,7 +53,7 @@ class TwoDevices {
   };
 
   std::unique_ptr<Machine> Build(const std::string& mount);
-  std::string Remount();
+  explore::Trial& MakeTrial(explore::TrialSettings settings, explore::CallObserver* observer);
 
   /// What a machine needs around it, and nobody looks at.
   struct Surroundings;
