@@ -37,4 +37,11 @@ Choices ReadChoices(std::span<const std::uint8_t> bytes) {
   return choices;
 }
 
+void WriteChoices(std::span<const Choice> choices, std::uint8_t* bytes) {
+  for (const Choice choice : choices) {
+    *bytes++ = static_cast<std::uint8_t>(choice & 0xFF);
+    *bytes++ = static_cast<std::uint8_t>(choice >> 8);
+  }
+}
+
 }  // namespace quorle::explore

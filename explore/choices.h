@@ -36,4 +36,7 @@ Choices DrawChoices(std::uint64_t seed, std::size_t calls);
 /// The choices in `bytes`, two bytes each, the lower one first; a call that is not whole is left out.
 Choices ReadChoices(std::span<const std::uint8_t> bytes);
 
+/// The bytes of `choices`, from which ReadChoices() makes them again. `bytes` has room for two each.
+void WriteChoices(std::span<const Choice> choices, std::uint8_t* bytes);
+
 }  // namespace quorle::explore

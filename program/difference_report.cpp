@@ -5,17 +5,13 @@
 #include <filesystem>
 #include <utility>
 
-#include "explore/call_text.h"
-#include "explore/replay.h"
-#include "explore/search_clock.h"
+#include "explore/finding_text.h"
 #include "explore/side.h"
 #include "explore/tree.h"
-#include "hosted/dos/volume_listing.h"
 #include "platform/intercepting.h"
 #include "platform/trace_json.h"
 #include "platform/tracing.h"
 #include "program/line_file.h"
-#include "program/reference_volume.h"
 #include "results/whole_file.h"
 
 namespace quorle {
@@ -25,51 +21,17 @@ using explore::Difference;
 using explore::Finding;
 using explore::ShownCall;
 
-/// The lines of a sequence, what came of each call beside it.
-std::vector<std::string> CallLines(const Difference& difference) {
-  constexpr std::size_t kColumn = 48;
-  std::vector<std::string> lines;
-  for (const ShownCall& shown : difference.calls) {
-    const bool is_known = !shown.device.empty() || !shown.reference.empty();
-    std::string line =
-        is_known ? explore::MadeText(shown.call, shown.device) : explore::TextOf(shown.call);
-    const bool is_last = &shown == &difference.calls.back();
-    if (!shown.reference.empty()) {
-      line.resize(std::max(line.size() + 2, kColumn), ' ');
-      line += "reference: " + shown.reference;
-    } else if (is_last && is_known && !difference.then.empty()) {
-      line.resize(std::max(line.size() + 2, kColumn), ' ');
-      line += "as it should be";
-    }
-    lines.push_back(std::move(line));
-  }
-  return lines;
-}
-
-std::string Indented(std::size_t number) {
-  std::string text = std::to_string(number);
-  text.insert(0, text.size() < 3 ? 3 - text.size() : 0, ' ');
-  return text;
-}
-
 }  // namespace
 
 DifferenceReport::DifferenceReport(const ExploreOptions& options, Console& console)
     : options_(options), console_(console) {}
 
 bool DifferenceReport::Prepare() {
-  if (options_.host.results.expect) {
-    const std::string& path = *options_.host.results.expect;
-    ExpectationFile file;
-    std::string text;
+  if (const auto& path = options_.host.results.expect) {
     std::string problem;
-    if (!ReadExpectationText(path, text, problem) ||
-        !ParseExpectations(path, std::move(text), file, problem)) {
+    if (!ReadExpectedDifferences(*path, expected_, problem)) {
       console_.Report(problem);
       return false;
-    }
-    for (ExpectedDifference& difference : file.differences) {
-      expected_.emplace(std::move(difference.id), std::move(difference.reason));
     }
   }
   if (!options_.out) return true;
@@ -108,32 +70,15 @@ std::string DifferenceReport::AgainLine(const Finding& finding) const {
 
 void DifferenceReport::Show(const Finding& finding, bool first, DeviceSession& session,
                             HandlerPort& port, const std::string& directory) {
-  const Difference& difference = finding.difference;
   if (options_.out) WriteFiles(finding, session, port, directory);
-  std::string text = "difference " + difference.id + "  (";
-  if (finding.seed != 0) text += "seed " + std::to_string(finding.seed) + ", ";
-  text += std::to_string(finding.calls) + " calls, ";
-  text += finding.comes_again ? "shrunk to " + std::to_string(difference.calls.size())
-                              : std::string("not seen again");
-  text += first ? ")\n" : "; shorter than before)\n";
-  std::size_t number = 0;
-  for (const std::string& line : CallLines(difference)) {
-    text += Indented(++number) + "  " + line + "\n";
-  }
-  for (const std::string& line : difference.then) text += "     then " + line + "\n";
-  text += "  " + difference.what + " (rule: " + difference.rule + ")\n";
-  if (!finding.comes_again) text += "  the same calls did not show it a second time\n";
-  const auto known = expected_.find(difference.id);
-  if (known != expected_.end()) text += "  expected: " + known->second + "\n";
-  text += "  again: " + AgainLine(finding) + "\n\n";
-  console_.Print(text);
+  const auto known = expected_.find(finding.difference.id);
+  explore::FindingRemarks remarks{.first = first, .expected = {}, .again = AgainLine(finding)};
+  if (known != expected_.end()) remarks.expected = known->second;
+  console_.Print(explore::FindingText(finding, remarks));
 }
 
 void DifferenceReport::ShowNote(const Difference& note) {
-  std::string text = "note " + note.id + "\n";
-  for (const std::string& line : CallLines(note)) text += "     " + line + "\n";
-  for (const std::string& line : note.then) text += "     then " + line + "\n";
-  console_.Print(text + "  " + note.what + " (rule: " + note.rule + ")\n\n");
+  console_.Print(explore::NoteText(note));
 }
 
 DifferenceEvent DifferenceReport::EventOf(const Finding& finding) const {
@@ -143,7 +88,7 @@ DifferenceEvent DifferenceReport::EventOf(const Finding& finding) const {
   event.rule = difference.rule;
   event.weight = difference.weight == Difference::Weight::kNote ? "note" : "error";
   event.text = difference.what;
-  event.calls = CallLines(difference);
+  event.calls = explore::CallLines(difference);
   event.seed = static_cast<std::int64_t>(finding.seed);
   event.found_in = static_cast<std::int64_t>(finding.calls);
   event.times = static_cast<std::int64_t>(finding.times);
@@ -167,16 +112,11 @@ void DifferenceReport::WriteFiles(const Finding& finding, DeviceSession& session
 
 bool DifferenceReport::WriteCalls(const Finding& finding, const std::string& path,
                                   const std::string& volume) {
-  const Difference& difference = finding.difference;
-  explore::SearchClock clock;
-  ReferenceVolume reference(clock, console_, volume);
-  const std::string text = explore::CallsText(
-      difference,
-      {"difference " + difference.id + " (seed " + std::to_string(finding.seed) + ")",
-       difference.what + " (rule: " + difference.rule + ")", "again: " + AgainLine(finding)},
-      {.side = reference.side(), .clock = clock, .port = reference.port()});
   std::string problem;
-  if (WriteWholeFile(path, text, problem)) return true;
+  if (WriteWholeFile(path, explore::FindingCalls(finding, AgainLine(finding), volume, console_),
+                     problem)) {
+    return true;
+  }
   console_.Report(problem);
   return false;
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "explore/coverage.h"
+#include "explore/reference_volume.h"
 #include "explore/search.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
@@ -29,7 +30,6 @@
 #include "program/explore_options.h"
 #include "program/explored_device.h"
 #include "program/line_file.h"
-#include "program/reference_volume.h"
 #include "program/run_start.h"
 #include "results/whole_file.h"
 
@@ -101,7 +101,7 @@ class Exploration {
   std::optional<JsonTrace> json_;
   std::optional<Tracer> tracer_;
   std::optional<Interception> interception_;
-  std::unique_ptr<ReferenceVolume> reference_;
+  std::unique_ptr<explore::ReferenceVolume> reference_;
   std::unique_ptr<explore::Side> side_;
   VolumeListing before_;
   std::optional<explore::TreeObject> base_before_;
@@ -189,8 +189,8 @@ bool Exploration::Begin() {
   }
   base_before_ = explore::KeepBase(*side_);
   traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty());
-  reference_ = std::make_unique<ReferenceVolume>(clock_, console_,
-                                                 port_->volume_name().value_or("Reference"));
+  reference_ = std::make_unique<explore::ReferenceVolume>(
+      clock_, console_, port_->volume_name().value_or("Reference"));
   for (const std::string& line : explore::TraitLines(traits_)) {
     console_.Print("trait: " + line + "\n");
   }

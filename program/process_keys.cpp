@@ -39,7 +39,8 @@ bool ReadLimit(const std::optional<std::string>& value, std::chrono::seconds& li
   const char* const end = value->data() + value->size();
   const auto [stop, error] = std::from_chars(value->data(), end, seconds);
   limit = std::chrono::seconds(seconds);
-  if (error == std::errc() && stop == end && seconds >= 1 && seconds <= kLongestCallLimit) return true;
+  if (error == std::errc() && stop == end && seconds >= 1 && seconds <= kLongestCallLimit)
+    return true;
   problem =
       "limit=" + *value + ": it is a number of seconds, 1 to " + std::to_string(kLongestCallLimit);
   return false;

@@ -390,4 +390,18 @@ bool ParseExpectations(const std::string& path, std::string text, ExpectationFil
   return true;
 }
 
+bool ReadExpectedDifferences(const std::string& path, std::map<std::string, std::string>& reasons,
+                             std::string& problem) {
+  ExpectationFile file;
+  std::string text;
+  if (!ReadExpectationText(path, text, problem) ||
+      !ParseExpectations(path, std::move(text), file, problem)) {
+    return false;
+  }
+  for (ExpectedDifference& difference : file.differences) {
+    reasons.emplace(std::move(difference.id), std::move(difference.reason));
+  }
+  return true;
+}
+
 }  // namespace quorle

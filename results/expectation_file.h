@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -69,6 +70,11 @@ bool ParseExpectations(const std::string& path, std::string text, ExpectationFil
 /// Reads the file `path` into `text`. False, with `problem` one line, when it cannot be read or is larger
 /// than any file of expectations.
 bool ReadExpectationText(const std::string& path, std::string& text, std::string& problem);
+
+/// The reasons of the [[difference]] of the file `path`, by their ids. False, with `problem` one line, when it
+/// cannot be read or is wrong.
+bool ReadExpectedDifferences(const std::string& path, std::map<std::string, std::string>& reasons,
+                             std::string& problem);
 
 /// "quorle.toml:12"
 std::string LineOf(const std::string& path, std::size_t line);

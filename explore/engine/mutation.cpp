@@ -1,0 +1,133 @@
+#include "explore/engine/mutation.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace quorle::explore {
+namespace {
+
+using Place = Choices::difference_type;
+
+constexpr auto kWidth = static_cast<Place>(kChoicesPerCall);
+
+/// The highest choices of an operation make many files at once. An engine would keep those, since they reach
+/// every line so often, and spend most of its time with them.
+constexpr Choice kMostOperation = 0xFFDF;
+
+/// The random numbers of one change.
+class Randoms {
+ public:
+  explicit Randoms(std::uint64_t seed) : numbers_(DrawChoices(seed, 5)) {}
+
+  Choice Next() { return numbers_[at_++ % numbers_.size()]; }
+  /// 0 to `count` - 1; `count` is at least 1.
+  std::size_t Below(std::size_t count) { return (Next() << 16 | Next()) % count; }
+
+ private:
+  Choices numbers_;
+  std::size_t at_ = 0;
+};
+
+/// Brings `choices` within what may come back.
+void Bound(Choices& choices, std::size_t most_calls) {
+  choices.resize(std::min(choices.size(), most_calls * kChoicesPerCall));
+  for (std::size_t at = kOperationChoice; at < choices.size(); at += kChoicesPerCall) {
+    choices[at] = std::min(choices[at], kMostOperation);
+  }
+}
+
+Place CallPlace(std::size_t call) {
+  return static_cast<Place>(call) * kWidth;
+}
+
+/// Inserts a call, plain in half of what it chooses, before one, or behind the last one.
+void InsertCall(Choices& choices, Randoms& randoms) {
+  const std::size_t calls = choices.size() / kChoicesPerCall;
+  Choices call(kChoicesPerCall);
+  for (Choice& choice : call) choice = randoms.Below(2) == 0 ? Choice{0} : randoms.Next();
+  call[kOperationChoice] = randoms.Next();
+  choices.insert(choices.begin() + CallPlace(randoms.Below(calls + 1)), call.begin(), call.end());
+}
+
+void CopyCall(Choices& choices, Randoms& randoms) {
+  const std::size_t calls = choices.size() / kChoicesPerCall;
+  const Place from = CallPlace(randoms.Below(calls));
+  const Choices call(choices.begin() + from, choices.begin() + from + kWidth);
+  choices.insert(choices.begin() + CallPlace(randoms.Below(calls + 1)), call.begin(), call.end());
+}
+
+void RemoveCalls(Choices& choices, Randoms& randoms) {
+  const std::size_t calls = choices.size() / kChoicesPerCall;
+  const std::size_t first = randoms.Below(calls);
+  const std::size_t count = 1 + randoms.Below(std::min<std::size_t>(calls - first, 8));
+  choices.erase(choices.begin() + CallPlace(first), choices.begin() + CallPlace(first + count));
+}
+
+void SwapCalls(Choices& choices, Randoms& randoms) {
+  const std::size_t calls = choices.size() / kChoicesPerCall;
+  const Place one = CallPlace(randoms.Below(calls));
+  const Place other = CallPlace(randoms.Below(calls));
+  if (one == other) return;
+  std::swap_ranges(choices.begin() + one, choices.begin() + one + kWidth, choices.begin() + other);
+}
+
+/// Another choice for one: any, one near it, the plainest, or that of another call.
+void ChangeChoice(Choices& choices, Randoms& randoms) {
+  constexpr int kNearest = 4;
+  constexpr int kFarthest = 12;
+  const std::size_t calls = choices.size() / kChoicesPerCall;
+  const std::size_t use = randoms.Below(kChoicesPerCall);
+  Choice& choice = choices[randoms.Below(calls) * kChoicesPerCall + use];
+  switch (randoms.Below(8)) {
+    case 0:
+      choice = 0;
+      break;
+    case 1:
+      choice = choices[randoms.Below(calls) * kChoicesPerCall + use];
+      break;
+    case 2:
+    case 3:
+    case 4: {
+      const auto bits = static_cast<unsigned>(kNearest + randoms.Below(kFarthest - kNearest));
+      const std::size_t distance = 1 + randoms.Below(std::size_t{1} << bits);
+      choice = static_cast<Choice>(randoms.Below(2) == 0 ? choice + distance : choice - distance);
+      break;
+    }
+    default:
+      choice = randoms.Next();
+      break;
+  }
+}
+
+}  // namespace
+
+void Mutate(Choices& choices, std::size_t most_calls, std::uint64_t seed) {
+  Randoms randoms(seed);
+  const std::size_t what = randoms.Below(16);
+  if (choices.empty() || what < 5) {
+    InsertCall(choices, randoms);
+  } else if (what < 6) {
+    CopyCall(choices, randoms);
+  } else if (what < 8 && choices.size() > kChoicesPerCall) {
+    RemoveCalls(choices, randoms);
+  } else if (what < 9) {
+    SwapCalls(choices, randoms);
+  } else {
+    ChangeChoice(choices, randoms);
+  }
+  Bound(choices, most_calls);
+}
+
+Choices Cross(const Choices& first, const Choices& second, std::size_t most_calls,
+              std::uint64_t seed) {
+  Randoms randoms(seed);
+  const std::size_t of_first = randoms.Below(first.size() / kChoicesPerCall + 1);
+  const std::size_t of_second = randoms.Below(second.size() / kChoicesPerCall + 1);
+  Choices crossed(first.begin(), first.begin() + CallPlace(of_first));
+  crossed.insert(crossed.end(), second.end() - CallPlace(of_second), second.end());
+  Bound(crossed, most_calls);
+  if (crossed.empty()) Mutate(crossed, most_calls, seed);
+  return crossed;
+}
+
+}  // namespace quorle::explore
