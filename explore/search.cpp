@@ -115,6 +115,12 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
     difference.weight = Difference::Weight::kNote;
   } else if (std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast}, choices)) {
     difference = std::move(*again);
+    // What is left of a long sequence may have been chance.
+    if (difference.rule == "use" && !ComesEachTime(choices, difference.kind)) {
+      trial_.IgnoreBlocks();
+      finding.comes_again = false;
+      difference.weight = Difference::Weight::kNote;
+    }
   } else if (again = ShrinkIn({.walks = Walks::kEach}, choices); again) {
     difference = std::move(*again);
     difference.then.emplace_back("it shows when the files are opened and read after each call");

@@ -35,8 +35,9 @@ struct TwoDevices::Surroundings {
   NeverBreak breaks;
 };
 
-TwoDevices::TwoDevices(const std::string& handler, PortType port)
-    : surroundings_(std::make_unique<Surroundings>()), port_(port) {
+TwoDevices::TwoDevices(const std::string& handler, PortType port, std::vector<NamedLayer> layers)
+    : surroundings_(std::make_unique<Surroundings>()), port_(port), layers_(BuiltInLayers()) {
+  layers_.insert(layers_.end(), layers.begin(), layers.end());
   reference_machine_ = Build("REF=ram,volume=Work");
   device_machine_ = Build("DH0=" + handler + ",volume=Work");
   reference_ = std::make_unique<explore::Side>(reference_machine_->dos(),
@@ -60,7 +61,7 @@ std::unique_ptr<Machine> TwoDevices::Build(const std::string& mount) {
   std::vector<MountSpec> mounts = StandardMounts();
   mounts.push_back(std::move(spec));
   std::unique_ptr<Machine> machine = Machine::Build({.handlers = BuiltInHandlers(),
-                                                     .layers = BuiltInLayers(),
+                                                     .layers = layers_,
                                                      .mounts = std::move(mounts),
                                                      .exec = {},
                                                      .dos = {}},

@@ -8,6 +8,7 @@
 #include "explore/side.h"
 #include "explore/traits.h"
 #include "explore/trial.h"
+#include "hosted/calls/port_layer.h"
 #include "hosted/calls/port_type.h"
 #include "hosted/dos/machine.h"
 
@@ -16,8 +17,10 @@ namespace quorle::selftest {
 /// A device DH0: and a reference volume, each on a machine of its own under one clock, as a search has them.
 class TwoDevices {
  public:
-  /// `handler` is what DH0: is mounted with: "ram", "ram,deviate=NAME", "dir:/path".
-  explicit TwoDevices(const std::string& handler, PortType port = PortType::kVector);
+  /// `handler` is what DH0: is mounted with: "ram", "ram,deviate=NAME", "dir:/path". `layers` are there besides
+  /// those of the program.
+  explicit TwoDevices(const std::string& handler, PortType port = PortType::kVector,
+                      std::vector<NamedLayer> layers = {});
   ~TwoDevices();
   TwoDevices(const TwoDevices&) = delete;
   TwoDevices& operator=(const TwoDevices&) = delete;
@@ -61,6 +64,7 @@ class TwoDevices {
   std::unique_ptr<Surroundings> surroundings_;
   explore::SearchClock clock_;
   PortType port_;
+  std::vector<NamedLayer> layers_;
   std::unique_ptr<Machine> reference_machine_;
   std::unique_ptr<Machine> device_machine_;
   std::unique_ptr<explore::Side> reference_;
