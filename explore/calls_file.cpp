@@ -34,7 +34,9 @@ class CallsParser {
     }
     CallsStep& step = steps_.emplace_back();
     step.line = number;
-    if (TextScanner(scanner).TakeWord() == "tree") return TakeTree(scanner, step, problem);
+    const std::string_view word = TextScanner(scanner).TakeWord();
+    if (word == "tree") return TakeTree(scanner, step, problem);
+    if (word == "remount" || word == "empty") return TakeWhole(scanner, step, problem);
     if (!ReadCallLine(scanner.rest(), step.call, problem)) return false;
     return Count(SizeOf(step.call.call) + (step.call.due ? SizeOf(*step.call.due) : 0), problem);
   }
@@ -73,9 +75,17 @@ class CallsParser {
       return Fail(problem, "behind tree stands nothing; what should be there follows, indented");
     }
     paths_.clear();
+    step.type = CallsStep::Type::kTree;
     step.tree = std::make_unique<DueTree>();
     tree_ = step.tree.get();
     return true;
+  }
+
+  /// What is done to the whole device.
+  static bool TakeWhole(TextScanner& scanner, CallsStep& step, std::string& problem) {
+    const std::string_view word = scanner.TakeWord();
+    step.type = word == "remount" ? CallsStep::Type::kRemount : CallsStep::Type::kEmpty;
+    return scanner.IsAtEnd() || Fail(problem, "behind " + std::string(word) + " stands nothing");
   }
 
   bool TakeObject(TextScanner& scanner, std::string& problem) {
@@ -158,8 +168,24 @@ void CompareObject(const DueObject& due, const ListedObject& object,
   }
 }
 
-/// One line of a tree. What is a filesystem's own, dates and numbers, is left out.
-std::string ObjectText(const std::string& path, const ListedObject& object) {
+/// The field of a record for which a comparison has `word`; empty: none.
+std::string_view FieldOf(std::string_view word) {
+  static constexpr std::pair<std::string_view, std::string_view> kFields[] = {
+      {"type", "Type"},       {"size", "FileSize"},  {"name", "Name"},
+      {"comment", "Comment"}, {"link", "Link"},      {"protection", "Protection"},
+      {"owner", "OwnerUID"},  {"group", "OwnerGID"}, {"links", "RefCount"},
+      {"date", "Date"},
+  };
+  for (const auto& [what, name] : kFields) {
+    if (what == word) return name;
+  }
+  return {};
+}
+
+/// One line of a tree. What is a filesystem's own, dates and numbers, is left out, but for the field that
+/// differs.
+std::string ObjectText(const std::string& path, const ListedObject& object,
+                       std::string_view field_that_differs) {
   const std::string leaf(LeafOf(path));
   const ExamineData record = RecordOf(object, leaf);
   const std::uint32_t type = object.type & FSO_TYPE_MASK;
@@ -169,7 +195,7 @@ std::string ObjectText(const std::string& path, const ListedObject& object) {
     const bool is_of_files = name == "FileSize" && type == FSO_TYPE_FILE;
     const bool is_of_links = name == "Link" && type == FSO_TYPE_SOFTLINK;
     const bool is_of_all = name == "Type" || name == "Comment" || name == "Protection" ||
-                           name == "OwnerUID" || name == "OwnerGID";
+                           name == "OwnerUID" || name == "OwnerGID" || name == field_that_differs;
     if (!is_of_files && !is_of_links && !is_of_all) continue;
     text += " " + std::string(name) + "=" + field.of_record(record);
   }
@@ -263,6 +289,28 @@ std::vector<std::string> CompareTree(const DueTree& due, const VolumeListing& li
   return lines;
 }
 
+bool ReadLook(std::string_view line, Call& call, std::string& field) {
+  TextScanner scanner(line);
+  call = {};
+  std::string problem;
+  if (!scanner.Take("ExamineObject(")) return false;
+  if (scanner.Sees("\"")) {
+    call.operation = Operation::kExamineObject;
+    if (!scanner.TakeText(call.text[0], problem)) return false;
+  } else {
+    const std::string_view object = scanner.TakeWord();
+    const bool is_lock = object.starts_with('l');
+    call.operation = is_lock ? Operation::kExamineLock : Operation::kExamineFile;
+    const auto number = PlainNumberIn(object.substr(std::min<std::size_t>(1, object.size())));
+    if ((!is_lock && !object.starts_with('f')) || !number) return false;
+    call.number[1] = *number;
+  }
+  if (!scanner.Take("):")) return false;
+  const std::string_view word = scanner.TakeWord();
+  field = FieldOf(word);
+  return true;
+}
+
 std::string CallsText(const Difference& difference, const DifferenceNotes& notes) {
   std::string text(kCallsHeader);
   text += "\n";
@@ -289,9 +337,18 @@ std::string CallsText(const Difference& difference, const DifferenceNotes& notes
     text += "\n";
   }
   for (const std::string& line : difference.then) text += CommentLine("then: " + line);
-  if (is_shown || notes.tree == nullptr) return text;
+  if (is_shown) return text;
+  for (const CallLine& look : notes.looks) {
+    text += TextOf(look.call) + (look.due ? " => " + TextOf(look.call, *look.due) : "") + "\n";
+  }
+  if (!notes.looks.empty()) return text;
+  if (difference.rule == "use" || difference.rule == "empty") return text + "empty\n";
+  if (difference.rule == "remount") text += "remount\n";
+  if (notes.tree == nullptr) return text;
   text += "tree\n";
-  for (const auto& [path, object] : notes.tree->objects) text += ObjectText(path, object);
+  const std::string_view field =
+      FieldOf(std::string_view(difference.id).substr(difference.id.rfind('-') + 1));
+  for (const auto& [path, object] : notes.tree->objects) text += ObjectText(path, object, field);
   return text;
 }
 

@@ -91,7 +91,10 @@ std::optional<Unlike> Comparison::Records(const ExamineData& reference, const Ex
   if (auto unlike = Numbers("size", reference.FileSize, device.FileSize)) return unlike;
   if (auto unlike = Texts("name", reference.Name, device.Name)) return unlike;
   if (auto unlike = Texts("comment", reference.Comment, device.Comment)) return unlike;
-  if (auto unlike = Texts("link", reference.Link, device.Link)) return unlike;
+  const bool is_soft = (reference.Type & kKind) == FSO_TYPE_SOFTLINK;
+  if (traits_.shows_targets && (is_soft || traits_.marks_links)) {
+    if (auto unlike = Texts("link", reference.Link, device.Link)) return unlike;
+  }
   if (auto unlike =
           Masks("protection", reference.Protection, device.Protection, traits_.protection)) {
     return unlike;
@@ -100,7 +103,9 @@ std::optional<Unlike> Comparison::Records(const ExamineData& reference, const Ex
     return unlike;
   if (auto unlike = Masks("group", reference.OwnerGID, device.OwnerGID, traits_.group))
     return unlike;
-  if (traits_.counts_links) {
+  // Where a link is no other than the object each name has the count of all of them.
+  const bool may_count_more = !traits_.marks_links && device.RefCount > reference.RefCount;
+  if (traits_.counts_links && !may_count_more) {
     if (auto unlike = Numbers("links", reference.RefCount, device.RefCount)) return unlike;
   }
   if (!IsDate(reference.Date, device.Date)) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "explore/call.h"
@@ -14,6 +15,9 @@ struct ShownCall {
   std::string device;     ///< what came of it on the device
   std::string reference;  ///< empty: the same
 };
+
+/// The rule of a sequence that could not begin.
+inline constexpr std::string_view kStartRule = "start";
 
 /// Where a device is unlike the reference.
 struct Difference {

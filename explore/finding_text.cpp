@@ -4,10 +4,9 @@
 #include <utility>
 
 #include "explore/call_text.h"
-#include "explore/calls_file.h"
 #include "explore/reference_volume.h"
+#include "explore/replay.h"
 #include "explore/search_clock.h"
-#include "hosted/dos/volume_listing.h"
 
 namespace quorle::explore {
 namespace {
@@ -70,20 +69,11 @@ std::string FindingCalls(const Finding& finding, const std::string& again,
   const Difference& difference = finding.difference;
   SearchClock clock;
   ReferenceVolume reference(clock, console, volume);
-  DifferenceNotes notes;
   std::string found = "difference " + difference.id;
   if (finding.seed != 0) found += " (seed " + std::to_string(finding.seed) + ")";
-  notes.comments = {found, difference.what + " (rule: " + difference.rule + ")", "again: " + again};
-  reference.side().Begin("");
-  for (const ShownCall& shown : difference.calls) {
-    clock.Step();
-    Outcome outcome;
-    reference.side().Make(shown.call, outcome);
-    notes.reference.push_back(AllOf(shown.call, outcome));
-  }
-  const VolumeListing tree = ListVolume(reference.port(), kTreeBounds);
-  notes.tree = &tree;
-  return CallsText(difference, notes);
+  return CallsText(difference,
+                   {found, difference.what + " (rule: " + difference.rule + ")", "again: " + again},
+                   {.side = reference.side(), .clock = clock, .port = reference.port()});
 }
 
 }  // namespace quorle::explore

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstddef>
+#include <cstdlib>
 #include <limits>
 
 #include "explore/numbers.h"
@@ -69,10 +70,10 @@ constexpr auto kOperationShares = std::to_array<OperationShare>({
     {Operation::kVolumeInfo, 8},
     {Operation::kFileSystemAttr, 6},
     {Operation::kFlush, 12},
-    {Operation::kInhibit, 3},
-    {Operation::kWriteProtect, 4},
-    {Operation::kRelabel, 3},
-    {Operation::kMakeFiles, 2},
+    {Operation::kInhibit, 5},
+    {Operation::kWriteProtect, 9},
+    {Operation::kRelabel, 8},
+    {Operation::kMakeFiles, 6},
 });
 
 constexpr bool IsEachInPlace() {
@@ -173,6 +174,17 @@ Argument KindOf(Result result) {
     default:
       return Argument::kRequest;
   }
+}
+
+/// From this choice on a name is one of those that the last calls had.
+constexpr Choice kRecentNames = 0x9000;
+
+/// The choices below that have all names to share; Narrowed() is the lowest that is spread to `choice`.
+constexpr Choice Spread(Choice choice) {
+  return static_cast<Choice>(choice % kRecentNames * std::uint32_t{0x10000} / kRecentNames);
+}
+constexpr Choice Narrowed(Choice choice) {
+  return static_cast<Choice>((choice * std::uint32_t{kRecentNames} + 0xFFFF) / 0x10000);
 }
 
 // ---- Arguments -----------------------------------------------------------------------------------
@@ -319,7 +331,7 @@ Generator::Generator(const Traits& traits, bool whole_volume)
   }
 }
 
-void Generator::Next(std::span<const Choice> choices, Side& reference, Call& call) const {
+void Generator::Next(std::span<const Choice> choices, Side& reference, Call& call) {
   HeldObjects held(reference);
   call.operation = DrawOperation(choices, held);
   call.result = 0;
@@ -327,6 +339,7 @@ void Generator::Next(std::span<const Choice> choices, Side& reference, Call& cal
   for (std::string& text : call.text) text.clear();
   call.date = {};
   call.pattern = 0;
+  std::copy_n(choices.begin(), kChoicesPerCall, outright_.begin());
   DrawArguments(choices, reference, held, call);
   CountBack(call);
   const Result result = RowOf(call.operation).result;
@@ -362,8 +375,24 @@ bool Generator::IsOutOfReach(const Call& call, std::uint8_t lock, Side& referenc
   return false;
 }
 
+bool Generator::DrawRecent(Choice choice, bool may_be_root, std::string& name) const {
+  if (choice < kRecentNames || recent_count_ == 0) return false;
+  const std::size_t known = std::min(recent_count_, recent_.size());
+  const std::size_t back = (choice - kRecentNames) * known / (0x10000U - kRecentNames);
+  const std::string& recent = recent_[(recent_count_ - 1 - back) % recent_.size()];
+  // Which of these lead to the root is not known.
+  const bool may_lead_there = recent.empty() || recent.back() == '/' || recent.back() == ':';
+  if (may_lead_there && !may_be_root) return false;
+  name = recent;
+  return true;
+}
+
+void Generator::Remember(const std::string& name) {
+  recent_[recent_count_++ % recent_.size()] = name;
+}
+
 void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, HeldObjects& held,
-                              Call& call) const {
+                              Call& call) {
   constexpr std::array kNumberUses{kNumberChoice, kSecondNumberChoice, kThirdNumberChoice};
   constexpr std::array kTextUses{kNameChoice, kSecondChoice};
   constexpr std::array kObjectUses{kObjectChoice, kSecondChoice};
@@ -381,8 +410,18 @@ void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, 
       // What a link leads to may have an attribute set, too.
       rules.may_be_root = traits_.root_attributes ||
                           !(SetsAttribute(operation) || operation == Operation::kMakeSoftLink);
-      DrawName(NameKindOf(operation, argument), choices[kTextUses[texts]], rules, call.text[texts]);
-      ++texts;
+      const ChoiceUse use = kTextUses[texts];
+      const Choice choice = choices[use];
+      std::string& text = call.text[texts++];
+      if (argument == Argument::kText) {
+        DrawName(NameKindOf(operation, argument), choice, rules, text);
+      } else if (const NameKind kind = NameKindOf(operation, argument);
+                 DrawRecent(choice, rules.may_be_root, text)) {
+        if (const auto first = ChoiceOf(kind, text)) outright_[use] = Narrowed(*first);
+      } else {
+        DrawName(kind, Spread(choice), rules, text);
+        Remember(text);
+      }
     } else if (IsObject(argument)) {
       const Choice choice = choices[kObjectUses[objects++]];
       const std::uint8_t number = IsPlainWithoutLock(operation)
@@ -420,6 +459,9 @@ std::int64_t Generator::DrawFor(const Call& call, std::size_t place, Choice choi
       return number & traits_.owner;
     case Operation::kSetGroup:
       return number & traits_.group;
+    case Operation::kLockRecord:
+    case Operation::kUnLockRecord:
+      return std::abs(number) > traits_.size_limit ? number & 0xFFFF : number;
     case Operation::kChangeFileSize:
       // A file that grows by as much a few times stays below the limit.
       return kind == NumberKind::kOffset && number > traits_.size_limit / 64 ? number & 0xFFFF

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 
 #include "explore/call.h"
 #include "explore/choices.h"
@@ -13,7 +15,7 @@
 
 namespace quorle::explore {
 
-/// Makes calls of choices. The same choices on a reference that holds the same objects give the same call;
+/// Makes calls of choices. The same choices since Begin(), on a reference that holds the same objects, give the same calls;
 /// lower choices give plainer ones: names and lengths that are short, objects with low numbers, usual modes.
 /// ChoiceUse says which choice decides what.
 class Generator {
@@ -23,10 +25,15 @@ class Generator {
   /// leads above that, or concerns the volume as such.
   explicit Generator(const Traits& traits, bool whole_volume = true);
 
+  /// A sequence begins.
+  void Begin() { recent_count_ = 0; }
   /// Makes `call` of the first kChoicesPerCall of `choices`. Objects are taken among those that
   /// `reference` holds, 0 where it holds none; the object that comes back gets the lowest free number, 0
   /// where none is free. `reference` may be asked what an object is.
-  void Next(std::span<const Choice> choices, Side& reference, Call& call) const;
+  void Next(std::span<const Choice> choices, Side& reference, Call& call);
+  /// What the last call can be drawn from as well, whatever the calls before it: a name that came again is
+  /// said outright, where a choice stands for it.
+  const std::array<Choice, kChoicesPerCall>& outright() const { return outright_; }
 
  private:
   class HeldObjects;
@@ -34,7 +41,10 @@ class Generator {
   Operation DrawOperation(std::span<const Choice> choices, HeldObjects& held) const;
   bool IsOutOfReach(const Call& call, std::uint8_t lock, Side& reference) const;
   void DrawArguments(std::span<const Choice> choices, Side& reference, HeldObjects& held,
-                     Call& call) const;
+                     Call& call);
+  /// One of the names that the last calls had: what goes wrong does so in calls on the same object.
+  bool DrawRecent(Choice choice, bool may_be_root, std::string& name) const;
+  void Remember(const std::string& name);
   std::int64_t DrawFor(const Call& call, std::size_t place, Choice choice) const;
 
   const Traits& traits_;
@@ -42,6 +52,9 @@ class Generator {
   NameRules rules_;
   Shares<kOperations> operations_;
   std::array<Argument, kOperations> first_objects_;  ///< of each operation the kind that it needs
+  std::array<std::string, 4> recent_;  ///< a ring; the last one was put at recent_count_ - 1
+  std::size_t recent_count_ = 0;
+  std::array<Choice, kChoicesPerCall> outright_{};
 };
 
 }  // namespace quorle::explore

@@ -24,8 +24,9 @@ std::string_view RoleOf(Operation operation, std::size_t name) {
   }
 }
 
-/// Whether a call that is granted changes what it names.
-bool Changes(Operation operation) {
+/// Whether what a call names may be another than before: of a call that was granted, or refused. What was
+/// only asked about is left to the next look at the whole tree.
+bool MayChange(Operation operation, bool refused) {
   switch (operation) {
     case Operation::kCreateDir:
     case Operation::kCreateDirTree:
@@ -39,6 +40,9 @@ bool Changes(Operation operation) {
     case Operation::kSetOwner:
     case Operation::kSetGroup:
       return true;
+    case Operation::kOpen:
+    case Operation::kMakeFiles:
+      return refused;
     default:
       return false;
   }
@@ -54,8 +58,10 @@ std::string Text(const Unlike& unlike) {
 
 }  // namespace
 
-Judge::Judge(Side& reference, Side& device, DeviceControl& control, Comparison& comparison)
-    : reference_side_(reference),
+Judge::Judge(const Traits& traits, Side& reference, Side& device, DeviceControl& control,
+             Comparison& comparison)
+    : traits_(traits),
+      reference_side_(reference),
       device_side_(device),
       control_(control),
       comparison_(comparison),
@@ -86,6 +92,7 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
     return std::move(found_);
   }
   scans_.Follow(call, reference);
+  if (IsHeldFromLooks(call, device)) return std::nullopt;
   if (reference.done != device.done) {
     const std::string due = std::to_string(reference.code);
     if (device.done) {
@@ -103,6 +110,11 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
   }
   if (!found_ && look) LookAfter();
   return std::move(found_);
+}
+
+bool Judge::IsHeldFromLooks(const Call& call, const Outcome& device) const {
+  return !traits_.examines_held && call.operation == Operation::kExamineObject &&
+         device.code == ERROR_OBJECT_IN_USE;
 }
 
 Difference Judge::OfTrees(const std::string& rule, const std::string& before,
@@ -123,10 +135,13 @@ void Judge::CompareCodes() {
   Report(
       "code", "code-" + std::to_string(is) + "-not-" + std::to_string(due),
       "it is refused with " + std::to_string(is) + ", and should be with " + std::to_string(due));
-  if (!IsOpenCode(*call_, due)) return;
+  if (IsOpenCode(*call_, due)) MakeNote("no rule names that code");
+}
+
+void Judge::MakeNote(const std::string& why) {
   Difference note = *std::exchange(found_, std::nullopt);
   note.weight = Difference::Weight::kNote;
-  note.what += "; no rule names that code";
+  note.what += "; " + why;
   if (notes_.contains(note.id)) return;
   note.calls.push_back({*call_, TextOf(*call_, *device_), TextOf(*call_, *reference_)});
   std::string id = note.id;
@@ -161,6 +176,10 @@ void Judge::CompareResults() {
         CompareAttribute();
       } else if (reference_->value != device_->value) {
         ReportValue();
+        const bool is_message = call_->operation == Operation::kGetNotifyMsg;
+        if (is_message && !traits_.notifies) {
+          MakeNote("dos watches the volume itself, and sees what this program does by names alone");
+        }
       }
       return;
   }
@@ -187,7 +206,7 @@ void Judge::LookAfter() {
   for (std::size_t i = 0; i != row_->Arguments().size() && !found_; ++i) {
     const Argument argument = row_->arguments[i];
     if (argument == Argument::kName) {
-      if (refused || Changes(call_->operation)) LookAtName(name);
+      if (MayChange(call_->operation, refused)) LookAtName(name);
       ++name;
     } else if (refused && (argument == Argument::kLock || argument == Argument::kFile)) {
       const std::int64_t number = call_->number[i];
@@ -225,6 +244,7 @@ void Judge::LookAtObject(Argument kind, std::uint8_t number) {
 }
 
 std::optional<Unlike> Judge::CompareSeen(const Seen& seen) {
+  if (!traits_.examines_held && seen.device_code == ERROR_OBJECT_IN_USE) return std::nullopt;
   if ((seen.reference == nullptr) != (seen.device == nullptr)) {
     return Unlike{seen.device == nullptr ? "gone" : "there", CodeText(seen.reference_code),
                   CodeText(seen.device_code)};

@@ -19,7 +19,8 @@ namespace quorle::explore {
 class Judge {
  public:
   /// All references must outlive this.
-  Judge(Side& reference, Side& device, DeviceControl& control, Comparison& comparison);
+  Judge(const Traits& traits, Side& reference, Side& device, DeviceControl& control,
+        Comparison& comparison);
 
   /// A sequence begins, or is over.
   void Begin();
@@ -36,6 +37,8 @@ class Judge {
   const std::map<std::string, Difference>& notes() const { return notes_; }
 
  private:
+  /// Whether the device refuses to examine what is held, as its traits say.
+  bool IsHeldFromLooks(const Call& call, const Outcome& device) const;
   void CompareCodes();
   void CompareResults();
   void CompareAttribute();
@@ -57,7 +60,10 @@ class Judge {
   void Report(const std::string& rule, const std::string& outcome, const std::string& what,
               const std::string& detail = {});
   void ReportValue();
+  /// What was found is no failure: `why` says the reason.
+  void MakeNote(const std::string& why);
 
+  const Traits& traits_;
   Side& reference_side_;
   Side& device_side_;
   DeviceControl& control_;

@@ -311,44 +311,58 @@ void AppendLongPath(const LongRow& row, const NameRules& rules, std::string& tex
 }
 
 template <const auto& kRows>
-void DrawText(NameKind kind, Choice choice, const NameRules& rules, std::string& text) {
-  static constexpr Shares kShares(WeightsOf(kRows));
-  const auto drawn = kShares.Draw(choice);
-  const NameRow& row = kRows[drawn.row];
-  const bool is_allowed = ((row.reach & kLeaves) == 0 || rules.may_leave) &&
-                          ((row.reach & kIsRoot) == 0 || rules.may_be_root);
-  // The plainest instead.
-  text.assign(is_allowed ? row.text : kRows[0].text);
-  if (row.form == NameForm::kText || !is_allowed) return;
-  const LongRow with_length{row.form, drawn.place, drawn.width};
-  if (row.form == NameForm::kLongPath || row.form == NameForm::kMissingPath) {
-    AppendLongPath(with_length, rules, text);
-  } else {
-    AppendLong(LengthOf(with_length, LengthRuleOf(kind, rules)), with_length, text);
+constexpr Shares kSharesOf(WeightsOf(kRows));
+
+/// Calls `use` with the shares of the rows of `kind`, and with them.
+template <class Use>
+auto WithRows(NameKind kind, const Use& use) {
+  switch (kind) {
+    case NameKind::kFile:
+      return use(kSharesOf<kFileRows>, kFileRows);
+    case NameKind::kDirectory:
+      return use(kSharesOf<kDirectoryRows>, kDirectoryRows);
+    case NameKind::kHardLink:
+      return use(kSharesOf<kHardLinkRows>, kHardLinkRows);
+    case NameKind::kSoftLink:
+      return use(kSharesOf<kSoftLinkRows>, kSoftLinkRows);
+    case NameKind::kObject:
+      return use(kSharesOf<kObjectRows>, kObjectRows);
+    case NameKind::kComment:
+      return use(kSharesOf<kComments>, kComments);
+    case NameKind::kTarget:
+      return use(kSharesOf<kTargets>, kTargets);
+    default:
+      return use(kSharesOf<kVolumeNames>, kVolumeNames);
   }
 }
 
 }  // namespace
 
 void DrawName(NameKind kind, Choice choice, const NameRules& rules, std::string& text) {
-  switch (kind) {
-    case NameKind::kFile:
-      return DrawText<kFileRows>(kind, choice, rules, text);
-    case NameKind::kDirectory:
-      return DrawText<kDirectoryRows>(kind, choice, rules, text);
-    case NameKind::kHardLink:
-      return DrawText<kHardLinkRows>(kind, choice, rules, text);
-    case NameKind::kSoftLink:
-      return DrawText<kSoftLinkRows>(kind, choice, rules, text);
-    case NameKind::kObject:
-      return DrawText<kObjectRows>(kind, choice, rules, text);
-    case NameKind::kComment:
-      return DrawText<kComments>(kind, choice, rules, text);
-    case NameKind::kTarget:
-      return DrawText<kTargets>(kind, choice, rules, text);
-    default:
-      return DrawText<kVolumeNames>(kind, choice, rules, text);
-  }
+  WithRows(kind, [&](const auto& shares, const auto& rows) {
+    const auto drawn = shares.Draw(choice);
+    const NameRow& row = rows[drawn.row];
+    const bool is_allowed = ((row.reach & kLeaves) == 0 || rules.may_leave) &&
+                            ((row.reach & kIsRoot) == 0 || rules.may_be_root);
+    // The plainest instead.
+    text.assign(is_allowed ? row.text : rows[0].text);
+    if (row.form == NameForm::kText || !is_allowed) return;
+    const LongRow with_length{row.form, drawn.place, drawn.width};
+    if (row.form == NameForm::kLongPath || row.form == NameForm::kMissingPath) {
+      AppendLongPath(with_length, rules, text);
+    } else {
+      AppendLong(LengthOf(with_length, LengthRuleOf(kind, rules)), with_length, text);
+    }
+  });
+}
+
+std::optional<Choice> ChoiceOf(NameKind kind, std::string_view text) {
+  return WithRows(kind, [&](const auto& shares, const auto& rows) -> std::optional<Choice> {
+    for (std::size_t row = 0; row != rows.size(); ++row) {
+      if (rows[row].form == NameForm::kText && rows[row].text == text) return shares.FirstOf(row);
+    }
+    return std::nullopt;
+  });
 }
 
 }  // namespace quorle::explore

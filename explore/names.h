@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "explore/choices.h"
 
@@ -33,5 +35,8 @@ struct NameRules {
 
 /// Makes `text` what `choice` stands for.
 void DrawName(NameKind kind, Choice choice, const NameRules& rules, std::string& text);
+
+/// The lowest choice that stands for `text`; none when there is none, or no plain one.
+std::optional<Choice> ChoiceOf(NameKind kind, std::string_view text);
 
 }  // namespace quorle::explore

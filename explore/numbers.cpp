@@ -92,9 +92,10 @@ constexpr auto kFilesToMakeRows = std::to_array<NumberRow>({
     {1000, 1, 3},
     {600, 4, 20},
     {150, 21, 100},
-    {20, 101, 1000},
-    {4, 1001, 4999},
-    {2, 5000},
+    {100, 101, 300},
+    {10, 301, 1000},
+    {2, 1001, 4999},
+    {1, 5000},
 });
 constexpr auto kTicksRows = std::to_array<NumberRow>({{10, 0}, {1, 1}, {1, 2, 50}});
 constexpr auto kOffsetRows = std::to_array<NumberRow>({

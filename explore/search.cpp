@@ -7,6 +7,12 @@
 #include "explore/shrinker.h"
 
 namespace quorle::explore {
+namespace {
+
+/// A sequence that stays longer than this is shrunk once more in another way.
+constexpr std::size_t kManyCalls = 8;
+
+}  // namespace
 
 Search::Search(Trial& trial, SearchSettings settings, OnFinding on_finding, IsOver is_over)
     : trial_(trial),
@@ -22,7 +28,7 @@ SearchSummary Search::Run() {
     if (settings_.last_seed && seed > *settings_.last_seed) break;
     if (seed % settings_.shards != settings_.shard % settings_.shards) continue;
     if (settings_.time && Moment::now() - begun >= *settings_.time) break;
-    if (is_over_()) break;
+    if (is_over_() || is_lost_ || !trial_.has_room()) break;
     RunSequence(seed, DrawChoices(seed, settings_.calls), summary);
     if (seed == UINT64_MAX) break;
   }
@@ -44,6 +50,7 @@ void Search::RunSequence(std::uint64_t seed, Choices choices, SearchSummary& sum
   std::optional<Difference> difference = trial_.Run(choices);
   summary.calls += trial_.calls_made() - before;
   ++summary.sequences;
+  is_lost_ = difference && difference->rule == kStartRule;
   if (difference) Take(seed, std::move(choices), std::move(*difference));
 }
 
@@ -52,6 +59,39 @@ bool Search::IsWorthShrinking(const std::string& kind) {
   constexpr std::uint64_t kAlways = 4;
   const std::uint64_t times = ++kinds_[kind].times;
   return times <= kAlways || std::has_single_bit(times);
+}
+
+bool Search::ComesEachTime(const Choices& choices, const std::string& kind) {
+  for (int i = 0; i != 4; ++i) {
+    const std::optional<Difference> found = trial_.Run(choices);
+    if (!found || found->kind != kind) return false;
+  }
+  return true;
+}
+
+std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
+  if (is_lost_) return std::nullopt;
+  std::optional<Difference> found = trial_.Run(choices, manner);
+  // What differed while there was a device is the difference.
+  is_lost_ = found && found->rule == kStartRule;
+  if (!found || is_lost_) return std::nullopt;
+  const std::string kind = found->kind;
+  const auto differs = [&](const Choices& candidate) {
+    if (!trial_.has_room()) return false;
+    const std::optional<Difference> difference = trial_.Run(candidate, manner);
+    return difference && difference->kind == kind;
+  };
+  // Calls behind the one that showed it were not made.
+  const std::size_t made = found->calls.size() * kChoicesPerCall;
+  Choices outright = trial_.outright();
+  outright.resize(std::min(outright.size(), made));
+  choices.resize(std::min(choices.size(), made));
+  choices = Shrink(differs(outright) ? std::move(outright) : std::move(choices), differs);
+  manner.texts = true;
+  if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind) {
+    found = std::move(shown);
+  }
+  return found;
 }
 
 void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
@@ -68,31 +108,32 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   finding.calls = difference.calls.size();
   // Calls behind the one that showed it were not made.
   choices.resize(std::min(choices.size(), difference.calls.size() * kChoicesPerCall));
-  // Without the walks in between a sequence can be cut anywhere. What comes with them alone, since looking
-  // at a tree opens and closes its files, comes again when there is one after each call.
-  Manner manner{.walks = Walks::kAtLast};
-  std::optional<Difference> again = trial_.Run(choices, manner);
-  if (!again) {
-    manner.walks = Walks::kEach;
-    again = trial_.Run(choices, manner);
-  }
-  // Nobody knows of one that was interrupted.
-  finding.comes_again = again.has_value() || is_over_();
-  if (again) {
-    const std::string kind = again->kind;
-    const auto differs = [&](const Choices& candidate) {
-      if (is_over_()) return false;
-      const std::optional<Difference> found = trial_.Run(candidate, manner);
-      return found && found->kind == kind;
-    };
-    choices.resize(std::min(choices.size(), again->calls.size() * kChoicesPerCall));
-    choices = Shrink(std::move(choices), differs);
-    manner.texts = true;
-    if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind)
-      again = std::move(shown);
+  if (difference.rule == "use" && !ComesEachTime(choices, first_kind)) {
+    // Others may use the disk that a volume is on.
+    trial_.IgnoreBlocks();
+    finding.comes_again = false;
+    difference.weight = Difference::Weight::kNote;
+  } else if (std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast}, choices)) {
     difference = std::move(*again);
-    if (manner.walks == Walks::kEach) {
-      difference.then.emplace_back("it shows when the files are opened and read after each call");
+    // What is left of a long sequence may have been chance.
+    if (difference.rule == "use" && !ComesEachTime(choices, difference.kind)) {
+      trial_.IgnoreBlocks();
+      finding.comes_again = false;
+      difference.weight = Difference::Weight::kNote;
+    }
+  } else if (again = ShrinkIn({.walks = Walks::kEach}, choices); again) {
+    difference = std::move(*again);
+    difference.then.emplace_back("it shows when the files are opened and read after each call");
+  } else {
+    finding.comes_again = false;
+  }
+  // What depends on more than the calls, as on an earlier sequence, leads astray.
+  if (finding.comes_again && difference.calls.size() > kManyCalls) {
+    Choices fresh = choices;
+    std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast, .fresh = true}, fresh);
+    if (again && again->calls.size() < difference.calls.size()) {
+      difference = std::move(*again);
+      choices = std::move(fresh);
     }
   }
   finding.choices = std::move(choices);

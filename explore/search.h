@@ -61,6 +61,12 @@ class Search {
 
  private:
   void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
+  /// Whether they show a difference of that kind a few times in a row.
+  bool ComesEachTime(const Choices& choices, const std::string& kind);
+  /// Shrinks `choices`, run in that manner. Returns the difference that is left, with texts; none when the
+  /// choices differ in nothing. Whichever difference comes first is the one that is shrunk: an earlier sign of
+  /// the same thing, most often.
+  std::optional<Difference> ShrinkIn(Manner manner, Choices& choices);
   void Take(std::uint64_t seed, Choices choices, Difference difference);
   /// Whether a difference of that kind is worth the time of shrinking it once more.
   bool IsWorthShrinking(const std::string& kind);
@@ -70,6 +76,7 @@ class Search {
   OnFinding on_finding_;
   IsOver is_over_;
   std::map<std::string, Finding> findings_;
+  bool is_lost_ = false;  ///< the device cannot be worked on any more
   /// What is known of a kind of difference.
   struct Kind {
     std::uint64_t times = 0;

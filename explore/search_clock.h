@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "hosted/calls/clock.h"
@@ -7,20 +8,25 @@
 namespace quorle::explore {
 
 /// The clock of a search: each call has a tick of its own, so that the same calls see the same dates, and
-/// the date of a change says in which call it was made.
+/// the date of a change says in which call it was made. Processes that this one forks see it go on.
 class SearchClock final : public Clock {
  public:
   /// The day on which a search begins: far enough from the host's own that the two cannot be mixed up.
   static constexpr std::int32_t kFirstDay = 20000;
   static constexpr std::int64_t kTicksPerDay = 24 * 60 * 60 * 50;
 
-  quorle::DateStamp Now() override { return ToDate(ticks_); }
-  void Sleep(std::uint32_t ticks) override { ticks_ += ticks; }
+  SearchClock();
+  ~SearchClock();
+  SearchClock(const SearchClock&) = delete;
+  SearchClock& operator=(const SearchClock&) = delete;
+
+  quorle::DateStamp Now() override { return ToDate(ticks()); }
+  void Sleep(std::uint32_t ticks) override { Add(ticks); }
 
   /// The next call.
-  void Step() { ++ticks_; }
+  void Step() { Add(1); }
   /// Ticks since 1978.
-  std::int64_t ticks() const { return ticks_; }
+  std::int64_t ticks() const { return ticks_->load(std::memory_order_relaxed); }
 
   static constexpr std::int64_t ToTicks(const quorle::DateStamp& date) {
     return (date.ds_Days * std::int64_t{24 * 60} + date.ds_Minute) * 3000 + date.ds_Tick;
@@ -32,7 +38,9 @@ class SearchClock final : public Clock {
   }
 
  private:
-  std::int64_t ticks_ = kFirstDay * kTicksPerDay;
+  void Add(std::int64_t ticks) { ticks_->store(this->ticks() + ticks, std::memory_order_relaxed); }
+
+  std::atomic<std::int64_t>* ticks_;  ///< in memory that is shared with what is forked
 };
 
 }  // namespace quorle::explore

@@ -43,6 +43,9 @@ class Shares {
     return {row, choice - begins_[row], begins_[row + 1] - begins_[row]};
   }
 
+  /// The lowest choice that leads to `row`, which is not of weight 0.
+  constexpr Choice FirstOf(std::size_t row) const { return static_cast<Choice>(begins_[row]); }
+
  private:
   static constexpr std::uint32_t kAll = 65536;
   static constexpr std::uint32_t kStep = 256;

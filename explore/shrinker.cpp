@@ -1,6 +1,7 @@
 #include "explore/shrinker.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <unordered_set>
@@ -29,6 +30,7 @@ class Shrinking {
       LowerCalls();
       LowerTogether();
       Reorder();
+      if (!changed_) RemoveTogether();
     } while (changed_ && attempts_ != 0);
     return std::move(best_);
   }
@@ -88,6 +90,29 @@ class Shrinking {
       }
       if (end != 0) --end;
     }
+  }
+
+  /// Two calls that need each other alone, as what makes an object and what gives it back, and in few calls
+  /// three.
+  void RemoveTogether() {
+    for (std::size_t i = 0; i < calls() && calls() <= kMostCallsForPairs; ++i) {
+      for (std::size_t j = i + 1; j < calls(); ++j) {
+        if (TryWithoutThese({i, j, j})) return;
+        for (std::size_t k = j + 1; k < calls() && calls() <= kMostCallsForTriples; ++k) {
+          if (TryWithoutThese({i, j, k})) return;
+        }
+      }
+    }
+  }
+
+  /// Without the calls at `places`, which are in their order.
+  bool TryWithoutThese(const std::array<std::size_t, 3>& places) {
+    trial_.clear();
+    for (std::size_t call = 0; call != calls(); ++call) {
+      if (std::find(places.begin(), places.end(), call) != places.end()) continue;
+      trial_.insert(trial_.end(), best_.begin() + Offset(call), best_.begin() + Offset(call + 1));
+    }
+    return !trial_.empty() && Try(trial_);
   }
 
   bool TrySet(std::size_t place, Choice value) {
@@ -178,8 +203,9 @@ class Shrinking {
     }
   }
 
-  /// Each pair of names is tried; of a longer sequence that would take too long.
+  /// Pairs of names, or of calls, are tried; of a longer sequence that would take too long.
   static constexpr std::size_t kMostCallsForPairs = 12;
+  static constexpr std::size_t kMostCallsForTriples = 10;
 
   Choices best_;
   const std::function<bool(const Choices&)>& differs_;

@@ -32,14 +32,20 @@ std::int32_t Side::Begin(const std::string& name) {
 void Side::End() {
   FreeRecord();
   if (!base_) return;
-  for (NotifyHandle& request : requests_) further_.EndNotify(std::exchange(request, {}));
-  for (DirContextHandle& scan : scans_) further_.ReleaseDirContext(std::exchange(scan, {}));
+  for (NotifyHandle& request : requests_) {
+    if (request) further_.EndNotify(std::exchange(request, {}));
+  }
+  for (DirContextHandle& scan : scans_) {
+    if (scan) further_.ReleaseDirContext(std::exchange(scan, {}));
+  }
   for (FileHandle& file : files_) {
     if (file) dos_.Close(std::exchange(file, {}));
   }
   dos_.SetCurrentDir(outside_);
   current_ = 0;
-  for (LockHandle& lock : locks_) dos_.UnLock(std::exchange(lock, {}));
+  for (LockHandle& lock : locks_) {
+    if (lock) dos_.UnLock(std::exchange(lock, {}));
+  }
   dos_.UnLock(std::exchange(base_, {}));
 }
 

@@ -9,13 +9,15 @@
 
 namespace quorle::explore {
 
-/// A code of a refusal that is as good as the reference's, and why.
+/// Where the platform, or what a filesystem can do, leaves room for more than the reference's answer.
 struct Tolerance {
   std::string_view name;    ///< "code-order"
-  std::string_view reason;  ///< a sentence
-  /// Whether `device` is as good as `reference` for `call`, which both refused. `side` is the reference
-  /// after the call, to be looked at and left as it is.
-  bool (*allows)(const Call& call, std::int32_t reference, std::int32_t device, Side& side);
+  std::string_view reason;  ///< a sentence without its full stop
+  /// Of codes: whether `device` is as good as `reference` for `call`, which both refused. `side` is the
+  /// reference after the call, to be looked at and left as it is. Null: the rule is about something else, and
+  /// is applied where that is compared.
+  bool (*allows)(const Call& call, std::int32_t reference, std::int32_t device,
+                 Side& side) = nullptr;
 };
 
 /// All of them. What none of them allows is a difference.

@@ -27,6 +27,11 @@ class Probe {
     FindClock();
     FindAttributes();
     FindLimits();
+    if (IsClassic()) {
+      // What the record of a classic packet has room for.
+      traits_.name_limit = std::min(traits_.name_limit, 107);
+      traits_.comment_limit = std::min(traits_.comment_limit, 79);
+    }
     FindLinks();
     FindCounts();
     FindGrowth();
@@ -49,13 +54,14 @@ class Probe {
 
   bool& Knows(Operation operation) { return traits_.knows[static_cast<std::size_t>(operation)]; }
 
-  /// Whether `call` is not answered with 209 or 236. Its objects are given back.
-  void Try(Call call) {
+  /// Makes `call`, and finds out whether it is answered with 209 or 236. Its objects are given back.
+  Outcome Try(Call call) {
     Outcome outcome;
     side_.Make(call, outcome);
     const bool unknown = !outcome.done && (outcome.code == ERROR_ACTION_NOT_KNOWN ||
                                            outcome.code == ERROR_NOT_IMPLEMENTED);
     if (unknown) Knows(call.operation) = false;
+    return outcome;
   }
 
   static Call With(Operation operation, std::string text = {}, std::string second = {}) {
@@ -123,6 +129,9 @@ class Probe {
     }
     // The same object by two locks and by two handles.
     FindRelations();
+    const FileHandle held = dos_.Open("q", MODE_NEWFILE);
+    traits_.examines_held = Look("q").has_value();
+    if (held) dos_.Close(held);
     for (const Operation operation :
          {Operation::kDiskInfo, Operation::kVolumeInfo, Operation::kFlush}) {
       Try(With(operation));
@@ -151,7 +160,7 @@ class Probe {
     Try(call);
     call = With(Operation::kStartNotify, "q");
     call.number = {0, NRF_SEND_MESSAGE};
-    Try(call);
+    traits_.notifies = !Try(call).emulated;
     Knows(Operation::kEndNotify) = Knows(Operation::kStartNotify);
     Knows(Operation::kGetNotifyMsg) = Knows(Operation::kStartNotify);
   }
@@ -270,6 +279,15 @@ class Probe {
     });
   }
 
+  /// Whether a handler answers old packets alone: then positions have 32 bits.
+  bool IsClassic() {
+    const FileHandle file = dos_.Open("q", MODE_OLDFILE);
+    const bool wide = dos_.ChangeFilePosition(file, std::int64_t{1} << 40, OFFSET_BEGINNING);
+    const bool is_classic = !wide && dos_.IoErr() == ERROR_OBJECT_TOO_LARGE;
+    if (file) dos_.Close(file);
+    return is_classic;
+  }
+
   void FindLinks() {
     const auto is_unknown = [&] { return dos_.IoErr() == ERROR_ACTION_NOT_KNOWN; };
     bool soft = dos_.MakeLink("qs", "q", LINK_SOFT);
@@ -277,6 +295,7 @@ class Probe {
     Call read = With(Operation::kReadSoftLink, "qs");
     read.number[2] = 100;
     if (soft) Try(read);
+    if (soft) traits_.shows_targets = ShowsTarget("qs");
     if (!soft) Knows(Operation::kReadSoftLink) = false;
     dos_.Delete("qs");
     if (soft) {
@@ -290,6 +309,7 @@ class Probe {
     const LockHandle file = dos_.Lock("q", SHARED_LOCK);
     const bool hard = dos_.MakeLink("qh", file, LINK_HARD);
     Knows(Operation::kMakeHardLink) = hard || !is_unknown();
+    if (const auto link = Look("qh")) traits_.marks_links = link->RefCount <= 1;
     dos_.UnLock(file);
     const LockHandle directory = dos_.CreateDir("qd");
     traits_.links_to_directories = dos_.MakeLink("qe", directory, LINK_HARD);
@@ -298,6 +318,17 @@ class Probe {
     dos_.Delete("qe");
     dos_.Delete("qd");
     dos_.Delete("qh");
+  }
+
+  /// Whether a scan shows what the soft link `name` holds; where it shows no such link the search will say so.
+  bool ShowsTarget(std::string_view name) {
+    bool shows = true;
+    const DirContextHandle scan = side_.further().ObtainDirContext(EX_StringNameInput, "");
+    while (const ExamineData* const entry = side_.further().ExamineDir(scan)) {
+      if (entry->Name == name) shows = entry->Link[0] != '\0';
+    }
+    side_.further().ReleaseDirContext(scan);
+    return shows;
   }
 
   /// A number that is there in one way to examine an object is expected in all.
@@ -418,7 +449,11 @@ std::map<std::string, std::string> FactsOf(const Traits& traits) {
       {"date-ticks", std::to_string(traits.date_ticks)},
       {"own-clock", truth(traits.own_clock)},
       {"numbers-objects", truth(traits.numbers_objects)},
+      {"marks-links", truth(traits.marks_links)},
       {"counts-links", truth(traits.counts_links)},
+      {"shows-targets", truth(traits.shows_targets)},
+      {"examines-held", truth(traits.examines_held)},
+      {"notifies", truth(traits.notifies)},
       {"counts-users", truth(traits.counts_users)},
       {"frees-blocks", truth(traits.frees_blocks)},
       {"zeroes-grown", truth(traits.zeroes_grown)},

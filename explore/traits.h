@@ -28,7 +28,11 @@ struct Traits {
   std::int32_t date_ticks = 1;            ///< dates are kept to so many ticks
   bool own_clock = false;       ///< changes are dated by the host's clock, not by that of dos
   bool numbers_objects = true;  ///< ObjectID is not 0
+  bool marks_links = true;      ///< a hard link has no further links itself: its RefCount is 1
+  bool shows_targets = true;    ///< scans have the Link of what is a link
   bool counts_links = true;     ///< RefCount is not 0
+  bool examines_held = true;    ///< an object is examined by its name though it is held exclusively
+  bool notifies = true;         ///< by itself; else dos does, as far as it sees changes
   bool counts_users = true;     ///< id_InUse says whether something is open
   bool frees_blocks = true;     ///< id_NumBlocksUsed can be compared before and after
   bool zeroes_grown = true;     ///< a file that is made longer is filled with zeros

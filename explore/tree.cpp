@@ -192,11 +192,13 @@ void Walk(Side& side, const WalkBounds& bounds, Tree& tree) {
 }
 
 bool Empty(Side& side) {
-  DosInterface& dos = side.dos();
   Tree tree;
-  for (int round = 0; round != 3; ++round) {
-    Walk(side, {.file_bytes = 0}, tree);
-    if (tree.objects.empty()) return tree.error == 0;
+  return Empty(side, tree);
+}
+
+bool Empty(Side& side, Tree& tree) {
+  DosInterface& dos = side.dos();
+  for (int round = 0; round != 4; ++round) {
     const LockHandle current = dos.SetCurrentDir(side.base());
     for (auto object = tree.objects.rbegin(); object != tree.objects.rend(); ++object) {
       const char* const path = object->path.c_str();
@@ -205,9 +207,34 @@ bool Empty(Side& side) {
       dos.Delete(path);
     }
     dos.SetCurrentDir(current);
+    Walk(side, {.file_bytes = 0}, tree);
+    if (tree.objects.empty()) return tree.error == 0;
   }
-  Walk(side, {.file_bytes = 0}, tree);
-  return tree.objects.empty() && tree.error == 0;
+  return false;
+}
+
+std::optional<TreeObject> KeepBase(Side& side) {
+  const ExamineData* const record = side.dos().ExamineObject(EX_LockInput, side.base());
+  if (record == nullptr) return std::nullopt;
+  TreeObject kept;
+  kept.record = *record;
+  kept.comment = record->Comment;
+  side.dos().FreeDosObject(DOS_EXAMINEDATA, record);
+  return kept;
+}
+
+void RestoreBase(Side& side, const TreeObject& kept) {
+  const std::optional<TreeObject> now = KeepBase(side);
+  if (!now) return;
+  DosInterface& dos = side.dos();
+  const ExamineData& record = kept.record;
+  const LockHandle current = dos.SetCurrentDir(side.base());
+  if (now->comment != kept.comment) dos.SetComment("", kept.comment.c_str());
+  if (now->record.Protection != record.Protection) dos.SetProtection("", record.Protection);
+  if (now->record.OwnerUID != record.OwnerUID) dos.SetOwnerInfo("", OI_OwnerUID, record.OwnerUID);
+  if (now->record.OwnerGID != record.OwnerGID) dos.SetOwnerInfo("", OI_OwnerGID, record.OwnerGID);
+  dos.SetDate("", record.Date);
+  dos.SetCurrentDir(current);
 }
 
 }  // namespace quorle::explore

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,7 +43,15 @@ struct WalkBounds {
 void Walk(Side& side, const WalkBounds& bounds, Tree& tree);
 
 /// Deletes what is below the base of `side`, on which nothing is held: all objects in up to three rounds,
-/// their protection lifted first. Returns whether nothing is left.
+/// their protection lifted first. `tree` is what is known to be there, or an empty one, and is used up.
+/// Returns whether nothing is left.
+bool Empty(Side& side, Tree& tree);
+/// The same of a side of which nothing is known.
 bool Empty(Side& side);
+
+/// What the base of `side` says of itself; none when it cannot be examined.
+std::optional<TreeObject> KeepBase(Side& side);
+/// Gives the base of `side` the attributes of `kept` again.
+void RestoreBase(Side& side, const TreeObject& kept);
 
 }  // namespace quorle::explore

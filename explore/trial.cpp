@@ -19,15 +19,19 @@ class Trial::Sequence {
       : parts_(parts),
         settings_(std::move(settings)),
         comparison_(parts.traits, parts.clock),
-        judge_(parts.reference, parts.device, parts.control, comparison_),
-        generator_(parts.traits),
-        directory_(settings_.directory) {}
+        judge_(parts.traits, parts.reference, parts.device, parts.control, comparison_),
+        directory_(settings_.directory) {
+    SetUpGenerator();
+  }
 
   std::optional<Difference> Run(std::span<const Choice> choices, const Manner& manner) {
     Begin(manner);
     Call& call = drawn_;
+    outright_.clear();
     for (std::size_t at = 0; at + kChoicesPerCall <= choices.size(); at += kChoicesPerCall) {
-      generator_.Next(choices.subspan(at, kChoicesPerCall), parts_.reference, call);
+      generator_->Next(choices.subspan(at, kChoicesPerCall), parts_.reference, call);
+      outright_.insert(outright_.end(), generator_->outright().begin(),
+                       generator_->outright().end());
       if (!Step(call)) break;
     }
     return Finish();
@@ -41,9 +45,12 @@ class Trial::Sequence {
     return Finish();
   }
 
+  void IgnoreBlocks() { ignores_blocks_ = true; }
+  const Choices& outright() const { return outright_; }
   std::uint64_t calls_made() const { return calls_made_; }
   const std::map<std::string, Difference>& notes() const { return judge_.notes(); }
   const std::string& directory() const { return directory_; }
+  bool has_room() const { return abandoned_ < kMostAbandoned; }
 
  private:
   // ---- Around a sequence -----------------------------------------------------------------------
@@ -58,19 +65,30 @@ class Trial::Sequence {
     keys_.clear();
     relabelled_ = false;
     parts_.control.BeginSequence();
+    if (manner.fresh) {
+      parts_.device.End();
+      parts_.control.Remount();
+    }
     if (!parts_.reference.has_begun()) BeginSide(parts_.reference);
     if (!parts_.device.has_begun()) BeginSide(parts_.device);
     comparison_.Begin();
     judge_.Begin();
+    generator_->Begin();
     before_ = Info(parts_.device);
     reference_before_ = Info(parts_.reference);
+  }
+
+  void SetUpGenerator() {
+    const bool whole_volume = directory_.empty();
+    generator_.emplace(parts_.traits, whole_volume);
   }
 
   void BeginSide(Side& side) {
     if (!directory_.empty())
       side.dos().UnLock(side.dos().CreateDir((side.device() + directory_).c_str()));
     if (const std::int32_t code = side.Begin(directory_); code != 0) {
-      Report("start", "start-refused", "the directory that is worked in cannot be locked",
+      Report(std::string(kStartRule), "start-refused",
+             "the directory that is worked in cannot be locked",
              "refused with " + std::to_string(code));
     }
   }
@@ -86,8 +104,8 @@ class Trial::Sequence {
     if (manner_.walks == Walks::kAtLast && inhibited_ == 0 && !CompareTrees(false, "tree")) return;
     if (!Release() || !CompareTrees(true, "tree")) return;
     if (settings_.remount && !Remount()) return;
-    const bool reference_empty = Empty(parts_.reference);
-    if (!Empty(parts_.device) && reference_empty) {
+    const bool reference_empty = Empty(parts_.reference, reference_tree_);
+    if (!Empty(parts_.device, device_tree_) && reference_empty) {
       Report("empty", "delete-left", "what was made cannot be deleted");
       return;
     }
@@ -135,12 +153,12 @@ class Trial::Sequence {
   bool Remount() {
     parts_.device.End();
     const std::string problem = parts_.control.Remount();
-    BeginSide(parts_.device);
-    if (difference_) return false;
     if (!problem.empty()) {
       Report("remount", "remount-fails", problem);
       return false;
     }
+    BeginSide(parts_.device);
+    if (difference_) return false;
     return CompareTrees(true, "remount");
   }
 
@@ -155,7 +173,8 @@ class Trial::Sequence {
                  std::to_string(before_.id_InUse));
       return;
     }
-    if (parts_.traits.frees_blocks && after.id_NumBlocksUsed != before_.id_NumBlocksUsed) {
+    if (parts_.traits.frees_blocks && !ignores_blocks_ &&
+        after.id_NumBlocksUsed != before_.id_NumBlocksUsed) {
       Report("use",
              after.id_NumBlocksUsed > before_.id_NumBlocksUsed ? "blocks-lost" : "blocks-won",
              "everything was deleted, and the volume has not as many free blocks as before",
@@ -174,16 +193,19 @@ class Trial::Sequence {
     parts_.control.BeginSequence();
     std::optional<Difference> found = std::exchange(difference_, std::nullopt);
     BeginSide(parts_.reference);
-    Empty(parts_.reference);
+    reference_tree_.objects.clear();
+    Empty(parts_.reference, reference_tree_);
     BeginSide(parts_.device);
-    if (parts_.device.has_begun() && !Empty(parts_.device)) {
+    device_tree_.objects.clear();
+    if (parts_.device.has_begun() && !Empty(parts_.device, device_tree_)) {
       // Somewhere else, then: what is there would be a part of each difference from now on.
       parts_.device.End();
       parts_.reference.End();
       directory_ = "quorle-" + std::to_string(++abandoned_);
+      SetUpGenerator();
     }
     for (Side* const side : {&parts_.reference, &parts_.device}) {
-      if (found && found->rule == "start") side->End();
+      if (found && found->rule == kStartRule) side->End();
       if (side->has_begun()) Settle(*side);
     }
     difference_ = std::move(found);
@@ -342,10 +364,13 @@ class Trial::Sequence {
   TrialSettings settings_;
   Comparison comparison_;
   Judge judge_;
-  Generator generator_;
+  std::optional<Generator> generator_;
   std::string directory_;
+  bool ignores_blocks_ = false;
+  Choices outright_;
   std::uint64_t calls_made_ = 0;
-  int abandoned_ = 0;
+  static constexpr int kMostAbandoned = 20;
+  int abandoned_ = 0;  ///< directories
 
   // Of the sequence that runs.
   Manner manner_;
@@ -379,12 +404,24 @@ std::optional<Difference> Trial::Run(std::span<const Call> calls, const Manner& 
   return sequence_->Run(calls, manner);
 }
 
+const Choices& Trial::outright() const {
+  return sequence_->outright();
+}
+
 std::uint64_t Trial::calls_made() const {
   return sequence_->calls_made();
 }
 
 const std::map<std::string, Difference>& Trial::notes() const {
   return sequence_->notes();
+}
+
+void Trial::IgnoreBlocks() {
+  sequence_->IgnoreBlocks();
+}
+
+bool Trial::has_room() const {
+  return sequence_->has_room();
 }
 
 const std::string& Trial::directory() const {

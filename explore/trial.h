@@ -62,6 +62,8 @@ struct Manner {
   Walks walks = Walks::kUsual;
   /// The calls of a difference have what came of them; without, which is faster, nothing but themselves.
   bool texts = false;
+  /// The device is mounted again first, so that nothing but the calls decides.
+  bool fresh = false;
 };
 
 /// Runs sequences of calls on the reference and on the device under test, one call on each in turn, and
@@ -87,6 +89,11 @@ class Trial {
   /// The same of calls that are there.
   std::optional<Difference> Run(std::span<const Call> calls, const Manner& manner = {});
 
+  /// Others use the disk that the device is on: how many blocks are used says nothing from now on.
+  void IgnoreBlocks();
+
+  /// What the calls of the last run with choices can be drawn from as well: see Generator::outright().
+  const Choices& outright() const;
   /// How many calls were made on each side since this was made.
   std::uint64_t calls_made() const;
   /// Differences that end no sequence and are no failures, by their ids, each as it was first seen.
@@ -94,6 +101,8 @@ class Trial {
   /// The directory of the device that is worked in now: another one than that of the settings when
   /// something in that one could not be deleted. Empty: the root.
   const std::string& directory() const;
+  /// False when so many directories could not be emptied that a search had better end.
+  bool has_room() const;
 
  private:
   class Sequence;

@@ -51,17 +51,21 @@ std::string DifferenceReport::AgainLine(const Finding& finding) const {
     return "quorle replay " + options_.machine_words +
            ShellWord(PathOf(finding.difference.id, ".calls")) + " " + options_.device;
   }
+  const std::string command =
+      "quorle explore " + options_.machine_words +
+      (options_.host.remount.each ? "--remount each " : "") +
+      (options_.host.remount.after_run
+           ? "--after-run " + ShellWord(*options_.host.remount.after_run) + " "
+           : "");
   if (options_.choices) {
-    return "quorle explore " + options_.machine_words + "--choices " +
-           ShellWord(*options_.choices) + " " + options_.device;
+    return command + "--choices " + ShellWord(*options_.choices) + " " + options_.device;
   }
   std::string calls;
   constexpr std::size_t kUsualCalls = 200;
   if (options_.search.calls != kUsualCalls) {
     calls = "--calls " + std::to_string(options_.search.calls) + " ";
   }
-  return "quorle explore " + options_.machine_words + "--seed " + std::to_string(finding.seed) +
-         " " + calls + options_.device;
+  return command + "--seed " + std::to_string(finding.seed) + " " + calls + options_.device;
 }
 
 void DifferenceReport::Show(const Finding& finding, bool first, DeviceSession& session,

@@ -10,11 +10,13 @@
 #include <string_view>
 #include <vector>
 
+#include "explore/coverage.h"
 #include "explore/reference_volume.h"
 #include "explore/search.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
 #include "explore/traits.h"
+#include "explore/tree.h"
 #include "explore/trial.h"
 #include "explore/value_text.h"
 #include "hosted/dos/volume_listing.h"
@@ -40,6 +42,7 @@ using explore::Finding;
 /// Where a volume that is not empty is worked in.
 constexpr std::string_view kScratchDirectory = "quorle-explore";
 constexpr std::size_t kLargestTraits = 1 << 20;
+constexpr std::size_t kLargestCoverage = 16 << 20;
 constexpr std::size_t kLargestChoices = 64 << 20;
 constexpr ListingBounds kRestBounds = {
     .objects = 20000, .file_bytes = 64 << 10, .all_bytes = 8 << 20};
@@ -51,7 +54,8 @@ class Exploration {
       : options_(options), console_(console), report_(options, console), events_(console) {}
 
   std::int32_t Run() {
-    if (!ReadChoicesFile() || !report_.Prepare() || !session_.Mount() || !FindDevice()) {
+    if (!ReadChoicesFile() || !ReadCoverage() || !report_.Prepare() || !session_.Mount() ||
+        !FindDevice()) {
       return RETURN_FAIL;
     }
     if (options_.host.trace_file && !trace_.Open(options_.host.trace_file->c_str())) {
@@ -71,6 +75,8 @@ class Exploration {
 
  private:
   bool ReadChoicesFile();
+  bool ReadCoverage();
+  bool WriteCoverage();
   bool FindDevice();
   bool Begin();
   bool OpenEvents();
@@ -89,6 +95,7 @@ class Exploration {
   // The watch speaks to the explored device; what it prints for people would come again and again.
   DeviceSession session_{options_.host, console_, clock_, [](const std::string&) {}};
   explore::Choices choices_;
+  explore::CoverageTable coverage_;
   HandlerPort* port_ = nullptr;
   std::optional<ExploredDevice> device_;
   std::optional<JsonTrace> json_;
@@ -97,6 +104,7 @@ class Exploration {
   std::unique_ptr<explore::ReferenceVolume> reference_;
   std::unique_ptr<explore::Side> side_;
   VolumeListing before_;
+  std::optional<explore::TreeObject> base_before_;
   std::string directory_;
   explore::Traits traits_;
   bool traits_differ_ = false;
@@ -117,6 +125,29 @@ bool Exploration::ReadChoicesFile() {
   choices_ =
       explore::ReadChoices({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
   return true;
+}
+
+bool Exploration::ReadCoverage() {
+  std::error_code error;
+  if (!options_.coverage || !std::filesystem::exists(*options_.coverage, error)) return true;
+  std::string text;
+  std::string problem;
+  if (ReadWholeFile(*options_.coverage, kLargestCoverage, text, problem)) {
+    problem = coverage_.Add(text);
+    if (!problem.empty()) problem = *options_.coverage + ": " + problem;
+  }
+  if (problem.empty()) return true;
+  console_.Report(problem);
+  return false;
+}
+
+bool Exploration::WriteCoverage() {
+  std::string problem;
+  if (!options_.coverage || WriteWholeFile(*options_.coverage, coverage_.Text(), problem)) {
+    return true;
+  }
+  console_.Report(problem);
+  return false;
 }
 
 bool Exploration::FindDevice() {
@@ -156,6 +187,7 @@ bool Exploration::Begin() {
     Refuse(device + directory_ + " cannot be locked, error " + std::to_string(code));
     return false;
   }
+  base_before_ = explore::KeepBase(*side_);
   traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty());
   reference_ = std::make_unique<explore::ReferenceVolume>(
       clock_, console_, port_->volume_name().value_or("Reference"));
@@ -198,7 +230,8 @@ void Exploration::Search() {
                             .device = *side_,
                             .clock = clock_,
                             .control = *device_,
-                            .traits = traits_},
+                            .traits = traits_,
+                            .observer = options_.coverage ? &coverage_ : nullptr},
       explore::TrialSettings{
           .remount = options_.host.remount.each || options_.host.remount.after_run.has_value(),
           .directory = directory_});
@@ -219,18 +252,23 @@ void Exploration::Search() {
 /// What was there before must be as it was, and what was made must be gone.
 void Exploration::LookAtTheRest() {
   device_->BeginSequence();
+  // Elsewhere when the place could not be emptied.
+  if (side_->Begin(directory_) == 0 && base_before_) explore::RestoreBase(*side_, *base_before_);
   side_->End();
   const std::string device = port_->device_name() + ":";
   if (port_->life() != HandlerProgram::Life::kRuns) return;
   for (const std::string& directory : {directory_, trial_->directory()}) {
     if (!directory.empty()) session_.machine().dos().Delete((device + directory).c_str());
   }
-  VolumeListing after = ListVolume(*port_, kRestBounds);
-  // The root is worked in: its date is another one.
-  after.root = before_.root;
-  for (const std::string& line : CompareListings(*port_, before_, after)) {
-    rest_differs_ = true;
-    console_.Print(device + " is not as it was: " + line + "\n");
+  const VolumeListing after = ListVolume(*port_, kRestBounds);
+  constexpr std::size_t kMostLines = 20;
+  const std::vector<std::string> lines = CompareListings(*port_, before_, after);
+  rest_differs_ = !lines.empty();
+  for (std::size_t i = 0; i < std::min(lines.size(), kMostLines); ++i) {
+    console_.Print(device + " is not as it was: " + lines[i] + "\n");
+  }
+  if (lines.size() > kMostLines) {
+    console_.Print("and " + std::to_string(lines.size() - kMostLines) + " more of that\n");
   }
 }
 
@@ -261,6 +299,7 @@ std::int32_t Exploration::End() {
     finding.difference.weight = Difference::Weight::kNote;
     events_.Write(report_.EventOf(finding));
   }
+  trial_.reset();
   side_.reset();
   std::vector<std::string> complaints = session_.machine().ShutDown();
   for (const std::string& complaint : complaints) console_.Report(complaint);
@@ -277,7 +316,8 @@ std::int32_t Exploration::End() {
       Seconds(summary_.time) + " seconds (" + std::to_string(a_second) +
       " a second): " + count(event.differences, "difference") + ", " +
       std::to_string(event.expected) + " expected, " + count(event.notes, "note") + "\n");
-  const bool is_fine = event.differences == 0 && !traits_differ_ && !rest_differs_ &&
+  const bool is_covered = WriteCoverage();
+  const bool is_fine = is_covered && event.differences == 0 && !traits_differ_ && !rest_differs_ &&
                        complaints.empty() && !device_->has_complaints() && !report_.failed() &&
                        !trace_.failed();
   if (session_.breaks().IsPending()) console_.Report("explore: interrupted");

@@ -111,6 +111,9 @@ std::vector<CommandOption> ExploreOptionList(ExploreOptions& options) {
                  "Runs a command of the shell while the device is unmounted after each sequence; "
                  "$QUORLE_DEVICE is the device. A status other than 0 is a difference.",
                  options.host.remount.after_run),
+      NameOption("--coverage", "FILE",
+                 "Writes which calls came to what, and how often; adds to a file that is there.",
+                 options.coverage),
       NameOption(
           "--traits", "FILE",
           "Writes what the filesystem can do to a file, or compares it with one that is there.",

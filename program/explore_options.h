@@ -15,9 +15,10 @@ namespace quorle {
 struct ExploreOptions {
   HostOptions host;  ///< with --remount, --after-run, --events and --expect
   explore::SearchSettings search;
-  std::optional<std::string> out;      ///< a directory
-  std::optional<std::string> traits;   ///< a file
-  std::optional<std::string> choices;  ///< a file; there is no search then
+  std::optional<std::string> out;       ///< a directory
+  std::optional<std::string> traits;    ///< a file
+  std::optional<std::string> coverage;  ///< a file
+  std::optional<std::string> choices;   ///< a file; there is no search then
   std::string device;
   std::string machine_words;  ///< the options that make the machine, as a shell has them
 };

@@ -9,7 +9,7 @@
 namespace quorle {
 namespace {
 
-constexpr int kLongestLimit = 24 * 60 * 60;
+constexpr int kLongestCallLimit = 24 * 60 * 60;
 
 /// Takes the value of `key` out of `keys`; none when it is not there.
 std::optional<std::string> TakeKey(MountKeys& keys, std::string_view key) {
@@ -39,9 +39,10 @@ bool ReadLimit(const std::optional<std::string>& value, std::chrono::seconds& li
   const char* const end = value->data() + value->size();
   const auto [stop, error] = std::from_chars(value->data(), end, seconds);
   limit = std::chrono::seconds(seconds);
-  if (error == std::errc() && stop == end && seconds >= 1 && seconds <= kLongestLimit) return true;
+  if (error == std::errc() && stop == end && seconds >= 1 && seconds <= kLongestCallLimit)
+    return true;
   problem =
-      "limit=" + *value + ": it is a number of seconds, 1 to " + std::to_string(kLongestLimit);
+      "limit=" + *value + ": it is a number of seconds, 1 to " + std::to_string(kLongestCallLimit);
   return false;
 }
 

@@ -1,5 +1,6 @@
 #include "program/replay_command.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -7,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "explore/call_text.h"
 #include "explore/calls_file.h"
+#include "explore/replay.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
-#include "hosted/dos/volume_listing.h"
+#include "explore/value_text.h"
 #include "platform/constants.h"
 #include "platform/intercepting.h"
 #include "platform/trace_json.h"
@@ -75,89 +76,31 @@ bool ReadCallsFile(const std::string& path, std::vector<CallsStep>& steps, std::
   return explore::ParseCalls(path == "-" ? "standard input" : path, text, steps, problem);
 }
 
-/// Makes the calls, and counts what was not as it should be.
-class Replay {
- public:
-  struct Parts {
-    explore::Side& side;
-    explore::SearchClock& clock;
-    HandlerPort& port;
-    RunWatch& watch;
-    CallGate& gate;
-    Console& console;
-  };
-  Replay(const Parts& parts, std::string file) : parts_(parts), file_(std::move(file)) {}
+constexpr std::size_t kNumberWidth = 4;
 
-  void Make(const CallsStep& step) {
-    parts_.watch.MoveTo(file_ + ", line " + std::to_string(step.line));
-    parts_.gate.FollowWatch();
-    if (step.tree != nullptr) {
-      CompareTree(step);
-    } else {
-      MakeCall(step);
-    }
+void Print(const CallsStep& step, const explore::ReplayedLine& outcome, Console& console) {
+  std::string number = std::to_string(step.line);
+  number.insert(0, number.size() < kNumberWidth ? kNumberWidth - number.size() : 0, ' ');
+  console.Print((outcome.is_due ? " " : "!") + number + "  " + outcome.text + "\n");
+  for (const std::string& line : outcome.below) {
+    console.Print(std::string(kNumberWidth + 3, ' ') + line + "\n");
   }
-
-  std::size_t calls() const { return calls_; }
-  std::size_t expected() const { return expected_; }
-  std::size_t wrong() const { return wrong_; }
-
- private:
-  void MakeCall(const CallsStep& step) {
-    const explore::Call& call = step.call.call;
-    parts_.clock.Step();
-    ++calls_;
-    explore::Outcome outcome;
-    parts_.side.Make(call, outcome);
-    const explore::DueOutcome all = explore::AllOf(call, outcome);
-    const bool is_due = !step.call.due || explore::IsAsDue(*step.call.due, all);
-    Print(step, is_due, explore::MadeText(call, explore::TextOf(call, all)));
-    if (step.call.due) ++expected_;
-    if (!is_due) PrintBelow("expected: " + explore::TextOf(call, *step.call.due));
-  }
-
-  void CompareTree(const CallsStep& step) {
-    ++expected_;
-    const std::vector<std::string> lines =
-        explore::CompareTree(*step.tree, ListVolume(parts_.port, explore::kTreeBounds));
-    Print(step, lines.empty(), "tree");
-    for (const std::string& line : lines) PrintBelow(line);
-  }
-
-  void Print(const CallsStep& step, bool is_due, const std::string& text) {
-    if (!is_due) ++wrong_;
-    std::string number = std::to_string(step.line);
-    number.insert(0, number.size() < kNumberWidth ? kNumberWidth - number.size() : 0, ' ');
-    parts_.console.Print((is_due ? " " : "!") + number + "  " + text + "\n");
-  }
-
-  void PrintBelow(const std::string& text) {
-    parts_.console.Print(std::string(kNumberWidth + 3, ' ') + text + "\n");
-  }
-
-  static constexpr std::size_t kNumberWidth = 4;
-
-  Parts parts_;
-  std::string file_;
-  std::size_t calls_ = 0;
-  std::size_t expected_ = 0;
-  std::size_t wrong_ = 0;
-};
+}
 
 std::string CountOf(std::size_t number, const char* what) {
   return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
 }
 
-/// The names that are there now and were not before; empty: none.
-std::string LeftNames(const VolumeListing& before, const VolumeListing& after) {
+/// Some names in one line; empty: none.
+std::string NamesLine(const std::vector<std::string>& paths) {
   constexpr std::size_t kMostNames = 20;
   std::string names;
-  std::size_t count = 0;
-  for (const auto& [path, object] : after.objects) {
-    if (before.objects.count(path) != 0) continue;
-    if (++count <= kMostNames) names += (names.empty() ? "" : ", ") + explore::Quoted(path);
+  for (std::size_t i = 0; i != std::min(paths.size(), kMostNames); ++i) {
+    names += (i == 0 ? "" : ", ") + explore::Quoted(paths[i]);
   }
-  if (count > kMostNames) names += " and " + std::to_string(count - kMostNames) + " more";
+  if (paths.size() > kMostNames) {
+    names += " and " + std::to_string(paths.size() - kMostNames) + " more";
+  }
   return names;
 }
 
@@ -181,25 +124,19 @@ std::int32_t ReplayOn(const ReplayOptions& options, const std::vector<CallsStep>
   std::vector<CallHook*> hooks;
   if (options.host.trace_file) hooks.push_back(&tracer);
   Interception interception(machine.exec(), machine.dos(), hooks, &machine.further());
-  // Names alone: contents stay unread.
-  constexpr ListingBounds kNames = {
-      .objects = explore::kTreeBounds.objects, .file_bytes = 0, .all_bytes = 0};
-  const VolumeListing before = ListVolume(*port, kNames);
-
   explore::Side side(interception.dos(), interception.further(), port->device_name() + ":");
-  if (const std::int32_t code = side.Begin(""); code != 0) {
+  explore::Replay replay({.side = side, .clock = clock, .port = *port, .remount = [&] {
+                            machine.dos().ReleasePort(*port, {});
+                            port->UnmountForNow();
+                            std::string problem;
+                            return port->MountAgain(problem) ? std::string() : problem;
+                          }});
+  if (const std::int32_t code = replay.Begin(); code != 0) {
     console.Report(port->device_name() + ": its root cannot be locked, error " +
                    std::to_string(code));
     return RETURN_FAIL;
   }
   const std::string name = options.file == "-" ? "standard input" : options.file;
-  Replay replay({.side = side,
-                 .clock = clock,
-                 .port = *port,
-                 .watch = session.watch(),
-                 .gate = session.gate(),
-                 .console = console},
-                name);
   session.gate().BeginGroup();
   bool is_whole = true;
   for (const CallsStep& step : steps) {
@@ -208,7 +145,9 @@ std::int32_t ReplayOn(const ReplayOptions& options, const std::vector<CallsStep>
       is_whole = false;
       break;
     }
-    replay.Make(step);
+    session.watch().MoveTo(name + ", line " + std::to_string(step.line));
+    session.gate().FollowWatch();
+    Print(step, replay.Make(step), console);
   }
   session.watch().MoveTo({});
   session.gate().BeginGroup();
@@ -216,7 +155,7 @@ std::int32_t ReplayOn(const ReplayOptions& options, const std::vector<CallsStep>
   console.Print(CountOf(replay.calls(), "call") + ", " + CountOf(replay.expected(), "expectation") +
                 ", " + std::to_string(replay.wrong()) + " not met\n");
   if (port->life() == HandlerProgram::Life::kRuns) {
-    const std::string left = LeftNames(before, ListVolume(*port, kNames));
+    const std::string left = NamesLine(replay.Left());
     if (!left.empty()) console.Print("left in " + port->device_name() + ": " + left + "\n");
   }
   for (const std::string& complaint : machine.ShutDown()) session.watch().Report(complaint);

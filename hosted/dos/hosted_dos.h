@@ -226,7 +226,9 @@ class HostedDos final : public DosInterface {
   HandleTable<struct LockKind, PortObject> locks_;
   HandleTable<struct FileKind, OpenFile> files_;
   HandleTable<struct RdArgsKind, std::unique_ptr<ParsedArguments>> arguments_;
-  std::unordered_map<const ExamineData*, std::unique_ptr<ExamineRecord>> records_;
+  using ExamineRecords = std::unordered_map<const ExamineData*, std::unique_ptr<ExamineRecord>>;
+  ExamineRecords records_;
+  ExamineRecords::node_type spare_record_;  ///< one that was freed
   std::unordered_map<const DevProc*, std::unique_ptr<DevProc>> device_procs_;
   std::map<std::uintptr_t, HandlerPort*> ports_;
   std::unordered_map<const HandlerPort*, PortHandle> port_handles_;

@@ -44,7 +44,14 @@ class ScanWatch {
 
 const ExamineData* HostedDos::AddRecord(HandlerPort& port, ::ExamineData* record) {
   if (record == nullptr) return nullptr;
-  auto copy = std::make_unique<ExamineRecord>();
+  // Most programs have one record at a time: what the last one was in is used again.
+  if (!spare_record_) {
+    auto made = std::make_unique<ExamineRecord>();
+    const ExamineData* const place = &made->data;
+    records_.emplace(place, std::move(made));
+    spare_record_ = records_.extract(place);
+  }
+  ExamineRecord* const copy = spare_record_.mapped().get();
   copy->name = TextOr(record->Name, "?");
   copy->comment = TextOr(record->Comment, "");
   copy->link = TextOr(record->Link, "");
@@ -60,9 +67,8 @@ const ExamineData* HostedDos::AddRecord(HandlerPort& port, ::ExamineData* record
                 .OwnerUID = record->OwnerUID,
                 .OwnerGID = record->OwnerGID};
   port.FreeExamineData(record);
-  const ExamineData* const key = &copy->data;
-  records_.emplace(key, std::move(copy));
-  return key;
+  records_.insert(std::move(spare_record_));
+  return &copy->data;
 }
 
 const ExamineData* HostedDos::ExamineObject(std::uint32_t tag, const char* name) {
@@ -100,7 +106,8 @@ const ExamineData* HostedDos::ExamineObject(std::uint32_t tag, LockHandle lock) 
 }
 
 void HostedDos::FreeDosObject(std::uint32_t type, const ExamineData* data) {
-  if (type == DOS_EXAMINEDATA) records_.erase(data);
+  if (type != DOS_EXAMINEDATA) return;
+  if (auto record = records_.extract(data)) spare_record_ = std::move(record);
 }
 
 ::ExamineData* HostedDos::ExamineByLock(HandlerPort& port, std::int32_t& res2, ::Lock* directory,

@@ -9,15 +9,21 @@
 #include "explore/generator.h"
 #include "explore/search_clock.h"
 #include "explore/side.h"
+#include "explore/trial.h"
 #include "hosted/dos/machine.h"
 #include "program/built_in_handlers.h"
 
-// What a call of a search costs before anything is compared.
+// What a call of a search costs before anything is compared:
 //
 //   DrawSequence  the choices of a sequence of 200 calls; items are calls
 //   DrawCalls     calls of these, while a handful of objects is held
 //   MakeCalls     the same, and made on a volume in memory
 //   CountCalls    calls counted in the table of what was reached
+//
+// And what a search costs:
+//
+//   ComparePairs  calls on a volume in memory and on another one, compared after each; the number is that
+//                 of the calls between two comparisons of the whole trees, 0: at the end of a sequence alone
 
 namespace quorle::explore {
 namespace {
@@ -43,7 +49,7 @@ constexpr std::size_t kCalls = 200;
 /// RAM: on a machine, and the side that makes calls there.
 class Bench {
  public:
-  Bench() {
+  explicit Bench(SearchClock& clock) : clock_(clock) {
     std::string problem;
     machine_ = Machine::Build(
         {.handlers = BuiltInHandlers(),
@@ -81,7 +87,7 @@ class Bench {
   Silence silence_;
   Console console_{silence_, silence_, false};
   NobodyTypes input_;
-  SearchClock clock_;
+  SearchClock& clock_;
   NobodyBreaks breaks_;
   std::unique_ptr<Machine> machine_;
   std::unique_ptr<Side> side_;
@@ -98,7 +104,8 @@ void DrawSequence(benchmark::State& state) {
 }
 
 void DrawCalls(benchmark::State& state) {
-  Bench bench;
+  SearchClock clock;
+  Bench bench(clock);
   bench.HoldSome();
   const Choices choices = DrawChoices(2, kCalls * 50);
   for (auto _ : state) {
@@ -111,9 +118,10 @@ void DrawCalls(benchmark::State& state) {
 
 void MakeCalls(benchmark::State& state) {
   std::uint64_t seed = 0;
+  SearchClock clock;
   for (auto _ : state) {
     state.PauseTiming();
-    auto bench = std::make_unique<Bench>();
+    auto bench = std::make_unique<Bench>(clock);
     const Choices choices = DrawChoices(++seed, kCalls * 50);
     state.ResumeTiming();
     for (std::size_t at = 0; at != choices.size(); at += kChoicesPerCall) {
@@ -128,7 +136,8 @@ void MakeCalls(benchmark::State& state) {
 }
 
 void CountCalls(benchmark::State& state) {
-  Bench bench;
+  SearchClock clock;
+  Bench bench(clock);
   bench.HoldSome();
   const Choices choices = DrawChoices(3, kCalls);
   std::vector<Call> calls;
@@ -143,10 +152,32 @@ void CountCalls(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kCalls));
 }
 
+class NothingToControl final : public DeviceControl {};
+
+void ComparePairs(benchmark::State& state) {
+  SearchClock clock;
+  Bench reference(clock);
+  Bench device(clock);
+  const Traits traits;
+  NothingToControl control;
+  Trial trial({.reference = reference.side(),
+               .device = device.side(),
+               .clock = clock,
+               .control = control,
+               .traits = traits},
+              {.calls_between_walks = static_cast<std::size_t>(state.range(0)), .directory = {}});
+  std::uint64_t seed = 0;
+  for (auto _ : state) {
+    if (trial.Run(DrawChoices(++seed, kCalls))) state.SkipWithError("two equal volumes differ");
+  }
+  state.SetItemsProcessed(static_cast<std::int64_t>(trial.calls_made()));
+}
+
 BENCHMARK(DrawSequence);
 BENCHMARK(DrawCalls);
 BENCHMARK(MakeCalls);
 BENCHMARK(CountCalls);
+BENCHMARK(ComparePairs)->Arg(0)->Arg(50);
 
 }  // namespace
 }  // namespace quorle::explore

@@ -49,11 +49,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(problem.empty());
   const quorle::VolumeListing nothing;
   for (const explore::CallsStep& step : steps) {
-    if (step.tree == nullptr) {
-      RequireTheSameAgain(step.call);
-    } else {
-      Require(explore::CompareTree(*step.tree, nothing).size() == step.tree->objects.size());
-    }
+    if (step.type == explore::CallsStep::Type::kCall) RequireTheSameAgain(step.call);
+    Require((step.type == explore::CallsStep::Type::kTree) == (step.tree != nullptr));
+    if (step.tree == nullptr) continue;
+    Require(explore::CompareTree(*step.tree, nothing).size() == step.tree->objects.size());
   }
   return 0;
 }

@@ -1,15 +1,17 @@
 #!/usr/bin/env python3
-"""replay_test.py QUORLE PLUGINS [TEST...]: runs of `quorle replay` over files of calls. PLUGINS is the folder of
-the plugins of the self-tests; a TEST is a unittest name."""
+"""replay_test.py QUORLE PLUGINS PAGE OPERATIONS [TEST...]: runs of `quorle replay` over files of calls. PLUGINS is the
+folder of the plugins of the self-tests, PAGE docs/explore.md, OPERATIONS the table of operations; a TEST is a unittest
+name."""
 import json
 import os
+import re
 import signal
 import subprocess
 import sys
 import tempfile
 import unittest
 
-QUORLE = PLUGINS = None
+QUORLE = PLUGINS = PAGE = OPERATIONS = None
 
 HEADER = "quorle-calls 1\n"
 RENAME = HEADER + """\
@@ -56,6 +58,64 @@ class ReplayTest(unittest.TestCase):
 
 
 class Expectations(ReplayTest):
+    def test_a_remount_gives_everything_back(self):
+        self.assertEqual(self.calls(HEADER + """\
+Open("a", MODE_NEWFILE) => f1
+Write(f1, "abc") => 3
+remount
+tree
+  "a" Content="abc"
+Read(f1, 1) => -1 205|219
+empty
+tree
+""", "--mount", "DH0=ram"), (10, """\
+    2  Open("a", MODE_NEWFILE) = f1
+    3  Write(f1, "abc") = 3
+    4  remount
+    5  tree
+!   7  Read(f1, 1) = -1 116
+       expected: -1 205|219
+    8  empty
+    9  tree
+3 calls, 7 expectations, 1 not met
+""", ""))
+
+    def test_what_a_remount_loses(self):
+        status, out, _ = self.calls(HEADER + """\
+Open("a", MODE_NEWFILE) => f1
+Write(f1, "abc") => 3
+remount
+tree
+  "a" Content="abc"
+""", "--mount", "DH0=ram,deviate=remount-cuts-files")
+        self.assertEqual((status, out.splitlines()[3:5]), (
+            10, ["!   5  tree",
+                 '       "a" has Content=0 bytes with checksum 0xCBF29CE484222325, expected Content="abc"']))
+        status, out, _ = self.calls(HEADER + 'CreateDir("d") => l1\nremount\n', "--mount",
+                                    "DH0=ram,deviate=remount-refused")
+        self.assertEqual((status, out.splitlines()[1:3]), (
+            10, ["!   3  remount", "       the deviation remount-refused refuses the volume"]))
+
+    def test_what_is_lost_when_all_is_deleted(self):
+        self.assertEqual(self.calls(HEADER + """\
+CreateDir("d") => l1
+Open("d/a", MODE_NEWFILE) => f1
+SetProtection("d/a", EXDF_NO_DELETE) => TRUE
+empty
+""", "--mount", "DH0=ram,deviate=delete-of-empty-file-loses-block"), (10, """\
+    2  CreateDir("d") = l1
+    3  Open("d/a", MODE_NEWFILE) = f1
+    4  SetProtection("d/a", EXDF_NO_DELETE) = TRUE
+!   5  empty
+       2 blocks used, expected 1 as before the first line
+3 calls, 4 expectations, 1 not met
+""", ""))
+
+    def test_nothing_stands_behind_what_is_done_to_a_device(self):
+        for line in ("remount x", "empty => TRUE"):
+            self.assertEqual(self.calls(HEADER + line + "\n", "--mount", "DH0=ram"),
+                             (20, "", f"quorle: x.calls:2: behind {line.split()[0]} stands nothing\n"))
+
     def test_all_is_as_expected(self):
         self.assertEqual(self.calls(RENAME, "--mount", "DH0=ram"), (0, """\
     3  Open("a", MODE_NEWFILE) = f1
@@ -137,6 +197,26 @@ left in DH0: "a", "\\xE4"
                       plugin + ",isolate=no"):
             self.assertEqual(self.calls(RENAME, "--mount", "DH0=" + mount), first, mount)
         self.assertEqual(os.listdir(self.path("volume")), [])
+
+
+class Page(ReplayTest):
+    def test_the_example_is_what_comes_out(self):
+        with open(PAGE, encoding="utf-8") as file:
+            blocks = ["".join(line[4:] or "\n" for line in block.splitlines(True)) for block in
+                      re.findall(r"(?m)(?:^ {4}.*\n)+", file.read())]
+        calls, = [block for block in blocks if block.startswith(HEADER)]
+        command, output = [block for block in blocks if block.startswith("$ quorle replay")][0].split("\n", 1)
+        self.write(calls, "rename.calls")
+        self.assertEqual(self.replay(*command.split()[3:]), (10, output, ""))
+
+    def test_every_operation_is_there(self):
+        with open(PAGE, encoding="utf-8") as file:
+            page = file.read()
+        with open(OPERATIONS, encoding="utf-8") as file:
+            names = re.findall(r'Operation::k\w+,\s*"[a-z-]+",\s*"(\w+)"', file.read())
+        self.assertGreater(len(names), 50)
+        for name in names:
+            self.assertRegex(page, rf"`{name}[`(]")
 
 
 class Files(ReplayTest):
@@ -221,7 +301,7 @@ class Handlers(ReplayTest):
     2  Lock("", SHARED_LOCK) = l1
 !   3  Open("a", MODE_NEWFILE) = 0 218
        expected: f1
-    4  Close(f1) = FALSE 218
+    4  Close(f1) = FALSE 0
 3 calls, 1 expectation, 1 not met
 """)
         self.assertTrue(errors.startswith(
@@ -255,5 +335,5 @@ class Handlers(ReplayTest):
 
 
 if __name__ == "__main__":
-    QUORLE, PLUGINS = sys.argv[1:3]
-    unittest.main(argv=sys.argv[:1] + sys.argv[3:])
+    QUORLE, PLUGINS, PAGE, OPERATIONS = sys.argv[1:5]
+    unittest.main(argv=sys.argv[:1] + sys.argv[5:])

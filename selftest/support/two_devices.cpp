@@ -35,8 +35,9 @@ struct TwoDevices::Surroundings {
   NeverBreak breaks;
 };
 
-TwoDevices::TwoDevices(const std::string& handler, PortType port)
-    : surroundings_(std::make_unique<Surroundings>()), port_(port) {
+TwoDevices::TwoDevices(const std::string& handler, PortType port, std::vector<NamedLayer> layers)
+    : surroundings_(std::make_unique<Surroundings>()), port_(port), layers_(BuiltInLayers()) {
+  layers_.insert(layers_.end(), layers.begin(), layers.end());
   reference_machine_ = Build("REF=ram,volume=Work");
   device_machine_ = Build("DH0=" + handler + ",volume=Work");
   reference_ = std::make_unique<explore::Side>(reference_machine_->dos(),
@@ -56,9 +57,12 @@ std::unique_ptr<Machine> TwoDevices::Build(const std::string& mount) {
   std::string problem;
   if (!ParseMountSpec(mount, spec, problem)) throw std::invalid_argument(problem);
   if (spec.name == "DH0") spec.port = port_;
+  // Those that every machine has: calls may name another volume.
+  std::vector<MountSpec> mounts = StandardMounts();
+  mounts.push_back(std::move(spec));
   std::unique_ptr<Machine> machine = Machine::Build({.handlers = BuiltInHandlers(),
-                                                     .layers = BuiltInLayers(),
-                                                     .mounts = {std::move(spec)},
+                                                     .layers = layers_,
+                                                     .mounts = std::move(mounts),
                                                      .exec = {},
                                                      .dos = {}},
                                                     {.console = surroundings_->console,
@@ -71,7 +75,7 @@ std::unique_ptr<Machine> TwoDevices::Build(const std::string& mount) {
 }
 
 std::string TwoDevices::Remount() {
-  HandlerPort& port = *device_machine_->list().Find("DH0").port;
+  HandlerPort& port = device_port();
   device_machine_->dos().ReleasePort(port, {});
   port.UnmountForNow();
   std::string problem;
@@ -82,14 +86,29 @@ explore::Trial& TwoDevices::Start(explore::TrialSettings settings,
                                   explore::CallObserver* observer) {
   if (device_->Begin({}) != 0) throw std::runtime_error("the root cannot be locked");
   traits_ = explore::ProbeTraits(*device_, clock_, true);
-  trial_ = std::make_unique<explore::Trial>(
-      explore::Trial::Parts{.reference = *reference_,
-                            .device = *device_,
-                            .clock = clock_,
-                            .control = control_,
-                            .traits = traits_,
-                            .observer = observer},
-      std::move(settings));
+  return MakeTrial(std::move(settings), observer);
+}
+
+explore::Trial& TwoDevices::StartWithAllTraits(explore::TrialSettings settings) {
+  traits_ = {};
+  return MakeTrial(std::move(settings), nullptr);
+}
+
+std::vector<std::string> TwoDevices::ShutDownDevice() {
+  trial_.reset();
+  device_.reset();
+  return device_machine_->ShutDown();
+}
+
+explore::Trial& TwoDevices::MakeTrial(explore::TrialSettings settings,
+                                      explore::CallObserver* observer) {
+  trial_ = std::make_unique<explore::Trial>(explore::Trial::Parts{.reference = *reference_,
+                                                                  .device = *device_,
+                                                                  .clock = clock_,
+                                                                  .control = control_,
+                                                                  .traits = traits_,
+                                                                  .observer = observer},
+                                            std::move(settings));
   return *trial_;
 }
 

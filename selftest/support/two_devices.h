@@ -2,11 +2,13 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "explore/search_clock.h"
 #include "explore/side.h"
 #include "explore/traits.h"
 #include "explore/trial.h"
+#include "hosted/calls/port_layer.h"
 #include "hosted/calls/port_type.h"
 #include "hosted/dos/machine.h"
 
@@ -15,8 +17,10 @@ namespace quorle::selftest {
 /// A device DH0: and a reference volume, each on a machine of its own under one clock, as a search has them.
 class TwoDevices {
  public:
-  /// `handler` is what DH0: is mounted with: "ram", "ram,deviate=NAME", "dir:/path".
-  explicit TwoDevices(const std::string& handler, PortType port = PortType::kVector);
+  /// `handler` is what DH0: is mounted with: "ram", "ram,deviate=NAME", "dir:/path". `layers` are there besides
+  /// those of the program.
+  explicit TwoDevices(const std::string& handler, PortType port = PortType::kVector,
+                      std::vector<NamedLayer> layers = {});
   ~TwoDevices();
   TwoDevices(const TwoDevices&) = delete;
   TwoDevices& operator=(const TwoDevices&) = delete;
@@ -28,7 +32,17 @@ class TwoDevices {
   /// Probes the traits of the device and makes a trial of both.
   explore::Trial& Start(explore::TrialSettings settings = {},
                         explore::CallObserver* observer = nullptr);
+  /// The same, as if the device could do all that the reference can.
+  explore::Trial& StartWithAllTraits(explore::TrialSettings settings = {});
   explore::Trial& trial() { return *trial_; }
+
+  /// The ports of the two.
+  HandlerPort& device_port() { return *device_machine_->list().Find("DH0").port; }
+  HandlerPort& reference_port() { return *reference_machine_->list().Find("REF").port; }
+  /// Unmounts the device and mounts it again. Returns what went wrong; empty: nothing.
+  std::string Remount();
+  /// Ends the device. Returns what its handler did wrong in all that time, a line each.
+  std::vector<std::string> ShutDownDevice();
 
  private:
   /// Keeps the handler's devices and nothing else.
@@ -42,7 +56,7 @@ class TwoDevices {
   };
 
   std::unique_ptr<Machine> Build(const std::string& mount);
-  std::string Remount();
+  explore::Trial& MakeTrial(explore::TrialSettings settings, explore::CallObserver* observer);
 
   /// What a machine needs around it, and nobody looks at.
   struct Surroundings;
@@ -50,6 +64,7 @@ class TwoDevices {
   std::unique_ptr<Surroundings> surroundings_;
   explore::SearchClock clock_;
   PortType port_;
+  std::vector<NamedLayer> layers_;
   std::unique_ptr<Machine> reference_machine_;
   std::unique_ptr<Machine> device_machine_;
   std::unique_ptr<explore::Side> reference_;

@@ -175,7 +175,8 @@ TEST_F(CallsFileTree, ADifferenceIsWrittenWithWhatTheReferenceDid) {
       Shown("Rename(\"d/a\", \"d/b\")", "FALSE 222", ""),
   };
   difference.then = {"d/a is missing\x1B"};
-  DifferenceNotes notes{.comments = {"difference x"}, .reference = {}, .tree = nullptr};
+  DifferenceNotes notes{
+      .comments = {"difference x"}, .reference = {}, .looks = {}, .tree = nullptr};
   for (const ShownCall& shown : difference.calls) {
     notes.reference.push_back(Make(TextOf(shown.call)));
   }
@@ -209,6 +210,43 @@ TEST_F(CallsFileTree, ADifferenceIsWrittenWithWhatTheReferenceDid) {
   EXPECT_EQ(CompareTree(*Parsed(text).back().tree, List()), std::vector<std::string>());
 }
 
+TEST(CallsFile, WhatWasLookedAtIsReadAsACall) {
+  Call call;
+  std::string field;
+  ASSERT_TRUE(ReadLook("ExamineObject(\"d\"): date 2032-10-04; reference: 2033", call, field));
+  EXPECT_EQ(TextOf(call), "ExamineObject(EX_ObjectNameInput, \"d\")");
+  EXPECT_EQ(field, "Date");
+  ASSERT_TRUE(ReadLook("ExamineObject(l12): gone", call, field));
+  EXPECT_EQ(TextOf(call), "ExamineObject(EX_LockInput, l12)");
+  EXPECT_EQ(field, "");
+  ASSERT_TRUE(ReadLook("ExamineObject(f1): links 2; reference: 1", call, field));
+  EXPECT_EQ(TextOf(call), "ExamineObject(EX_FileHandleInput, f1)");
+  EXPECT_EQ(field, "RefCount");
+  for (const char* const line :
+       {"", "value 1", "ExamineObject(", "ExamineObject()", "ExamineObject(s1): x",
+        "ExamineObject(\"d): x", "ExamineObject(f): x", "ExamineObject(f1) x"}) {
+    EXPECT_FALSE(ReadLook(line, call, field)) << line;
+  }
+}
+
+TEST_F(CallsFileTree, WhatWasLookedAtShowsADifference) {
+  Difference difference;
+  difference.calls = {Shown("SetComment(\"d/a\", \"e\")", "TRUE", "")};
+  DifferenceNotes notes{.comments = {}, .reference = {}, .looks = {}, .tree = nullptr};
+  notes.reference = {Make("SetComment(\"d/a\", \"e\")")};
+  CallLine look;
+  std::string problem;
+  ASSERT_TRUE(
+      ReadCallLine("ExamineObject(EX_ObjectNameInput, \"d/a\") => Comment=\"e\"", look, problem));
+  notes.looks = {look};
+  const VolumeListing tree = List();
+  notes.tree = &tree;
+  EXPECT_EQ(CallsText(difference, notes),
+            "quorle-calls 1\n"
+            "SetComment(\"d/a\", \"e\") => TRUE\n"
+            "ExamineObject(EX_ObjectNameInput, \"d/a\") => Comment=\"e\"\n");
+}
+
 TEST_F(CallsFileTree, ADifferenceThatItsLastCallShowsNeedsNoTree) {
   Difference difference;
   difference.calls = {Shown("ExamineObject(EX_StringNameInput, \"d/a\")",
@@ -221,7 +259,7 @@ TEST_F(CallsFileTree, ADifferenceThatItsLastCallShowsNeedsNoTree) {
     return name != "Type" && name != "FileSize" && name != "Comment";
   });
   const std::string text =
-      CallsText(difference, {.comments = {}, .reference = {reference}, .tree = &tree});
+      CallsText(difference, {.comments = {}, .reference = {reference}, .looks = {}, .tree = &tree});
   EXPECT_EQ(text,
             "quorle-calls 1\n"
             "ExamineObject(EX_StringNameInput, \"d/a\") => FileSize=300\n");

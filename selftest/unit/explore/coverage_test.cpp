@@ -45,7 +45,7 @@ std::string LinesOf(const Call& call, const Outcome& device) {
 /// Counts what `seeds` sequences reach on a volume in memory.
 void Reach(std::uint64_t seeds, CoverageTable& table) {
   const Traits traits;
-  const Generator generator(traits);
+  Generator generator(traits);
   RamSide ram;
   Call call;
   Outcome outcome;

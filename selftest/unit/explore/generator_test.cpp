@@ -19,7 +19,7 @@ namespace {
 using OnDrawn = std::function<void(const Call& call)>;
 
 /// Draws `seeds` sequences of 200 calls and makes them on a volume in memory.
-void DrawAll(const Generator& generator, std::uint64_t seeds, const OnDrawn& on_call) {
+void DrawAll(Generator generator, std::uint64_t seeds, const OnDrawn& on_call) {
   RamSide ram;
   Call call;
   Outcome outcome;
@@ -60,7 +60,7 @@ std::size_t LongestNameOf(const std::string& path) {
 }
 
 /// A choice that leads to `operation` itself, not to what needs an object of it first.
-Choice ChoiceOf(const Generator& generator, Side& side, Operation operation) {
+Choice ChoiceOf(Generator generator, Side& side, Operation operation) {
   std::array<Choice, kChoicesPerCall> choices{};
   Call call;
   for (std::uint32_t choice = 0; choice != 65536; choice += 4) {
@@ -308,7 +308,7 @@ TEST_F(GeneratorTest, HardLinksToDirectoriesAreNotDrawnWhereThereAreNone) {
   bool has_hard_link = false;
   const auto directories = [&](const Traits& traits) {
     RamSide ram;
-    const Generator generator(traits);
+    Generator generator(traits);
     const Choice link = ChoiceOf(generator, ram.side(), Operation::kMakeHardLink);
     Call call;
     call.operation = Operation::kLock;
@@ -334,7 +334,7 @@ TEST_F(GeneratorTest, InADirectoryNothingLeadsAboveIt) {
   ram.dos().UnLock(ram.dos().CreateDir("DH0:scratch"));
   ram.side().End();
   ASSERT_EQ(ram.side().Begin("scratch"), 0);
-  const Generator generator(traits_, false);
+  Generator generator(traits_, false);
   Call call;
   Outcome outcome;
   const auto make = [&](const Choices& choices) {
