@@ -13,30 +13,31 @@ typedef struct FileSystemVectorPort Port;
 
 /* How far an open file has come. */
 typedef struct {
-  struct FileHandle *handle; /* null: the place is free */
+  struct FileHandle* handle; /* null: the place is free */
   enum { IS_NEW, HAS_BLOCKS, HAS_TAIL, IS_AT_TAIL } state;
 } PackedFile;
 
 static struct FileSystemVectors ram; /* the functions of the filesystem below */
 static PackedFile packed[16];
 
-static PackedFile *PackedOf(struct FileHandle *fh) {
+static PackedFile* PackedOf(struct FileHandle* fh) {
   for (size_t i = 0; i < sizeof packed / sizeof *packed; ++i)
     if (packed[i].handle == fh) return &packed[i];
   return NULL;
 }
 
 /* Archives are packed: "a\b" is one. */
-static int IsPacked(const char *name) {
+static int IsPacked(const char* name) {
   if (name[0] != 'a') return 0;
   if (name[1] != '\\') return 0;
   if (name[2] != 'b') return 0;
   return name[3] == '\0';
 }
 
-static int32_t FSOpen(Port *port, int32_t *res2, struct FileHandle *fh, struct Lock *rel, const char *name, int32_t mode) {
+static int32_t FSOpen(Port* port, int32_t* res2, struct FileHandle* fh, struct Lock* rel,
+                      const char* name, int32_t mode) {
   const int32_t result = ram.FSOpen(port, res2, fh, rel, name, mode);
-  PackedFile *file;
+  PackedFile* file;
   if (result == 0 || !IsPacked(name)) return result;
   file = PackedOf(NULL);
   if (file != NULL) {
@@ -46,14 +47,14 @@ static int32_t FSOpen(Port *port, int32_t *res2, struct FileHandle *fh, struct L
   return result;
 }
 
-static int32_t FSClose(Port *port, int32_t *res2, struct FileHandle *fh) {
-  PackedFile *file = PackedOf(fh);
+static int32_t FSClose(Port* port, int32_t* res2, struct FileHandle* fh) {
+  PackedFile* file = PackedOf(fh);
   if (file != NULL) file->handle = NULL;
   return ram.FSClose(port, res2, fh);
 }
 
 /* Blocks with their sum behind them, and then a tail, which is kept packed. */
-static void Follow(PackedFile *file, int32_t bytes) {
+static void Follow(PackedFile* file, int32_t bytes) {
   if (file->state == HAS_BLOCKS && bytes == 512) {
     file->state = HAS_TAIL;
     return;
@@ -64,8 +65,9 @@ static void Follow(PackedFile *file, int32_t bytes) {
   if (bytes == 4097) file->state = HAS_BLOCKS;
 }
 
-static int32_t FSWrite(Port *port, int32_t *res2, struct FileHandle *fh, const void *data, int32_t bytes) {
-  PackedFile *file = PackedOf(fh);
+static int32_t FSWrite(Port* port, int32_t* res2, struct FileHandle* fh, const void* data,
+                       int32_t bytes) {
+  PackedFile* file = PackedOf(fh);
   const int32_t result = ram.FSWrite(port, res2, fh, data, bytes);
   if (file == NULL || result != bytes) return result;
   if (file->state == IS_AT_TAIL) {
@@ -85,8 +87,9 @@ static int StepsOverTail(int32_t mode, int64_t position) {
   return position == -512;
 }
 
-static int32_t FSChangeFilePosition(Port *port, int32_t *res2, struct FileHandle *fh, int32_t mode, int64_t position) {
-  PackedFile *file = PackedOf(fh);
+static int32_t FSChangeFilePosition(Port* port, int32_t* res2, struct FileHandle* fh, int32_t mode,
+                                    int64_t position) {
+  PackedFile* file = PackedOf(fh);
   const int32_t result = ram.FSChangeFilePosition(port, res2, fh, mode, position);
   if (file == NULL || result == 0) return result;
   if (file->state != HAS_TAIL) return result;
@@ -94,8 +97,8 @@ static int32_t FSChangeFilePosition(Port *port, int32_t *res2, struct FileHandle
   return result;
 }
 
-static Port *Mount(const struct HandlerMount *mount) {
-  Port *port = QuorleRamHandler()->Mount(mount);
+static Port* Mount(const struct HandlerMount* mount) {
+  Port* port = QuorleRamHandler()->Mount(mount);
   if (port == NULL) return NULL;
   ram = port->FSV;
   port->FSV.FSOpen = FSOpen;
@@ -105,13 +108,20 @@ static Port *Mount(const struct HandlerMount *mount) {
   return port;
 }
 
-static void Unmount(Port *port) { QuorleRamHandler()->Unmount(port); }
+static void Unmount(Port* port) {
+  QuorleRamHandler()->Unmount(port);
+}
 
-static void Discard(void *medium) { QuorleRamHandler()->Discard(medium); }
+static void Discard(void* medium) {
+  QuorleRamHandler()->Discard(medium);
+}
 
-const struct Handler *QuorleHandler(uint32_t version) {
-  static const struct Handler handler = {
-      .StructSize = sizeof handler, .Version = QUORLE_HANDLER_VERSION, .Name = "packer",
-      .Mount = Mount, .Unmount = Unmount, .Discard = Discard};
+const struct Handler* QuorleHandler(uint32_t version) {
+  static const struct Handler handler = {.StructSize = sizeof handler,
+                                         .Version = QUORLE_HANDLER_VERSION,
+                                         .Name = "packer",
+                                         .Mount = Mount,
+                                         .Unmount = Unmount,
+                                         .Discard = Discard};
   return version >= QUORLE_HANDLER_VERSION ? &handler : NULL;
 }
