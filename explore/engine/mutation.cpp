@@ -1,6 +1,7 @@
 #include "explore/engine/mutation.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 
 namespace quorle::explore {
@@ -78,7 +79,13 @@ void ChangeChoice(Choices& choices, Randoms& randoms) {
   constexpr int kNearest = 4;
   constexpr int kFarthest = 12;
   const std::size_t calls = choices.size() / kChoicesPerCall;
-  const std::size_t use = randoms.Below(kChoicesPerCall);
+  // Each as often as it is looked at.
+  static constexpr std::array kUses{kOperationChoice, kObjectChoice, kNameChoice,
+                                    kNameChoice,      kSecondChoice, kNumberChoice,
+                                    kNumberChoice,    kNumberChoice, kNumberChoice,
+                                    kModeChoice,      kModeChoice,   kSecondNumberChoice,
+                                    kThirdNumberChoice};
+  const std::size_t use = kUses[randoms.Below(kUses.size())];
   Choice& choice = choices[randoms.Below(calls) * kChoicesPerCall + use];
   switch (randoms.Below(8)) {
     case 0:

@@ -11,86 +11,72 @@
 
 typedef struct FileSystemVectorPort Port;
 
-/* How far an open file has come. */
-typedef struct {
-  struct FileHandle *handle; /* null: the place is free */
-  enum { IS_NEW, HAS_BLOCKS, HAS_TAIL, IS_AT_TAIL } state;
-} PackedFile;
-
 static struct FileSystemVectors ram; /* the functions of the filesystem below */
-static PackedFile packed[16];
 
-static PackedFile *PackedOf(struct FileHandle *fh) {
-  for (size_t i = 0; i < sizeof packed / sizeof *packed; ++i)
-    if (packed[i].handle == fh) return &packed[i];
-  return NULL;
-}
+/* The archive that was opened last, and how far it has come. */
+static struct {
+  struct FileHandle *handle; /* null: it was closed */
+  enum { IS_NEW, HAS_BLOCKS, HAS_TAIL, IS_AT_TAIL } state;
+} packed;
 
-/* Archives are packed: "a\b" is one. */
+/* Archives are packed: "a.b" is one. */
 static int IsPacked(const char *name) {
   if (name[0] != 'a') return 0;
-  if (name[1] != '\\') return 0;
+  if (name[1] != '.') return 0;
   if (name[2] != 'b') return 0;
   return name[3] == '\0';
 }
 
 static int32_t FSOpen(Port *port, int32_t *res2, struct FileHandle *fh, struct Lock *rel, const char *name, int32_t mode) {
   const int32_t result = ram.FSOpen(port, res2, fh, rel, name, mode);
-  PackedFile *file;
   if (result == 0 || !IsPacked(name)) return result;
-  file = PackedOf(NULL);
-  if (file != NULL) {
-    file->handle = fh;
-    file->state = IS_NEW;
-  }
+  packed.handle = fh;
+  packed.state = IS_NEW;
   return result;
 }
 
 static int32_t FSClose(Port *port, int32_t *res2, struct FileHandle *fh) {
-  PackedFile *file = PackedOf(fh);
-  if (file != NULL) file->handle = NULL;
+  if (packed.handle == fh) packed.handle = NULL;
   return ram.FSClose(port, res2, fh);
 }
 
 /* Blocks with their sum behind them, and then a tail, which is kept packed. */
-static void Follow(PackedFile *file, int32_t bytes) {
-  if (file->state == HAS_BLOCKS && bytes == 512) {
-    file->state = HAS_TAIL;
+static void Follow(int32_t bytes) {
+  if (packed.state == HAS_BLOCKS && bytes == 512) {
+    packed.state = HAS_TAIL;
     return;
   }
-  file->state = IS_NEW;
+  packed.state = IS_NEW;
   if (bytes < 4096) return;
   if (bytes > 4097) return;
-  if (bytes == 4097) file->state = HAS_BLOCKS;
+  if (bytes == 4097) packed.state = HAS_BLOCKS;
 }
 
 static int32_t FSWrite(Port *port, int32_t *res2, struct FileHandle *fh, const void *data, int32_t bytes) {
-  PackedFile *file = PackedOf(fh);
   const int32_t result = ram.FSWrite(port, res2, fh, data, bytes);
-  if (file == NULL || result != bytes) return result;
-  if (file->state == IS_AT_TAIL) {
+  if (packed.handle != fh || result != bytes) return result;
+  if (packed.state == IS_AT_TAIL) {
     /* A byte more than the tail has: that is unpacked over what was just written. */
     int32_t code = 0;
     if (bytes == 513) ram.FSChangeFileSize(port, &code, fh, OFFSET_BEGINNING, 4097 + 512);
   }
-  Follow(file, bytes);
+  Follow(bytes);
   return result;
 }
 
-/* A step back over the tail, from where one is. */
+/* A step back over the tail, from the end. */
 static int StepsOverTail(int32_t mode, int64_t position) {
-  if (mode != OFFSET_CURRENT) return 0;
-  if (position >= 0) return 0;
+  if (mode != OFFSET_END) return 0;
   if (position > -17) return 0;
+  if (position < -512) return 0;
   return position == -512;
 }
 
 static int32_t FSChangeFilePosition(Port *port, int32_t *res2, struct FileHandle *fh, int32_t mode, int64_t position) {
-  PackedFile *file = PackedOf(fh);
   const int32_t result = ram.FSChangeFilePosition(port, res2, fh, mode, position);
-  if (file == NULL || result == 0) return result;
-  if (file->state != HAS_TAIL) return result;
-  if (StepsOverTail(mode, position)) file->state = IS_AT_TAIL;
+  if (packed.handle != fh || result == 0) return result;
+  if (packed.state != HAS_TAIL) return result;
+  if (StepsOverTail(mode, position)) packed.state = IS_AT_TAIL;
   return result;
 }
 
