@@ -60,9 +60,8 @@ void* afl_custom_init(void* /*engine*/, unsigned seed) {
 std::size_t afl_custom_fuzz(void* mutator, std::uint8_t* bytes, std::size_t count,
                             std::uint8_t** changed, std::uint8_t* other, std::size_t other_count,
                             std::size_t most) {
-  const std::span<std::uint8_t> next =
-      static_cast<quorle::explore::AflMutator*>(mutator)->Next(
-          {bytes, count}, {other, other == nullptr ? 0 : other_count}, most);
+  const std::span<std::uint8_t> next = static_cast<quorle::explore::AflMutator*>(mutator)->Next(
+      {bytes, count}, {other, other == nullptr ? 0 : other_count}, most);
   *changed = next.data();
   return next.size();
 }

@@ -80,11 +80,10 @@ void ChangeChoice(Choices& choices, Randoms& randoms) {
   constexpr int kFarthest = 12;
   const std::size_t calls = choices.size() / kChoicesPerCall;
   // Each as often as it is looked at.
-  static constexpr std::array kUses{kOperationChoice, kObjectChoice, kNameChoice,
-                                    kNameChoice,      kSecondChoice, kNumberChoice,
-                                    kNumberChoice,    kNumberChoice, kNumberChoice,
-                                    kModeChoice,      kModeChoice,   kSecondNumberChoice,
-                                    kThirdNumberChoice};
+  static constexpr std::array kUses{
+      kOperationChoice, kObjectChoice,       kNameChoice,       kNameChoice,   kSecondChoice,
+      kNumberChoice,    kNumberChoice,       kNumberChoice,     kNumberChoice, kModeChoice,
+      kModeChoice,      kSecondNumberChoice, kThirdNumberChoice};
   const std::size_t use = kUses[randoms.Below(kUses.size())];
   Choice& choice = choices[randoms.Below(calls) * kChoicesPerCall + use];
   switch (randoms.Below(8)) {

@@ -15,19 +15,20 @@ static struct FileSystemVectors ram; /* the functions of the filesystem below */
 
 /* The archive that was opened last, and how far it has come. */
 static struct {
-  struct FileHandle *handle; /* null: it was closed */
+  struct FileHandle* handle; /* null: it was closed */
   enum { IS_NEW, HAS_BLOCKS, HAS_TAIL, IS_AT_TAIL } state;
 } packed;
 
 /* Archives are packed: "a.b" is one. */
-static int IsPacked(const char *name) {
+static int IsPacked(const char* name) {
   if (name[0] != 'a') return 0;
   if (name[1] != '.') return 0;
   if (name[2] != 'b') return 0;
   return name[3] == '\0';
 }
 
-static int32_t FSOpen(Port *port, int32_t *res2, struct FileHandle *fh, struct Lock *rel, const char *name, int32_t mode) {
+static int32_t FSOpen(Port* port, int32_t* res2, struct FileHandle* fh, struct Lock* rel,
+                      const char* name, int32_t mode) {
   const int32_t result = ram.FSOpen(port, res2, fh, rel, name, mode);
   if (result == 0 || !IsPacked(name)) return result;
   packed.handle = fh;
@@ -35,7 +36,7 @@ static int32_t FSOpen(Port *port, int32_t *res2, struct FileHandle *fh, struct L
   return result;
 }
 
-static int32_t FSClose(Port *port, int32_t *res2, struct FileHandle *fh) {
+static int32_t FSClose(Port* port, int32_t* res2, struct FileHandle* fh) {
   if (packed.handle == fh) packed.handle = NULL;
   return ram.FSClose(port, res2, fh);
 }
@@ -52,7 +53,8 @@ static void Follow(int32_t bytes) {
   if (bytes == 4097) packed.state = HAS_BLOCKS;
 }
 
-static int32_t FSWrite(Port *port, int32_t *res2, struct FileHandle *fh, const void *data, int32_t bytes) {
+static int32_t FSWrite(Port* port, int32_t* res2, struct FileHandle* fh, const void* data,
+                       int32_t bytes) {
   const int32_t result = ram.FSWrite(port, res2, fh, data, bytes);
   if (packed.handle != fh || result != bytes) return result;
   if (packed.state == IS_AT_TAIL) {
@@ -72,7 +74,8 @@ static int StepsOverTail(int32_t mode, int64_t position) {
   return position == -512;
 }
 
-static int32_t FSChangeFilePosition(Port *port, int32_t *res2, struct FileHandle *fh, int32_t mode, int64_t position) {
+static int32_t FSChangeFilePosition(Port* port, int32_t* res2, struct FileHandle* fh, int32_t mode,
+                                    int64_t position) {
   const int32_t result = ram.FSChangeFilePosition(port, res2, fh, mode, position);
   if (packed.handle != fh || result == 0) return result;
   if (packed.state != HAS_TAIL) return result;
@@ -80,8 +83,8 @@ static int32_t FSChangeFilePosition(Port *port, int32_t *res2, struct FileHandle
   return result;
 }
 
-static Port *Mount(const struct HandlerMount *mount) {
-  Port *port = QuorleRamHandler()->Mount(mount);
+static Port* Mount(const struct HandlerMount* mount) {
+  Port* port = QuorleRamHandler()->Mount(mount);
   if (port == NULL) return NULL;
   ram = port->FSV;
   port->FSV.FSOpen = FSOpen;
@@ -91,13 +94,20 @@ static Port *Mount(const struct HandlerMount *mount) {
   return port;
 }
 
-static void Unmount(Port *port) { QuorleRamHandler()->Unmount(port); }
+static void Unmount(Port* port) {
+  QuorleRamHandler()->Unmount(port);
+}
 
-static void Discard(void *medium) { QuorleRamHandler()->Discard(medium); }
+static void Discard(void* medium) {
+  QuorleRamHandler()->Discard(medium);
+}
 
-const struct Handler *QuorleHandler(uint32_t version) {
-  static const struct Handler handler = {
-      .StructSize = sizeof handler, .Version = QUORLE_HANDLER_VERSION, .Name = "packer",
-      .Mount = Mount, .Unmount = Unmount, .Discard = Discard};
+const struct Handler* QuorleHandler(uint32_t version) {
+  static const struct Handler handler = {.StructSize = sizeof handler,
+                                         .Version = QUORLE_HANDLER_VERSION,
+                                         .Name = "packer",
+                                         .Mount = Mount,
+                                         .Unmount = Unmount,
+                                         .Discard = Discard};
   return version >= QUORLE_HANDLER_VERSION ? &handler : NULL;
 }
