@@ -3,8 +3,6 @@
 # which is what there is without ENGINE, clang compiles them, for afl AFL++'s afl-clang-fast, whatever compiles
 # the rest of the project; set QUORLE_CLANG, QUORLE_CLANGXX, QUORLE_AFL_CC or QUORLE_AFL_CXX where they are not
 # found. What else the sources need is said with target_include_directories(TARGET ...) and the like.
-#
-# docs/explore.md shows how the program is run.
 
 # Sets OUT to the command NAME, found once and kept as the variable VARIABLE of the cache.
 function(_quorle_find_engine out variable)

@@ -87,7 +87,6 @@ bool Comparison::IsSameObject(std::uint64_t reference, std::uint64_t device) {
 std::optional<Unlike> Comparison::Records(const ExamineData& reference, const ExamineData& device) {
   constexpr std::uint32_t kKind = FSO_TYPE_MASK;
   if (auto unlike = Numbers("type", reference.Type & kKind, device.Type & kKind)) return unlike;
-  if (aside_ != 0 && reference.ObjectID == aside_) return std::nullopt;
   if (auto unlike = Numbers("size", reference.FileSize, device.FileSize)) return unlike;
   if (auto unlike = Texts("name", reference.Name, device.Name)) return unlike;
   if (auto unlike = Texts("comment", reference.Comment, device.Comment)) return unlike;

@@ -34,9 +34,6 @@ class Comparison {
   /// have dated something.
   void BeforeCall();
   void AfterCall();
-  /// The reference's number of the object whose record is not compared but for its type, since what else
-  /// is in it is not this search's; 0: none.
-  void SetAside(std::uint64_t reference_id) { aside_ = reference_id; }
 
   /// Compares two records, and that the device's object number stands for the reference's all the time.
   std::optional<Unlike> Records(const ExamineData& reference, const ExamineData& device);
@@ -58,7 +55,6 @@ class Comparison {
   const Traits& traits_;
   const SearchClock& clock_;
   SystemClock host_;
-  std::uint64_t aside_ = 0;
   std::int64_t first_tick_ = 0;   ///< of the first call of the sequence
   std::vector<Moments> moments_;  ///< of each tick since then, with a clock of the handler's own
   std::unordered_map<std::uint64_t, std::uint64_t> device_ids_;     ///< by the reference's

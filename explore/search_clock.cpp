@@ -10,7 +10,7 @@ SearchClock::SearchClock() {
   void* const memory =
       mmap(nullptr, sizeof *ticks_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) throw std::bad_alloc();
-  ticks_ = new (memory) std::atomic<std::int64_t>(kFirstDay * kTicksPerDay);
+  ticks_ = new (memory) std::int64_t(kFirstDay * kTicksPerDay);
 }
 
 SearchClock::~SearchClock() {

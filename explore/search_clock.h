@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
 #include "hosted/calls/clock.h"
@@ -26,7 +25,7 @@ class SearchClock final : public Clock {
   /// The next call.
   void Step() { Add(1); }
   /// Ticks since 1978.
-  std::int64_t ticks() const { return ticks_->load(std::memory_order_relaxed); }
+  std::int64_t ticks() const { return *ticks_; }
 
   static constexpr std::int64_t ToTicks(const quorle::DateStamp& date) {
     return (date.ds_Days * std::int64_t{24 * 60} + date.ds_Minute) * 3000 + date.ds_Tick;
@@ -38,9 +37,11 @@ class SearchClock final : public Clock {
   }
 
  private:
-  void Add(std::int64_t ticks) { ticks_->store(this->ticks() + ticks, std::memory_order_relaxed); }
+  void Add(std::int64_t ticks) { *ticks_ += ticks; }
 
-  std::atomic<std::int64_t>* ticks_;  ///< in memory that is shared with what is forked
+  /// In memory that is shared with what is forked. It is read during a call, for which the caller waits, so
+  /// that nobody writes then.
+  std::int64_t* ticks_;
 };
 
 }  // namespace quorle::explore

@@ -104,7 +104,7 @@ class Exploration {
   std::unique_ptr<explore::ReferenceVolume> reference_;
   std::unique_ptr<explore::Side> side_;
   VolumeListing before_;
-  std::optional<explore::TreeObject> base_before_;
+  std::optional<explore::TreeObject> root_before_;
   std::string directory_;
   explore::Traits traits_;
   bool traits_differ_ = false;
@@ -172,6 +172,8 @@ bool Exploration::Begin() {
   } else {
     side_ = std::make_unique<explore::Side>(machine.dos(), machine.further(), device);
   }
+  if (side_->Begin({}) == 0) root_before_ = explore::KeepBase(*side_);
+  side_->End();
   before_ = ListVolume(*port_, kRestBounds);
   if (!before_.objects.empty()) {
     directory_ = kScratchDirectory;
@@ -187,7 +189,6 @@ bool Exploration::Begin() {
     Refuse(device + directory_ + " cannot be locked, error " + std::to_string(code));
     return false;
   }
-  base_before_ = explore::KeepBase(*side_);
   traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty());
   reference_ = std::make_unique<explore::ReferenceVolume>(
       clock_, console_, port_->volume_name().value_or("Reference"));
@@ -252,15 +253,17 @@ void Exploration::Search() {
 /// What was there before must be as it was, and what was made must be gone.
 void Exploration::LookAtTheRest() {
   device_->BeginSequence();
-  // Elsewhere when the place could not be emptied.
-  if (side_->Begin(directory_) == 0 && base_before_) explore::RestoreBase(*side_, *base_before_);
   side_->End();
   const std::string device = port_->device_name() + ":";
   if (port_->life() != HandlerProgram::Life::kRuns) return;
   for (const std::string& directory : {directory_, trial_->directory()}) {
     if (!directory.empty()) session_.machine().dos().Delete((device + directory).c_str());
   }
-  const VolumeListing after = ListVolume(*port_, kRestBounds);
+  // The root was worked in. Not every filesystem can give it back what it had.
+  if (root_before_ && side_->Begin({}) == 0) explore::RestoreBase(*side_, *root_before_);
+  side_->End();
+  VolumeListing after = ListVolume(*port_, kRestBounds);
+  after.root = before_.root;
   constexpr std::size_t kMostLines = 20;
   const std::vector<std::string> lines = CompareListings(*port_, before_, after);
   rest_differs_ = !lines.empty();

@@ -16,7 +16,7 @@ constexpr std::int64_t kLongestSequence = 100'000;
 
 constexpr const char* kExploreFooter =
     "Random calls are made on DEVICE and on a volume in memory, and compared after every call; what\n"
-    "differs is shrunk to the fewest and plainest calls that still differ. docs/explore.md tells more.\n"
+    "differs is shrunk to the fewest and plainest calls that still differ. docs/explore.md has more.\n"
     "Exit status: 0 nothing differs, or only what is expected, 10 something differs, 20 not run.";
 
 /// `text` is a number from `least` to `most`; else why not.

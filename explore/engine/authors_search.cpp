@@ -30,7 +30,7 @@ std::unique_ptr<AuthorsSearch> AuthorsSearch::Start(const ::Handler& handler,
       !ReadExpectedDifferences(settings.expect, authors->expected_, problem)) {
     return nullptr;
   }
-  if (authors->settings_.out.empty()) authors->settings_.out = ".";
+  if (authors->settings_.out.empty()) authors->settings_.out.assign(1, '.');  // GCC 12 warns of "."
   std::error_code error;
   std::filesystem::create_directories(authors->settings_.out, error);
   if (error) {

@@ -18,7 +18,6 @@ namespace quorle::hostdir {
 
 EntryRef Volume::AddOwn(const Location& location, ObjectKind kind, const Opened& made) {
   const Identity identity = made.stat.identity();
-  journal_.FinishMaking(identity, location.Path());
   EntryRef entry = tree_.Insert(location.parent, location.host_name, location.name, identity, kind);
   own_.Add(entry->object);
   return entry;
@@ -38,13 +37,14 @@ EntryRef Volume::MakeOwnFile(Location& location, std::string_view content, Opene
   const DosError refusal = MakeFileAt(location.at(), made);
   if (refusal) journal_.Remove(path);
   Check(refusal);
-  // The first look at it comes after its date, and shows that as well.
+  // What cannot be looked at cannot be removed either: nothing says that it still has the name.
+  Check(StatAgain(made));
+  // Before all else: what is not known by its identity stays there when the run is killed.
+  journal_.FinishMaking(made.stat.identity(), path);
   const DosError error = Catch([&] {
     Check(WriteAt(made.fd.get(), 0, content).ForWriting());
     Initialize(location, made, !content.empty());
   });
-  // What cannot be looked at cannot be removed either: nothing says that it still has the name.
-  if (error) Check(StatAgain(made));
   EntryRef entry =
       AddOwn(location, content.empty() ? ObjectKind::kFile : ObjectKind::kSoftLink, made);
   if (error) static_cast<void>(Catch([&] { Remove(location, made); }));
@@ -62,6 +62,7 @@ EntryRef Volume::MakeOwnDirectory(Location& location) {
   DosError error = MakeDirectoryAt(aside, root_.stat.device, made);
   EntryRef entry;
   if (!error) {
+    journal_.FinishMaking(made.stat.identity(), path);
     entry = AddOwn(location, ObjectKind::kDirectory, made);
     if (own_.HasRoomToHold()) entry->object->held = made;
     error = RenameAt(aside, location.at()).ForWriting();

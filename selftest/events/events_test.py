@@ -263,7 +263,10 @@ class ExitStatus(EventsTest):
     def test_an_interrupted_run(self):
         process = subprocess.Popen([QUORLE, "--events", self.events, "RAM:"], stdout=subprocess.DEVNULL,
                                    stderr=subprocess.DEVNULL)
-        time.sleep(0.1)  # the tester waits half a second before its first test
+        # Its first event: from then on the signal is the tester's, who waits half a second before his first test.
+        deadline = time.monotonic() + 60
+        while not (os.path.exists(self.events) and os.path.getsize(self.events)) and time.monotonic() < deadline:
+            time.sleep(0.01)
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.wait(timeout=60), 10)
         checks = self.of("check", self.read())
