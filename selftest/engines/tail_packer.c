@@ -1,9 +1,9 @@
 /*
- * tail_packer.c - a layer over the filesystem in memory that loses what was written behind three conditions,
- * one within the other: the file was opened by a name of certain bytes; it has got a certain size, by two
- * writes; and somebody seeks in it in a certain mode by a certain distance, and writes. Each condition has steps
- * of its own, which an engine that watches the lines of this file goes one by one; a random sequence must
- * take all of them at once.
+ * tail_packer.c - a layer over the filesystem in memory that keeps the tail of a file packed, and loses what
+ * a file grows by behind three conditions, one within the other: the last two writes were a block with its sum
+ * and a tail; then somebody steps back over that tail, from the end; and then the file is made longer, from
+ * there. Nothing else may come between. Each condition has steps, and an engine that watches the lines of this file goes
+ * them one by one; a sequence of random calls must take all of them at once.
  */
 #include <stddef.h>
 
@@ -11,75 +11,95 @@
 
 typedef struct FileSystemVectorPort Port;
 
+enum { TAIL = 512, BLOCK_WITH_SUM = 513 };
+
 static struct FileSystemVectors ram; /* the functions of the filesystem below */
 
-/* The archive that was opened last, and how far it has come. */
+/* The file that was written last, and how far it has come since. */
 static struct {
-  struct FileHandle* handle; /* null: it was closed */
-  enum { IS_NEW, HAS_BLOCKS, HAS_TAIL, IS_AT_TAIL } state;
+  struct FileHandle* handle; /* null: something else came between */
+  enum {
+    HAS_BLOCK,
+    HAS_TAIL,
+    STEPS_FROM_END, /* in a seek, as far as it was looked at */
+    STEPS_BACK,
+    IS_BEFORE_TAIL,
+    GROWS_FROM_HERE, /* in a change of the size, the same */
+    GROWS,
+    GROWS_OVER_TAIL
+  } state;
 } packed;
 
-/* Archives are packed: "a.b" is one. */
-static int IsPacked(const char* name) {
-  if (name[0] != 'a') return 0;
-  if (name[1] != '.') return 0;
-  if (name[2] != 'b') return 0;
-  return name[3] == '\0';
+static int Is(const struct FileHandle* fh, int state) {
+  if (packed.handle != fh) return 0;
+  return packed.state == (unsigned)state;
 }
 
 static int32_t FSOpen(Port* port, int32_t* res2, struct FileHandle* fh, struct Lock* rel,
                       const char* name, int32_t mode) {
-  const int32_t result = ram.FSOpen(port, res2, fh, rel, name, mode);
-  if (result == 0 || !IsPacked(name)) return result;
-  packed.handle = fh;
-  packed.state = IS_NEW;
-  return result;
+  packed.handle = NULL;
+  return ram.FSOpen(port, res2, fh, rel, name, mode);
 }
 
 static int32_t FSClose(Port* port, int32_t* res2, struct FileHandle* fh) {
-  if (packed.handle == fh) packed.handle = NULL;
+  packed.handle = NULL;
   return ram.FSClose(port, res2, fh);
 }
 
-/* Blocks with their sum behind them, and then a tail, which is kept packed. */
-static void Follow(int32_t bytes) {
-  if (packed.state == HAS_BLOCKS && bytes == 512) {
-    packed.state = HAS_TAIL;
-    return;
-  }
-  packed.state = IS_NEW;
-  if (bytes < 4096) return;
-  if (bytes > 4097) return;
-  if (bytes == 4097) packed.state = HAS_BLOCKS;
+static int32_t FSRead(Port* port, int32_t* res2, struct FileHandle* fh, void* data, int32_t bytes) {
+  packed.handle = NULL;
+  return ram.FSRead(port, res2, fh, data, bytes);
 }
 
+/* A block with its sum behind it, and then a tail. */
 static int32_t FSWrite(Port* port, int32_t* res2, struct FileHandle* fh, const void* data,
                        int32_t bytes) {
   const int32_t result = ram.FSWrite(port, res2, fh, data, bytes);
-  if (packed.handle != fh || result != bytes) return result;
-  if (packed.state == IS_AT_TAIL) {
-    /* A byte more than the tail has: that is unpacked over what was just written. */
-    int32_t code = 0;
-    if (bytes == 513) ram.FSChangeFileSize(port, &code, fh, OFFSET_BEGINNING, 4097 + 512);
+  const int has_block = Is(fh, HAS_BLOCK);
+  packed.handle = NULL;
+  if (result != bytes) return result;
+  if (has_block && bytes == TAIL) {
+    packed.handle = fh;
+    packed.state = HAS_TAIL;
   }
-  Follow(bytes);
+  if (bytes == BLOCK_WITH_SUM) {
+    packed.handle = fh;
+    packed.state = HAS_BLOCK;
+  }
   return result;
 }
 
 /* A step back over the tail, from the end. */
-static int StepsOverTail(int32_t mode, int64_t position) {
-  if (mode != OFFSET_END) return 0;
-  if (position > -17) return 0;
-  if (position < -512) return 0;
-  return position == -512;
-}
-
 static int32_t FSChangeFilePosition(Port* port, int32_t* res2, struct FileHandle* fh, int32_t mode,
                                     int64_t position) {
   const int32_t result = ram.FSChangeFilePosition(port, res2, fh, mode, position);
-  if (packed.handle != fh || result == 0) return result;
-  if (packed.state != HAS_TAIL) return result;
-  if (StepsOverTail(mode, position)) packed.state = IS_AT_TAIL;
+  const int has_tail = Is(fh, HAS_TAIL);
+  packed.handle = NULL;
+  if (result == 0 || !has_tail) return result;
+  if (mode != OFFSET_END) return result;
+  packed.state = STEPS_FROM_END;
+  if (position >= 0) return result;
+  packed.state = STEPS_BACK;
+  if (position != -TAIL) return result;
+  packed.handle = fh;
+  packed.state = IS_BEFORE_TAIL;
+  return result;
+}
+
+/* Growth from before the tail by more than the tail: that is taken for what was packed. */
+static int32_t FSChangeFileSize(Port* port, int32_t* res2, struct FileHandle* fh, int32_t mode,
+                                int64_t position) {
+  const int32_t result = ram.FSChangeFileSize(port, res2, fh, mode, position);
+  const int is_before_tail = Is(fh, IS_BEFORE_TAIL);
+  packed.handle = NULL;
+  if (result == 0 || !is_before_tail) return result;
+  if (mode != OFFSET_CURRENT) return result;
+  packed.state = GROWS_FROM_HERE;
+  if (position <= 0) return result;
+  packed.state = GROWS;
+  if (position != TAIL + 1) return result;
+  packed.state = GROWS_OVER_TAIL;
+  ram.FSChangeFileSize(port, res2, fh, mode, TAIL);
   return result;
 }
 
@@ -89,8 +109,10 @@ static Port* Mount(const struct HandlerMount* mount) {
   ram = port->FSV;
   port->FSV.FSOpen = FSOpen;
   port->FSV.FSClose = FSClose;
+  port->FSV.FSRead = FSRead;
   port->FSV.FSWrite = FSWrite;
   port->FSV.FSChangeFilePosition = FSChangeFilePosition;
+  port->FSV.FSChangeFileSize = FSChangeFileSize;
   return port;
 }
 
