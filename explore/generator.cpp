@@ -83,6 +83,8 @@ constexpr bool IsEachInPlace() {
   return kOperationShares.size() == kOperations;
 }
 static_assert(IsEachInPlace(), "a share for each operation, in the order of the enumeration");
+static_assert(kOperationShares.back().operation == Operation::kMakeFiles,
+              "the highest choices are those of HighestSingleCall()");
 
 /// Whether it concerns the volume as such, with everything that others have there.
 bool IsForWholeVolume(Operation operation) {
@@ -298,6 +300,11 @@ DateStamp DrawDate(std::span<const Choice> choices, std::int32_t date_ticks) {
 }
 
 }  // namespace
+
+Choice HighestSingleCall() {
+  static constexpr Shares<kOperations> kShares(WeightsOf(kOperationShares));
+  return static_cast<Choice>(kShares.FirstOf(kOperations - 1) - 1);
+}
 
 /// Which numbers have an object; those of one kind are asked for once.
 class Generator::HeldObjects {

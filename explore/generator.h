@@ -15,6 +15,11 @@
 
 namespace quorle::explore {
 
+/// The highest choice of an operation that makes one call and not, as MakeFiles() does, up to 5000: of a volume that
+/// can do everything. Where operations are missing the others have more choices each, and the last few below it
+/// stand for MakeFiles(), too.
+Choice HighestSingleCall();
+
 /// Makes calls of choices. The same choices since Begin(), on a reference that holds the same objects, give the same calls;
 /// lower choices give plainer ones: names and lengths that are short, objects with low numbers, usual modes.
 /// ChoiceUse says which choice decides what.

@@ -1,7 +1,10 @@
 #include "explore/engine/mutation.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+
+#include "explore/generator.h"
 
 namespace quorle::explore {
 namespace {
@@ -9,10 +12,6 @@ namespace {
 using Place = Choices::difference_type;
 
 constexpr auto kWidth = static_cast<Place>(kChoicesPerCall);
-
-/// The highest choices of an operation make many files at once. An engine would keep those, since they reach
-/// every line so often, and spend most of its time with them.
-constexpr Choice kMostOperation = 0xFFDF;
 
 /// The random numbers of one change.
 class Randoms {
@@ -28,11 +27,13 @@ class Randoms {
   std::size_t at_ = 0;
 };
 
-/// Brings `choices` within what may come back.
+/// Brings `choices` within what may come back. An engine would keep what makes many files at once, since that
+/// reaches every line so often, and spend most of its time with it.
 void Bound(Choices& choices, std::size_t most_calls) {
+  const Choice most_operation = HighestSingleCall();
   choices.resize(std::min(choices.size(), most_calls * kChoicesPerCall));
   for (std::size_t at = kOperationChoice; at < choices.size(); at += kChoicesPerCall) {
-    choices[at] = std::min(choices[at], kMostOperation);
+    choices[at] = std::min(choices[at], most_operation);
   }
 }
 
@@ -40,13 +41,15 @@ Place CallPlace(std::size_t call) {
   return static_cast<Place>(call) * kWidth;
 }
 
-/// Inserts a call, plain in half of what it chooses, before one, or behind the last one.
+/// Inserts a call, plain in half of what it chooses: behind the last one in half of all cases, which is where
+/// what came so far comes farther, and before any other one.
 void InsertCall(Choices& choices, Randoms& randoms) {
   const std::size_t calls = choices.size() / kChoicesPerCall;
   Choices call(kChoicesPerCall);
   for (Choice& choice : call) choice = randoms.Below(2) == 0 ? Choice{0} : randoms.Next();
   call[kOperationChoice] = randoms.Next();
-  choices.insert(choices.begin() + CallPlace(randoms.Below(calls + 1)), call.begin(), call.end());
+  const std::size_t place = randoms.Below(2) == 0 ? calls : randoms.Below(calls + 1);
+  choices.insert(choices.begin() + CallPlace(place), call.begin(), call.end());
 }
 
 void CopyCall(Choices& choices, Randoms& randoms) {
@@ -78,7 +81,12 @@ void ChangeChoice(Choices& choices, Randoms& randoms) {
   constexpr int kNearest = 4;
   constexpr int kFarthest = 12;
   const std::size_t calls = choices.size() / kChoicesPerCall;
-  const std::size_t use = randoms.Below(kChoicesPerCall);
+  // Each as often as it is looked at.
+  static constexpr std::array kUses{
+      kOperationChoice, kObjectChoice,       kNameChoice,       kNameChoice,   kSecondChoice,
+      kNumberChoice,    kNumberChoice,       kNumberChoice,     kNumberChoice, kModeChoice,
+      kModeChoice,      kSecondNumberChoice, kThirdNumberChoice};
+  const std::size_t use = kUses[randoms.Below(kUses.size())];
   Choice& choice = choices[randoms.Below(calls) * kChoicesPerCall + use];
   switch (randoms.Below(8)) {
     case 0:
