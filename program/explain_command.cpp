@@ -14,6 +14,13 @@ namespace {
 
 constexpr std::size_t kColumns = 80;
 
+constexpr const char* kExplainHelp =
+    "Prints what a check calls and expects, why that matters, and where authors go wrong.\n"
+    "Usage: quorle explain ID\n"
+    "\n"
+    "ID is a check (Lock.MissingObject), a group (Lock), or a glob that fits either ('*.RootDirectory').\n"
+    "Exit status: 20 when nothing is called so, else 0.\n";
+
 /// A group and those of its checks that are asked for.
 struct Answer {
   const ExplainedGroup* group;
@@ -114,6 +121,10 @@ std::int32_t ExplainCommand(std::span<const char* const> words, Console& console
     return RETURN_FAIL;
   }
   const std::string pattern = words.front();
+  if (pattern == "--help") {
+    console.Print(kExplainHelp);
+    return RETURN_OK;
+  }
   const std::vector<Answer> answers = AnswersTo(pattern);
   if (answers.empty()) {
     const std::string nearest = Nearest(pattern);

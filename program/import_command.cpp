@@ -14,6 +14,14 @@
 namespace quorle {
 namespace {
 
+constexpr const char* kImportUsage = "usage: quorle import CONSOLE-LOG [-o FILE]";
+constexpr const char* kImportHelp =
+    "Makes an event stream of what a run on a real machine printed.\n"
+    "Usage: quorle import CONSOLE-LOG [-o FILE]\n"
+    "\n"
+    "CONSOLE-LOG is the file that the run's output was redirected to. The stream goes to FILE, whole or\n"
+    "not at all, or to standard output. Exit status: 20 when a file is wrong, else 0.\n";
+
 struct ImportOptions {
   std::string log;
   std::optional<std::string> output;  ///< none: standard output
@@ -41,9 +49,13 @@ std::optional<ImportOptions> ReadOptions(std::span<const char* const> words) {
 }  // namespace
 
 std::int32_t ImportCommand(std::span<const char* const> words, Console& console) {
+  if (words.size() == 1 && std::string_view(words.front()) == "--help") {
+    console.Print(kImportHelp);
+    return RETURN_OK;
+  }
   const std::optional<ImportOptions> options = ReadOptions(words);
   if (!options) {
-    console.Report("usage: quorle import CONSOLE-LOG [-o FILE]");
+    console.Report(kImportUsage);
     return RETURN_FAIL;
   }
   std::string problem;
