@@ -14,13 +14,9 @@
 namespace quorle {
 namespace {
 
-constexpr const char* kImportUsage = "usage: quorle import CONSOLE-LOG [-o FILE]";
-constexpr const char* kImportHelp =
-    "Makes an event stream of what a run on a real machine printed.\n"
-    "Usage: quorle import CONSOLE-LOG [-o FILE]\n"
-    "\n"
-    "CONSOLE-LOG is the file that the run's output was redirected to. The stream goes to FILE, whole or\n"
-    "not at all, or to standard output. Exit status: 20 when a file is wrong, else 0.\n";
+constexpr const char* kImportUsage = "quorle import CONSOLE-LOG [-o FILE]";
+constexpr const char* kOutputHelp =
+    "Writes the stream to a file, whole or not at all; to standard output unless given.";
 
 struct ImportOptions {
   std::string log;
@@ -46,16 +42,30 @@ std::optional<ImportOptions> ReadOptions(std::span<const char* const> words) {
   return ImportOptions{.log = *log, .output = output};
 }
 
+std::string HelpText() {
+  return std::string(
+             "Makes an event stream of what a run on a real machine printed. Exit status: 0 the "
+             "stream is\nwritten, 20 it is not.\nUsage: ") +
+         kImportUsage + "\n\nOptions:\n" + "  --help                      " + kHelpHelp + "\n" +
+         "  -o FILE                     " + kOutputHelp + "\n";
+}
+
 }  // namespace
 
+CommandSyntax ImportSyntax() {
+  return {.options = {{.name = "-o", .type = "FILE", .help = kOutputHelp, .read = nullptr}},
+          .operands = {"LOG"},
+          .is_option_anywhere = true};
+}
+
 std::int32_t ImportCommand(std::span<const char* const> words, Console& console) {
-  if (words.size() == 1 && std::string_view(words.front()) == "--help") {
-    console.Print(kImportHelp);
+  if (words.size() == 1 && std::string_view(words.front()) == kHelpOption) {
+    console.Print(HelpText());
     return RETURN_OK;
   }
   const std::optional<ImportOptions> options = ReadOptions(words);
   if (!options) {
-    console.Report(kImportUsage);
+    console.Report(std::string("usage: ") + kImportUsage);
     return RETURN_FAIL;
   }
   std::string problem;
