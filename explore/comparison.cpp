@@ -140,7 +140,9 @@ std::optional<Unlike> Comparison::Trees(const Tree& reference, const Tree& devic
     const bool ours_left = ours != reference.objects.end();
     const bool theirs_left = theirs != device.objects.end();
     if (!theirs_left || (ours_left && ours->path < theirs->path)) {
-      return Unlike{"missing", Quoted(ours->path), "nothing"};
+      if (!device.is_cut) return Unlike{"missing", Quoted(ours->path), "nothing"};
+      ++ours;
+      continue;
     }
     if (!ours_left || theirs->path < ours->path) {
       const bool again =

@@ -18,6 +18,8 @@ struct ShownCall {
 
 /// The rule of a sequence that could not begin.
 inline constexpr std::string_view kStartRule = "start";
+/// The rule of a handler that ended.
+inline constexpr std::string_view kEndRule = "handler-lives";
 
 /// Where a device is unlike the reference.
 struct Difference {

@@ -44,7 +44,8 @@ std::string FindingText(const Finding& finding, const FindingRemarks& remarks) {
   if (finding.seed != 0) text += "seed " + std::to_string(finding.seed) + ", ";
   text += std::to_string(finding.calls) + " calls, ";
   text += finding.comes_again ? "shrunk to " + std::to_string(difference.calls.size())
-                              : std::string("not seen again");
+          : finding.is_shrunk ? std::string("not seen again")
+                              : std::string("not shrunk");
   text += remarks.first ? ")\n" : "; shorter than before)\n";
   std::size_t number = 0;
   for (const std::string& line : CallLines(difference)) {
@@ -52,7 +53,11 @@ std::string FindingText(const Finding& finding, const FindingRemarks& remarks) {
   }
   for (const std::string& line : difference.then) text += "     then " + line + "\n";
   text += "  " + difference.what + " (rule: " + difference.rule + ")\n";
-  if (!finding.comes_again) text += "  the same calls did not show it a second time\n";
+  if (!finding.is_shrunk) {
+    text += "  the search was over before the same calls were made a second time\n";
+  } else if (!finding.comes_again) {
+    text += "  the same calls did not show it a second time\n";
+  }
   if (remarks.expected) text += "  expected: " + *remarks.expected + "\n";
   return text + "  again: " + remarks.again + "\n\n";
 }

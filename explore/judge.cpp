@@ -78,11 +78,9 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
   reference_ = &reference;
   device_ = &device;
   found_.reset();
-  if (device.code == ERROR_DEVICE_NOT_MOUNTED && reference.code != ERROR_DEVICE_NOT_MOUNTED) {
-    if (const std::string how = control_.HowItEnded(); !how.empty()) {
-      Report("handler-lives", "ends-handler", how);
-      return std::move(found_);
-    }
+  // Whatever came of the call: of one that gives something back nothing comes.
+  if (const std::string how = control_.HowItEnded(); !how.empty()) {
+    return OfEnd(std::string(row_->id), how);
   }
   const bool may_go_on = reference.done || reference.code == ERROR_NO_MORE_ENTRIES;
   if (may_go_on && scans_.Knows(call)) {
@@ -109,12 +107,26 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
     ReportValue();
   }
   if (!found_ && look) LookAfter();
+  if (!found_) return std::nullopt;
+  if (const std::string how = control_.HowItEnded(); !how.empty()) {
+    return OfEnd(std::string(row_->id), how);
+  }
   return std::move(found_);
 }
 
 bool Judge::IsHeldFromLooks(const Call& call, const Outcome& device) const {
   return !traits_.examines_held && call.operation == Operation::kExamineObject &&
          device.code == ERROR_OBJECT_IN_USE;
+}
+
+Difference Judge::OfEnd(const std::string& what, const std::string& how) {
+  // Whatever is done when it ends that way, it is the same defect.
+  return {.rule = std::string(kEndRule),
+          .id = what + "-ends-handler",
+          .kind = how,
+          .what = how,
+          .calls = {},
+          .then = {}};
 }
 
 Difference Judge::OfTrees(const std::string& rule, const std::string& before,

@@ -28,6 +28,8 @@ class Judge {
   /// something made of it, and that a refused one changed nothing.
   std::optional<Difference> AfterCall(const Call& call, const Outcome& reference,
                                       const Outcome& device, bool look);
+  /// The handler ended while `what` was done, an operation's id or a rule.
+  static Difference OfEnd(const std::string& what, const std::string& how);
   /// Names what is unlike in two trees. `before`, an operation's id, is what was called last; empty: the
   /// rule says enough.
   static Difference OfTrees(const std::string& rule, const std::string& before,

@@ -11,6 +11,11 @@ namespace {
 
 /// A sequence that stays longer than this is shrunk once more in another way.
 constexpr std::size_t kManyCalls = 8;
+/// So long all sequences of one kind are shrunk: somebody waits for what was found, and meanwhile nothing else is.
+/// Over memory it takes milliseconds; a handler that is started again for each attempt, or waited for, takes more.
+constexpr std::chrono::seconds kShrinkingTime{10};
+/// So many runs of the sequence there is time for all the same, where each call waits for a handler that hangs.
+constexpr int kLeastRuns = 4;
 
 }  // namespace
 
@@ -21,14 +26,13 @@ Search::Search(Trial& trial, SearchSettings settings, OnFinding on_finding, IsOv
       is_over_(std::move(is_over)) {}
 
 SearchSummary Search::Run() {
-  using Moment = std::chrono::steady_clock;
   const Moment::time_point begun = Moment::now();
   SearchSummary summary;
   for (std::uint64_t seed = settings_.first_seed;; ++seed) {
     if (settings_.last_seed && seed > *settings_.last_seed) break;
     if (seed % settings_.shards != settings_.shard % settings_.shards) continue;
     if (settings_.time && Moment::now() - begun >= *settings_.time) break;
-    if (is_over_() || is_lost_ || !trial_.has_room()) break;
+    if (is_over_(seed) || is_lost_ || !trial_.has_room()) break;
     RunSequence(seed, DrawChoices(seed, settings_.calls), summary);
     if (seed == UINT64_MAX) break;
   }
@@ -46,6 +50,7 @@ SearchSummary Search::RunOne(const Choices& choices) {
 }
 
 void Search::RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary) {
+  seed_ = seed;
   const std::uint64_t before = trial_.calls_made();
   std::optional<Difference> difference = trial_.Run(choices);
   summary.calls += trial_.calls_made() - before;
@@ -58,6 +63,7 @@ bool Search::IsWorthShrinking(const std::string& kind) {
   // The first few, since the same kind may be several defects, and then less and less often.
   constexpr std::uint64_t kAlways = 4;
   const std::uint64_t times = ++kinds_[kind].times;
+  if (kinds_[kind].shrinking >= kShrinkingTime) return false;
   return times <= kAlways || std::has_single_bit(times);
 }
 
@@ -80,22 +86,27 @@ void Search::LeaveBlocksToOthers(Difference& difference) {
 
 std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
   if (is_lost_) return std::nullopt;
+  const Moment::time_point begun = Moment::now();
   std::optional<Difference> found = trial_.Run(choices, manner);
+  const Moment::time_point run = Moment::now();
   // What differed while there was a device is the difference.
   is_lost_ = found && found->rule == kStartRule;
   if (!found || is_lost_) return std::nullopt;
   const std::string kind = found->kind;
   const auto differs = [&](const Choices& candidate) {
-    if (!trial_.has_room()) return false;
-    const std::optional<Difference> difference = trial_.Run(candidate, manner);
-    return difference && difference->kind == kind;
+    if (!trial_.has_room() || is_over_(seed_)) return false;
+    std::optional<Difference> difference = trial_.Run(candidate, manner);
+    if (!difference || difference->kind != kind) return false;
+    found = std::move(difference);
+    return true;
   };
   // Calls behind the one that showed it were not made.
   const std::size_t made = found->calls.size() * kChoicesPerCall;
   Choices outright = trial_.outright();
   outright.resize(std::min(outright.size(), made));
   choices.resize(std::min(choices.size(), made));
-  choices = Shrink(differs(outright) ? std::move(outright) : std::move(choices), differs);
+  choices = Shrink(differs(outright) ? std::move(outright) : std::move(choices), differs,
+                   {.until = std::max(shrink_until_, run + (run - begun) * kLeastRuns)});
   manner.texts = true;
   if (auto shown = trial_.Run(choices, manner); shown && shown->kind == kind) {
     found = std::move(shown);
@@ -111,13 +122,16 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
     }
     return;
   }
-  const auto begun = std::chrono::steady_clock::now();
+  const Moment::time_point begun = Moment::now();
+  shrink_until_ = begun + kShrinkingTime - kinds_[first_kind].shrinking;
   Finding finding;
   finding.seed = seed;
   finding.calls = difference.calls.size();
   // Calls behind the one that showed it were not made.
   choices.resize(std::min(choices.size(), difference.calls.size() * kChoicesPerCall));
-  if (difference.rule == "use" && !ComesEachTime(choices, first_kind)) {
+  if (is_over_(seed)) {
+    finding.is_shrunk = finding.comes_again = false;
+  } else if (difference.rule == "use" && !ComesEachTime(choices, first_kind)) {
     finding.comes_again = false;
     LeaveBlocksToOthers(difference);
   } else if (std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast}, choices)) {
@@ -134,7 +148,8 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
     finding.comes_again = false;
   }
   // What depends on more than the calls, as on an earlier sequence, leads astray.
-  if (finding.comes_again && difference.calls.size() > kManyCalls) {
+  const bool has_time = !is_over_(seed) && Moment::now() < shrink_until_;
+  if (has_time && finding.comes_again && difference.calls.size() > kManyCalls) {
     Choices fresh = choices;
     std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast, .fresh = true}, fresh);
     if (again && again->calls.size() < difference.calls.size()) {
@@ -144,8 +159,9 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   }
   finding.choices = std::move(choices);
   finding.difference = std::move(difference);
-  finding.shrinking = std::chrono::duration_cast<std::chrono::microseconds>(
-      std::chrono::steady_clock::now() - begun);
+  const Moment::duration shrinking = Moment::now() - begun;
+  kinds_[first_kind].shrinking += shrinking;
+  finding.shrinking = std::chrono::duration_cast<std::chrono::microseconds>(shrinking);
   const std::string& id = finding.difference.id;
   kinds_[first_kind].id = id;
   const auto [known, first] = findings_.try_emplace(id);

@@ -31,6 +31,7 @@ struct Finding {
   std::size_t calls = 0;    ///< of that sequence, up to the difference
   std::uint64_t times = 1;  ///< how often it was found
   bool comes_again = true;  ///< false: the same choices did not show it a second time
+  bool is_shrunk = true;    ///< false: the search was over before the same choices were tried again
   Choices choices;
   std::chrono::microseconds shrinking{0};
 };
@@ -48,8 +49,8 @@ class Search {
  public:
   /// Called when something is found that has not been, or with a shorter sequence; `first` says which.
   using OnFinding = std::function<void(const Finding& finding, bool first)>;
-  /// Asked before each sequence; true ends the search.
-  using IsOver = std::function<bool()>;
+  /// Asked before the sequence of each seed, and while one is shrunk; true ends the search.
+  using IsOver = std::function<bool(std::uint64_t seed)>;
 
   Search(Trial& trial, SearchSettings settings, OnFinding on_finding, IsOver is_over);
 
@@ -74,6 +75,8 @@ class Search {
   /// Whether a difference of that kind is worth the time of shrinking it once more.
   bool IsWorthShrinking(const std::string& kind);
 
+  using Moment = std::chrono::steady_clock;
+
   Trial& trial_;
   SearchSettings settings_;
   OnFinding on_finding_;
@@ -84,8 +87,11 @@ class Search {
   struct Kind {
     std::uint64_t times = 0;
     std::string id;  ///< of the finding that it came to last
+    Moment::duration shrinking{0};
   };
   std::map<std::string, Kind> kinds_;
+  std::uint64_t seed_ = 0;             ///< of the sequence that is run, or shrunk
+  Moment::time_point shrink_until_{};  ///< of what is shrunk
 };
 
 }  // namespace quorle::explore

@@ -16,8 +16,11 @@ namespace {
 class Shrinking {
  public:
   Shrinking(Choices choices, const std::function<bool(const Choices&)>& differs,
-            std::size_t attempts)
-      : best_(std::move(choices)), differs_(differs), attempts_(attempts) {
+            const ShrinkBounds& bounds)
+      : best_(std::move(choices)),
+        differs_(differs),
+        attempts_(bounds.attempts),
+        until_(bounds.until) {
     best_.resize(best_.size() / kChoicesPerCall * kChoicesPerCall);
     tried_.insert(HashOf(best_));
   }
@@ -51,6 +54,10 @@ class Shrinking {
   bool Try(const Choices& choices) {
     if (attempts_ == 0 || !tried_.insert(HashOf(choices)).second) return false;
     --attempts_;
+    if (std::chrono::steady_clock::now() >= until_) {
+      attempts_ = 0;
+      return false;
+    }
     if (!differs_(choices)) return false;
     best_ = choices;
     changed_ = true;
@@ -209,7 +216,8 @@ class Shrinking {
 
   Choices best_;
   const std::function<bool(const Choices&)>& differs_;
-  std::size_t attempts_;
+  std::size_t attempts_;  ///< left
+  std::chrono::steady_clock::time_point until_;
   bool changed_ = false;
   Choices trial_;
   std::unordered_set<std::uint64_t> tried_;  ///< of what was tried already
@@ -219,7 +227,7 @@ class Shrinking {
 
 Choices Shrink(Choices choices, const std::function<bool(const Choices&)>& differs,
                const ShrinkBounds& bounds) {
-  return Shrinking(std::move(choices), differs, bounds.attempts).Run();
+  return Shrinking(std::move(choices), differs, bounds).Run();
 }
 
 }  // namespace quorle::explore

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 
@@ -10,6 +11,8 @@ namespace quorle::explore {
 /// How hard a shrinker tries.
 struct ShrinkBounds {
   std::size_t attempts = 2000;  ///< at most so many sequences are tried
+  /// None is tried after that.
+  std::chrono::steady_clock::time_point until = std::chrono::steady_clock::time_point::max();
 };
 
 /// Reduces `choices` as long as `differs` says that what is left still shows the same difference: chunks of

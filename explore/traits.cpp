@@ -17,25 +17,24 @@ namespace {
 /// Tries out what the filesystem of a side can do.
 class Probe {
  public:
-  Probe(Side& side, SearchClock& clock, bool whole_volume)
-      : side_(side), dos_(side.dos()), clock_(clock), whole_volume_(whole_volume) {}
+  Probe(Side& side, SearchClock& clock, bool whole_volume, const BeginAgain& begin_again)
+      : side_(side),
+        dos_(side.dos()),
+        clock_(clock),
+        whole_volume_(whole_volume),
+        begin_again_(begin_again) {}
 
   Traits Run() {
     clock_.Step();
-    MakeFile("q");
-    FindOperations();
-    FindClock();
-    FindAttributes();
-    FindLimits();
-    if (IsClassic()) {
-      // What the record of a classic packet has room for.
-      traits_.name_limit = std::min(traits_.name_limit, 107);
-      traits_.comment_limit = std::min(traits_.comment_limit, 79);
+    for (void (Probe::*const find)() :
+         {&Probe::FindOperations, &Probe::FindClock, &Probe::FindAttributes, &Probe::FindLimits,
+          &Probe::FindLinks, &Probe::FindCounts, &Probe::FindGrowth, &Probe::FindRoot}) {
+      const Traits before = traits_;
+      MakeFile("q");
+      (this->*find)();
+      // That a handler ends is no trait: the search will say so.
+      if (begin_again_ && begin_again_()) traits_ = before;
     }
-    FindLinks();
-    FindCounts();
-    FindGrowth();
-    if (whole_volume_) FindRoot();
     Empty(side_);
     return traits_;
   }
@@ -277,6 +276,11 @@ class Probe {
     traits_.comment_limit = Largest(255, [&](std::int32_t length) {
       return dos_.SetComment("q", std::string(static_cast<std::size_t>(length), 'c').c_str());
     });
+    if (IsClassic()) {
+      // What the record of a classic packet has room for.
+      traits_.name_limit = std::min(traits_.name_limit, 107);
+      traits_.comment_limit = std::min(traits_.comment_limit, 79);
+    }
   }
 
   /// Whether a handler answers old packets alone: then positions have 32 bits.
@@ -324,7 +328,11 @@ class Probe {
   bool ShowsTarget(std::string_view name) {
     bool shows = true;
     const DirContextHandle scan = side_.further().ObtainDirContext(EX_StringNameInput, "");
-    while (const ExamineData* const entry = side_.further().ExamineDir(scan)) {
+    // There are a few objects, and a scan need not end.
+    constexpr int kMostEntries = 100;
+    for (int i = 0; i != kMostEntries; ++i) {
+      const ExamineData* const entry = side_.further().ExamineDir(scan);
+      if (entry == nullptr) break;
       if (entry->Name == name) shows = entry->Link[0] != '\0';
     }
     side_.further().ReleaseDirContext(scan);
@@ -411,6 +419,7 @@ class Probe {
 
   /// The date of a root is not tried: where the rest can be set it is expected to be kept as well.
   void FindRoot() {
+    if (!whole_volume_) return;
     const auto before = Look("");
     if (!before) return;
     traits_.root_attributes = true;
@@ -426,6 +435,7 @@ class Probe {
   DosInterface& dos_;
   SearchClock& clock_;
   bool whole_volume_;
+  const BeginAgain& begin_again_;
   Traits traits_;
 };
 
@@ -468,8 +478,9 @@ constexpr std::string_view kTraitsHead = "quorle-traits 1";
 
 }  // namespace
 
-Traits ProbeTraits(Side& side, SearchClock& clock, bool whole_volume) {
-  return Probe(side, clock, whole_volume).Run();
+Traits ProbeTraits(Side& side, SearchClock& clock, bool whole_volume,
+                   const BeginAgain& begin_again) {
+  return Probe(side, clock, whole_volume, begin_again).Run();
 }
 
 std::vector<std::string> TraitLines(const Traits& traits) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -48,9 +49,14 @@ struct Traits {
   }
 };
 
+/// Asked now and then while traits are found: whether the handler has ended since. Then it and the side have
+/// begun again.
+using BeginAgain = std::function<bool()>;
+
 /// Finds the traits of the filesystem of `side`, whose directory is empty before and afterwards. `clock` is that
-/// of its dos; `whole_volume` says whether the directory is the root.
-Traits ProbeTraits(Side& side, SearchClock& clock, bool whole_volume);
+/// of its dos; `whole_volume` says whether the directory is the root. What a handler ended on it can do.
+Traits ProbeTraits(Side& side, SearchClock& clock, bool whole_volume,
+                   const BeginAgain& begin_again = nullptr);
 
 /// What is unlike the reference, a line each: "names of at most 30 bytes". None: it can do all.
 std::vector<std::string> TraitLines(const Traits& traits);

@@ -62,12 +62,9 @@ class Walker {
     tree_.error = List(std::string(), tree_.objects);
     // A directory is followed by what is in it; the list grows while it is gone through.
     for (std::size_t i = 0; i != tree_.objects.size(); ++i) {
-      if (tree_.objects.size() > bounds_.objects) {
-        tree_.is_cut = true;
-        return;
-      }
       switch (tree_.objects[i].record.Type & FSO_TYPE_MASK) {
         case FSO_TYPE_DIRECTORY: {
+          if (tree_.is_cut) break;
           std::vector<TreeObject> inside;
           const std::int32_t error = List(tree_.objects[i].path + "/", inside);
           tree_.objects[i].error = error;
@@ -97,10 +94,11 @@ class Walker {
         error = dos_.IoErr();
         break;
       }
-      if (objects.size() == bounds_.listed) {
+      if (listed_ == bounds_.objects) {
         tree_.is_cut = true;
         break;
       }
+      ++listed_;
       TreeObject object;
       object.record = *record;
       object.name = record->Name;
@@ -177,6 +175,7 @@ class Walker {
   FurtherDosInterface& further_;
   const WalkBounds& bounds_;
   Tree& tree_;
+  std::size_t listed_ = 0;
   std::array<std::uint8_t, 16384> buffer_;
 };
 
@@ -191,24 +190,47 @@ void Walk(Side& side, const WalkBounds& bounds, Tree& tree) {
   side.dos().SetCurrentDir(current);
 }
 
-bool Empty(Side& side) {
-  Tree tree;
-  return Empty(side, tree);
+namespace {
+
+/// Deletes the objects of `tree`, what is in a directory first. Returns how many.
+std::size_t DeleteAll(Side& side, const Tree& tree) {
+  DosInterface& dos = side.dos();
+  std::size_t deleted = 0;
+  const LockHandle current = dos.SetCurrentDir(side.base());
+  for (auto object = tree.objects.rbegin(); object != tree.objects.rend(); ++object) {
+    const char* const path = object->path.c_str();
+    bool is_gone = dos.Delete(path);
+    if (!is_gone) {
+      dos.SetProtection(path, EXDF_DEFAULT);
+      is_gone = dos.Delete(path);
+    }
+    if (is_gone) ++deleted;
+  }
+  dos.SetCurrentDir(current);
+  return deleted;
 }
 
-bool Empty(Side& side, Tree& tree) {
-  DosInterface& dos = side.dos();
-  for (int round = 0; round != 4; ++round) {
-    const LockHandle current = dos.SetCurrentDir(side.base());
-    for (auto object = tree.objects.rbegin(); object != tree.objects.rend(); ++object) {
-      const char* const path = object->path.c_str();
-      if (dos.Delete(path)) continue;
-      dos.SetProtection(path, EXDF_DEFAULT);
-      dos.Delete(path);
-    }
-    dos.SetCurrentDir(current);
-    Walk(side, {.file_bytes = 0}, tree);
+}  // namespace
+
+bool Empty(Side& side) {
+  Tree tree;
+  return Empty(side, tree, kObjectsOfRound);
+}
+
+bool Empty(Side& side, Tree& tree, std::size_t most) {
+  // A scan without an end, and deletions that are granted without being made, come to an end as well.
+  constexpr int kMostRounds = 100;
+  // In a directory that was protected something can be deleted in the round after.
+  constexpr int kMostInVain = 2;
+  int in_vain = 0;
+  for (int round = 0; round != kMostRounds; ++round) {
+    const std::size_t before = tree.objects.size();
+    const std::size_t deleted = DeleteAll(side, tree);
+    Walk(side, {.objects = most, .file_bytes = 0}, tree);
     if (tree.objects.empty()) return tree.error == 0;
+    // Of a part nothing but what was deleted says whether less is left.
+    const bool is_less = tree.is_cut ? deleted != 0 : tree.objects.size() < before;
+    if (!is_less && before != 0 && ++in_vain == kMostInVain) return false;
   }
   return false;
 }

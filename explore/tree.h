@@ -27,13 +27,13 @@ struct TreeObject {
 struct Tree {
   std::vector<TreeObject> objects;
   std::int32_t error = 0;  ///< with which listing the top failed
-  bool is_cut = false;     ///< there are more than the bounds allow
+  bool is_cut =
+      false;  ///< there are more than the bounds allow: some that are there may be missing
 };
 
 /// How much is looked at.
 struct WalkBounds {
-  std::size_t objects = 20000;
-  std::size_t listed = 12000;  ///< of one directory, so that an endless scan ends
+  std::size_t objects = SIZE_MAX;  ///< at most so many, so that an endless scan ends
   std::int64_t file_bytes =
       1 << 20;  ///< of a longer file the beginning, the end and parts between; 0: nothing
   bool unprotect = false;  ///< what may not be read is made readable first
@@ -42,10 +42,13 @@ struct WalkBounds {
 /// Walks by calls of `side`, from its base, whatever its current directory is. What is held stays held.
 void Walk(Side& side, const WalkBounds& bounds, Tree& tree);
 
-/// Deletes what is below the base of `side`, on which nothing is held: all objects in up to three rounds,
-/// their protection lifted first. `tree` is what is known to be there, or an empty one, and is used up.
-/// Returns whether nothing is left.
-bool Empty(Side& side, Tree& tree);
+/// How many objects are deleted in a round where nothing says how many there are.
+inline constexpr std::size_t kObjectsOfRound = 1000;
+
+/// Deletes what is below the base of `side`, on which nothing is held, in rounds of up to `most` objects, their
+/// protection lifted where it must be; a round that leaves as many as before is the last. `tree` is what is known
+/// to be there, or an empty one, and is used up. Returns whether nothing is left.
+bool Empty(Side& side, Tree& tree, std::size_t most);
 /// The same of a side of which nothing is known.
 bool Empty(Side& side);
 

@@ -70,7 +70,15 @@ class Trial::Sequence {
       parts_.control.Remount();
     }
     if (!parts_.reference.has_begun()) BeginSide(parts_.reference);
-    if (!parts_.device.has_begun()) BeginSide(parts_.device);
+    if (!parts_.device.has_begun()) {
+      BeginSide(parts_.device);
+      // One that ends at every so many calls may end here as well.
+      if (difference_ && !parts_.control.HowItEnded().empty()) {
+        difference_.reset();
+        parts_.control.BeginSequence();
+        BeginSide(parts_.device);
+      }
+    }
     comparison_.Begin();
     judge_.Begin();
     generator_->Begin();
@@ -95,6 +103,7 @@ class Trial::Sequence {
 
   std::optional<Difference> Finish() {
     if (!difference_) End();
+    if (!difference_ && !parts_.control.HowItEnded().empty()) Report("use", {}, {});
     if (difference_ || parts_.control.IsOver()) Abandon();
     return std::move(difference_);
   }
@@ -104,8 +113,9 @@ class Trial::Sequence {
     if (manner_.walks == Walks::kAtLast && inhibited_ == 0 && !CompareTrees(false, "tree")) return;
     if (!Release() || !CompareTrees(true, "tree")) return;
     if (settings_.remount && !Remount()) return;
-    const bool reference_empty = Empty(parts_.reference, reference_tree_);
-    if (!Empty(parts_.device, device_tree_) && reference_empty) {
+    const std::size_t most = reference_tree_.objects.size() + kObjectsBeyond;
+    const bool reference_empty = Empty(parts_.reference, reference_tree_, most);
+    if (!Empty(parts_.device, device_tree_, most) && reference_empty) {
       Report("empty", "delete-left", "what was made cannot be deleted");
       return;
     }
@@ -193,11 +203,12 @@ class Trial::Sequence {
     parts_.control.BeginSequence();
     std::optional<Difference> found = std::exchange(difference_, std::nullopt);
     BeginSide(parts_.reference);
-    reference_tree_.objects.clear();
-    Empty(parts_.reference, reference_tree_);
-    BeginSide(parts_.device);
-    device_tree_.objects.clear();
-    if (parts_.device.has_begun() && !Empty(parts_.device, device_tree_)) {
+    Walk(parts_.reference, {.file_bytes = 0}, reference_tree_);
+    // What must be there is deleted by its name first: not every scan shows it.
+    device_tree_ = reference_tree_;
+    const std::size_t most = reference_tree_.objects.size() + kObjectsBeyond;
+    Empty(parts_.reference, reference_tree_, most);
+    if (!EmptyDevice(most)) {
       // Somewhere else, then: what is there would be a part of each difference from now on.
       parts_.device.End();
       parts_.reference.End();
@@ -209,6 +220,21 @@ class Trial::Sequence {
       if (side->has_begun()) Settle(*side);
     }
     difference_ = std::move(found);
+  }
+
+  /// Begins and empties the device, of whose objects device_tree_ has some. A handler that ends meanwhile gets
+  /// a few further attempts. False when something is left; of what cannot be listed nothing is known.
+  bool EmptyDevice(std::size_t most) {
+    constexpr int kMostAttempts = 3;
+    for (int attempt = 1;; ++attempt) {
+      BeginSide(parts_.device);
+      if (parts_.device.has_begun() && Empty(parts_.device, device_tree_, most)) return true;
+      if (parts_.control.HowItEnded().empty()) break;
+      parts_.device.End();
+      parts_.control.BeginSequence();
+      if (attempt == kMostAttempts) break;
+    }
+    return device_tree_.objects.empty();
   }
 
   /// Lifts what refuses everything, also where one side alone granted it: in any order, and of each so
@@ -313,9 +339,10 @@ class Trial::Sequence {
   }
 
   bool CompareTrees(bool at_end, const std::string& rule) {
-    const WalkBounds bounds{.unprotect = at_end};
-    Walk(parts_.reference, bounds, reference_tree_);
-    Walk(parts_.device, bounds, device_tree_);
+    Walk(parts_.reference, {.unprotect = at_end}, reference_tree_);
+    Walk(parts_.device,
+         {.objects = reference_tree_.objects.size() + kObjectsBeyond, .unprotect = at_end},
+         device_tree_);
     const auto unlike = comparison_.Trees(reference_tree_, device_tree_);
     if (!unlike) return true;
     const bool after_calls = rule == "tree" && made_ != 0;
@@ -356,6 +383,11 @@ class Trial::Sequence {
     Take(std::move(difference));
   }
   void Take(Difference difference) {
+    const bool says_so = difference.rule == kStartRule || difference.rule == kEndRule;
+    if (const std::string how = parts_.control.HowItEnded(); !how.empty() && !says_so) {
+      // Whatever was seen of it first.
+      difference = Judge::OfEnd(difference.rule, how);
+    }
     difference.calls.assign(shown_.begin(), shown_.begin() + static_cast<std::ptrdiff_t>(made_));
     difference_ = std::move(difference);
   }
@@ -369,6 +401,8 @@ class Trial::Sequence {
   bool ignores_blocks_ = false;
   Choices outright_;
   std::uint64_t calls_made_ = 0;
+  /// So many objects more than on the reference are looked at: a scan may be without an end.
+  static constexpr std::size_t kObjectsBeyond = 100;
   static constexpr int kMostAbandoned = 20;
   int abandoned_ = 0;  ///< directories
 

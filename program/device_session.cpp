@@ -13,13 +13,14 @@ DeviceSession::DeviceSession(const HostOptions& options, Console& console, Clock
     : options_(options),
       console_(console),
       clock_(clock),
-      watch_(std::move(report)),
+      traces_(report != nullptr),
+      watch_(report != nullptr ? std::move(report) : [](const std::string&) {}),
       gate_({.limit = options.limit, .was_interrupted = [this] { return breaks_.IsPending(); }},
             watch_) {}
 
 bool DeviceSession::Mount() {
   machine_options_ = MachineFor(options_);
-  machine_options_.handlers.push_back(PluginHandler(watch_, &gate_));
+  machine_options_.handlers.push_back(PluginHandler(watch_, &gate_, traces_));
   for (NamedHandler& handler : ConnectHandlers(watch_, &gate_)) {
     machine_options_.handlers.push_back(std::move(handler));
   }

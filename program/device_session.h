@@ -24,7 +24,8 @@ class DeviceSession {
   /// Takes one line of the watch.
   using Report = std::function<void(const std::string& line)>;
 
-  /// `options`, `console` and `clock` must outlive this.
+  /// `options`, `console` and `clock` must outlive this. Without `report` nothing is reported but to the watch's
+  /// listener, and processes that crash do not say where: what that takes is a multiple of a new process.
   DeviceSession(const HostOptions& options, Console& console, Clock& clock, Report report);
   DeviceSession(const DeviceSession&) = delete;
   DeviceSession& operator=(const DeviceSession&) = delete;
@@ -48,6 +49,7 @@ class DeviceSession {
   Orphans orphans_;
   StandardInput input_;
   BreakSignal breaks_;
+  bool traces_;
   RunWatch watch_;
   CallGate gate_;
   MachineOptions machine_options_;

@@ -7,7 +7,6 @@
 
 #include "explore/finding_text.h"
 #include "explore/side.h"
-#include "explore/tree.h"
 #include "platform/intercepting.h"
 #include "platform/trace_json.h"
 #include "platform/tracing.h"
@@ -135,17 +134,14 @@ bool DifferenceReport::WriteTrace(const Finding& finding, const std::string& pat
   Tracer tracer(machine.dos(), json);
   Interception interception(machine.exec(), machine.dos(), {&tracer}, &machine.further());
   const std::string device = port.device_name() + ":";
-  {
-    explore::Side side(interception.dos(), interception.further(), device);
-    if (side.Begin(directory) == 0) {
-      for (const ShownCall& shown : finding.difference.calls) {
-        explore::Outcome outcome;
-        side.Make(shown.call, outcome);
-      }
+  explore::Side side(interception.dos(), interception.further(), device);
+  if (side.Begin(directory) == 0) {
+    for (const ShownCall& shown : finding.difference.calls) {
+      explore::Outcome outcome;
+      side.Make(shown.call, outcome);
     }
   }
-  explore::Side after(machine.dos(), machine.further(), device);
-  if (after.Begin(directory) == 0) explore::Empty(after);
+  side.End();
   return !file.failed();
 }
 

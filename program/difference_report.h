@@ -21,7 +21,8 @@ class DifferenceReport {
 
   /// Reads --expect and makes --out. False, with one line, when that fails.
   bool Prepare();
-  /// Prints `finding`, and writes its files; again when a shorter sequence shows it.
+  /// Prints `finding`, and writes its files; again when a shorter sequence shows it. For a trace its calls are
+  /// made once more: what they leave in `directory` stays there.
   void Show(const explore::Finding& finding, bool first, DeviceSession& session, HandlerPort& port,
             const std::string& directory);
   /// Prints a difference that is no failure.

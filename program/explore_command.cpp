@@ -79,6 +79,7 @@ class Exploration {
   bool WriteCoverage();
   bool FindDevice();
   bool Begin();
+  bool BeginAgain();
   bool OpenEvents();
   bool HoldTheTraits(std::string& problem);
   void Search();
@@ -93,7 +94,7 @@ class Exploration {
   explore::SearchClock clock_;
   LineFile trace_{kTraceFile, console_};
   // The watch speaks to the explored device; what it prints for people would come again and again.
-  DeviceSession session_{options_.host, console_, clock_, [](const std::string&) {}};
+  DeviceSession session_{options_.host, console_, clock_, nullptr};
   explore::Choices choices_;
   explore::CoverageTable coverage_;
   HandlerPort* port_ = nullptr;
@@ -159,6 +160,19 @@ bool Exploration::FindDevice() {
   return false;
 }
 
+/// Begins again where the handler has ended. False when it has not.
+bool Exploration::BeginAgain() {
+  if (device_->HowItEnded().empty()) return false;
+  side_->End();
+  device_->BeginSequence();
+  if (!directory_.empty()) {
+    DosInterface& dos = side_->dos();
+    dos.UnLock(dos.CreateDir((side_->device() + directory_).c_str()));
+  }
+  side_->Begin(directory_);
+  return true;
+}
+
 /// Finds a place to work in, and what the filesystem can do.
 bool Exploration::Begin() {
   Machine& machine = session_.machine();
@@ -189,7 +203,7 @@ bool Exploration::Begin() {
     Refuse(device + directory_ + " cannot be locked, error " + std::to_string(code));
     return false;
   }
-  traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty());
+  traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty(), [&] { return BeginAgain(); });
   reference_ = std::make_unique<explore::ReferenceVolume>(
       clock_, console_, port_->volume_name().value_or("Reference"));
   for (const std::string& line : explore::TraitLines(traits_)) {
@@ -243,9 +257,15 @@ void Exploration::Search() {
         side_->End();
         device_->BeginSequence();
         report_.Show(finding, first, session_, *port_, trial_->directory());
+        // It may have ended the handler.
         device_->BeginSequence();
+        if (side_->Begin(trial_->directory()) == 0) explore::Empty(*side_);
+        side_->End();
       },
-      [&] { return device_->IsOver(); });
+      [&](std::uint64_t seed) {
+        device_->BeginSeed(seed);
+        return device_->IsOver();
+      });
   summary_ = options_.choices ? search.RunOne(choices_) : search.Run();
   findings_ = search.findings();
 }

@@ -14,6 +14,10 @@ ExploredDevice::~ExploredDevice() {
   session_.watch().SetListener(nullptr);
 }
 
+void ExploredDevice::BeginSeed(std::uint64_t seed) {
+  session_.watch().MoveTo("seed " + std::to_string(seed));
+}
+
 void ExploredDevice::BeginSequence() {
   how_.clear();
   session_.watch().BeginTest(++sequences_, "explore");
@@ -52,7 +56,7 @@ std::string ExploredDevice::RunCommand() {
 void ExploredDevice::OnReport(const std::string& line) {
   // The same thing in another sequence is the same thing.
   constexpr std::size_t kMostComplaints = 100;
-  const std::string what = line.substr(0, line.find(", test "));
+  const std::string what = line.substr(0, line.find(", " + session_.watch().Place()));
   if (complaints_.size() < kMostComplaints && complaints_.insert(what).second) {
     console_.Report(what);
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
@@ -23,6 +24,9 @@ class ExploredDevice final : public explore::DeviceControl, public WatchListener
   ~ExploredDevice();
   ExploredDevice(const ExploredDevice&) = delete;
   ExploredDevice& operator=(const ExploredDevice&) = delete;
+
+  /// What comes now is the sequence of `seed`, or shrinks it: a line about what ends the program says so.
+  void BeginSeed(std::uint64_t seed);
 
   // explore::DeviceControl:
   void BeginSequence() override;

@@ -48,7 +48,7 @@ class PluginProgram final : public HandlerProgram {
 };
 
 std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch, CallGate* gate,
-                                            std::string& problem) {
+                                            bool traces, std::string& problem) {
   if (spec.argument.empty()) {
     problem = "plugin needs a file: " + spec.name + "=plugin:./my.so";
     return nullptr;
@@ -57,17 +57,18 @@ std::unique_ptr<HandlerProgram> MakeProgram(MountSpec& spec, RunWatch& watch, Ca
   if (!keys) return nullptr;
   auto program = std::make_unique<PluginProgram>(spec.argument);
   if (keys->isolate) {
-    return std::make_unique<isolation::IsolatedProgram>(std::move(program), keys->Settings(gate),
-                                                        watch);
+    isolation::IsolationSettings settings = keys->Settings(gate);
+    settings.traces = traces;
+    return std::make_unique<isolation::IsolatedProgram>(std::move(program), settings, watch);
   }
   return std::make_unique<isolation::GuardedProgram>(std::move(program), watch);
 }
 
 }  // namespace
 
-NamedHandler PluginHandler(RunWatch& watch, CallGate* gate) {
-  return {"plugin", nullptr, [&watch, gate](MountSpec& spec, std::string& problem) {
-            return MakeProgram(spec, watch, gate, problem);
+NamedHandler PluginHandler(RunWatch& watch, CallGate* gate, bool traces) {
+  return {"plugin", nullptr, [&watch, gate, traces](MountSpec& spec, std::string& problem) {
+            return MakeProgram(spec, watch, gate, traces, problem);
           }};
 }
 

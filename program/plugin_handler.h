@@ -10,7 +10,7 @@ namespace quorle {
 /// the keys of ProcessKeys.
 ///
 /// `watch` reports how processes ended, `gate`, which may be null, for how long they were stopped;
-/// both must outlive the mounts.
-NamedHandler PluginHandler(RunWatch& watch, CallGate* gate = nullptr);
+/// both must outlive the mounts. With `traces` a process that crashes says where in the handler that was.
+NamedHandler PluginHandler(RunWatch& watch, CallGate* gate = nullptr, bool traces = true);
 
 }  // namespace quorle
