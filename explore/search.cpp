@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <span>
 #include <utility>
 
+#include "explore/call_text.h"
 #include "explore/shrinker.h"
 
 namespace quorle::explore {
@@ -84,6 +86,19 @@ void Search::LeaveBlocksToOthers(Difference& difference) {
       "any more in this search");
 }
 
+void Search::ShowBothRuns(Difference& difference, const Choices& choices) {
+  if (difference.calls.empty()) return;
+  trial_.Run(choices, {.texts = true});
+  const std::span<const ShownCall> again = trial_.shown();
+  // Up to the last call both were alike: like the reference.
+  const std::size_t last = difference.calls.size() - 1;
+  for (std::size_t i = 0; i < std::min(last, again.size()); ++i) difference.calls[i] = again[i];
+  if (again.size() > last) {
+    const ShownCall& shown = again[last];
+    difference.then.push_back("the second time " + MadeText(shown.call, shown.device));
+  }
+}
+
 std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
   if (is_lost_) return std::nullopt;
   const Moment::time_point begun = Moment::now();
@@ -146,6 +161,7 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
     difference.then.emplace_back("it shows when the files are opened and read after each call");
   } else {
     finding.comes_again = false;
+    ShowBothRuns(difference, choices);
   }
   // What depends on more than the calls, as on an earlier sequence, leads astray.
   const bool has_time = !is_over_(seed) && Moment::now() < shrink_until_;

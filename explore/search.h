@@ -64,6 +64,9 @@ class Search {
   void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
   /// Whether they show a difference of that kind a few times in a row.
   bool ComesEachTime(const Choices& choices, const std::string& kind);
+  /// Of what does not come again: gives the calls what came of them in another run, and says how the last one
+  /// went then.
+  void ShowBothRuns(Difference& difference, const Choices& choices);
   /// Others may use the disk that a volume is on: makes what did not come again a note without calls, the
   /// last of its kind in this search.
   void LeaveBlocksToOthers(Difference& difference);

@@ -47,6 +47,7 @@ class Trial::Sequence {
 
   void IgnoreBlocks() { ignores_blocks_ = true; }
   const Choices& outright() const { return outright_; }
+  std::span<const ShownCall> shown() const { return {shown_.data(), made_}; }
   std::uint64_t calls_made() const { return calls_made_; }
   const std::map<std::string, Difference>& notes() const { return judge_.notes(); }
   const std::string& directory() const { return directory_; }
@@ -301,9 +302,12 @@ class Trial::Sequence {
     if (shown_.size() < made_) shown_.emplace_back();
     ShownCall& shown = shown_[made_ - 1];
     shown.call = call;
-    if (!manner_.texts) return;
-    shown.device = TextOf(call, device_);
-    shown.reference = TextOf(call, reference_);
+    if (manner_.texts) ShowOutcomes(shown);
+  }
+
+  void ShowOutcomes(ShownCall& shown) const {
+    shown.device = TextOf(shown.call, device_);
+    shown.reference = TextOf(shown.call, reference_);
     if (shown.reference == shown.device) shown.reference.clear();
   }
 
@@ -440,6 +444,10 @@ std::optional<Difference> Trial::Run(std::span<const Call> calls, const Manner& 
 
 const Choices& Trial::outright() const {
   return sequence_->outright();
+}
+
+std::span<const ShownCall> Trial::shown() const {
+  return sequence_->shown();
 }
 
 std::uint64_t Trial::calls_made() const {

@@ -94,6 +94,9 @@ class Trial {
 
   /// What the calls of the last run with choices can be drawn from as well: see Generator::outright().
   const Choices& outright() const;
+  /// The calls that the last run made, with what came of them if its manner says so; valid until the next
+  /// run.
+  std::span<const ShownCall> shown() const;
   /// How many calls were made on each side since this was made.
   std::uint64_t calls_made() const;
   /// Differences that end no sequence and are no failures, by their ids, each as it was first seen.
