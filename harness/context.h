@@ -11,11 +11,10 @@
 
 namespace quorle {
 
-/// The command line: what ReadArgs() reads it by.
-inline constexpr char kArgumentTemplate[] =
-    "Device/A,NoInfoMessages=NI/S,NoWarnMessages=NW/S,NoRootMessages=NR/S,AbortOnErr=AOE/S,FirstTestNumber=FTN/K/N,LastTestNumber=LTN/K/N,TestNumber=TN/K/N";
+/// What ReadArgs() reads the command line by.
+extern const char kArgumentTemplate[];
 
-/// Its words, in the order of the template.
+/// The words of the command line, in the order of the template.
 enum ArgumentIndex : std::size_t {
   kDeviceArgument,
   kNoInfoMessagesArgument,

@@ -191,6 +191,9 @@ void Release(ExecInterface& exec, const Resources& resources) {
 
 }  // namespace
 
+const char kArgumentTemplate[] =
+    "Device/A,NoInfoMessages=NI/S,NoWarnMessages=NW/S,NoRootMessages=NR/S,AbortOnErr=AOE/S,FirstTestNumber=FTN/K/N,LastTestNumber=LTN/K/N,TestNumber=TN/K/N";
+
 std::int32_t Run(ExecInterface& exec, const TestEntry* catalogue, RunListener& listener) {
   Resources resources;
   std::int32_t result = RETURN_FAIL;
