@@ -69,6 +69,15 @@ bool Search::ComesEachTime(const Choices& choices, const std::string& kind) {
   return true;
 }
 
+void Search::LeaveBlocksToOthers(Difference& difference) {
+  trial_.IgnoreBlocks();
+  difference.weight = Difference::Weight::kNote;
+  difference.calls.clear();
+  difference.then.emplace_back(
+      "the same calls did not show it a second time: others may use the disk, and blocks are not counted "
+      "any more in this search");
+}
+
 std::optional<Difference> Search::ShrinkIn(Manner manner, Choices& choices) {
   if (is_lost_) return std::nullopt;
   std::optional<Difference> found = trial_.Run(choices, manner);
@@ -109,17 +118,14 @@ void Search::Take(std::uint64_t seed, Choices choices, Difference difference) {
   // Calls behind the one that showed it were not made.
   choices.resize(std::min(choices.size(), difference.calls.size() * kChoicesPerCall));
   if (difference.rule == "use" && !ComesEachTime(choices, first_kind)) {
-    // Others may use the disk that a volume is on.
-    trial_.IgnoreBlocks();
     finding.comes_again = false;
-    difference.weight = Difference::Weight::kNote;
+    LeaveBlocksToOthers(difference);
   } else if (std::optional<Difference> again = ShrinkIn({.walks = Walks::kAtLast}, choices)) {
     difference = std::move(*again);
     // What is left of a long sequence may have been chance.
     if (difference.rule == "use" && !ComesEachTime(choices, difference.kind)) {
-      trial_.IgnoreBlocks();
       finding.comes_again = false;
-      difference.weight = Difference::Weight::kNote;
+      LeaveBlocksToOthers(difference);
     }
   } else if (again = ShrinkIn({.walks = Walks::kEach}, choices); again) {
     difference = std::move(*again);

@@ -63,6 +63,9 @@ class Search {
   void RunSequence(std::uint64_t seed, Choices choices, SearchSummary& summary);
   /// Whether they show a difference of that kind a few times in a row.
   bool ComesEachTime(const Choices& choices, const std::string& kind);
+  /// Others may use the disk that a volume is on: makes what did not come again a note without calls, the
+  /// last of its kind in this search.
+  void LeaveBlocksToOthers(Difference& difference);
   /// Shrinks `choices`, run in that manner. Returns the difference that is left, with texts; none when the
   /// choices differ in nothing. Whichever difference comes first is the one that is shrunk: an earlier sign of
   /// the same thing, most often.

@@ -11,7 +11,11 @@
 
 namespace quorle {
 
-/// The words of the command line, in the order of the template.
+/// The command line: what ReadArgs() reads it by.
+inline constexpr char kArgumentTemplate[] =
+    "Device/A,NoInfoMessages=NI/S,NoWarnMessages=NW/S,NoRootMessages=NR/S,AbortOnErr=AOE/S,FirstTestNumber=FTN/K/N,LastTestNumber=LTN/K/N,TestNumber=TN/K/N";
+
+/// Its words, in the order of the template.
 enum ArgumentIndex : std::size_t {
   kDeviceArgument,
   kNoInfoMessagesArgument,

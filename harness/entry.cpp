@@ -12,8 +12,6 @@ namespace {
 constexpr char kVersionLine[] = "Quorle 53.24 (4.1.2021)\r\n";
 constexpr char kBanner[] =
     "Conformance tester for the DOS and filesystem interface, (C) 2026 the Quorle developers";
-constexpr char kTemplate[] =
-    "Device/A,NoInfoMessages=NI/S,NoWarnMessages=NW/S,NoRootMessages=NR/S,AbortOnErr=AOE/S,FirstTestNumber=FTN/K/N,LastTestNumber=LTN/K/N,TestNumber=TN/K/N";
 
 constexpr std::uint32_t kLibraryVersion = 50;
 constexpr std::uint32_t kInterfaceVersion = 1;
@@ -164,7 +162,7 @@ std::int32_t RunInContext(ExecInterface& exec, Resources& resources, const TestE
   ctx.catalogue_size = 1;
   while (catalogue[ctx.catalogue_size].group != nullptr) ++ctx.catalogue_size;
 
-  resources.arguments = dos.ReadArgs(kTemplate, ctx.args, RdArgsHandle{});
+  resources.arguments = dos.ReadArgs(kArgumentTemplate, ctx.args, RdArgsHandle{});
   if (!resources.arguments) {
     PrintUsage(ctx, catalogue);
     return RETURN_FAIL;

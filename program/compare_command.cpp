@@ -19,6 +19,10 @@ constexpr const char* kCompareHelp =
 
 }  // namespace
 
+CommandSyntax CompareSyntax() {
+  return {.options = {}, .operands = {"EVENTS", "EVENTS"}};
+}
+
 std::int32_t RunCompare(std::span<const char* const> words, Console& console) {
   if (words.size() == 1 && std::string_view(words.front()) == "--help") {
     console.Print(std::string(kCompareUsage) + kCompareHelp);

@@ -70,6 +70,10 @@ std::string DifferenceReport::AgainLine(const Finding& finding) const {
 
 void DifferenceReport::Show(const Finding& finding, bool first, DeviceSession& session,
                             HandlerPort& port, const std::string& directory) {
+  if (finding.difference.weight == Difference::Weight::kNote) {
+    ShowNote(finding.difference);
+    return;
+  }
   if (options_.out) WriteFiles(finding, session, port, directory);
   const auto known = expected_.find(finding.difference.id);
   explore::FindingRemarks remarks{.first = first, .expected = {}, .again = AgainLine(finding)};

@@ -14,6 +14,12 @@ namespace {
 
 constexpr std::size_t kColumns = 80;
 
+constexpr const char* kExplainHelp =
+    "Prints what a check calls and expects, why that matters, and where authors go wrong.\n"
+    "Usage: quorle explain ID\n\n"
+    "ID is a check (Lock.MissingObject), a group (Lock), or a glob that fits several ('*.RootDirectory').\n"
+    "Exit status: 0, or 20 when nothing is called so.\n";
+
 /// A group and those of its checks that are asked for.
 struct Answer {
   const ExplainedGroup* group;
@@ -107,6 +113,10 @@ std::string Nearest(const std::string& text) {
 
 }  // namespace
 
+CommandSyntax ExplainSyntax() {
+  return {.options = {}, .operands = {"ID"}};
+}
+
 std::int32_t ExplainCommand(std::span<const char* const> words, Console& console) {
   if (words.size() != 1) {
     console.Report(
@@ -114,6 +124,10 @@ std::int32_t ExplainCommand(std::span<const char* const> words, Console& console
     return RETURN_FAIL;
   }
   const std::string pattern = words.front();
+  if (pattern == kHelpOption) {
+    console.Print(kExplainHelp);
+    return RETURN_OK;
+  }
   const std::vector<Answer> answers = AnswersTo(pattern);
   if (answers.empty()) {
     const std::string nearest = Nearest(pattern);

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "platform/constants.h"
-#include "program/option_list.h"
 
 namespace quorle {
 namespace {
@@ -178,6 +177,11 @@ std::optional<std::int32_t> ReadExploreOptions(std::span<const char* const> word
   options.host.arguments = {"explore"};
   options.host.arguments.insert(options.host.arguments.end(), words.begin(), words.end());
   return std::nullopt;
+}
+
+CommandSyntax ExploreSyntax() {
+  ExploreOptions unused;
+  return {.options = WithoutReaders(ExploreOptionList(unused)), .operands = {"DEVICE"}};
 }
 
 std::string ShellWord(const std::string& word) {

@@ -8,6 +8,7 @@
 #include "explore/search.h"
 #include "hosted/dos/console.h"
 #include "program/host_options.h"
+#include "program/option_list.h"
 
 namespace quorle {
 
@@ -27,6 +28,9 @@ struct ExploreOptions {
 /// printed, or one line says what is wrong.
 std::optional<std::int32_t> ReadExploreOptions(std::span<const char* const> words,
                                                ExploreOptions& options, Console& console);
+
+/// What may stand on the command line of `quorle explore`.
+CommandSyntax ExploreSyntax();
 
 /// `word` as a shell takes it for one word.
 std::string ShellWord(const std::string& word);

@@ -185,7 +185,7 @@ std::string Footer() {
   text += "\n\nWithout a run, each with a --help of its own:\n";
   for (const SubCommand& command : SubCommands()) {
     std::string name = "  quorle " + std::string(command.name);
-    constexpr std::size_t kColumn = 18;
+    constexpr std::size_t kColumn = 22;
     name.resize(std::max(name.size() + 1, kColumn), ' ');
     text += name + command.about + "\n";
   }
@@ -258,6 +258,16 @@ std::vector<CommandOption> MachineOptionList(HostOptions& options) {
     if (option.is_of_machine) list.push_back(BoundOption(option, options));
   }
   return list;
+}
+
+CommandSyntax RunSyntax() {
+  HostOptions unused;
+  std::vector<CommandOption> options;
+  for (const HostOption& option : kOptions) options.push_back(BoundOption(option, unused));
+  options.push_back(
+      {.name = kVersionOption, .type = nullptr, .help = kVersionHelp, .read = nullptr});
+  return {.options = WithoutReaders(std::move(options)),
+          .operands = {"DEVICE", "NI|NW|NR|AOE|FTN|LTN|TN", "..."}};
 }
 
 HostCommand ReadHostCommand(std::span<const char* const> words) {

@@ -66,6 +66,9 @@ struct HostCommand {
 /// that does not begin with "--", or after a lone "--", all words are the tester's own.
 HostCommand ReadHostCommand(std::span<const char* const> words);
 
+/// What may stand on the command line of a run.
+CommandSyntax RunSyntax();
+
 /// The options that say which machine it is, for a sub-command that has one: --mount, --trace, --limit. Their
 /// values go to `options`, which must outlive the list.
 std::vector<CommandOption> MachineOptionList(HostOptions& options);

@@ -14,6 +14,10 @@
 namespace quorle {
 namespace {
 
+constexpr const char* kImportUsage = "quorle import CONSOLE-LOG [-o FILE]";
+constexpr const char* kOutputHelp =
+    "Writes the stream to a file, whole or not at all; to standard output unless given.";
+
 struct ImportOptions {
   std::string log;
   std::optional<std::string> output;  ///< none: standard output
@@ -38,12 +42,30 @@ std::optional<ImportOptions> ReadOptions(std::span<const char* const> words) {
   return ImportOptions{.log = *log, .output = output};
 }
 
+std::string HelpText() {
+  return std::string(
+             "Makes an event stream of what a run on a real machine printed. Exit status: 0 the "
+             "stream is\nwritten, 20 it is not.\nUsage: ") +
+         kImportUsage + "\n\nOptions:\n" + "  --help                      " + kHelpHelp + "\n" +
+         "  -o FILE                     " + kOutputHelp + "\n";
+}
+
 }  // namespace
 
+CommandSyntax ImportSyntax() {
+  return {.options = {{.name = "-o", .type = "FILE", .help = kOutputHelp, .read = nullptr}},
+          .operands = {"LOG"},
+          .is_option_anywhere = true};
+}
+
 std::int32_t ImportCommand(std::span<const char* const> words, Console& console) {
+  if (words.size() == 1 && std::string_view(words.front()) == kHelpOption) {
+    console.Print(HelpText());
+    return RETURN_OK;
+  }
   const std::optional<ImportOptions> options = ReadOptions(words);
   if (!options) {
-    console.Report("usage: quorle import CONSOLE-LOG [-o FILE]");
+    console.Report(std::string("usage: ") + kImportUsage);
     return RETURN_FAIL;
   }
   std::string problem;

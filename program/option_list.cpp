@@ -61,9 +61,9 @@ struct GivenOption {
 
 void Declare(CLI::App& app, std::span<const CommandOption> options, const CommandTexts& texts,
              std::vector<GivenOption>& given) {
-  app.set_help_flag("--help", "Tells about the host program.");
+  app.set_help_flag(kHelpOption, kHelpHelp);
   if (!texts.version.empty()) {
-    app.set_version_flag("--version", texts.version, "Shows the version of the host program.");
+    app.set_version_flag(kVersionOption, texts.version, kVersionHelp);
   }
   app.formatter(std::make_shared<HelpFormatter>(texts.usage));
   app.footer(texts.footer);
@@ -141,6 +141,11 @@ std::string ReadOptionValues(std::span<const CommandOption> options, const Comma
     }
   }
   return {};
+}
+
+std::vector<CommandOption> WithoutReaders(std::vector<CommandOption> options) {
+  for (CommandOption& option : options) option.read = nullptr;
+  return options;
 }
 
 }  // namespace quorle

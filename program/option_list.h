@@ -12,6 +12,13 @@
 
 namespace quorle {
 
+/// What every command line has.
+inline constexpr const char* kHelpOption = "--help";
+inline constexpr const char* kHelpHelp = "Shows this text.";
+/// What the command line of a run has.
+inline constexpr const char* kVersionOption = "--version";
+inline constexpr const char* kVersionHelp = "Shows the version of the host program.";
+
 /// One option of a command line.
 struct CommandOption {
   const char* name;  ///< "--mount"
@@ -29,6 +36,15 @@ struct CommandTexts {
   std::string usage;  ///< ends with a line break
   std::string footer;
   std::string version;  ///< empty: there is no --version
+};
+
+/// What may stand on a command line, for shells that complete one.
+struct CommandSyntax {
+  std::vector<CommandOption> options;  ///< nothing reads their values; one can be "-o,--output"
+  /// What stands beside the options, a word each: its type as --help shows it, or all words that it can
+  /// be, "bash|zsh". A last "..." means any number of the one before it.
+  std::vector<std::string> operands;
+  bool is_option_anywhere = false;  ///< else options come first
 };
 
 /// A command line that was separated into options and what stands behind them.
@@ -54,6 +70,9 @@ CommandLine SeparateOptions(std::span<const char* const> words,
 /// Reads the values of the options that `line` has, in the order of `options`. Returns what is wrong with
 /// the first that cannot be, or nothing.
 std::string ReadOptionValues(std::span<const CommandOption> options, const CommandLine& line);
+
+/// The same options with nothing that reads their values.
+std::vector<CommandOption> WithoutReaders(std::vector<CommandOption> options);
 
 /// Reads a number of decimal digits, with '-' in front of it where `Number` has a sign; false for anything
 /// else, and for one that it cannot hold.

@@ -165,6 +165,11 @@ std::int32_t ReplayOn(const ReplayOptions& options, const std::vector<CallsStep>
 
 }  // namespace
 
+CommandSyntax ReplaySyntax() {
+  HostOptions unused;
+  return {.options = WithoutReaders(MachineOptionList(unused)), .operands = {"FILE", "DEVICE"}};
+}
+
 std::int32_t RunReplay(std::span<const char* const> words, Console& console) {
   ReplayOptions options;
   if (const auto status = ReadReplayOptions(words, options, console)) return *status;

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "hosted/dos/console.h"
+#include "program/option_list.h"
 
 namespace quorle {
 
@@ -11,5 +12,8 @@ namespace quorle {
 /// what comes of them. See SubCommand::run; 10 when a call, the tree or the handler is not as it should be,
 /// or the replay was interrupted. docs/explore.md describes the files.
 std::int32_t RunReplay(std::span<const char* const> words, Console& console);
+
+/// What may stand on its command line.
+CommandSyntax ReplaySyntax();
 
 }  // namespace quorle

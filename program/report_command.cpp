@@ -47,6 +47,20 @@ struct ReportRequest {
   std::vector<std::string> events;
 };
 
+/// An option that names a file.
+struct ReportFile {
+  const char* option;
+  const char* help;
+  std::string ReportRequest::*path;
+};
+
+constexpr ReportFile kFiles[] = {
+    {"--expect", "What is expected of the checks (TOML).", &ReportRequest::expectations},
+    {"-o,--output",
+     "Writes the report to a file, whole or not at all; to standard output unless given.",
+     &ReportRequest::output},
+};
+
 /// Whether the console may be coloured: https://no-color.org
 bool WantsColours(const ReportRequest& request, const Console& console) {
   const char* const no_color = std::getenv("NO_COLOR");
@@ -62,16 +76,13 @@ bool ReadRequest(std::span<const char* const> words, ReportRequest& request, Con
       "it says of the runs; 20 it is not.",
       "quorle report");
   bool given[std::size(kFormats)] = {};
-  app.set_help_flag("--help", "Tells about this command.");
+  app.set_help_flag(kHelpOption, kHelpHelp);
   for (std::size_t i = 0; i < std::size(kFormats); ++i) {
     app.add_flag(kFormats[i].option, given[i], kFormats[i].help);
   }
-  app.add_option("--expect", request.expectations, "What is expected of the checks (TOML).")
-      ->type_name("FILE");
-  app.add_option(
-         "-o,--output", request.output,
-         "Writes the report to a file, whole or not at all; to standard output unless given.")
-      ->type_name("FILE");
+  for (const ReportFile& file : kFiles) {
+    app.add_option(file.option, request.*file.path, file.help)->type_name("FILE");
+  }
   app.add_option("EVENTS", request.events, "Event files, in the order in which they are shown.")
       ->type_name("FILE")
       ->required();
@@ -114,6 +125,19 @@ std::string ExplainInMarkdown(const std::string& id) {
 }
 
 }  // namespace
+
+CommandSyntax ReportSyntax() {
+  CommandSyntax syntax{.options = {}, .operands = {"EVENTS", "..."}, .is_option_anywhere = true};
+  for (const ReportFormat& format : kFormats) {
+    syntax.options.push_back(
+        {.name = format.option, .type = nullptr, .help = format.help, .read = nullptr});
+  }
+  for (const ReportFile& file : kFiles) {
+    syntax.options.push_back(
+        {.name = file.option, .type = "FILE", .help = file.help, .read = nullptr});
+  }
+  return syntax;
+}
 
 std::int32_t RunReport(std::span<const char* const> words, Console& console) {
   ReportRequest request;

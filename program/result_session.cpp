@@ -1,6 +1,7 @@
 #include "program/result_session.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -80,8 +81,8 @@ std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path)
       if (!is_fine) ids.insert(check.id);
       seen.insert(check.id);
     }
-    // Of a run that was cut off what it did not come to as well.
-    if (run.end) continue;
+    // Of a run that was cut off or refused what it did not come to as well.
+    if (run.end && !run.was_refused()) continue;
     for (const CheckInfo& check : selection_.checks()) {
       if (seen.count(check.id) == 0) ids.insert(check.id);
     }
@@ -90,8 +91,25 @@ std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path)
     console_.Report(path + ": every check was as expected; there is nothing to run");
     return RETURN_OK;
   }
+  // Those of another version of the program cannot be run here.
+  for (const std::string& id : TakeUnknown(ids)) {
+    console_.Report(path + ": this program has no check " + id);
+  }
+  if (ids.empty()) return RETURN_FAIL;
   selection_.Keep(ids);
   return std::nullopt;
+}
+
+std::vector<std::string> ResultSession::TakeUnknown(std::set<std::string>& ids) const {
+  std::vector<std::string> unknown;
+  for (auto id = ids.begin(); id != ids.end();) {
+    const std::vector<CheckInfo>& checks = selection_.checks();
+    const bool is_known = std::any_of(checks.begin(), checks.end(),
+                                      [&](const CheckInfo& check) { return check.id == *id; });
+    if (!is_known) unknown.push_back(*id);
+    id = is_known ? std::next(id) : ids.erase(id);
+  }
+  return unknown;
 }
 
 const TestEntry* ResultSession::catalogue() const {
@@ -121,9 +139,8 @@ std::int32_t ResultSession::EndRun(std::int32_t result, bool is_whole) {
   std::int32_t status = ExitStatus(record_, options_.expect ? &expectations_ : nullptr);
   // Without expectations a handler that did not last did not pass, whatever the tests made of it.
   const bool has_lasted = options_.expect.has_value() || record_.handler_ends.empty();
-  if (!is_whole || !has_lasted || events_.failed()) {
-    status = std::max<std::int32_t>(status, RETURN_ERROR);
-  }
+  is_whole_ = is_whole_ && is_whole && !events_.failed();
+  if (!is_whole_ || !has_lasted) status = std::max<std::int32_t>(status, RETURN_ERROR);
   if (options_.repeat > 1) repeats_.Add(record_);
   if (status != RETURN_OK && !not_fine_) not_fine_ = record_;
   if (options_.bless) to_bless_.push_back(record_);
@@ -150,6 +167,7 @@ std::int32_t ResultSession::Finish(std::int32_t status) {
     console_.PrintError(SummaryOf(run, expectations_, screen_.colours));
   } else if (options_.expect) {
     for (const std::string& line : expectations_.TodoLines()) console_.Report(line);
+    console_.PrintError(SurprisesOf(run, expectations_));
     if (status == RETURN_ERROR) {
       console_.Report("the run is not as " + *options_.expect + " says; --summary shows where");
     }
@@ -179,7 +197,7 @@ std::int32_t ResultSession::WriteBlessed() {
     console_.Report(*options_.bless + ": " + id + " is blocked, which is never expected");
   }
   expectations_ = std::move(report.expectations);
-  std::int32_t status = RETURN_OK;
+  std::int32_t status = is_whole_ ? RETURN_OK : RETURN_ERROR;
   for (const RunRecord& run : to_bless_) status = std::max(status, ExitStatus(run, &expectations_));
   return status;
 }

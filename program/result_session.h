@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,8 @@ class ResultSession final : public WatchListener, private EventSink {
   std::int32_t WriteBlessed();
   /// Selects what was not as expected in the run that the event file `path` is of.
   std::optional<std::int32_t> SelectFailed(const std::string& path);
+  /// Takes from `ids` those that no check of the catalogue has, and returns them.
+  std::vector<std::string> TakeUnknown(std::set<std::string>& ids) const;
   /// Whether the run that has ended did nothing, since the selected checks and rows exclude each other.
   bool DidNothing() const;
 
@@ -79,6 +82,8 @@ class ResultSession final : public WatchListener, private EventSink {
   RunRecord record_;                   ///< of the run that goes on, or the last one
   std::optional<RunRecord> not_fine_;  ///< the first run that was not as it should be
   std::vector<RunRecord> to_bless_;    ///< all runs, when --bless is given
+  bool is_whole_ =
+      true;  ///< nothing of what was asked for is missing of a run, an event or a trace
   Repeats repeats_;
 };
 

@@ -4,8 +4,10 @@
 #include <array>
 
 #include "program/compare_command.h"
+#include "program/completions_command.h"
 #include "program/explain_command.h"
 #include "program/explore_command.h"
+#include "program/explore_options.h"
 #include "program/import_command.h"
 #include "program/replay_command.h"
 #include "program/report_command.h"
@@ -15,13 +17,18 @@ namespace {
 
 constexpr auto kSubCommands = std::to_array<SubCommand>({
     {"report", "Shows runs from their event files: as text, TAP, JUnit, Markdown or HTML.",
-     RunReport},
-    {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare},
-    {"import", "Makes an event stream of what a run on a real machine printed.", ImportCommand},
-    {"explain", "What a check calls and expects, and where authors go wrong.", ExplainCommand},
-    {"explore", "Compares random calls on a device with those on a volume in memory.", RunExplore},
-    {"replay", "Makes the calls of a file on a device, and compares what comes of them.",
-     RunReplay},
+     RunReport, ReportSyntax},
+    {"compare", "How the checks of two event files differ: OLD NEW.", RunCompare, CompareSyntax},
+    {"import", "Makes an event stream of what a run on a real machine printed.", ImportCommand,
+     ImportSyntax},
+    {"explain", "What a check calls and expects, and where authors go wrong.", ExplainCommand,
+     ExplainSyntax},
+    {"explore", "Compares random calls on a device with those on a volume in memory.", RunExplore,
+     ExploreSyntax},
+    {"replay", "Makes the calls of a file on a device, and compares what comes of them.", RunReplay,
+     ReplaySyntax},
+    {"completions", "Prints what a shell needs to complete command lines: bash or zsh.",
+     PrintCompletions, CompletionsSyntax},
 });
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "hosted/dos/console.h"
+#include "program/option_list.h"
 
 namespace quorle {
 
@@ -17,6 +18,7 @@ struct SubCommand {
   /// was looked at is not as it should be, 20 when it could not be done, which one line on standard
   /// error explains.
   std::int32_t (*run)(std::span<const char* const> words, Console& console);
+  CommandSyntax (*syntax)();  ///< of the words behind the name
 };
 
 /// All of them, in the order of --help.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <sstream>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,35 +23,38 @@
 #include "program/remounter.h"
 #include "program/run_reporter.h"
 #include "program/run_start.h"
+#include "program/tester_line.h"
 #include "results/call_recorder.h"
 #include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
 
-/// Shows on a terminal which check is running, in a run that takes longer than a second.
-class Progress {
+/// Shows on a terminal which check is running, in a run that takes longer than a second. It looks at
+/// the time when a call is made.
+class Progress final : public CallHook {
  public:
-  Progress(Console& console, bool is_shown) : console_(console), is_shown_(is_shown) {}
+  /// `watch` and `console` must outlive this.
+  Progress(const RunWatch& watch, Console& console) : watch_(watch), console_(console) {}
   ~Progress() { console_.ShowProgress({}); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// The check that begins: "test 24 (Lock.MissingObject)".
-  void Show(const std::string& place) {
-    if (!is_shown_) return;
+  void Around(const Call& /*call*/, MakeCall make) override {
     const Moment::time_point now = Moment::now();
-    if (now - begun_ < std::chrono::seconds(1) || now - shown_ < kPause) return;
-    shown_ = now;
-    console_.ShowProgress(place);
+    if (now - begun_ >= std::chrono::seconds(1) && now - shown_ >= kPause) {
+      shown_ = now;
+      console_.ShowProgress(watch_.Place());
+    }
+    make();
   }
 
  private:
   using Moment = std::chrono::steady_clock;
   static constexpr std::chrono::milliseconds kPause{100};
 
+  const RunWatch& watch_;
   Console& console_;
-  bool is_shown_;
   Moment::time_point begun_ = Moment::now();
   Moment::time_point shown_;
 };
@@ -67,7 +70,6 @@ class HostListener final : public RunListener {
     LeftBehind& left_behind;
     Console& console;
     ResultSession& results;
-    Progress& progress;
     Remounter& remounter;
   };
   explicit HostListener(const Parts& parts) : parts_(parts) {}
@@ -90,7 +92,6 @@ class HostListener final : public RunListener {
   }
   void OnSubTestStart(const SubTest& sub_test, std::int32_t number) override {
     parts_.watch.BeginCheck(sub_test.name);
-    parts_.progress.Show(parts_.watch.Place());
     parts_.gate.FollowWatch();
     parts_.reporter.BeginCheck();
     parts_.results.recorder().OnSubTestStart(sub_test, number);
@@ -140,19 +141,9 @@ class Listening {
 
 /// What the first event says of the run number `repeat`.
 RunEvent StartOf(const HostOptions& options, const DeviceSession& session, std::int32_t repeat) {
-  // The device is the word with a colon, whatever stands before it.
-  std::string device;
-  std::string words;
-  std::istringstream line(options.dos.arguments);
-  for (std::string word; line >> word;) {
-    if (device.empty() && word.find(':') != std::string::npos) {
-      device = word;
-    } else {
-      words += (words.empty() ? "" : " ") + word;
-    }
-  }
-  RunEvent start = RunStart(options, session, device);
-  start.words = words;
+  TesterLine line = ReadTesterLine(options.dos.arguments);
+  RunEvent start = RunStart(options, session, line.device);
+  start.words = std::move(line.words);
   start.repeat = repeat;
   return start;
 }
@@ -178,9 +169,10 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
   CallRecorder recorder(machine.dos(), results.recorder());
   std::vector<CallHook*> hooks = {&calls, &left_behind, &recorder};
   if (options.trace_file) hooks.insert(hooks.begin(), &tracer);
+  std::optional<Progress> progress;
+  if (screen.progress) hooks.insert(hooks.begin(), &progress.emplace(watch, console));
   Interception interception(machine.exec(), machine.dos(), hooks, &machine.further());
   RunReporter reporter(watch, calls, [&console](const std::string& line) { console.Report(line); });
-  Progress progress(console, screen.progress);
   Remounter remounter(options, {.machine = machine,
                                 .watch = watch,
                                 .gate = session.gate(),
@@ -193,7 +185,6 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
                          .left_behind = left_behind,
                          .console = console,
                          .results = results,
-                         .progress = progress,
                          .remounter = remounter});
   const std::int32_t result = Run(interception.exec(), results.catalogue(), listener);
   const bool finished = reporter.EndRun();

@@ -28,6 +28,7 @@ struct ComparedRuns {
   std::map<std::string, ComparedCheck> checks;
   Troubles troubles;
   bool was_cut_off = false;
+  bool was_refused = false;
 };
 
 std::set<std::int32_t> CodesOf(const CheckEvent& check) {
@@ -73,6 +74,7 @@ ComparedRuns Merge(const std::vector<RunRecord>& runs) {
     for (const CheckEvent& check : run.checks) AddCheck(check, summary);
     AddTroubles(run, summary.troubles);
     summary.was_cut_off = summary.was_cut_off || !run.end;
+    summary.was_refused = summary.was_refused || run.was_refused();
   }
   return summary;
 }
@@ -115,7 +117,8 @@ void CompareCheck(const std::string& id, const ComparedRuns& before, const Compa
   const ComparedCheck& was = old_one->second;
   if (new_one == now.checks.end()) {
     const bool had_verdict = was.verdict != Verdict::kSkipped;
-    const Type type = now.was_cut_off && had_verdict ? Type::kLost : Type::kRemoved;
+    const bool ended_early = now.was_cut_off || now.was_refused;
+    const Type type = ended_early && had_verdict ? Type::kLost : Type::kRemoved;
     changes.push_back({type, id, ShownCheck(was) + " -> not there"});
     return;
   }
@@ -123,6 +126,14 @@ void CompareCheck(const std::string& id, const ComparedRuns& before, const Compa
   if (was.verdict == is.verdict && was.codes == is.codes) return;
   const Type type = was.verdict == is.verdict ? Type::kNewCode : TypeOf(was, is);
   changes.push_back({type, id, ShownCheck(was) + " -> " + ShownCheck(is)});
+}
+
+/// Adds that runs ended early, "cut off", which is a trouble where it is new.
+void CompareEnds(bool before, bool now, const std::string& how, RunComparison& comparison) {
+  if (before) comparison.remarks.push_back("the old run was " + how);
+  if (now) {
+    (before ? comparison.remarks : comparison.troubles).push_back("the new run was " + how);
+  }
 }
 
 constexpr std::size_t kTypes = static_cast<std::size_t>(CheckChange::Type::kRemoved) + 1;
@@ -154,11 +165,8 @@ RunComparison CompareRuns(const std::vector<RunRecord>& old_runs,
   for (const std::string& id : before.ids) {
     if (!now.checks.contains(id)) CompareCheck(id, before, now, comparison.changes);
   }
-  if (before.was_cut_off) comparison.remarks.emplace_back("the old run was cut off");
-  if (now.was_cut_off) {
-    (before.was_cut_off ? comparison.remarks : comparison.troubles)
-        .emplace_back("the new run was cut off");
-  }
+  CompareEnds(before.was_cut_off, now.was_cut_off, "cut off", comparison);
+  CompareEnds(before.was_refused, now.was_refused, "refused", comparison);
   for (const auto& [what, text] : now.troubles) {
     if (!before.troubles.contains(what)) comparison.troubles.push_back(text);
   }

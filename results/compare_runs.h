@@ -14,7 +14,7 @@ struct CheckChange {
   enum class Type : std::uint8_t {
     kNewFailure,  ///< fail, blocked or unsupported; it passed, was skipped or was not there
     kWorse,       ///< another verdict that is worse: unsupported -> fail, pass -> warn
-    kLost,        ///< it had a verdict; the new run or its group ended before it
+    kLost,        ///< it had a verdict; the new run or its group ended before it, or was refused
     kNewPass,     ///< passes, with a warning perhaps; it was fail, blocked or unsupported
     kBetter,      ///< another verdict that is better: fail -> unsupported, warn -> pass
     kNewCode,     ///< the same verdict with other error codes
@@ -33,10 +33,10 @@ struct CheckChange {
 /// How a new run differs from an old one.
 struct RunComparison {
   std::vector<CheckChange> changes;  ///< in the order of the checks in the runs
-  /// What happened in the new run outside of its checks and not in the old one: it was cut off, a
-  /// handler lost something, an object was left behind, a remount failed. One line each.
+  /// What happened in the new run outside of its checks and not in the old one: it was cut off or
+  /// refused, a handler lost something, an object was left behind, a remount failed. One line each.
   std::vector<std::string> troubles;
-  /// About the runs, without weight: the old one was cut off.
+  /// About the runs, without weight: the old one was cut off or refused.
   std::vector<std::string> remarks;
 
   /// Whether something got worse.

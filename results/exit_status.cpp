@@ -7,7 +7,6 @@ namespace {
 
 constexpr std::int32_t kFine = 0;
 constexpr std::int32_t kNotFine = 10;
-constexpr std::int32_t kRefused = 20;
 
 /// Whether a handler ended in no check whose verdict says so.
 bool DiedOutsideOfChecks(const RunRecord& run) {
@@ -32,7 +31,7 @@ bool LostSomething(const RunRecord& run) {
 }  // namespace
 
 std::int32_t ExitStatus(const RunRecord& run, const Expectations* expectations) {
-  if (run.end && run.end->result >= kRefused) return kRefused;
+  if (run.was_refused()) return kRefusedResult;
   if (LostSomething(run)) return kNotFine;
   if (expectations == nullptr) return run.end->result == 0 ? kFine : kNotFine;
   const bool all_fine = std::all_of(

@@ -79,7 +79,7 @@ std::vector<Finding> FindingsOf(const RunRecord& record) {
   if (missing > 0) add({}, "interrupted", "the run ended before " + Plural(missing, "check"));
   if (!record.end) {
     add({}, "cut-off", CutOffText(record));
-  } else if (record.end->result >= 20) {
+  } else if (record.was_refused()) {
     add({}, "refused", "the run ended with " + std::to_string(record.end->result));
   }
   return findings;

@@ -229,7 +229,7 @@ class RunLog {
     check.row = slots_.all()[slot].row;
     check.number = slots_.all()[slot].number;
     check.verdict = Verdict::kPass;
-    if (row.skips) {
+    if (row.skips || slots_.all()[slot].silent) {
       check.verdict = Verdict::kSkipped;
       check.why = kNothingToDo;
       return check;

@@ -20,6 +20,7 @@ class LogSlots {
     std::int32_t row = 0;     ///< from 1
     std::int32_t number = 0;  ///< of the check in its group, from 1; 0: the end of the row
     std::string id;           ///< of the check; of the group at the end of its row
+    bool silent = false;      ///< a check that can print nothing: it makes no call that could fail
   };
 
   /// `catalogue` ends with a row that has a null group.

@@ -152,14 +152,18 @@ class HtmlWriter {
     const auto bad =
         static_cast<std::size_t>(std::count_if(table_.checks.begin(), table_.checks.end(),
                                                [](const CheckRow& row) { return !row.is_fine(); }));
+    std::size_t findings = 0;
+    for (const JudgedRun& run : table_.runs) findings += run.findings.size();
     text_ += "<header>\n<h1>Filesystem conformance</h1>\n<p>";
     text_ += Plural(table_.checks.size(), "check") + ", " + Plural(columns_, "run") + ". ";
     if (fine == columns_) {
       text_ += "<span class=\"good\">As expected.</span>";
     } else {
-      text_ += "<span class=\"bad\">" + Plural(bad, "check") + " not as expected";
-      if (columns_ > 1) text_ += " in " + Plural(columns_ - fine, "run");
-      text_ += ".</span>";
+      std::string what;
+      if (bad > 0) what = Plural(bad, "check") + " not as expected";
+      if (findings > 0) what += (bad > 0 ? ", " : "") + Plural(findings, "finding");
+      if (columns_ > 1) what += " in " + Plural(columns_ - fine, "run");
+      text_ += "<span class=\"bad\">" + what + ".</span>";
     }
     text_ += "</p>\n</header>\n";
   }

@@ -110,7 +110,7 @@ class MarkdownWriter {
       }
     }
     if (left_out > 0) text_ += "\nand " + std::to_string(left_out) + " more\n";
-    if (is_first) text_ += "\nEvery check is as expected.\n";
+    if (is_first && !table_.checks.empty()) text_ += "\nEvery check is as expected.\n";
   }
 
   void WriteFindings() {

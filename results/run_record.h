@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -7,6 +8,9 @@
 #include "results/event.h"
 
 namespace quorle {
+
+/// The result of a run that was refused.
+inline constexpr std::int32_t kRefusedResult = 20;
 
 /// What an event stream has of one run.
 struct RunRecord {
@@ -20,6 +24,9 @@ struct RunRecord {
   std::vector<ComplaintEvent> complaints;
   std::vector<RemountEvent> remounts;
   std::optional<EndEvent> end;  ///< none: the run was cut off
+
+  /// Whether it ended before its tests, since its target or its words were wrong.
+  bool was_refused() const { return end && end->result >= kRefusedResult; }
 };
 
 /// Adds an event of the run to `run`.

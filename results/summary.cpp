@@ -157,6 +157,19 @@ std::string SummaryOf(const RunRecord& run, const Expectations& expectations, bo
   return SummaryWriter(judged, colours).Write() + ToDoText(expectations);
 }
 
+std::string SurprisesOf(const RunRecord& run, const Expectations& expectations) {
+  const JudgedRun judged = JudgeRun(run, expectations);
+  std::string text;
+  for (const JudgedCheck& check : judged.checks) {
+    if (check.judgement.type != Judgement::Type::kSurprisePass) continue;
+    text += check.check->id + ": pass\n";
+    for (const std::string& line : DetailLines(judged, check)) {
+      text += "    " + ShowControlsOfUtf8(line) + "\n";
+    }
+  }
+  return text;
+}
+
 std::string SummaryReport(std::span<const RunRecord> runs, const Expectations& expectations,
                           bool colours) {
   std::string text;

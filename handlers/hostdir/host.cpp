@@ -179,6 +179,20 @@ Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& asi
   });
 }
 
+Descriptor Watch(const NameAt& at) {
+  return Descriptor(::openat(at.directory, at.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
+
+void WaitUntilRemoved(int watched, std::uint32_t links) {
+  constexpr int kMostLooks = 1000;
+  constexpr useconds_t kBetweenLooks = 500;
+  HostStat stat;
+  for (int look = 0; look != kMostLooks; ++look) {
+    if (StatOf(watched, stat) || stat.links < links) return;
+    ::usleep(kBetweenLooks);
+  }
+}
+
 Outcome MoveAt(const NameAt& from, const Identity& meant, const std::string& aside,
                const NameAt& to) {
   return ChangeAside(from, meant, aside, [&](const HostStat&) {

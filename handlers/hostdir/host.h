@@ -116,6 +116,13 @@ struct Outcome {
 /// object has another time of status at worst. Nothing is ever replaced, as far as RenameAt() can
 /// promise it.
 Outcome RemoveAt(const NameAt& at, const Identity& meant, const std::string& aside);
+/// What has that name, for WaitUntilRemoved() alone: it does not count as open.
+Descriptor Watch(const NameAt& at);
+/// The program that serves a FUSE filesystem may keep a name whose file was open when it was removed as
+/// another name in the same directory, and remove that, which dates the directory, when it hears of the
+/// closing. Returns when what had `links` names has fewer, after half a second at most: another process may
+/// have the file open for longer.
+void WaitUntilRemoved(int watched, std::uint32_t links);
 Outcome MoveAt(const NameAt& from, const Identity& meant, const std::string& aside,
                const NameAt& to);
 /// The names in a directory, in byte order, without "." and "..".

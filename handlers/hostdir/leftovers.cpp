@@ -85,7 +85,8 @@ class Leftovers {
       if (!EnterDirectoryOf(path, directory)) continue;
       if (StatAt({directory.fd.get(), name}, stat)) continue;
       if (IsIt(entry, stat)) {
-        RemoveIt(directory, name, stat, entry.path);
+        // A name of the mount's own means nothing to anybody.
+        RemoveIt(directory, name, stat, path == entry.former ? path : entry.path);
         return;
       }
       // What has its name is worth a line; elsewhere, what may be it.

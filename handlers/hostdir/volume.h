@@ -324,6 +324,7 @@ class Volume {
   Opened root_;
   std::unique_ptr<RecordStore> records_;
   Now now_;
+  bool is_fuse_;  ///< or may be
   NamesCache names_;
   Tree tree_;
   OwnObjects own_;

@@ -171,9 +171,9 @@ DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   const EntryRef entry = found.entry;
   if (entry == root() || entry->uses > 0) return ERROR_OBJECT_IN_USE;
   CheckOwn(*entry->object);
-  // Open until it is gone: FUSE filesystems hear of closing some time later, and a file that is removed
+  // Open until it is removed: FUSE filesystems hear of closing some time later, and a file that is removed
   // just then may stay under another name.
-  const Opened& object = OpenFound(found, Use::kAnything);
+  Opened& object = OpenFound(found, Use::kAnything);
   const Record record = ReadRecord(object);
   if ((record.protection & EXDF_NO_DELETE) != 0) return ERROR_DELETE_PROTECTED;
   if (entry->object->IsFile() && (record.protection & EXDF_NO_WRITE) != 0) {
@@ -182,8 +182,16 @@ DosError Volume::Delete(const EntryRef& rel, std::string_view name) {
   Location location = Locate(found);
   // Asked first: the directory above keeps its date when nothing is deleted.
   if (object.IsDirectory() && !IsEmpty(found)) return ERROR_DIRECTORY_NOT_EMPTY;
+  Descriptor watched;
+  if (is_fuse_ && object.stat.IsFile()) watched = Watch(location.at());
   Remove(location, object);
   entry->Detach();
+  if (watched) {
+    const std::uint32_t links = object.stat.links;
+    object.fd.Close();
+    entry->object->held.fd.Close();
+    WaitUntilRemoved(watched.get(), links);
+  }
   TouchRemoved(std::move(location));
   return kNoError;
 }

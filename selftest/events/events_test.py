@@ -82,6 +82,19 @@ class Verdicts(EventsTest):
         self.assertEqual(target["dostype"], "0x444F5309")
         self.assertRegex(target["filesystem"], r"^ram-handler ")
 
+    def test_the_device_is_named_as_the_tester_reads_it(self):
+        for words in (["Ram Disk:", "TN=24", "NI"], ["NI", '"Ram Disk:"', "TN", "24"], ["DEVICE=Ram Disk:", "ni", "tn=24"]):
+            start = self.record(*words)[0]
+            self.assertEqual((start["device"], start["words"], start["port"], start["handler"]),
+                             ("Ram Disk:", "NI TN=24", "vector", "ram"), words)
+
+    def test_conditions_hold_for_a_device_with_a_blank(self):
+        with open(self.path("q.toml"), "w", encoding="utf-8") as file:
+            file.write('[[expect]]\ncheck = "Delete.OpenFile"\nverdict = "fail"\nwhen = { port = "packet" }\nreason = "r"\n')
+        mount = ("--mount", "DH0=ram,port=packet,volume=My Disk,deviate=delete-open-file")
+        self.assertEqual(run("--expect", self.path("q.toml"), *mount, "DH0:", "TN=10").returncode, 0)
+        self.assertEqual(run("--expect", self.path("q.toml"), *mount, "My Disk:", "TN=10").returncode, 0)
+
     def test_what_a_check_says_is_there_in_full(self):
         events = self.record("--mount", "DH0=ram,deviate=delete-open-file", "DH0:", "TN=10")
         failed = [check for check in self.of("check", events) if check["verdict"] == "fail"]
@@ -203,6 +216,26 @@ class Failed(EventsTest):
         self.assertTrue(rest)
         self.assertFalse(rest & seen)
 
+    def test_of_a_run_that_was_refused_everything_runs(self):
+        self.record("NOWHERE:")
+        again = self.path("again")
+        said = run("--failed", self.events, "--events", again, "RAM:")
+        self.assertEqual((said.returncode, said.stderr), (0, ""))
+        self.assertEqual(len(self.of("group", self.read(again))), 33, "the rows with checks")
+
+    def test_checks_of_another_version(self):
+        start = {"event": "run", "version": 1}
+        foreign = {"event": "check", "id": "Lock.Elsewhere", "verdict": "fail"}
+        known = {"event": "check", "id": "Lock.MissingObject", "verdict": "fail"}
+        line = f"quorle: {self.events}: this program has no check Lock.Elsewhere\n"
+        for checks, status in (([foreign], 20), ([foreign, known], 0)):
+            with open(self.events, "w", encoding="utf-8") as file:
+                for event in (start, *checks, {"event": "end"}):
+                    file.write(json.dumps(event) + "\n")
+            said = run("--failed", self.events, "RAM:")
+            self.assertEqual((said.returncode, said.stderr), (status, line))
+            self.assertEqual(said.stdout == "", status == 20)
+
     def test_a_file_that_is_none(self):
         with open(self.events, "w", encoding="utf-8") as file:
             file.write("hello\n")
@@ -273,6 +306,27 @@ class ExitStatus(EventsTest):
         self.assertEqual(checks[-1].get("why"), "the run ended")
 
 
+class Expected(EventsTest):
+    """--expect and --bless of a whole run."""
+
+    def test_a_surprise_pass_shows_the_entry_to_delete(self):
+        entry = '[[expect]]\ncheck = "Lock.MissingObject"\nverdict = "fail"\nreason = "issue 12"\n'
+        with open(self.path("q.toml"), "w", encoding="utf-8") as file:
+            file.write("# Mine.\n" + entry)
+        said = run("--expect", "q.toml", "RAM:", "TN=24", cwd=self.folder)
+        self.assertEqual(said.returncode, 10)
+        shown = "".join(f"    {line}\n" for line in entry.splitlines())
+        self.assertEqual(said.stderr,
+                         "Lock.MissingObject: pass\n"
+                         "    passed, where q.toml:2 expects fail (issue 12); the entry to delete:\n" + shown +
+                         "quorle: the run is not as q.toml says; --summary shows where\n")
+
+    def test_a_file_of_expectations_does_not_make_up_for_what_is_lost(self):
+        for option in ("--events", "--trace"):
+            said = run(option, "/dev/full", "--bless", self.path("q.toml"), "RAM:", "TN=24")
+            self.assertEqual(said.returncode, 10, option)
+
+
 class Screens(EventsTest):
     """What people see on standard error."""
 
@@ -319,6 +373,12 @@ class Screens(EventsTest):
         self.assertTrue(shown, slow)
         self.assertTrue(slow.endswith("\r\x1b[K"), "it is gone in the end")
         self.assertEqual(self.on_terminal("--no-summary", "RAM:"), "", "a short run shows nothing")
+
+
+    def test_a_check_that_takes_long_is_shown_while_it_runs(self):
+        # The only check of its group: it was there before the run took a second.
+        stopped = self.on_terminal("--no-summary", *self.rogue("in=FSChangeLockMode,how=stopped"), "TN=2")
+        self.assertIn("\r\x1b[Ktest 2 (ChangeLockMode.ExclusiveOnlyWhenAlone)", stopped)
 
 
 class Destinations(EventsTest):

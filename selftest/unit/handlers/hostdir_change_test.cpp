@@ -50,6 +50,19 @@ TEST_F(HostdirTest, WhatIsNotProvedToBeAKilledRunsStays) {
   EXPECT_EQ(HostNames(root()), (Names{"FILE01", "FILE02"}));
 }
 
+TEST_F(HostdirTest, AKilledRunsObjectThatWasToBeRenamedIsNamedAsItIsCalled) {
+  DieAfter("", [this] {
+    Make("DH0:FILE01", "mine");
+    EXPECT_EQ(Code(dos().Rename("DH0:FILE01", "DH0:FILE02")), 0);
+  });
+  // As if it had died between saying so and renaming.
+  fs::rename(root() / "FILE02", root() / "FILE01");
+  Mount();
+  const std::string said = bench_->TakeErrors();
+  EXPECT_NE(said.find("left FILE01: removed"), std::string::npos) << said;
+  EXPECT_EQ(HostNames(root()), Names{});
+}
+
 TEST_F(HostdirTest, WithoutBirthsAKilledRunsObjectsAreOnlyNamed) {
   std::string why_not;
   const auto host = HostFilesystem::Make("ramfs", "", why_not);

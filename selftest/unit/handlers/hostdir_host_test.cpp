@@ -380,5 +380,33 @@ TEST_F(HostdirTest, WhatTheHostForbidsIsProtected) {
   EXPECT_EQ(Content(root() / "dir" / "file"), "theirs");
 }
 
+TEST_F(HostdirTest, WhatIsDeletedIsGoneFromAFuseFilesystem) {
+  std::string why_not;
+  const auto host = HostFilesystem::Make("bindfs", "", why_not);
+  if (host == nullptr) GTEST_SKIP() << why_not;
+  MountAt(host->path(), ",metadata=file");
+  const DateStamp date{.ds_Days = 20000, .ds_Minute = 7, .ds_Tick = 50};
+  // libfuse keeps what is open when it is removed as ".fuse_hidden...", till it hears of the closing.
+  for (int i = 0; i != 20; ++i) {
+    EXPECT_EQ(DirectoryCode("DH0:d"), 0);
+    Make("DH0:d/a", "x");
+    const LockHandle lock = MustLock("DH0:d/a");
+    EXPECT_EQ(Code(dos().MakeLink("DH0:d/b", lock, LINK_HARD)), 0);
+    dos().UnLock(lock);
+    for (const char* const name : {"DH0:d/a", "DH0:d/b"}) {
+      EXPECT_EQ(Code(dos().Delete(name)), 0);
+      EXPECT_EQ(Code(dos().SetDate("DH0:d", date)), 0);
+      EXPECT_EQ(HostNames(host->path() / "d"),
+                name == std::string("DH0:d/a") ? Names{"b"} : Names{});
+      const Attributes directory = Look("DH0:d");
+      EXPECT_EQ(directory.date.ds_Days, date.ds_Days);
+      EXPECT_EQ(directory.date.ds_Minute, date.ds_Minute);
+    }
+    EXPECT_EQ(Code(dos().Delete("DH0:d")), 0);
+  }
+  EXPECT_EQ(bench_->TakeErrors().find("left"), std::string::npos);
+  Unmount();
+}
+
 }  // namespace
 }  // namespace quorle::selftest

@@ -128,6 +128,21 @@ TEST(CompareRunsTest, ARunThatWasCutOffIsWorse) {
             "the old run was cut off\nthe new run was cut off\nNo check changed.\n");
 }
 
+TEST(CompareRunsTest, ARunThatWasRefusedIsWorse) {
+  const RunRecord whole = RunOf({One(Verdict::kPass)});
+  RunRecord refused = RunOf({});
+  refused.end = EndEvent{.result = 20, .checks = {}};
+  const RunComparison comparison = CompareRuns({whole}, {refused});
+  EXPECT_TRUE(comparison.is_worse());
+  EXPECT_EQ(ToText(comparison),
+            "new troubles (1):\n  the new run was refused\n"
+            "not reached (1):\n  Lock.MissingObject: pass -> not there\nSomething got worse.\n");
+  EXPECT_EQ(ToText(CompareRuns({refused}, {whole})),
+            "the old run was refused\n"
+            "new checks (1):\n  Lock.MissingObject: not there -> pass\nNothing got worse.\n");
+  EXPECT_FALSE(CompareRuns({refused}, {refused}).is_worse());
+}
+
 TEST(CompareRunsTest, OfSeveralRunsTheWorstVerdictCounts) {
   const std::vector<RunRecord> flaky = {
       RunOf({One(Verdict::kPass)}), RunOf({One(Verdict::kFail, 205)}),

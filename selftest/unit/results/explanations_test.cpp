@@ -130,6 +130,13 @@ TEST(ExplainCommand, PrintsGroupsAndWhatAGlobFits) {
   }
 }
 
+TEST(ExplainCommand, HasHelp) {
+  const ExplainAnswer said = Ask({"--help"});
+  EXPECT_EQ(said.status, 0);
+  EXPECT_EQ(said.errors, "");
+  EXPECT_NE(said.output.find("Usage: quorle explain ID\n"), std::string::npos) << said.output;
+}
+
 TEST(ExplainCommand, RefusesWhatIsNoCheckInOneLine) {
   const ExplainAnswer wrong = Ask({"Rename.DirectryLoop"});
   EXPECT_EQ(wrong.status, 20);

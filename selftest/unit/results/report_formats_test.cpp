@@ -251,6 +251,14 @@ TEST(MarkdownReportTest, NamesFindingsAndThatAllElseIsAsExpected) {
       Holds(text, "\n### Also wrong\n\n- ram, Lock.A&#58; left behind&#58; \"a&#124;b\"\n"));
 }
 
+TEST(MarkdownReportTest, OfARefusedRunNothingIsAsExpected) {
+  RunRecord run = MakeRun({});
+  run.end = EndEvent{.result = 20, .checks = {}};
+  const std::string text = Rendered(MarkdownReport, {run});
+  EXPECT_FALSE(Holds(text, "as expected")) << text;
+  EXPECT_TRUE(Holds(text, "\n### Also wrong\n\n- ram&#58; the run ended with 20\n")) << text;
+}
+
 TEST(MarkdownReportTest, IsNeverLongerThanACiTakes) {
   std::vector<RunRecord> runs;
   for (int i = 0; i < 400; ++i) {
@@ -286,6 +294,24 @@ TEST(HtmlReportTest, ACellHasItsVerdictAndWhetherItIsExpected) {
   EXPECT_TRUE(Holds(
       text, "4 checks</span></button></th><td class=\"s not\">2 of 4<td class=\"v fu\">fail"));
   EXPECT_TRUE(Holds(text, "2 checks</span></button></th><td class=\"s\">0<td class=\"v w\">warn"));
+}
+
+TEST(HtmlReportTest, TheHeadCountsChecksAndFindings) {
+  const RunRecord fine = MakeRun({MakeCheck("Lock.A", Verdict::kPass)});
+  RunRecord lost = fine;
+  lost.complaints.push_back({.id = "Lock.A", .text = "freed twice"});
+  RunRecord both = lost;
+  both.checks.front().verdict = Verdict::kFail;
+  const auto head = [](const std::vector<RunRecord>& runs) {
+    const std::string page = Rendered(HtmlReport, runs);
+    const std::size_t begin = page.find("<span class=", page.find("<h1>"));
+    return page.substr(begin, page.find("</p>", begin) - begin);
+  };
+  EXPECT_EQ(head({fine}), "<span class=\"good\">As expected.</span>");
+  EXPECT_EQ(head({lost}), "<span class=\"bad\">1 finding.</span>");
+  EXPECT_EQ(head({both}), "<span class=\"bad\">1 check not as expected, 1 finding.</span>");
+  EXPECT_EQ(head({fine, lost, both}),
+            "<span class=\"bad\">1 check not as expected, 2 findings in 2 runs.</span>");
 }
 
 TEST(HtmlReportTest, RunsThatAreAlikeAreSaidOnceWithTheirExplanation) {
