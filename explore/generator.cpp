@@ -83,8 +83,6 @@ constexpr bool IsEachInPlace() {
   return kOperationShares.size() == kOperations;
 }
 static_assert(IsEachInPlace(), "a share for each operation, in the order of the enumeration");
-static_assert(kOperationShares.back().operation == Operation::kMakeFiles,
-              "the highest choices are those of HighestSingleCall()");
 
 /// Whether it concerns the volume as such, with everything that others have there.
 bool IsForWholeVolume(Operation operation) {
@@ -271,6 +269,21 @@ bool IsMode(Argument argument) {
   return argument >= Argument::kOpenMode && argument <= Argument::kNotifyFlags;
 }
 
+/// `number` of that kind, or a small one for it.
+std::int64_t SmallAmount(NumberKind kind, std::int64_t number) {
+  constexpr std::int64_t kMostSmallBytes = 65537;
+  constexpr std::int64_t kMostSmallFiles = 20;
+  switch (kind) {
+    case NumberKind::kBytesToRead:
+    case NumberKind::kBytesToWrite:
+      return number > kMostSmallBytes ? number & 0xFFFF : number;
+    case NumberKind::kFilesToMake:
+      return std::min(number, kMostSmallFiles);
+    default:
+      return number;
+  }
+}
+
 /// A seek from the end is counted back, most of which are possible: what lies behind the end is refused.
 void CountBack(Call& call) {
   const bool is_from_end =
@@ -301,11 +314,6 @@ DateStamp DrawDate(std::span<const Choice> choices, std::int32_t date_ticks) {
 
 }  // namespace
 
-Choice HighestSingleCall() {
-  static constexpr Shares<kOperations> kShares(WeightsOf(kOperationShares));
-  return static_cast<Choice>(kShares.FirstOf(kOperations - 1) - 1);
-}
-
 /// Which numbers have an object; those of one kind are asked for once.
 class Generator::HeldObjects {
  public:
@@ -325,9 +333,10 @@ class Generator::HeldObjects {
   std::uint16_t bits_ = 0;
 };
 
-Generator::Generator(const Traits& traits, bool whole_volume)
+Generator::Generator(const Traits& traits, bool whole_volume, Amounts amounts)
     : traits_(traits),
       whole_volume_(whole_volume),
+      amounts_(amounts),
       rules_(RulesOf(traits, whole_volume)),
       operations_(OperationShares(traits, whole_volume)) {
   for (const OperationRow& row : Operations()) {
@@ -458,7 +467,8 @@ void Generator::DrawArguments(std::span<const Choice> choices, Side& reference, 
 
 std::int64_t Generator::DrawFor(const Call& call, std::size_t place, Choice choice) const {
   const NumberKind kind = NumberKindOf(call.operation, place);
-  const std::int64_t number = DrawNumber(kind, choice);
+  const std::int64_t drawn = DrawNumber(kind, choice);
+  const std::int64_t number = amounts_ == Amounts::kSmall ? SmallAmount(kind, drawn) : drawn;
   switch (call.operation) {
     case Operation::kSetProtection:
       return number & traits_.protection;

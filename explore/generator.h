@@ -15,10 +15,12 @@
 
 namespace quorle::explore {
 
-/// The highest choice of an operation that makes one call and not, as MakeFiles() does, up to 5000: of a volume that
-/// can do everything. Where operations are missing the others have more choices each, and the last few below it
-/// stand for MakeFiles(), too.
-Choice HighestSingleCall();
+/// How much one call moves at most. An engine keeps what takes long, since that reaches every line so often, and
+/// would spend most of its time with it.
+enum class Amounts : std::uint8_t {
+  kAll,    ///< up to 8 MiB, and 5000 files
+  kSmall,  ///< 65537 bytes, and 20 files
+};
 
 /// Makes calls of choices. The same choices since Begin(), on a reference that holds the same objects, give the same calls;
 /// lower choices give plainer ones: names and lengths that are short, objects with low numbers, usual modes.
@@ -28,7 +30,8 @@ class Generator {
   /// `traits`, of the device, must outlive this and stay as they are: what it cannot do is not drawn. With
   /// `whole_volume` false the sequence works in a directory that is not the root: nothing that is drawn
   /// leads above that, or concerns the volume as such.
-  explicit Generator(const Traits& traits, bool whole_volume = true);
+  explicit Generator(const Traits& traits, bool whole_volume = true,
+                     Amounts amounts = Amounts::kAll);
 
   /// A sequence begins.
   void Begin() { recent_count_ = 0; }
@@ -54,6 +57,7 @@ class Generator {
 
   const Traits& traits_;
   bool whole_volume_;
+  Amounts amounts_;
   NameRules rules_;
   Shares<kOperations> operations_;
   std::array<Argument, kOperations> first_objects_;  ///< of each operation the kind that it needs

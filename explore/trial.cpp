@@ -89,7 +89,7 @@ class Trial::Sequence {
 
   void SetUpGenerator() {
     const bool whole_volume = directory_.empty();
-    generator_.emplace(parts_.traits, whole_volume);
+    generator_.emplace(parts_.traits, whole_volume, settings_.amounts);
   }
 
   void BeginSide(Side& side) {

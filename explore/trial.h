@@ -49,6 +49,7 @@ struct TrialSettings {
   std::size_t calls_between_walks =
       50;                 ///< the whole tree is compared as often; 0: at the end alone
   std::string directory;  ///< in which both sides work; empty: the root
+  Amounts amounts = Amounts::kAll;
 };
 
 /// When the whole tree is compared, beside the end of the sequence.

@@ -249,7 +249,8 @@ void Exploration::Search() {
                             .observer = options_.coverage ? &coverage_ : nullptr},
       explore::TrialSettings{
           .remount = options_.host.remount.each || options_.host.remount.after_run.has_value(),
-          .directory = directory_});
+          .directory = directory_,
+          .amounts = options_.choices ? explore::Amounts::kSmall : explore::Amounts::kAll});
   explore::Search search(
       *trial_, options_.search,
       [&](const Finding& finding, bool first) {

@@ -69,7 +69,7 @@ bool AuthorsSearch::Mount(const ::Handler& handler, std::string& problem) {
                                                 .clock = clock_,
                                                 .control = *this,
                                                 .traits = traits_},
-                                   TrialSettings{});
+                                   TrialSettings{.directory = {}, .amounts = Amounts::kSmall});
   search_ = std::make_unique<Search>(
       *trial_, SearchSettings{},
       [this](const Finding& finding, bool first) { Show(finding, first); }, [] { return false; });

@@ -4,8 +4,6 @@
 #include <array>
 #include <cstddef>
 
-#include "explore/generator.h"
-
 namespace quorle::explore {
 namespace {
 
@@ -20,29 +18,26 @@ class Randoms {
 
   Choice Next() { return numbers_[at_++ % numbers_.size()]; }
   /// 0 to `count` - 1; `count` is at least 1.
-  std::size_t Below(std::size_t count) { return (Next() << 16 | Next()) % count; }
+  std::size_t Below(std::size_t count) {
+    const std::size_t high = Next();
+    return (high << 16 | Next()) % count;
+  }
 
  private:
   Choices numbers_;
   std::size_t at_ = 0;
 };
 
-/// Brings `choices` within what may come back. An engine would keep what makes many files at once, since that
-/// reaches every line so often, and spend most of its time with it.
 void Bound(Choices& choices, std::size_t most_calls) {
-  const Choice most_operation = HighestSingleCall();
   choices.resize(std::min(choices.size(), most_calls * kChoicesPerCall));
-  for (std::size_t at = kOperationChoice; at < choices.size(); at += kChoicesPerCall) {
-    choices[at] = std::min(choices[at], most_operation);
-  }
 }
 
 Place CallPlace(std::size_t call) {
   return static_cast<Place>(call) * kWidth;
 }
 
-/// Inserts a call, plain in half of what it chooses: behind the last one in half of all cases, which is where
-/// what came so far comes farther, and before any other one.
+/// Inserts a call, plain in half of what it chooses: in half of all cases behind the last one, where what
+/// came so far comes farther.
 void InsertCall(Choices& choices, Randoms& randoms) {
   const std::size_t calls = choices.size() / kChoicesPerCall;
   Choices call(kChoicesPerCall);
@@ -76,7 +71,8 @@ void SwapCalls(Choices& choices, Randoms& randoms) {
   std::swap_ranges(choices.begin() + one, choices.begin() + one + kWidth, choices.begin() + other);
 }
 
-/// Another choice for one: any, one near it, the plainest, or that of another call.
+/// Another choice for one, in half of all cases of the last call: any, one near it, the plainest, or that of
+/// another call.
 void ChangeChoice(Choices& choices, Randoms& randoms) {
   constexpr int kNearest = 4;
   constexpr int kFarthest = 12;
@@ -87,7 +83,8 @@ void ChangeChoice(Choices& choices, Randoms& randoms) {
       kNumberChoice,    kNumberChoice,       kNumberChoice,     kNumberChoice, kModeChoice,
       kModeChoice,      kSecondNumberChoice, kThirdNumberChoice};
   const std::size_t use = kUses[randoms.Below(kUses.size())];
-  Choice& choice = choices[randoms.Below(calls) * kChoicesPerCall + use];
+  const std::size_t call = randoms.Below(2) == 0 ? calls - 1 : randoms.Below(calls);
+  Choice& choice = choices[call * kChoicesPerCall + use];
   switch (randoms.Below(8)) {
     case 0:
       choice = 0;
@@ -113,10 +110,12 @@ void ChangeChoice(Choices& choices, Randoms& randoms) {
 
 void Mutate(Choices& choices, std::size_t most_calls, std::uint64_t seed) {
   Randoms randoms(seed);
+  Bound(choices, most_calls);
   const std::size_t what = randoms.Below(16);
-  if (choices.empty() || what < 5) {
+  const bool has_room = choices.size() < most_calls * kChoicesPerCall;
+  if (choices.empty() || (has_room && what < 5)) {
     InsertCall(choices, randoms);
-  } else if (what < 6) {
+  } else if (has_room && what < 6) {
     CopyCall(choices, randoms);
   } else if (what < 8 && choices.size() > kChoicesPerCall) {
     RemoveCalls(choices, randoms);
@@ -125,7 +124,6 @@ void Mutate(Choices& choices, std::size_t most_calls, std::uint64_t seed) {
   } else {
     ChangeChoice(choices, randoms);
   }
-  Bound(choices, most_calls);
 }
 
 Choices Cross(const Choices& first, const Choices& second, std::size_t most_calls,

@@ -15,14 +15,17 @@ import unittest
 
 SOURCES = BUILD = CC = QUORLE = PACKER = MINIMAL = PROGRAMS = None
 
-PROJECT = """cmake_minimum_required(VERSION 3.21)
+HEAD = """cmake_minimum_required(VERSION 3.21)
 project(packer C)
 find_package(quorle 53 REQUIRED)
-quorle_add_explorer(packer_fuzz SOURCES {sources}/selftest/engines/tail_packer.c ENGINE {engine})
+"""
+PROJECT = HEAD + """quorle_add_explorer(packer_fuzz SOURCES {sources}/selftest/engines/tail_packer.c ENGINE {engine})
 target_include_directories(packer_fuzz PRIVATE {sources})
 file(GENERATE OUTPUT mutator CONTENT "${{QUORLE_AFL_MUTATOR}}")
 """
-LOST = "difference write-tree-size"
+# So many inputs take about a minute where nothing else runs, and give the same chance where something does.
+MOST_INPUTS = {"LibFuzzer": "1000000", "Afl": "400000"}
+LOST = "change-file-size-tree-size"
 
 
 class EngineTest(unittest.TestCase):
@@ -99,15 +102,49 @@ class Inputs(EngineTest):
                 self.assertEqual(errors, f"quorle: {line}\n")
 
 
-class Search(EngineTest):
-    def build(self, engine):
+class InstalledTest(EngineTest):
+    def setUp(self):
+        super().setUp()
         status, output, errors = self.run_here("cmake", "--install", BUILD, "--prefix", self.path("prefix"))
         self.assertEqual(status, 0, output + errors)
-        self.write("CMakeLists.txt", PROJECT.format(sources=SOURCES, engine=engine).encode())
-        for command in (("cmake", "-S", ".", "-B", ".", f"-DCMAKE_C_COMPILER={CC}", "-DCMAKE_BUILD_TYPE=Release",
-                         "-DCMAKE_PREFIX_PATH=" + self.path("prefix")), ("cmake", "--build", ".")):
-            status, output, errors = self.run_here(*command)
-            self.assertEqual(status, 0, output + errors)
+
+    def configure(self, project):
+        self.write("CMakeLists.txt", project.encode())
+        return self.run_here("cmake", "-S", ".", "-B", ".", f"-DCMAKE_C_COMPILER={CC}", "-DCMAKE_BUILD_TYPE=Release",
+                             "-DCMAKE_PREFIX_PATH=" + self.path("prefix"))
+
+
+class Package(InstalledTest):
+    def test_what_is_wrong_with_an_explorer_is_named(self):
+        for arguments, line in (("", "quorle_add_explorer(TARGET SOURCES FILE... [ENGINE libfuzzer|afl])"),
+                                ("AFL SOURCES a.c", "quorle_add_explorer(TARGET SOURCES FILE... [ENGINE libfuzzer|afl])"),
+                                ("SOURCES a.c ENGINE honggfuzz",
+                                 "quorle_add_explorer: ENGINE honggfuzz is not known; it is libfuzzer or afl")):
+            status, _, errors = self.configure(HEAD + f"quorle_add_explorer(fuzz {arguments})\n")
+            self.assertNotEqual(status, 0)
+            self.assertIn(line, " ".join(errors.split()))
+
+    def test_without_the_archive_it_is_a_package_for_handlers(self):
+        """As it is installed for another processor."""
+        for folder, _, names in os.walk(self.path("prefix")):
+            for name in names:
+                if name in ("quorle-explore.a", "quorle-afl-mutator.so", "QuorleExplorer.cmake", "quorle-compile-with"):
+                    os.remove(os.path.join(folder, name))
+        self.write("myfs.c", b"#include <quorle/handler.h>\n")
+        status, output, errors = self.configure(
+            HEAD + "add_library(myfs MODULE myfs.c)\ntarget_link_libraries(myfs PRIVATE quorle::handler)\n"
+            "if(COMMAND quorle_add_explorer OR TARGET quorle::explore)\nmessage(FATAL_ERROR there)\nendif()\n")
+        self.assertEqual(status, 0, output + errors)
+        status, output, errors = self.run_here("cmake", "--build", ".")
+        self.assertEqual(status, 0, output + errors)
+
+
+class Search(InstalledTest):
+    def build(self, engine):
+        status, output, errors = self.configure(PROJECT.format(sources=SOURCES, engine=engine))
+        self.assertEqual(status, 0, output + errors)
+        status, output, errors = self.run_here("cmake", "--build", ".")
+        self.assertEqual(status, 0, output + errors)
         # The plainest call, twice.
         self.write("corpus/plain", bytes(32))
 
@@ -116,11 +153,11 @@ class Search(EngineTest):
         print(f"found after {time.monotonic() - begun:.0f} seconds", file=sys.stderr)
         status, _, errors = self.run_here(self.path("packer_fuzz"), file)
         self.assertNotEqual(status, 0)
-        self.assertIn(LOST, errors)
+        self.assertIn(f"difference {LOST}  (", errors)
         status, output, errors = self.explore(file, PACKER)
         self.assertEqual(status, 10, errors)
-        self.assertIn(LOST, output)
-        calls = self.path("difference-write-tree-size.calls")
+        self.assertIn(f"difference {LOST}  (", output)
+        calls = self.path(f"difference-{LOST}.calls")
         replay = (QUORLE, "replay", "--mount")
         self.assertEqual(self.run_here(*replay, f"DH0=plugin:{PACKER}", calls, "DH0:")[0], 10)
         self.assertEqual(self.run_here(*replay, "DH0=ram", calls, "DH0:")[0], 0)
@@ -129,14 +166,13 @@ class Search(EngineTest):
 class LibFuzzer(Search):
     def test_it_finds_what_lies_behind_three_conditions(self):
         self.build("libfuzzer")
-        # Its choices come from the seed: so many inputs, on any machine in any time.
         begun = time.monotonic()
-        status, _, errors = self.run_here("./packer_fuzz", "-seed=1", "-max_len=256", "-runs=2000000",
+        status, _, errors = self.run_here("./packer_fuzz", "-seed=1", "-max_len=256", f"-runs={MOST_INPUTS['LibFuzzer']}",
                                           "-artifact_prefix=found-", "corpus")
         self.assertNotEqual(status, 0, errors[-2000:])
         found = [name for name in os.listdir(self.folder) if name.startswith("found-crash-")]
         self.assertEqual(len(found), 1, errors[-2000:])
-        self.assertIn(LOST, errors)
+        self.assertIn(f"difference {LOST}  (", errors)
         self.assert_found(begun, found[0])
 
 
@@ -147,9 +183,10 @@ class Afl(Search):
             mutator = file.read()
         begun = time.monotonic()
         _, output, errors = self.run_here(
-            "afl-fuzz", "-s", "1", "-V", "600", "-t", "10000", "-G", "128", "-i", "corpus", "-o", "found", "./packer_fuzz",
+            "afl-fuzz", "-s", "1", "-E", MOST_INPUTS["Afl"], "-t", "10000", "-G", "128", "-i", "corpus", "-o", "found",
+            "./packer_fuzz",
             AFL_CUSTOM_MUTATOR_LIBRARY=mutator, AFL_CUSTOM_MUTATOR_ONLY="1", AFL_BENCH_UNTIL_CRASH="1", AFL_NO_UI="1",
-            AFL_NO_AFFINITY="1", AFL_SKIP_CPUFREQ="1", AFL_I_DONT_CARE_ABOUT_MISSING_CRASHES="1")
+            AFL_NO_AFFINITY="1", AFL_FAST_CAL="1", AFL_SKIP_CPUFREQ="1", AFL_I_DONT_CARE_ABOUT_MISSING_CRASHES="1")
         crashes = self.path("found", "default", "crashes")
         found = [name for name in os.listdir(crashes) if name.startswith("id:")] if os.path.isdir(crashes) else []
         self.assertTrue(found, (output + errors)[-2000:])
@@ -163,7 +200,7 @@ def missing(tests):
             source = os.path.join(folder, "none.c")
             with open(source, "w", encoding="utf-8") as file:
                 file.write("int LLVMFuzzerTestOneInput(const char *b, unsigned long n) { return b && n ? 0 : 0; }\n")
-            for command in ("clang", "clang-14"):
+            for command in ("clang", *(f"clang-{version}" for version in range(19, 13, -1))):
                 if shutil.which(command) and subprocess.run(
                         [command, "-fsanitize=fuzzer", source, "-o", os.path.join(folder, "none")],
                         check=False, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0:

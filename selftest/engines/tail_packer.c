@@ -1,9 +1,9 @@
 /*
- * tail_packer.c - a layer over the filesystem in memory that keeps the tail of a file packed, and loses what
- * a file grows by behind three conditions, one within the other: the last two writes were a block with its sum
- * and a tail; then somebody steps back over that tail, from the end; and then the file is made longer, from
- * there. Nothing else may come between. Each condition has steps, and an engine that watches the lines of this file goes
- * them one by one; a sequence of random calls must take all of them at once.
+ * tail_packer.c - a layer over the filesystem in memory that packs the tail of a file, and loses a byte behind three
+ * conditions, one within the other: the last two writes were a block with its sum and a tail; then somebody steps
+ * back over that tail, from the end; and then cuts it off. Nothing else that concerns the data of files may come between.
+ * Each condition has steps, and an engine that watches the lines of this file goes them one by one; a sequence
+ * of random calls must take all of them at once.
  */
 #include <stddef.h>
 
@@ -17,22 +17,25 @@ static struct FileSystemVectors ram; /* the functions of the filesystem below */
 
 /* The file that was written last, and how far it has come since. */
 static struct {
-  struct FileHandle* handle; /* null: something else came between */
+  const struct FileHandle* handle; /* null: something else came between */
   enum {
     HAS_BLOCK,
+    IS_WRITTEN_ON, /* looking at a write behind that */
     HAS_TAIL,
-    STEPS_FROM_END, /* in a seek, as far as it was looked at */
+    STEPS_FROM_END, /* looking at a seek */
     STEPS_BACK,
     IS_BEFORE_TAIL,
-    GROWS_FROM_HERE, /* in a change of the size, the same */
-    GROWS,
-    GROWS_OVER_TAIL
+    IS_CUT, /* looking at a change of the size */
+    IS_CUT_SHORT,
+    HAS_LOST
   } state;
 } packed;
 
-static int Is(const struct FileHandle* fh, int state) {
-  if (packed.handle != fh) return 0;
-  return packed.state == (unsigned)state;
+/* Whether this file has come so far. Whatever is done now, what is not the next step is the end of it. */
+static int Leave(const struct FileHandle* fh, int state) {
+  const int is_there = packed.handle == fh && (int)packed.state == state;
+  packed.handle = NULL;
+  return is_there;
 }
 
 static int32_t FSOpen(Port* port, int32_t* res2, struct FileHandle* fh, struct Lock* rel,
@@ -55,17 +58,18 @@ static int32_t FSRead(Port* port, int32_t* res2, struct FileHandle* fh, void* da
 static int32_t FSWrite(Port* port, int32_t* res2, struct FileHandle* fh, const void* data,
                        int32_t bytes) {
   const int32_t result = ram.FSWrite(port, res2, fh, data, bytes);
-  const int has_block = Is(fh, HAS_BLOCK);
-  packed.handle = NULL;
+  const int has_block = Leave(fh, HAS_BLOCK);
   if (result != bytes) return result;
-  if (has_block && bytes == TAIL) {
-    packed.handle = fh;
-    packed.state = HAS_TAIL;
-  }
   if (bytes == BLOCK_WITH_SUM) {
     packed.handle = fh;
     packed.state = HAS_BLOCK;
+    return result;
   }
+  if (!has_block) return result;
+  packed.state = IS_WRITTEN_ON;
+  if (bytes != TAIL) return result;
+  packed.handle = fh;
+  packed.state = HAS_TAIL;
   return result;
 }
 
@@ -73,12 +77,9 @@ static int32_t FSWrite(Port* port, int32_t* res2, struct FileHandle* fh, const v
 static int32_t FSChangeFilePosition(Port* port, int32_t* res2, struct FileHandle* fh, int32_t mode,
                                     int64_t position) {
   const int32_t result = ram.FSChangeFilePosition(port, res2, fh, mode, position);
-  const int has_tail = Is(fh, HAS_TAIL);
-  packed.handle = NULL;
-  if (result == 0 || !has_tail) return result;
-  if (mode != OFFSET_END) return result;
+  if (!Leave(fh, HAS_TAIL) || result == 0) return result;
   packed.state = STEPS_FROM_END;
-  if (position >= 0) return result;
+  if (mode != OFFSET_END) return result;
   packed.state = STEPS_BACK;
   if (position != -TAIL) return result;
   packed.handle = fh;
@@ -86,20 +87,17 @@ static int32_t FSChangeFilePosition(Port* port, int32_t* res2, struct FileHandle
   return result;
 }
 
-/* Growth from before the tail by more than the tail: that is taken for what was packed. */
+/* The tail is cut off, and the sum with it. */
 static int32_t FSChangeFileSize(Port* port, int32_t* res2, struct FileHandle* fh, int32_t mode,
                                 int64_t position) {
   const int32_t result = ram.FSChangeFileSize(port, res2, fh, mode, position);
-  const int is_before_tail = Is(fh, IS_BEFORE_TAIL);
-  packed.handle = NULL;
-  if (result == 0 || !is_before_tail) return result;
-  if (mode != OFFSET_CURRENT) return result;
-  packed.state = GROWS_FROM_HERE;
-  if (position <= 0) return result;
-  packed.state = GROWS;
-  if (position != TAIL + 1) return result;
-  packed.state = GROWS_OVER_TAIL;
-  ram.FSChangeFileSize(port, res2, fh, mode, TAIL);
+  if (!Leave(fh, IS_BEFORE_TAIL) || result == 0) return result;
+  packed.state = IS_CUT;
+  if (mode != OFFSET_BEGINNING) return result;
+  packed.state = IS_CUT_SHORT;
+  if (position != BLOCK_WITH_SUM) return result;
+  packed.state = HAS_LOST;
+  ram.FSChangeFileSize(port, res2, fh, mode, position - 1);
   return result;
 }
 

@@ -263,6 +263,21 @@ TEST_F(GeneratorTest, AByteMoreIsDrawnWhereTheReferenceRefusesItToo) {
   EXPECT_FALSE(lengths.contains(limit + 2));
 }
 
+TEST_F(GeneratorTest, SmallAmountsAreNothingButSmall) {
+  constexpr std::int64_t kMostBytes = 65537;
+  constexpr std::int64_t kMostFiles = 20;
+  std::int64_t most_bytes = 0;
+  std::int64_t most_files = 0;
+  DrawAll(Generator(traits_, true, Amounts::kSmall), 2000, [&](const Call& call) {
+    if (call.operation == Operation::kRead || call.operation == Operation::kWrite) {
+      most_bytes = std::max(most_bytes, call.number[1]);
+    }
+    if (call.operation == Operation::kMakeFiles) most_files = std::max(most_files, call.number[1]);
+  });
+  EXPECT_EQ(most_bytes, kMostBytes);
+  EXPECT_EQ(most_files, kMostFiles);
+}
+
 TEST_F(GeneratorTest, WhatIsMissingIsNeverDrawn) {
   for (const Operation missing :
        {Operation::kMakeHardLink, Operation::kLockRecord, Operation::kScanName, Operation::kOpen}) {

@@ -5,44 +5,19 @@
 #include <algorithm>
 #include <set>
 
-#include "explore/generator.h"
-#include "selftest/unit/explore/ram_side.h"
-
 namespace quorle::explore {
 namespace {
 
 constexpr std::size_t kMostCalls = 8;
 constexpr std::uint64_t kChanges = 100000;
 
-/// The operation that the choice `operation` stands for on a volume that can do everything.
-Operation OperationOf(Choice operation, RamSide& ram) {
-  const Traits traits;
-  Choices choices(kChoicesPerCall);
-  choices[kOperationChoice] = operation;
-  Call call;
-  Generator(traits).Next(choices, ram.side(), call);
-  return call.operation;
-}
-
-TEST(Mutation, TheHighestSingleCallIsTheOneBeforeMakeFiles) {
-  RamSide ram;
-  EXPECT_EQ(OperationOf(HighestSingleCall(), ram), Operation::kRelabel);
-  EXPECT_EQ(OperationOf(HighestSingleCall() + 1, ram), Operation::kMakeFiles);
-  EXPECT_EQ(OperationOf(0xFFFF, ram), Operation::kMakeFiles);
-}
-
-TEST(Mutation, GivesWholeCallsWithinTheBoundsThatMakeNoManyFiles) {
+TEST(Mutation, GivesWholeCallsWithinTheBounds) {
   Choices choices;
   std::set<std::size_t> sizes;
-  Choice highest = 0;
   for (std::uint64_t seed = 1; seed <= kChanges; ++seed) {
     Mutate(choices, kMostCalls, seed);
     sizes.insert(choices.size());
-    for (std::size_t at = kOperationChoice; at < choices.size(); at += kChoicesPerCall) {
-      highest = std::max(highest, choices[at]);
-    }
   }
-  EXPECT_EQ(highest, HighestSingleCall());
   std::set<std::size_t> all;
   for (std::size_t calls = 1; calls <= kMostCalls; ++calls) all.insert(calls * kChoicesPerCall);
   EXPECT_EQ(sizes, all);
@@ -52,8 +27,8 @@ TEST(Mutation, BoundsWhatCameFromElsewhere) {
   for (std::uint64_t seed = 1; seed <= 1000; ++seed) {
     Choices choices(20 * kChoicesPerCall, 0xFFFF);
     Mutate(choices, kMostCalls, seed);
-    EXPECT_EQ(choices.size(), kMostCalls * kChoicesPerCall);
-    EXPECT_LE(choices[kOperationChoice], HighestSingleCall());
+    EXPECT_LE(choices.size(), kMostCalls * kChoicesPerCall);
+    EXPECT_FALSE(choices.empty());
   }
 }
 
