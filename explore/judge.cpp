@@ -69,6 +69,7 @@ Judge::Judge(const Traits& traits, Side& reference, Side& device, DeviceControl&
 
 void Judge::Begin() {
   scans_.Begin();
+  is_full_ = false;
 }
 
 std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& reference,
@@ -91,6 +92,10 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
   }
   scans_.Follow(call, reference);
   if (IsHeldFromLooks(call, device)) return std::nullopt;
+  if (!device.done && device.code == ERROR_DISK_FULL && LacksRoom()) {
+    is_full_ = reference.done;
+    return std::nullopt;
+  }
   if (reference.done != device.done) {
     const std::string due = std::to_string(reference.code);
     if (device.done) {
@@ -117,6 +122,26 @@ std::optional<Difference> Judge::AfterCall(const Call& call, const Outcome& refe
 bool Judge::IsHeldFromLooks(const Call& call, const Outcome& device) const {
   return !traits_.examines_held && call.operation == Operation::kExamineObject &&
          device.code == ERROR_OBJECT_IN_USE;
+}
+
+bool Judge::LacksRoom() {
+  // What names, directories and maps of blocks take is the filesystem's own matter.
+  constexpr std::int64_t kSpareBlocks = 64;
+  InfoData info{};
+  const std::string& device = device_side_.device();
+  if (!device_side_.dos().GetDiskInfo(device.c_str(), info)) return false;
+  const std::int64_t free = std::int64_t{info.id_NumBlocks} - info.id_NumBlocksUsed;
+  std::int64_t needed = kSpareBlocks;
+  if (call_->operation == Operation::kMakeFiles) {
+    needed += call_->number[1] * 2;
+  } else if (row_->arguments[0] == Argument::kFile && info.id_BytesPerBlock > 0) {
+    // Where holes are filled the whole file.
+    std::int32_t code = 0;
+    const auto number = static_cast<std::uint8_t>(call_->number[0]);
+    const ExamineData* const file = reference_side_.LookAt(Argument::kFile, number, code);
+    if (file != nullptr) needed += file->FileSize / info.id_BytesPerBlock;
+  }
+  return free < needed;
 }
 
 Difference Judge::OfEnd(const std::string& what, const std::string& how) {

@@ -28,6 +28,9 @@ class Judge {
   /// something made of it, and that a refused one changed nothing.
   std::optional<Difference> AfterCall(const Call& call, const Outcome& reference,
                                       const Outcome& device, bool look);
+  /// Whether the device had no room for the last call, which the reference made: from here on they are not alike,
+  /// and need not be.
+  bool is_full() const { return is_full_; }
   /// The handler ended while `what` was done, an operation's id or a rule.
   static Difference OfEnd(const std::string& what, const std::string& how);
   /// Names what is unlike in two trees. `before`, an operation's id, is what was called last; empty: the
@@ -41,6 +44,8 @@ class Judge {
  private:
   /// Whether the device refuses to examine what is held, as its traits say.
   bool IsHeldFromLooks(const Call& call, const Outcome& device) const;
+  /// Whether the device has too little room for the call: not as many blocks as it can need, and some more.
+  bool LacksRoom();
   void CompareCodes();
   void CompareResults();
   void CompareAttribute();
@@ -80,6 +85,7 @@ class Judge {
   const Outcome* reference_ = nullptr;
   const Outcome* device_ = nullptr;
   std::optional<Difference> found_;
+  bool is_full_ = false;
 };
 
 }  // namespace quorle::explore

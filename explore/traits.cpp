@@ -51,6 +51,9 @@ class Probe {
     return record == nullptr ? std::nullopt : std::optional<ExamineData>(*record);
   }
 
+  /// Whether it was granted, or is refused for want of room alone.
+  bool IsGranted(bool done) const { return done || dos_.IoErr() == ERROR_DISK_FULL; }
+
   bool& Knows(Operation operation) { return traits_.knows[static_cast<std::size_t>(operation)]; }
 
   /// Makes `call`, and finds out whether it is answered with 209 or 236. Its objects are given back.
@@ -269,12 +272,14 @@ class Probe {
     traits_.name_limit = Largest(most, [&](std::int32_t length) {
       const std::string name(static_cast<std::size_t>(length), 'n');
       const FileHandle file = dos_.Open(name.c_str(), MODE_NEWFILE);
+      const bool is_granted = IsGranted(static_cast<bool>(file));
       if (file) dos_.Close(file);
       dos_.Delete(name.c_str());
-      return static_cast<bool>(file);
+      return is_granted;
     });
     traits_.comment_limit = Largest(255, [&](std::int32_t length) {
-      return dos_.SetComment("q", std::string(static_cast<std::size_t>(length), 'c').c_str());
+      return IsGranted(
+          dos_.SetComment("q", std::string(static_cast<std::size_t>(length), 'c').c_str()));
     });
     if (IsClassic()) {
       // What the record of a classic packet has room for.
@@ -304,10 +309,10 @@ class Probe {
     dos_.Delete("qs");
     if (soft) {
       traits_.target_limit = Largest(4000, [&](std::int32_t length) {
-        const bool made = dos_.MakeLink(
-            "qs", std::string(static_cast<std::size_t>(length), 't').c_str(), LINK_SOFT);
+        const std::string target(static_cast<std::size_t>(length), 't');
+        const bool is_granted = IsGranted(dos_.MakeLink("qs", target.c_str(), LINK_SOFT));
         dos_.Delete("qs");
-        return made;
+        return is_granted;
       });
     }
     const LockHandle file = dos_.Lock("q", SHARED_LOCK);
@@ -316,7 +321,9 @@ class Probe {
     if (const auto link = Look("qh")) traits_.marks_links = link->RefCount <= 1;
     dos_.UnLock(file);
     const LockHandle directory = dos_.CreateDir("qd");
-    traits_.links_to_directories = dos_.MakeLink("qe", directory, LINK_HARD);
+    traits_.links_to_directories =
+        IsGranted(static_cast<bool>(directory)) &&
+        (!directory || IsGranted(dos_.MakeLink("qe", directory, LINK_HARD)));
     dos_.UnLock(directory);
     FindNumbers();
     dos_.Delete("qe");

@@ -103,9 +103,13 @@ class Trial::Sequence {
   }
 
   std::optional<Difference> Finish() {
-    if (!difference_) End();
+    if (!difference_ && !judge_.is_full()) End();
     if (!difference_ && !parts_.control.HowItEnded().empty()) Report("use", {}, {});
-    if (difference_ || parts_.control.IsOver()) Abandon();
+    if (judge_.is_full()) {
+      EndFull();
+    } else if (difference_ || parts_.control.IsOver()) {
+      Abandon();
+    }
     return std::move(difference_);
   }
 
@@ -123,6 +127,18 @@ class Trial::Sequence {
     Settle(parts_.reference);
     Settle(parts_.device);
     CompareUse();
+  }
+
+  /// The same where the device had no room for a call: what was made goes, and nothing of it is left.
+  void EndFull() {
+    const int before = abandoned_;
+    Abandon();
+    if (difference_) return;
+    if (abandoned_ != before) {
+      Report("empty", "delete-left", "what was made cannot be deleted");
+    } else {
+      CompareUse();
+    }
   }
 
   bool Release() {
@@ -288,6 +304,7 @@ class Trial::Sequence {
       Take(std::move(*found));
       return false;
     }
+    if (judge_.is_full()) return false;
     Follow(call);
     return !IsTimeToWalk() || CompareTrees(false, "tree");
   }

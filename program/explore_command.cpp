@@ -197,7 +197,13 @@ bool Exploration::Begin() {
     console_.Print(device + " is not empty, there is " +
                    explore::Quoted(before_.objects.begin()->first) + "; worked in " +
                    explore::Quoted(directory_) + ", what is there is left alone\n");
-    machine.dos().UnLock(machine.dos().CreateDir((device + directory_).c_str()));
+    const LockHandle made = machine.dos().CreateDir((device + directory_).c_str());
+    if (!made) {
+      Refuse(device + directory_ + " cannot be made, error " +
+             std::to_string(machine.dos().IoErr()));
+      return false;
+    }
+    machine.dos().UnLock(made);
   }
   if (const std::int32_t code = side_->Begin(directory_); code != 0) {
     Refuse(device + directory_ + " cannot be locked, error " + std::to_string(code));

@@ -314,6 +314,11 @@ constexpr HiddenDeviation kVariants[] = {
      [](Call& call, OwnVolume& volume) { RefuseSizes(call, volume, (64 << 20) + 1, INT64_MAX); }},
     {"no-files-of-a-page", "refuses files of 4,096 bytes",
      [](Call& call, OwnVolume& volume) { RefuseSizes(call, volume, 4096, 4096); }},
+    {"full-of-links", "has no room for soft links, and blocks are free",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kCreateSoftLink) return Fail(call, ERROR_DISK_FULL);
+       volume.Make(call);
+     }},
     {"no-comments", "has no comments",
      [](Call& call, OwnVolume& volume) {
        if (call.op == Op::kSetComment) return Fail(call, ERROR_ACTION_NOT_KNOWN);

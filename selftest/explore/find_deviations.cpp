@@ -65,7 +65,7 @@ Found Find(const std::string& name, const Options& options) {
         for (const std::string& line : finding.difference.then)
           std::printf("    %s\n", line.c_str());
       },
-      [&] { return found.any; });
+      [&](std::uint64_t) { return found.any; });
   run.Run();
   found.seconds = std::chrono::duration<double>(Moment::now() - begun).count();
   if (!traits.empty()) {
@@ -89,15 +89,14 @@ std::vector<explore::Finding> Candidates(const std::string& name, const Options&
     // What shows in the traits alone is asked for, too.
     explore::Trial& trial =
         devices.StartWithAllTraits({.remount = name.starts_with("remount-"), .directory = {}});
-    std::uint64_t more = kMoreSequences;
-    bool any = false;
+    std::uint64_t last = UINT64_MAX;
     explore::Search run(
         trial, {.first_seed = 1, .last_seed = options.seeds, .time = {}, .calls = options.calls},
         [&](const explore::Finding& finding, bool) {
-          any = true;
+          last = std::min(last, finding.seed + kMoreSequences);
           if (finding.comes_again) found.push_back(finding);
         },
-        [&] { return any && more-- == 0; });
+        [&](std::uint64_t seed) { return seed > last; });
     run.Run();
   }
   std::stable_sort(found.begin(), found.end(), [](const auto& a, const auto& b) {

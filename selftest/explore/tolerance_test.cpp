@@ -55,6 +55,7 @@ constexpr Proof kProofs[] = {
     {"held-objects", "variant=held-is-unseen", "variant=shared-is-unseen"},
     {"volume-counts", "variant=own-counts", "deviate=refused-open-counts-user"},
     {"volume-counts", "variant=own-counts", "deviate=delete-of-empty-file-loses-block"},
+    {"disk-full", "size=40960", "variant=full-of-links"},
     {"grown-files", "variant=grown-is-filled", "variant=little-grown-is-filled"},
 };
 
