@@ -30,6 +30,7 @@
 #include "program/explore_options.h"
 #include "program/explored_device.h"
 #include "program/line_file.h"
+#include "program/names_line.h"
 #include "program/run_start.h"
 #include "results/whole_file.h"
 
@@ -80,6 +81,7 @@ class Exploration {
   bool FindDevice();
   bool Begin();
   bool BeginAgain();
+  std::int32_t TryAFile();
   bool OpenEvents();
   bool HoldTheTraits(std::string& problem);
   void Search();
@@ -160,6 +162,19 @@ bool Exploration::FindDevice() {
   return false;
 }
 
+/// Makes a file and deletes it. Returns 0, or the code with which nothing can be made there at all; that a handler
+/// ends, or has no such operation, is for the search to say.
+std::int32_t Exploration::TryAFile() {
+  DosInterface& dos = side_->dos();
+  constexpr const char* kName = "q";
+  const FileHandle file = dos.Open(kName, MODE_NEWFILE);
+  const std::int32_t code = file ? 0 : dos.IoErr();
+  if (file) dos.Close(file);
+  dos.Delete(kName);
+  if (BeginAgain()) return 0;
+  return code == ERROR_DISK_FULL || code == ERROR_DISK_WRITE_PROTECTED ? code : 0;
+}
+
 /// Begins again where the handler has ended. False when it has not.
 bool Exploration::BeginAgain() {
   if (device_->HowItEnded().empty()) return false;
@@ -194,8 +209,9 @@ bool Exploration::Begin() {
     for (int number = 2; before_.objects.count(directory_) != 0; ++number) {
       directory_ = std::string(kScratchDirectory) + "-" + std::to_string(number);
     }
-    console_.Print(device + " is not empty, there is " +
-                   explore::Quoted(before_.objects.begin()->first) + "; worked in " +
+    std::vector<std::string> names;
+    for (const auto& [path, object] : before_.objects) names.push_back(path);
+    console_.Print(device + " is not empty, there is " + NamesLine(names) + "; worked in " +
                    explore::Quoted(directory_) + ", what is there is left alone\n");
     const LockHandle made = machine.dos().CreateDir((device + directory_).c_str());
     if (!made) {
@@ -207,6 +223,10 @@ bool Exploration::Begin() {
   }
   if (const std::int32_t code = side_->Begin(directory_); code != 0) {
     Refuse(device + directory_ + " cannot be locked, error " + std::to_string(code));
+    return false;
+  }
+  if (const std::int32_t code = TryAFile(); code != 0) {
+    Refuse("no file can be made in " + device + directory_ + ", error " + std::to_string(code));
     return false;
   }
   traits_ = explore::ProbeTraits(*side_, clock_, directory_.empty(), [&] { return BeginAgain(); });

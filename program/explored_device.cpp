@@ -15,7 +15,12 @@ ExploredDevice::~ExploredDevice() {
 }
 
 void ExploredDevice::BeginSeed(std::uint64_t seed) {
-  session_.watch().MoveTo("seed " + std::to_string(seed));
+  const std::string place = "seed " + std::to_string(seed);
+  if (place == session_.watch().Place()) return;
+  session_.watch().MoveTo(place);
+  crash_line_.Set(
+      "quorle: " + port_.device_name() + ": the program crashed, " + place +
+      "; a handler in its own process is its end, without isolate=no that is a difference");
 }
 
 void ExploredDevice::BeginSequence() {

@@ -9,6 +9,7 @@
 #include "explore/trial.h"
 #include "hosted/calls/run_watch.h"
 #include "hosted/dos/console.h"
+#include "program/crash_line.h"
 #include "program/device_session.h"
 #include "program/explore_options.h"
 
@@ -49,6 +50,7 @@ class ExploredDevice final : public explore::DeviceControl, public WatchListener
   DeviceSession& session_;
   HandlerPort& port_;
   Console& console_;
+  CrashLine crash_line_;
   std::string how_;
   std::set<std::string> complaints_;
   int sequences_ = 0;

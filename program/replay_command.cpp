@@ -20,6 +20,7 @@
 #include "program/device_session.h"
 #include "program/host_options.h"
 #include "program/line_file.h"
+#include "program/names_line.h"
 #include "program/option_list.h"
 #include "results/whole_file.h"
 
@@ -89,19 +90,6 @@ void Print(const CallsStep& step, const explore::ReplayedLine& outcome, Console&
 
 std::string CountOf(std::size_t number, const char* what) {
   return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
-
-/// Some names in one line; empty: none.
-std::string NamesLine(const std::vector<std::string>& paths) {
-  constexpr std::size_t kMostNames = 20;
-  std::string names;
-  for (std::size_t i = 0; i != std::min(paths.size(), kMostNames); ++i) {
-    names += (i == 0 ? "" : ", ") + explore::Quoted(paths[i]);
-  }
-  if (paths.size() > kMostNames) {
-    names += " and " + std::to_string(paths.size() - kMostNames) + " more";
-  }
-  return names;
 }
 
 std::int32_t ReplayOn(const ReplayOptions& options, const std::vector<CallsStep>& steps,

@@ -200,7 +200,7 @@ class Devices(ExploreTest):
         status, output, errors = self.explore("--mount", "DH0=dir:" + self.path("volume"), "--seeds", "1..3", "--calls",
                                               "60", "DH0:")
         self.assertEqual(errors, "")
-        self.assertEqual(output.splitlines()[0], 'DH0: is not empty, there is "mine"; worked in "quorle-explore-2", '
+        self.assertEqual(output.splitlines()[0], 'DH0: is not empty, there is "mine", "quorle-explore"; worked in "quorle-explore-2", '
                          "what is there is left alone")
         self.assertNotIn("is not as it was", output)
         self.assertEqual(sorted(os.listdir(self.path("volume"))), ["mine", "quorle-explore"])

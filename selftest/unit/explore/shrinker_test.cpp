@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <vector>
 
@@ -138,6 +139,17 @@ TEST(Shrinker, EndsAtItsBoundWithTheLastThatDiffered) {
     EXPECT_TRUE(differs(shrunk));
     EXPECT_LE(shrunk.size(), drawn.size());
   }
+}
+
+TEST(Shrinker, EndsAtItsTimeWithTheLastThatDiffered) {
+  const Choices drawn = SequenceOf({41999, 13999}, 65535);
+  std::size_t attempts = 0;
+  const auto differs = [&](const Choices&) {
+    ++attempts;
+    return true;
+  };
+  EXPECT_EQ(Shrink(drawn, differs, {.until = std::chrono::steady_clock::now()}), drawn);
+  EXPECT_EQ(attempts, 0U);
 }
 
 TEST(Shrinker, NeverNeedsADefectToComeEachTime) {
