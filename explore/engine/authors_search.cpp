@@ -72,7 +72,8 @@ bool AuthorsSearch::Mount(const ::Handler& handler, std::string& problem) {
                                    TrialSettings{.directory = {}, .amounts = Amounts::kSmall});
   search_ = std::make_unique<Search>(
       *trial_, SearchSettings{},
-      [this](const Finding& finding, bool first) { Show(finding, first); }, [] { return false; });
+      [this](const Finding& finding, bool first) { Show(finding, first); },
+      [](std::uint64_t) { return false; });
   return true;
 }
 

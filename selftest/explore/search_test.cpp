@@ -37,8 +37,10 @@ TEST(Search, OfWhatDoesNotComeAgainBothRunsAreShown) {
   MeddlesOnce meddler(devices);
   explore::Trial& trial = devices.Start({}, &meddler);
   std::vector<Finding> found;
+  explore::SearchSettings settings;
+  settings.last_seed = 1;
   explore::Search search(
-      trial, {.last_seed = 1}, [&](const Finding& finding, bool) { found.push_back(finding); },
+      trial, settings, [&](const Finding& finding, bool) { found.push_back(finding); },
       [](std::uint64_t) { return false; });
   search.Run();
   ASSERT_EQ(found.size(), 1U);
