@@ -61,7 +61,7 @@ void* afl_custom_init(void* /*engine*/, unsigned seed) {
 // time, and leave aside meanwhile what it brought: from a first input that is next to nothing, nearly for ever.
 unsigned afl_custom_fuzz_count(void* /*mutator*/, const std::uint8_t* /*bytes*/,
                                std::size_t /*count*/) {
-  constexpr unsigned kOfEach = 128;
+  constexpr unsigned kOfEach = 512;
   return kOfEach;
 }
 
