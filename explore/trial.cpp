@@ -395,7 +395,7 @@ class Trial::Sequence {
   void Report(const std::string& rule, const std::string& id, const std::string& what,
               const std::string& detail = {}) {
     Difference difference{
-        .rule = rule, .id = id, .kind = id, .what = what, .calls = {}, .then = {}};
+        .rule = rule, .id = id, .kind = id, .during = {}, .what = what, .calls = {}, .then = {}};
     if (!detail.empty()) difference.then.push_back(detail);
     Take(std::move(difference));
   }
