@@ -342,8 +342,9 @@ std::string CallsText(const Difference& difference, const DifferenceNotes& notes
     text += TextOf(look.call) + (look.due ? " => " + TextOf(look.call, *look.due) : "") + "\n";
   }
   if (!notes.looks.empty()) return text;
-  if (difference.rule == "use" || difference.rule == "empty") return text + "empty\n";
-  if (difference.rule == "remount") text += "remount\n";
+  const std::string& shown_by = difference.during.empty() ? difference.rule : difference.during;
+  if (shown_by == "use" || shown_by == "empty") return text + "empty\n";
+  if (shown_by == "remount") text += "remount\n";
   if (notes.tree == nullptr) return text;
   text += "tree\n";
   const std::string_view field =

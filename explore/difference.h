@@ -34,7 +34,8 @@ struct Difference {
   /// of the last call.
   std::string kind;
   Weight weight = Weight::kError;
-  std::string what;               ///< one line: "a refused call changed what it named"
+  std::string during;  ///< of a handler that ended: the operation or the rule that it was for
+  std::string what;    ///< one line: "a refused call changed what it named"
   std::vector<ShownCall> calls;   ///< the sequence up to and with the call that showed it
   std::vector<std::string> then;  ///< what was looked at afterwards, and what was seen, a line each
 };

@@ -149,6 +149,7 @@ Difference Judge::OfEnd(const std::string& what, const std::string& how) {
   return {.rule = std::string(kEndRule),
           .id = what + "-ends-handler",
           .kind = how,
+          .during = what,
           .what = how,
           .calls = {},
           .then = {}};
@@ -160,6 +161,7 @@ Difference Judge::OfTrees(const std::string& rule, const std::string& before,
   return {.rule = rule,
           .id = (before.empty() ? std::string() : before + "-") + rule + "-" + what,
           .kind = rule + "-" + what,
+          .during = {},
           .what = "the tree is not as it should be: " + what,
           .calls = {},
           .then = {Text(unlike)}};

@@ -104,14 +104,15 @@ class Trial::Sequence {
 
   std::optional<Difference> Finish() {
     if (!difference_ && !judge_.is_full()) End();
-    if (!difference_ && !parts_.control.HowItEnded().empty()) Report("use", {}, {});
     if (judge_.is_full()) {
       EndFull();
-    } else if (difference_ || parts_.control.IsOver()) {
+    } else if (difference_ || parts_.control.IsOver() || HasEnded()) {
       Abandon();
     }
     return std::move(difference_);
   }
+
+  bool HasEnded() const { return !parts_.control.HowItEnded().empty(); }
 
   /// Gives everything back by calls that are compared as the others, and compares what is left.
   void End() {
@@ -124,9 +125,11 @@ class Trial::Sequence {
       Report("empty", "delete-left", "what was made cannot be deleted");
       return;
     }
+    if (HasEnded()) return Report("empty", {}, {});
     Settle(parts_.reference);
     Settle(parts_.device);
-    CompareUse();
+    // What only that ends on is found when a sequence has the call.
+    if (!HasEnded()) CompareUse();
   }
 
   /// The same where the device had no room for a call: what was made goes, and nothing of it is left.
@@ -399,7 +402,7 @@ class Trial::Sequence {
   void Report(const std::string& rule, const std::string& id, const std::string& what,
               const std::string& detail = {}) {
     Difference difference{
-        .rule = rule, .id = id, .kind = id, .what = what, .calls = {}, .then = {}};
+        .rule = rule, .id = id, .kind = id, .during = {}, .what = what, .calls = {}, .then = {}};
     if (!detail.empty()) difference.then.push_back(detail);
     Take(std::move(difference));
   }
