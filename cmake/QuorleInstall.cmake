@@ -46,7 +46,7 @@ install(DIRECTORY clients/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/clients USE_SOURC
 set(made)
 find_program(QUORLE_SCDOC scdoc)
 if(QUORLE_SCDOC)
-  foreach(page quorle.1 quorle-report.1 quorle-explore.1 quorle-handler.7)
+  foreach(page quorle.1 quorle-report.1 quorle-explore.1 quorle-matrix.1 quorle-handler.7)
     set(source ${PROJECT_SOURCE_DIR}/docs/man/${page}.scd)
     set(output ${CMAKE_BINARY_DIR}/man/${page})
     add_custom_command(OUTPUT ${output}

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -108,20 +107,6 @@ bool ReadRequest(std::span<const char* const> words, ReportRequest& request, Con
     if (given[i]) request.format = &kFormats[i];
   }
   return true;
-}
-
-/// What docs/tests.md says of a check, as reports show it.
-std::string ExplainInMarkdown(const std::string& id) {
-  const std::optional<Explanation> explanation = Explain(id);
-  if (!explanation) return {};
-  std::string text = explanation->what;
-  const auto add = [&](const char* heading, const std::string& part) {
-    if (!part.empty()) text += std::string("\n\n") + heading + part;
-  };
-  add("**Why it matters:** ", explanation->why);
-  add("**Diagnostics:** ", explanation->diagnostics);
-  add("**Where authors go wrong:** ", explanation->mistakes);
-  return text;
 }
 
 }  // namespace

@@ -137,10 +137,8 @@ std::int32_t ResultSession::EndRun(std::int32_t result, bool is_whole) {
     return RETURN_FAIL;
   }
   std::int32_t status = ExitStatus(record_, options_.expect ? &expectations_ : nullptr);
-  // Without expectations a handler that did not last did not pass, whatever the tests made of it.
-  const bool has_lasted = options_.expect.has_value() || record_.handler_ends.empty();
   is_whole_ = is_whole_ && is_whole && !events_.failed();
-  if (!is_whole_ || !has_lasted) status = std::max<std::int32_t>(status, RETURN_ERROR);
+  if (!is_whole_) status = std::max<std::int32_t>(status, RETURN_ERROR);
   if (options_.repeat > 1) repeats_.Add(record_);
   if (status != RETURN_OK && !not_fine_) not_fine_ = record_;
   if (options_.bless) to_bless_.push_back(record_);

@@ -9,6 +9,7 @@
 #include "program/explore_command.h"
 #include "program/explore_options.h"
 #include "program/import_command.h"
+#include "program/matrix/matrix_command.h"
 #include "program/replay_command.h"
 #include "program/report_command.h"
 
@@ -27,6 +28,8 @@ constexpr auto kSubCommands = std::to_array<SubCommand>({
      ExploreSyntax},
     {"replay", "Makes the calls of a file on a device, and compares what comes of them.", RunReplay,
      ReplaySyntax},
+    {"matrix", "Runs many cells: mounts, settings, catalogues and seeds that a file names.",
+     RunMatrix, MatrixSyntax},
     {"completions", "Prints what a shell needs to complete command lines: bash or zsh.",
      PrintCompletions, CompletionsSyntax},
 });

@@ -159,8 +159,17 @@ struct ExploreEvent {
   std::vector<std::string> traits;  ///< what the filesystem cannot do, a line each
 };
 
-using Event =
-    std::variant<RunEvent, TargetEvent, CheckEvent, GroupEvent, HandlerEndedEvent, LeftBehindEvent,
-                 ComplaintEvent, RemountEvent, DifferenceEvent, ExploreEvent, EndEvent>;
+/// A cell of a matrix has ended (`quorle matrix`): the last line of its file.
+struct CellEvent {
+  std::string id;                      ///< "ram/plain/standard"
+  std::vector<std::string> arguments;  ///< of the program, but for where its events went
+  std::int32_t status = 0;             ///< 0: it came out as expected, or 10
+  std::string how;     ///< when it did not end by itself: "did not end within 60 seconds"
+  std::string expect;  ///< a fingerprint of the file of expectations; empty without one
+};
+
+using Event = std::variant<RunEvent, TargetEvent, CheckEvent, GroupEvent, HandlerEndedEvent,
+                           LeftBehindEvent, ComplaintEvent, RemountEvent, DifferenceEvent,
+                           ExploreEvent, EndEvent, CellEvent>;
 
 }  // namespace quorle

@@ -180,4 +180,17 @@ struct Fields<EndEvent> {
   }
 };
 
+template <>
+struct Fields<CellEvent> {
+  static constexpr std::string_view kName = "cell";
+  template <class Cell, class Visitor>
+  static void Visit(Cell& cell, Visitor& fields) {
+    fields.Need("id", cell.id);
+    fields.Field("arguments", cell.arguments);
+    fields.Need("status", cell.status);
+    fields.Extra("how", cell.how, !cell.how.empty());
+    fields.Extra("expect", cell.expect, !cell.expect.empty());
+  }
+};
+
 }  // namespace quorle

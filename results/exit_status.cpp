@@ -32,8 +32,13 @@ bool LostSomething(const RunRecord& run) {
 
 std::int32_t ExitStatus(const RunRecord& run, const Expectations* expectations) {
   if (run.was_refused()) return kRefusedResult;
+  // A search has judged by itself what it found.
+  if (run.search && run.end) return run.end->result == 0 ? kFine : kNotFine;
   if (LostSomething(run)) return kNotFine;
-  if (expectations == nullptr) return run.end->result == 0 ? kFine : kNotFine;
+  if (expectations == nullptr) {
+    // Without expectations a handler that did not last did not pass, whatever the tests made of it.
+    return run.end->result == 0 && run.handler_ends.empty() ? kFine : kNotFine;
+  }
   const bool all_fine = std::all_of(
       run.checks.begin(), run.checks.end(),
       [&](const CheckEvent& check) { return expectations->Judge(run, check).is_fine(); });

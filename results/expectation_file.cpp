@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-#include "results/toml_guard.h"
+#include "results/toml_text.h"
 
 namespace quorle {
 namespace {
@@ -24,13 +24,6 @@ bool IsInsideCharacter(char byte) {
   constexpr unsigned kTopBits = 0xC0;
   constexpr unsigned kContinues = 0x80;
   return (static_cast<unsigned char>(byte) & kTopBits) == kContinues;
-}
-
-std::string OnOneLine(std::string_view text) {
-  std::string line(text);
-  const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; };
-  std::replace_if(line.begin(), line.end(), is_control, '?');
-  return line;
 }
 
 /// Where the lines of a text begin.
@@ -328,6 +321,13 @@ bool ExpectationEntry::Lists(Verdict verdict) const {
   return std::find(verdicts.begin(), verdicts.end(), verdict) != verdicts.end();
 }
 
+std::string OnOneLine(std::string_view text) {
+  std::string line(text);
+  const auto is_control = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; };
+  std::replace_if(line.begin(), line.end(), is_control, '?');
+  return line;
+}
+
 std::string LineOf(const std::string& path, std::size_t line) {
   return path + ":" + std::to_string(line);
 }
@@ -371,17 +371,10 @@ bool ParseExpectations(const std::string& path, std::string text, ExpectationFil
   ExpectationFile read;
   read.path = path;
   read.text = std::move(text);
-  std::string_view content = read.text;
-  if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
-  if (const std::optional<TomlProblem> found = FindUnparsable(content)) {
-    problem = LineOf(path, found->line) + ": " + found->text;
-    return false;
-  }
+  toml::table table;
+  if (!ParseToml(path, read.text, table, problem)) return false;
   try {
-    FileReader(read).Read(toml::parse(std::string_view(read.text), std::string_view(path)));
-  } catch (const toml::parse_error& error) {
-    problem = LineOf(path, error.source().begin.line) + ": " + OnOneLine(error.description());
-    return false;
+    FileReader(read).Read(table);
   } catch (const WrongExpectation& error) {
     problem = error.what();
     return false;

@@ -86,4 +86,7 @@ std::string EntryProblem(const std::string& path, std::size_t line, const Expect
 /// `text` in quotes, on one line and not long, as a message names what a file has.
 std::string QuotedBriefly(std::string_view text);
 
+/// `text` with its control characters shown as question marks.
+std::string OnOneLine(std::string_view text);
+
 }  // namespace quorle

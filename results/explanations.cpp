@@ -145,4 +145,17 @@ std::optional<Explanation> Explain(std::string_view id) {
   return std::nullopt;
 }
 
+std::string ExplainInMarkdown(const std::string& id) {
+  const std::optional<Explanation> explanation = Explain(id);
+  if (!explanation) return {};
+  std::string text = explanation->what;
+  const auto add = [&](const char* heading, const std::string& part) {
+    if (!part.empty()) text += std::string("\n\n") + heading + part;
+  };
+  add("**Why it matters:** ", explanation->why);
+  add("**Diagnostics:** ", explanation->diagnostics);
+  add("**Where authors go wrong:** ", explanation->mistakes);
+  return text;
+}
+
 }  // namespace quorle

@@ -47,4 +47,7 @@ std::string RuleOf(std::string_view id);
 /// The explanation of `id`: "Lock.MissingObject", or "Lock" for the whole group.
 std::optional<Explanation> Explain(std::string_view id);
 
+/// The same as one Markdown text, as reports show it; empty when there is none.
+std::string ExplainInMarkdown(const std::string& id);
+
 }  // namespace quorle

@@ -71,6 +71,10 @@ std::vector<Finding> FindingsOf(const RunRecord& record) {
     if (remount.ok) continue;
     add(remount.id, "remount", remount.text.empty() ? "mounting again failed" : remount.text);
   }
+  for (const DifferenceEvent& difference : record.differences) {
+    if (difference.weight == "note" || difference.expected) continue;
+    add({}, "difference", "difference " + difference.id + ": " + difference.text);
+  }
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& a, const Finding& b) { return a.place < b.place; });
   const auto missing = static_cast<std::size_t>(
@@ -81,8 +85,23 @@ std::vector<Finding> FindingsOf(const RunRecord& record) {
     add({}, "cut-off", CutOffText(record));
   } else if (record.was_refused()) {
     add({}, "refused", "the run ended with " + std::to_string(record.end->result));
+  } else if (record.search && record.end->result != 0 && findings.empty()) {
+    add({}, "search", "the search ended with " + std::to_string(record.end->result));
   }
+  if (record.cell && !record.cell->how.empty()) add({}, "cell", "the cell " + record.cell->how);
   return findings;
+}
+
+/// "a search: 5 sequences, 657 pairs of calls, 1 difference".
+std::string SearchLine(const ExploreEvent& search) {
+  const auto count = [](std::int64_t number, const std::string& what) {
+    return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
+  };
+  std::string line = "a search: " + count(search.sequences, "sequence") + ", " +
+                     count(search.calls, "pair") + " of calls, " +
+                     count(search.differences, "difference");
+  if (search.expected > 0) line += ", " + std::to_string(search.expected) + " known";
+  return line;
 }
 
 // ---- Commands ----------------------------------------------------------------------------------
@@ -160,7 +179,9 @@ JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations) {
 }
 
 std::string CountsLine(const JudgedRun& run) {
-  if (run.record->checks.empty()) return "no checks";
+  if (run.record->checks.empty()) {
+    return run.record->search ? SearchLine(*run.record->search) : "no checks";
+  }
   struct Word {
     Verdict verdict;
     const char* word;

@@ -19,7 +19,7 @@ struct JudgedCheck {
 
 /// What is not as it should be in a run and is no verdict of a check: an object left behind, something
 /// lost or freed twice, a remount that failed, an end of a handler outside of the checks, a run that was
-/// interrupted, cut off or refused. A run with one ends with 10 (exit_status.h).
+/// interrupted, cut off or refused; a difference that a search found. A run with one ends with 10 (exit_status.h).
 struct Finding {
   std::string id;    ///< of the check or group that it belongs to; empty: of the run
   std::string name;  ///< what reports call it: "left-behind", "complaint", "remount" ...
@@ -52,7 +52,7 @@ struct JudgedRun {
 JudgedRun JudgeRun(const RunRecord& record, const Expectations& expectations);
 
 /// "107 checks: 3 failed (2 known), 74 blocked, 30 passed": the worst first, without what there is none
-/// of. "no checks" when that is all.
+/// of. "no checks" when that is all; of a search what it did.
 std::string CountsLine(const JudgedRun& run);
 
 /// What a report says of a check first: of its diagnostics the first error, else warning, else any, in

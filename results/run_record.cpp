@@ -87,10 +87,10 @@ struct Placement {
   void operator()(LeftBehindEvent&& event) const { run.left_behind.push_back(std::move(event)); }
   void operator()(ComplaintEvent&& event) const { run.complaints.push_back(std::move(event)); }
   void operator()(RemountEvent&& event) const { run.remounts.push_back(std::move(event)); }
-  // Reports are about checks: what a search found is for those who read the events themselves.
-  void operator()(DifferenceEvent&& /*event*/) const {}
-  void operator()(ExploreEvent&& /*event*/) const {}
+  void operator()(DifferenceEvent&& event) const { run.differences.push_back(std::move(event)); }
+  void operator()(ExploreEvent&& event) const { run.search = std::move(event); }
   void operator()(EndEvent&& event) const { run.end = std::move(event); }
+  void operator()(CellEvent&& event) const { run.cell = std::move(event); }
 };
 
 /// Adds an event to the run that it belongs to, the last of `runs`. False, with `problem`, when it

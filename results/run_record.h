@@ -23,6 +23,9 @@ struct RunRecord {
   std::vector<LeftBehindEvent> left_behind;
   std::vector<ComplaintEvent> complaints;
   std::vector<RemountEvent> remounts;
+  std::vector<DifferenceEvent> differences;  ///< of a search
+  std::optional<ExploreEvent> search;        ///< the run is a search that has ended
+  std::optional<CellEvent> cell;             ///< the run is a cell of a matrix that has ended
   std::optional<EndEvent> end;  ///< none: the run was cut off
 
   /// Whether it ended before its tests, since its target or its words were wrong.

@@ -104,7 +104,7 @@ class Completions(unittest.TestCase):
         self.assertEqual(self.terminal.words(line)[1:], list(words), line)
 
     def test_every_option_of_every_command(self):
-        for command in ([], ["report"], ["explore"], ["replay"], ["import"], ["compare"], ["explain"], ["completions"]):
+        for command in ([], ["report"], ["explore"], ["replay"], ["matrix"], ["import"], ["compare"], ["explain"], ["completions"]):
             line = " ".join(["quorle", *command, "--"])
             offered = self.terminal.words(line, ALL[SHELL])[1 + len(command):]
             options = {name for name in options_of(*command) if name.startswith("--")} if command else options_of()

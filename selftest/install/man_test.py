@@ -10,8 +10,9 @@ import unittest
 
 QUORLE = PAGES = None
 # The page of each command that has options.
-PAGE_OF = {"": "quorle.1", "report": "quorle-report.1", "explore": "quorle-explore.1", "replay": "quorle-explore.1"}
-ALL = {"quorle.1", "quorle-report.1", "quorle-explore.1", "quorle-handler.7"}
+PAGE_OF = {"": "quorle.1", "report": "quorle-report.1", "explore": "quorle-explore.1", "replay": "quorle-explore.1",
+           "matrix": "quorle-matrix.1"}
+ALL = {"quorle.1", "quorle-report.1", "quorle-explore.1", "quorle-matrix.1", "quorle-handler.7"}
 
 
 def path_of(page):
@@ -82,7 +83,7 @@ class Options(unittest.TestCase):
                     self.assertEqual(shown[name], value, f"{page}: {name}")
 
     def test_no_option_is_named_that_is_not_there(self):
-        known = {name for command in ("", "report", "compare", "import", "explain", "explore", "replay", "completions")
+        known = {name for command in ("", "report", "compare", "import", "explain", "explore", "replay", "matrix", "completions")
                  for name in help_options(command)} | {"--cflags", "--help"}
         for page in sorted(ALL):
             named = set(re.findall(r"(?<![\w-])--[a-z][a-z-]*", plain(page)))

@@ -115,6 +115,25 @@ TEST(ExitStatusTest, AHandlerThatEndedInACheckIsThatChecksFailure) {
   EXPECT_EQ(ExitStatus(run, &KnownFailure()), 0);
 }
 
+TEST(ExitStatusTest, WithoutExpectationsAHandlerThatEndedDidNotPass) {
+  RunRecord run = RunOf({CheckOf("Lock.MissingObject", Verdict::kFail)});
+  run.end->result = 0;
+  run.handler_ends.push_back(
+      {.id = "Lock.MissingObject", .call = "FSLock", .how = "exit 1", .restarted = true});
+  EXPECT_EQ(ExitStatus(run, nullptr), 10);
+}
+
+TEST(ExitStatusTest, ASearchHasJudgedByItself) {
+  RunRecord run = RunOf({});
+  run.search.emplace();
+  EXPECT_EQ(ExitStatus(run, nullptr), 0);
+  run.end->result = 10;
+  EXPECT_EQ(ExitStatus(run, nullptr), 10);
+  EXPECT_EQ(ExitStatus(run, &KnownFailure()), 10);
+  run.end.reset();
+  EXPECT_EQ(ExitStatus(run, nullptr), 10);
+}
+
 TEST(ExitStatusTest, AHandlerThatEndedOutsideOfChecksGives10) {
   for (const char* const id : {"", "Lock", "Open.MissingFile"}) {
     ExpectSpoiled([&](RunRecord& run) {

@@ -112,6 +112,39 @@ TEST(SummaryTest, ARunThatWasCutOffOrRefused) {
   EXPECT_EQ(Summary(run), "no checks\nthe run was cut off before a check had its verdict\n");
 }
 
+TEST(SummaryTest, WhatASearchFound) {
+  RunRecord run = MakeRun({});
+  run.search = ExploreEvent{.sequences = 5,
+                            .calls = 1,
+                            .us = 0,
+                            .differences = 1,
+                            .expected = 2,
+                            .notes = 1,
+                            .traits = {}};
+  DifferenceEvent difference;
+  difference.id = "read-value";
+  difference.weight = "error";
+  difference.text = "one more";
+  DifferenceEvent note = difference;
+  note.weight = "note";
+  DifferenceEvent known = difference;
+  known.expected = true;
+  run.differences = {difference, note, known};
+  run.end->result = 10;
+  const std::string counts = "a search: 5 sequences, 1 pair of calls, 1 difference, 2 known\n";
+  EXPECT_EQ(Summary(run), counts + "difference read-value: one more\n");
+  run.differences.clear();
+  EXPECT_EQ(Summary(run), counts + "the search ended with 10\n");
+}
+
+TEST(SummaryTest, WhyACellOfAMatrixDidNotEndByItself) {
+  RunRecord run = MakeRun({});
+  run.cell.emplace();
+  EXPECT_EQ(Summary(run), "no checks\n");
+  run.cell->how = "did not end within 5 seconds";
+  EXPECT_EQ(Summary(run), "no checks\nthe cell did not end within 5 seconds\n");
+}
+
 TEST(SummaryTest, ARunThatEndedBeforeItsLastCheck) {
   CheckEvent missing = MakeCheck("Lock.B", Verdict::kSkipped);
   missing.why = "the run ended";
