@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <tuple>
 #include <type_traits>
+#include <utility>
 
 #include "calls/vector_table.h"
 
@@ -142,6 +143,21 @@ void Replace(Vectors& vectors, calls::VectorMember<Result, Args...> function) {
   if (vectors.*function != nullptr) vectors.*function = Intercepted<Operation, Result, Args...>;
 }
 
+/// A function that stands for no Op: the handler's own, which finds in the port what was its own.
+template <auto function, class Result, class... Args>
+Result PassedOn(Port* vp, std::int32_t* res2, Args... args) {
+  const Vectors& own = InterceptorOf(vp).OwnVectors();
+  void* const mine = std::exchange(vp->FSV.DOSPrivate, own.DOSPrivate);
+  const Result result = (own.*function)(vp, res2, args...);
+  vp->FSV.DOSPrivate = mine;
+  return result;
+}
+
+template <auto function, class Result, class... Args>
+void PassOn(Vectors& vectors, calls::VectorMember<Result, Args...> slot) {
+  if (vectors.*slot != nullptr) vectors.*slot = PassedOn<function, Result, Args...>;
+}
+
 // ---- The functions of a handler ------------------------------------------------------------------
 
 template <class Operation, class Result, class... Args>
@@ -222,6 +238,11 @@ void Fail(Call& call, std::int32_t code) {
 void Divert(::FileSystemVectorPort& port, Interceptor& interceptor) {
   Vectors& vectors = port.FSV;
   vectors.DOSPrivate = &interceptor;
+  std::apply(
+      [&vectors](auto... rows) {
+        (PassOn<decltype(rows)::kFunction>(vectors, rows.kFunction), ...);
+      },
+      calls::kVectors);
   std::apply(
       [&vectors](auto... operations) {
         (Replace<decltype(operations)>(vectors, operations.kFunction), ...);

@@ -59,13 +59,15 @@ class Interceptor {
  public:
   virtual void Intercept(Call& call) = 0;
   virtual void InterceptUnLock(::Lock* lock) = 0;
+  /// The functions that the port had before, and what was its DOSPrivate.
+  virtual const ::FileSystemVectors& OwnVectors() const = 0;
 
  protected:
   ~Interceptor() = default;
 };
 
 /// Replaces those functions of `port` that are there by ones that hand each call to `interceptor`.
-/// What has no Op stays as it is.
+/// What has no Op is called as it was.
 void Divert(::FileSystemVectorPort& port, Interceptor& interceptor);
 
 }  // namespace quorle::deviate

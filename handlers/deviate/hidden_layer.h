@@ -21,6 +21,7 @@ class HiddenLayer final : public Interceptor {
 
   void Intercept(Call& call) override;
   void InterceptUnLock(::Lock* lock) override;
+  const ::FileSystemVectors& OwnVectors() const override { return volume_.original().vectors(); }
 
  private:
   HiddenDeviation deviation_;

@@ -17,7 +17,7 @@ std::unique_ptr<Layer> Layer::Over(::FileSystemVectorPort& port, const ::Handler
       hidden.push_back(*some);
     } else {
       problem = "no deviation is called \"" + std::string(name) +
-                "\"; quorle --list-deviations tells their names";
+                "\"; quorle --list-deviations lists them";
       return nullptr;
     }
     if (name.size() == names.size()) break;

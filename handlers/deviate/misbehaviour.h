@@ -26,6 +26,7 @@ class Misbehaviour final : public Interceptor {
 
   void Intercept(Call& call) override;
   void InterceptUnLock(::Lock* lock) override;
+  const ::FileSystemVectors& OwnVectors() const override { return original_.vectors(); }
 
  private:
   /// What was there before the call, as far as the rules for it need that.

@@ -229,6 +229,16 @@ class Devices(ExploreTest):
         status, output, errors = self.explore("--mount", f"DH0=plugin:{PLUGINS}/ram_plugin.so", "--seeds", "1..5", "DH0:")
         self.assertEqual((status, errors), (0, ""), output)
 
+    def test_a_plugin_that_misbehaves(self):
+        """Also what a deviation leaves alone, as record locks, reaches a handler in a process of its own."""
+        found = [self.explore("--mount", f"DH0={handler},deviate=position-one-more", "--seeds", "1..5", "DH0:")
+                 for handler in ("ram", f"plugin:{PLUGINS}/ram_plugin.so")]
+        ids = [sorted({line.split()[1] for line in output.splitlines() if line.startswith("difference ")})
+               for _, output, _ in found]
+        self.assertIn("get-file-position-value", ids[0])
+        self.assertEqual(ids[1], ids[0])
+        self.assertEqual([errors for *_, errors in found], ["", ""])
+
     def test_remounts_and_commands(self):
         os.mkdir(self.path("volume"))
         # Without the key what an earlier mount has made is somebody's data, and stays.

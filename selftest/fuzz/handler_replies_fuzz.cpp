@@ -110,6 +110,7 @@ class RandomReplies final : public PortLayer, public Interceptor {
     call = below_.Invoke(call);
   }
   void InterceptUnLock(::Lock* lock) override { below_.UnLock(lock); }
+  const ::FileSystemVectors& OwnVectors() const override { return below_.vectors(); }
 
  private:
   void Choose(const Call& call) {

@@ -58,11 +58,11 @@ TEST_F(MachineBuildTest, AnUnknownHandlerIsRefused) {
 TEST_F(MachineBuildTest, ALayerIsAskedForByItsKey) {
   EXPECT_EQ(Problem({Spec("DH0", "ram", {{"deviate", "delete-root+lock-missing"}})}), "");
   EXPECT_EQ(Problem({Spec("DH0", "ram", {{"deviate", "delete-root+nonsense"}})}),
-            "cannot mount DH0: no deviation is called \"nonsense\"; quorle --list-deviations tells "
-            "their names");
+            "cannot mount DH0: no deviation is called \"nonsense\"; quorle --list-deviations lists "
+            "them");
   EXPECT_EQ(Problem({Spec("DH0", "ram", {{"deviate", ""}})}),
-            "cannot mount DH0: no deviation is called \"\"; quorle --list-deviations tells their "
-            "names");
+            "cannot mount DH0: no deviation is called \"\"; quorle --list-deviations lists "
+            "them");
 }
 
 TEST_F(MachineBuildTest, NamesAreTakenOnce) {
