@@ -211,6 +211,93 @@ def number(data, at, size):
     return int.from_bytes(data[at:at + size], "little")
 
 
+class Shell:
+    """As much of the platform's shell as the script uses. The program is the real one, run by COMMAND; what the platform
+    itself brings (Version, LhA) writes what it was asked for. The volume of the drawer is the folder above it."""
+
+    def __init__(self, drawer, ram, lha):
+        self.drawer, self.ram, self.lha = os.path.normpath(drawer), ram, lha
+        self.root = os.path.dirname(self.drawer)
+        self.result, self.said, self.packed = 0, [], []
+        self.commands = {"Echo": self.echo, "Delete": self.delete, "MakeDir": self.makedir, "Version": self.version,
+                         "Which": self.which, "LhA": self.pack, "Quorle": self.quorle}
+
+    def path(self, name):
+        volume, colon, rest = name.rpartition(":")
+        return os.path.join({"": self.root, "RAM": self.ram}[volume] if colon else self.drawer, rest)
+
+    def run(self, script):
+        with open(self.path(script), encoding="iso-8859-1") as file:
+            lines = [line.strip() for line in file]
+        fail_at, code, skipping = 10, 0, False
+        for line in lines:
+            words = re.findall(r'"[^"]*"|[^\s"]+', line.replace("$RC", str(code)))
+            if not words or words[0].startswith(";"):
+                continue
+            name, *rest = words
+            place = next((word for word in rest if word.startswith(">")), "")
+            rest = [word.strip('"') for word in rest if word != place]
+            if name == "EndIf":
+                skipping = False
+            elif skipping:
+                continue
+            elif name == "If":
+                skipping = not self.holds(rest, code)
+                code = 0
+            elif name == "FailAt":
+                fail_at = int(rest[0])
+            elif name == "Quit":
+                self.result = int(rest[0])
+                return
+            else:
+                code, text = self.commands[name](*rest)
+                if not place:
+                    self.said += text.splitlines()
+                elif place != ">NIL:":
+                    with open(self.path(place.lstrip(">")), "a" if place.startswith(">>") else "w", encoding="iso-8859-1") as out:
+                        out.write(text)
+                if code >= fail_at:
+                    raise AssertionError(f"{line}: ended with {code}, which ends the script")
+        self.result = 0
+
+    def holds(self, words, code):
+        if words == ["WARN"]:
+            return code >= 5
+        *negated, what, name = words
+        assert what == "EXISTS" and negated in ([], ["NOT"]), words
+        return os.path.exists(self.path(name)) != bool(negated)
+
+    def echo(self, *words):
+        return 0, " ".join(words) + "\n"
+
+    def delete(self, name):
+        os.remove(self.path(name))
+        return 0, f"{name}  Deleted\n"
+
+    def makedir(self, name):
+        os.mkdir(self.path(name))
+        return 0, ""
+
+    def version(self, *words):
+        return 0, " ".join(words) + "\n"
+
+    def which(self, name):
+        assert name == "LhA"
+        return (5, "") if self.lha == "is not here" else (0, name + "\n")
+
+    def pack(self, command, archive, pattern):
+        assert (command, archive) == ("a", "FirstRun.lha")
+        folder, _, name = pattern.partition("/")
+        match = re.compile(re.escape(name).replace(r"\#\?", ".*"))
+        self.packed = sorted(f"{folder}/{file}" for file in os.listdir(self.path(folder)) if match.fullmatch(file))
+        return (10, "") if self.lha == "fails" else (0, "")
+
+    def quorle(self, *words):
+        done = subprocess.run([*COMMAND, self.path("Quorle"), *words], check=False, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE)
+        return done.returncode, done.stdout.decode("iso-8859-1")
+
+
 class Packed(unittest.TestCase):
     maxDiff = None
 
@@ -283,20 +370,49 @@ class Packed(unittest.TestCase):
                 self.assertTrue(data.endswith(b"\n"), name)
                 self.assertRegex(data.decode("iso-8859-1"), r"\A[\n -~\xa0-\xff]*\Z", name)
 
-    def test_program_does_what_the_recipe_says(self):
+    def first_run(self, on_ram=False, lha="packs"):
+        """The script in a drawer that was just unpacked: the shell that ran it."""
+        shutil.rmtree(os.path.join(self.folder, DRAWER), ignore_errors=True)
         self.lhasa("xq")
-        results = {}
-        for command in script_commands():
-            if (run := re.fullmatch(r"Quorle ?(.*?) ?>FirstRun/(\w+)\.txt", command)) is None:
-                continue
-            done = subprocess.run([*COMMAND, os.path.join(self.folder, DRAWER, "Quorle"), *run[1].split()], check=False,
-                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-            results[run[2]] = done.returncode, done.stdout.decode("iso-8859-1")
-        self.assertEqual({name: status for name, (status, _) in results.items()}, {"list": 20, "nil": 20, "lock": 0, "ram": 0})
-        self.assertEqual(len(re.findall(r"^\s*\d+\W", results["list"][1], re.M)), 47, results["list"][1])
-        self.assertNotIn("Starting tests", results["nil"][1])
-        self.assertIn("Lock()", results["lock"][1])
-        self.assertGreater(len(results["ram"][1]), len(results["lock"][1]))
+        shell = Shell(os.path.join(self.folder, DRAWER), self.folder if on_ram else tempfile.mkdtemp(dir=self.folder), lha)
+        shell.run("ReportFirstRun")
+        self.assertFalse(os.path.exists(shell.path("RAM:Quorle-marker")))
+        return shell
+
+    def test_first_run(self):
+        """The program in the archive does what the recipe says of its commands, and all that is said of them is packed."""
+        shell = self.first_run()
+        self.assertEqual((shell.result, shell.said), (0, ["Please send FirstRun.lha: the files of the drawer FirstRun."]))
+        files = {}
+        for name in os.listdir(shell.path("FirstRun")):
+            with open(shell.path("FirstRun/" + name), encoding="iso-8859-1") as file:
+                files[name] = file.read()
+        self.assertEqual(shell.packed, sorted(f"FirstRun/{name}" for name in files))
+        self.assertEqual(files["results.txt"], "list 20\nnil 20\nlock 0\nram 0\n")
+        self.assertEqual(len(re.findall(r"^\s*\d+\W", files["list.txt"], re.M)), 47, files["list.txt"])
+        self.assertNotIn("Starting tests", files["nil.txt"])
+        self.assertIn("Lock()", files["lock.txt"])
+        self.assertEqual(files["ram.txt"].count("() tests passed."), 33, files["ram.txt"])
+
+    def test_first_run_without_lha(self):
+        for lha in ("is not here", "fails"):
+            shell = self.first_run(lha=lha)
+            self.assertEqual((shell.result, len(shell.said)), (0, 1))
+            self.assertIn("please pack the drawer FirstRun", shell.said[0])
+            self.assertTrue(os.path.exists(shell.path("FirstRun/ram.txt")))
+
+    def test_first_run_refuses(self):
+        shell = self.first_run(on_ram=True)
+        self.assertEqual((shell.result, shell.said), (20, ["This is on RAM:, which is tested: unpack it on another volume."]))
+        self.assertFalse(os.path.exists(shell.path("FirstRun")))
+
+        shell = self.first_run()
+        shell.run("ReportFirstRun")
+        self.assertEqual((shell.result, shell.said[1:]), (20, ["FirstRun is there already: rename or delete it first."]))
+
+        shell.drawer = self.folder
+        shell.run(DRAWER + "ReportFirstRun")
+        self.assertEqual((shell.result, shell.said[2:]), (20, ["Make the drawer with the program Quorle the current one first."]))
 
 
 if __name__ == "__main__":
