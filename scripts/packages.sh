@@ -10,8 +10,9 @@ is_installed() {
   else
     # Another system: the command or the header that the package brings is what counts.
     case $1 in
-      g++ | cmake | ccache | gcovr | clang-format-* | clang-tidy-* | pkg-config) command -v "$1" >/dev/null 2>&1 ;;
+      g++ | cmake | ccache | gcovr | clang-format-* | clang-tidy-* | pkg-config | lhasa) command -v "$1" >/dev/null 2>&1 ;;
       ninja-build) command -v ninja >/dev/null 2>&1 ;;
+      jlha-utils) command -v jlha >/dev/null 2>&1 ;;
       python3) command -v python3 >/dev/null 2>&1 ;;
       libcli11-dev) printf '#include <CLI/CLI.hpp>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
       libgtest-dev) printf '#include <gtest/gtest.h>\n' | c++ -x c++ -E - >/dev/null 2>&1 ;;
