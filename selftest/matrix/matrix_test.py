@@ -223,7 +223,12 @@ class Killed(MatrixTest):
 
     def setUp(self):
         super().setUp()
-        self.write(f'{RAM}catalogues = []\n[explore]\nseeds = "1..{self.CELLS}"\noptions = "--calls 30"\n')
+        self.write(f'catalogues = []\n{RAM}[explore]\nseeds = "1..{self.CELLS}"\noptions = "--calls 30"\n')
+
+    def wait_for_files(self, run, number):
+        while run.poll() is None and (not os.path.isdir(self.cells) or len(self.files()) < number):
+            time.sleep(0.005)
+        self.assertIsNone(run.returncode, "it has ended")
 
     def assert_kept(self, before):
         after = self.files()
@@ -279,8 +284,7 @@ class Killed(MatrixTest):
 
     def test_interrupted(self):
         with subprocess.Popen(self.command(), cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as run:
-            while not os.path.isdir(self.cells) or len(self.files()) < 3:
-                time.sleep(0.01)
+            self.wait_for_files(run, 3)
             run.send_signal(signal.SIGINT)
             output, errors = run.communicate(timeout=60)
         files = self.files()
@@ -293,8 +297,7 @@ class Killed(MatrixTest):
 
     def test_two_at_once_are_kept_apart(self):
         with subprocess.Popen(self.command(), cwd=self.folder, stdout=subprocess.DEVNULL) as run:
-            while not os.path.isdir(self.cells) or not self.files():
-                time.sleep(0.01)
+            self.wait_for_files(run, 1)
             run.send_signal(signal.SIGSTOP)
             status, _, errors = self.matrix()
             run.send_signal(signal.SIGCONT)
