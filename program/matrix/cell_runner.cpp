@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/constants.h"
+#include "results/judged_run.h"
 
 namespace quorle {
 namespace {
@@ -246,7 +247,7 @@ void CellRunner::ShowProgress(bool is_over) {
   }
   if (now - shown_ < pause || settings_.shows_output) return;
   shown_ = now;
-  std::string line = std::to_string(counts_.all()) + " of " + std::to_string(total_) + " cells";
+  std::string line = std::to_string(counts_.all()) + " of " + Plural(total_, "cell");
   if (counts_.not_fine > 0) line += ", " + std::to_string(counts_.not_fine) + " not as expected";
   if (counts_.all() > 0) {
     const std::chrono::duration<double> elapsed = now - began_;

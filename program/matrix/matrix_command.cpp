@@ -23,6 +23,7 @@
 #include "results/expectation_file.h"
 #include "results/expectations.h"
 #include "results/explanations.h"
+#include "results/judged_run.h"
 #include "results/matrix_file.h"
 #include "results/report.h"
 #include "results/run_record.h"
@@ -317,10 +318,10 @@ std::int32_t MatrixRun::RunAll(CellFolder& folder) {
   }
   if (counts.interrupted) {
     console_.Report("matrix: interrupted; " + std::to_string(left.size() - counts.all()) + " of " +
-                    std::to_string(cells_.size()) +
-                    " cells are left, with which the same command goes on");
+                    Plural(cells_.size(), "cell") +
+                    " are left, with which the same command goes on");
   }
-  std::string line = std::to_string(cells_.size()) + " cells: " +
+  std::string line = Plural(cells_.size(), "cell") + ": " +
                      std::to_string(before.fine + counts.fine) + " as expected, " +
                      std::to_string(before.not_fine + counts.not_fine) + " not";
   if (counts.refused > 0) line += ", " + std::to_string(counts.refused) + " could not be run";
@@ -358,7 +359,7 @@ bool MatrixRun::WritePage(const CellFolder& folder, std::string& problem) {
   console_.Print("page: " + page);
   if (shown.size() < ended_cells) {
     console_.Print(", with " + std::to_string(shown.size()) + " of " +
-                   std::to_string(ended_cells) + " cells: first those that are not as expected");
+                   Plural(ended_cells, "cell") + ": first those that are not as expected");
   }
   console_.Print("\n");
   return true;

@@ -163,7 +163,8 @@ class Cells(MatrixTest):
         self.write('catalogues = []\n[[mount]]\nname = "bad"\nmount = "DH0=ram,deviate=position-one-more"\ndevice = "DH0:"\n'
                    '[explore]\nseeds = "1..3"\n')
         status, output, _ = self.matrix()
-        self.assertEqual((status, len(re.findall("not as expected: bad/plain/explore-", output))), (10, 3), output)
+        self.assertEqual(status, 10)
+        self.assertIn("not as expected: bad/plain/explore-1\n", output)
         _, report, _ = self.run_in(QUORLE, "report", self.path("matrix-cells", "bad.plain.explore-1.jsonl"))
         self.assertIn("difference get-file-position-value: ", report)
         with open(self.path("matrix-cells", "matrix.html"), encoding="utf-8") as file:
@@ -191,9 +192,10 @@ class Cells(MatrixTest):
     def test_names_are_seen_from_the_folder_of_the_file(self):
         shutil.copy(os.path.join(PLUGINS, "ram_plugin.so"), self.path("my.so"))
         self.write('[[mount]]\nname = "my"\nmount = "DH0=plugin:./my.so"\ndevice = "DH0:"\n')
-        status, _, errors = self.run_in(QUORLE, "matrix", "--out", "out", self.path("matrix.toml"), folder=PLUGINS)
-        shutil.rmtree(os.path.join(PLUGINS, "out"))
+        os.mkdir(self.path("elsewhere"))
+        status, _, errors = self.run_in(QUORLE, "matrix", "--out", "out", "../matrix.toml", folder=self.path("elsewhere"))
         self.assertEqual((status, errors), (0, ""))
+        self.assertIn("my.plain.standard.jsonl", os.listdir(self.path("elsewhere", "out")))
 
     def test_a_resource_is_used_by_one_cell_at_a_time(self):
         # A cell that finds the directory in use makes it known, since the next could not make it.
@@ -221,7 +223,12 @@ class Killed(MatrixTest):
 
     def setUp(self):
         super().setUp()
-        self.write(f'{RAM}catalogues = []\n[explore]\nseeds = "1..{self.CELLS}"\noptions = "--calls 30"\n')
+        self.write(f'catalogues = []\n{RAM}[explore]\nseeds = "1..{self.CELLS}"\noptions = "--calls 30"\n')
+
+    def wait_for_files(self, run, number):
+        while run.poll() is None and (not os.path.isdir(self.cells) or len(self.files()) < number):
+            time.sleep(0.005)
+        self.assertIsNone(run.returncode, "it has ended")
 
     def assert_kept(self, before):
         after = self.files()
@@ -277,8 +284,7 @@ class Killed(MatrixTest):
 
     def test_interrupted(self):
         with subprocess.Popen(self.command(), cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE) as run:
-            while not os.path.isdir(self.cells) or len(self.files()) < 3:
-                time.sleep(0.01)
+            self.wait_for_files(run, 3)
             run.send_signal(signal.SIGINT)
             output, errors = run.communicate(timeout=60)
         files = self.files()
@@ -291,8 +297,7 @@ class Killed(MatrixTest):
 
     def test_two_at_once_are_kept_apart(self):
         with subprocess.Popen(self.command(), cwd=self.folder, stdout=subprocess.DEVNULL) as run:
-            while not os.path.isdir(self.cells) or not self.files():
-                time.sleep(0.01)
+            self.wait_for_files(run, 1)
             run.send_signal(signal.SIGSTOP)
             status, _, errors = self.matrix()
             run.send_signal(signal.SIGCONT)
@@ -345,8 +350,8 @@ class Ctest(MatrixTest):
         tests = {test["name"]: {item["name"]: item["value"] for item in test["properties"]}
                  for test in json.loads(output)["tests"]}
         self.assertEqual(sorted(tests), sorted(self.ids()))
-        self.assertEqual(tests["bad/ni/standard"]["LABELS"], ["bad", "ni", "standard"])
-        self.assertEqual(tests["ram/ni/explore-2"]["LABELS"], ["ram", "ni", "explore"])
+        self.assertEqual(set(tests["bad/ni/standard"]["LABELS"]), {"bad", "ni", "standard"})
+        self.assertEqual(set(tests["ram/ni/explore-2"]["LABELS"]), {"ram", "ni", "explore"})
         self.assertEqual(tests["bad/ni/standard"]["RESOURCE_LOCK"], ["disk"])
         self.assertEqual(tests["bad/ni/standard"]["TIMEOUT"], 55)
         status, output, _ = self.ctest("-j2", "--output-junit", self.path("junit.xml"))
