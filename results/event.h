@@ -168,8 +168,8 @@ struct CellEvent {
   std::string expect;  ///< a fingerprint of the file of expectations; empty without one
 };
 
-using Event = std::variant<RunEvent, TargetEvent, CheckEvent, GroupEvent, HandlerEndedEvent,
-                           LeftBehindEvent, ComplaintEvent, RemountEvent, DifferenceEvent,
-                           ExploreEvent, EndEvent, CellEvent>;
+using Event =
+    std::variant<RunEvent, TargetEvent, CheckEvent, GroupEvent, HandlerEndedEvent, LeftBehindEvent,
+                 ComplaintEvent, RemountEvent, DifferenceEvent, ExploreEvent, EndEvent, CellEvent>;
 
 }  // namespace quorle

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "results/cell_names.h"
 #include "results/check_list.h"
 #include "results/expectation_file.h"
 #include "results/toml_text.h"
@@ -22,7 +23,6 @@ constexpr std::size_t kMostCells = 100'000;
 constexpr std::int64_t kLongestCell = 24 * 60 * 60;
 constexpr std::int64_t kUsualCell = 300;
 constexpr std::int64_t kMostJobs = 1024;
-constexpr std::size_t kLongestName = 64;
 /// What runs in a cell beside the searches.
 constexpr std::array<std::string_view, 1> kCatalogues = {"standard"};
 /// Options that a cell has of the matrix, or whose file each cell would write.
@@ -77,14 +77,6 @@ bool Fits(const CellPatterns& patterns, const CellNames& names) {
   };
   return fits(patterns.mount, names.mount) && fits(patterns.setting, names.setting) &&
          fits(patterns.run, names.run);
-}
-
-/// What a name can have that is a part of a file's name, whose parts are divided by points.
-bool IsNameOfFile(std::string_view name) {
-  constexpr std::string_view kLetters =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_+-";
-  return !name.empty() && name.size() <= kLongestName && name.front() != '-' &&
-         name.find_first_not_of(kLetters) == std::string_view::npos;
 }
 
 std::size_t LineOfValue(const toml::node& node) {
@@ -241,7 +233,7 @@ class MatrixReader {
     if (value == nullptr) Refuse(item.line, "\"name\" is missing");
     item.name = TextOf("name", *value);
     const std::size_t line = LineOfValue(*value);
-    if (!IsNameOfFile(item.name)) {
+    if (!IsCellName(item.name)) {
       Refuse(line, QuotedBriefly(item.name) +
                        " is no name: up to 64 letters, digits, _, + and -, which is not the first");
     }
@@ -266,7 +258,7 @@ class MatrixReader {
         mount.device = TextOf(name, value);
       } else if (name == "resource") {
         mount.resource = TextOf(name, value);
-        if (!IsNameOfFile(mount.resource)) {
+        if (!IsCellName(mount.resource)) {
           Refuse(LineOfValue(value), QuotedBriefly(mount.resource) + " is no name of a resource");
         }
       } else {
@@ -365,9 +357,9 @@ class MatrixReader {
       return error == std::errc() && stop == end &&
              seed <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
     };
-    const bool is_range =
-        points != std::string_view::npos && number(both.substr(0, points), first_seed_) &&
-        number(both.substr(points + 2), last_seed_) && first_seed_ <= last_seed_;
+    const bool is_range = points != std::string_view::npos &&
+                          number(both.substr(0, points), first_seed_) &&
+                          number(both.substr(points + 2), last_seed_) && first_seed_ <= last_seed_;
     if (!is_range) {
       Refuse(LineOfValue(value), QuotedBriefly(text) + " is no range of seeds such as \"1..5\"");
     }
@@ -503,26 +495,6 @@ bool ParseMatrix(const std::string& path, std::string_view text, Matrix& matrix,
   }
   matrix = std::move(read);
   return true;
-}
-
-std::string CellFileName(std::string_view id) {
-  std::string name(id);
-  std::replace(name.begin(), name.end(), '/', '.');
-  return name + ".jsonl";
-}
-
-std::uint32_t ShardOf(std::string_view id, std::uint32_t shards) {
-  return static_cast<std::uint32_t>(Fingerprint(id) % shards) + 1;
-}
-
-std::uint64_t Fingerprint(std::string_view text) {
-  // FNV-1a: https://www.rfc-editor.org/rfc/rfc9923
-  std::uint64_t hash = 0xCBF29CE484222325U;
-  for (const char c : text) {
-    hash ^= static_cast<unsigned char>(c);
-    hash *= 0x100000001B3U;
-  }
-  return hash;
 }
 
 }  // namespace quorle

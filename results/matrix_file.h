@@ -23,7 +23,7 @@ struct Matrix {
   std::string folder;                 ///< of the file, in which the cells are run: "." at least
   std::optional<std::string> expect;  ///< the file of expectations, as seen from `folder`
   std::uint32_t jobs = 0;             ///< how many cells at a time; 0: as many as there are cores
-  std::vector<MatrixCell> cells;  ///< those of a mount are together, in it those of a setting
+  std::vector<MatrixCell> cells;      ///< those of a mount are together, in it those of a setting
 };
 
 /// Reads the matrix file `path`. False, with `problem` one line that names file and line, when it cannot be
@@ -33,15 +33,5 @@ bool LoadMatrix(const std::string& path, Matrix& matrix, std::string& problem);
 /// The same for `text`, the content of the file `path`.
 bool ParseMatrix(const std::string& path, std::string_view text, Matrix& matrix,
                  std::string& problem);
-
-/// The name of the file of the cell `id`: "ram.plain.standard.jsonl".
-std::string CellFileName(std::string_view id);
-
-/// Which of `shards` parts the cell `id` belongs to, from 1: the same on every machine, for the same id and
-/// number of parts.
-std::uint32_t ShardOf(std::string_view id, std::uint32_t shards);
-
-/// 64 bits that another text hardly has.
-std::uint64_t Fingerprint(std::string_view text);
 
 }  // namespace quorle

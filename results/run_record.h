@@ -26,7 +26,7 @@ struct RunRecord {
   std::vector<DifferenceEvent> differences;  ///< of a search
   std::optional<ExploreEvent> search;        ///< the run is a search that has ended
   std::optional<CellEvent> cell;             ///< the run is a cell of a matrix that has ended
-  std::optional<EndEvent> end;  ///< none: the run was cut off
+  std::optional<EndEvent> end;               ///< none: the run was cut off
 
   /// Whether it ended before its tests, since its target or its words were wrong.
   bool was_refused() const { return end && end->result >= kRefusedResult; }

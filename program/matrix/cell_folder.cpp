@@ -19,6 +19,7 @@
 
 #include "hosted/dos/descriptors.h"
 #include "program/host_options.h"
+#include "results/cell_names.h"
 #include "results/event_json.h"
 #include "results/exit_status.h"
 #include "results/run_record.h"

@@ -107,8 +107,7 @@ void CellRunner::Start(const MatrixCell& cell) {
   running.deadline = Clock::now() + cell.limit;
   if (!settings_.shows_output) running.errors.reset(std::tmpfile());
   if (running.errors != nullptr) ::fcntl(::fileno(running.errors.get()), F_SETFD, FD_CLOEXEC);
-  const int errors =
-      running.errors == nullptr ? STDERR_FILENO : ::fileno(running.errors.get());
+  const int errors = running.errors == nullptr ? STDERR_FILENO : ::fileno(running.errors.get());
   const pid_t parent = ::getpid();
   running.process = ::fork();
   if (running.process == 0) BecomeCell(pointers.data(), errors, parent);
@@ -138,8 +137,8 @@ void CellRunner::BecomeCell(char* const* words, int errors, pid_t parent) const 
 void CellRunner::Wait() {
   Clock::time_point until = Clock::now() + kTick;
   for (const RunningCell& running : running_) until = std::min(until, running.deadline);
-  const auto time = std::max(std::chrono::nanoseconds(0),
-                             std::chrono::nanoseconds(until - Clock::now()));
+  const auto time =
+      std::max(std::chrono::nanoseconds(0), std::chrono::nanoseconds(until - Clock::now()));
   constexpr long kSecond = 1'000'000'000;
   const std::timespec wait = {.tv_sec = static_cast<std::time_t>(time.count() / kSecond),
                               .tv_nsec = static_cast<long>(time.count() % kSecond)};
@@ -253,7 +252,8 @@ void CellRunner::ShowProgress(bool is_over) {
     const std::chrono::duration<double> elapsed = now - began_;
     const double left = elapsed.count() * static_cast<double>(total_ - counts_.all()) /
                         static_cast<double>(counts_.all());
-    line += ", about " + TimeText(std::chrono::seconds(static_cast<std::int64_t>(left) + 1)) + " left";
+    line +=
+        ", about " + TimeText(std::chrono::seconds(static_cast<std::int64_t>(left) + 1)) + " left";
   }
   if (settings_.is_terminal) {
     console_.ShowProgress(line);

@@ -33,8 +33,8 @@ struct CellCounts {
 class CellRunner {
  public:
   struct Settings {
-    std::size_t jobs = 1;      ///< how many at a time
-    std::string directory;     ///< in which they run
+    std::size_t jobs = 1;       ///< how many at a time
+    std::string directory;      ///< in which they run
     bool shows_output = false;  ///< what they print goes to standard error
     bool is_terminal = false;   ///< that is one
   };

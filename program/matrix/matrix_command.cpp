@@ -19,6 +19,7 @@
 #include "program/matrix/cell_folder.h"
 #include "program/matrix/cell_runner.h"
 #include "program/matrix/matrix_ctest.h"
+#include "results/cell_names.h"
 #include "results/check_list.h"
 #include "results/expectation_file.h"
 #include "results/expectations.h"
@@ -83,14 +84,15 @@ std::vector<CommandOption> MatrixOptionList(MatrixOptions& options) {
            }},
       {.name = "--jobs",
        .type = "N",
-       .help = "How many cells run at a time; unless given what FILE says, else the number of cores.",
+       .help =
+           "How many cells run at a time; unless given what FILE says, else the number of cores.",
        .read =
            [&options](const std::string& text) {
              const bool is_number = ReadNumber(std::string_view(text), options.jobs) &&
                                     options.jobs >= 1 && options.jobs <= kMostAtATime;
-             return is_number ? std::string()
-                              : "\"" + text + "\" is not a number, 1 to " +
-                                    std::to_string(kMostAtATime);
+             return is_number
+                        ? std::string()
+                        : "\"" + text + "\" is not a number, 1 to " + std::to_string(kMostAtATime);
            }},
       {.name = "--shard",
        .type = "I/N",
@@ -141,13 +143,13 @@ std::string UsualFolder(std::string file) {
 std::optional<std::int32_t> ReadMatrixOptions(std::span<const char* const> words,
                                               MatrixOptions& options, Console& console) {
   const std::vector<CommandOption> list = MatrixOptionList(options);
-  const CommandLine line =
-      SeparateOptions(words, list,
-                      {.name = "quorle matrix",
-                       .about = "Runs the cells of a matrix: mounts, settings, catalogues, searches.",
-                       .usage = "Usage: quorle matrix [options] FILE\n",
-                       .footer = kMatrixFooter,
-                       .version = {}});
+  const CommandLine line = SeparateOptions(
+      words, list,
+      {.name = "quorle matrix",
+       .about = "Runs the cells of a matrix: mounts, settings, catalogues, searches.",
+       .usage = "Usage: quorle matrix [options] FILE\n",
+       .footer = kMatrixFooter,
+       .version = {}});
   if (line.type == CommandLine::Type::kAnswer) {
     console.Print(line.text);
     return RETURN_OK;
@@ -190,7 +192,8 @@ std::string Tenths(std::chrono::steady_clock::duration time) {
 /// A matrix from its file to its page.
 class MatrixRun {
  public:
-  MatrixRun(const MatrixOptions& options, Console& console) : options_(options), console_(console) {}
+  MatrixRun(const MatrixOptions& options, Console& console)
+      : options_(options), console_(console) {}
 
   std::int32_t Run() {
     if (!Load()) return RETURN_FAIL;
@@ -264,7 +267,8 @@ std::int32_t MatrixRun::WriteCtest() {
   const std::string program = std::filesystem::read_symlink("/proc/self/exe", error).string();
   if (error) return Fail("matrix: cannot find out where this program is: " + error.message());
   const std::string file = std::filesystem::absolute(options_.file, error).string();
-  if (error) return Fail("matrix: cannot find out where " + options_.file + " is: " + error.message());
+  if (error)
+    return Fail("matrix: cannot find out where " + options_.file + " is: " + error.message());
   std::filesystem::create_directories(*options_.ctest, error);
   std::string problem;
   if (WriteWholeFile(*options_.ctest + "/CMakeLists.txt", CtestProject(cells_, program, file),
@@ -353,13 +357,13 @@ bool MatrixRun::WritePage(const CellFolder& folder, std::string& problem) {
   }
   if (runs.empty()) return true;
   const std::string page = folder.path() + "/matrix.html";
-  const std::string report = HtmlReport(
-      {.runs = runs, .expectations = expectations_, .explain = ExplainInMarkdown});
+  const std::string report =
+      HtmlReport({.runs = runs, .expectations = expectations_, .explain = ExplainInMarkdown});
   if (!WriteWholeFile(page, report, problem)) return false;
   console_.Print("page: " + page);
   if (shown.size() < ended_cells) {
-    console_.Print(", with " + std::to_string(shown.size()) + " of " +
-                   Plural(ended_cells, "cell") + ": first those that are not as expected");
+    console_.Print(", with " + std::to_string(shown.size()) + " of " + Plural(ended_cells, "cell") +
+                   ": first those that are not as expected");
   }
   console_.Print("\n");
   return true;

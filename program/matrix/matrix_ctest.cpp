@@ -41,7 +41,8 @@ std::string CtestProject(std::span<const MatrixCell* const> cells, const std::st
       "project(quorle_matrix NONE)\n"
       "enable_testing()\n"
       "set(QUORLE " +
-      Bracketed(program) + " CACHE FILEPATH \"The program\")\nset(MATRIX " + Bracketed(matrix_file) +
+      Bracketed(program) + " CACHE FILEPATH \"The program\")\nset(MATRIX " +
+      Bracketed(matrix_file) +
       " CACHE FILEPATH \"The matrix file\")\n"
       "set(CELLS \"${CMAKE_CURRENT_BINARY_DIR}/cells\" CACHE PATH \"Where the event files go\")\n\n"
       "# What more there is are the resources that it shares with others.\n"

@@ -252,6 +252,9 @@ class Killed(MatrixTest):
                     with open(os.path.join(self.cells, name), encoding="utf-8") as file:
                         lines = file.read().splitlines()
                     self.assertEqual(json.loads(lines[-1])["event"], "cell", name)
+                if len(files) == self.CELLS:  # nothing is left to be killed
+                    shutil.rmtree(self.cells)
+                    files = {}
         self.assertGreater(stopped, 0)
         status, output, errors = self.matrix()
         self.assertEqual((status, errors), (0, ""), output)

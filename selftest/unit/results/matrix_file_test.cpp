@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "results/cell_names.h"
+
 namespace quorle::selftest {
 namespace {
 
@@ -52,11 +54,11 @@ TEST(MatrixFileTest, AMountAloneIsOneCell) {
 }
 
 TEST(MatrixFileTest, CellsAreMountsSettingsAndRuns) {
-  const Matrix matrix =
-      Parsed("expect = \"quorle.toml\"\njobs = 3\n[explore]\nseeds = \"7..8\"\noptions = \"--calls 9\"\n"
-             "[[mount]]\nname = \"my\"\nmount = [\"DH0=dir:/a b\", \"DH1=ram\"]\ndevice = \"DH0:\"\n"
-             "resource = \"disk\"\n[[setting]]\nname = \"ni\"\nwords = \" NI\\tTN=34 \"\n"
-             "options = [\"--after-run\", \"fsck -n x\"]\nsearch = \"--remount each\"\n");
+  const Matrix matrix = Parsed(
+      "expect = \"quorle.toml\"\njobs = 3\n[explore]\nseeds = \"7..8\"\noptions = \"--calls 9\"\n"
+      "[[mount]]\nname = \"my\"\nmount = [\"DH0=dir:/a b\", \"DH1=ram\"]\ndevice = \"DH0:\"\n"
+      "resource = \"disk\"\n[[setting]]\nname = \"ni\"\nwords = \" NI\\tTN=34 \"\n"
+      "options = [\"--after-run\", \"fsck -n x\"]\nsearch = \"--remount each\"\n");
   ASSERT_EQ(matrix.cells.size(), 3U);
   EXPECT_EQ(matrix.jobs, 3U);
   EXPECT_EQ(matrix.expect, "quorle.toml");
@@ -146,7 +148,8 @@ TEST(MatrixFileTest, WhatIsWrongIsNamedWithItsLine) {
       {kRamMount + "[[exclude]]\nseconds = 5",
        "5: \"seconds\" is no key; there are mount, setting, run"},
   };
-  for (const auto& wrong : kWrong) EXPECT_EQ(MatrixProblem(wrong.text), wrong.problem) << wrong.text;
+  for (const auto& wrong : kWrong)
+    EXPECT_EQ(MatrixProblem(wrong.text), wrong.problem) << wrong.text;
 }
 
 TEST(MatrixFileTest, EachCellHasAFileOfItsOwn) {
