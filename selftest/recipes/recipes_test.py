@@ -81,7 +81,7 @@ class Recipes(unittest.TestCase):
 
     def test_the_page_has_all_recipes(self):
         self.assertEqual(sorted(self.recipes),
-                         [".github/workflows/filesystem.yml", ".gitlab-ci.yml", "ci.sh", "first.sh"])
+                         [".github/workflows/filesystem.yml", ".github/workflows/quorle.yml", ".gitlab-ci.yml", "ci.sh", "first.sh"])
 
     def test_the_script_is_green_with_known_failures(self):
         self.bless()
