@@ -17,7 +17,6 @@ namespace quorle {
 namespace {
 
 using explore::Difference;
-using explore::Finding;
 using explore::ShownCall;
 
 }  // namespace
@@ -45,7 +44,7 @@ std::string DifferenceReport::PathOf(const std::string& id, const char* ending) 
   return *options_.out + "/difference-" + id + ending;
 }
 
-std::string DifferenceReport::AgainLine(const Finding& finding) const {
+std::string DifferenceReport::AgainLine(const explore::Finding& finding) const {
   if (options_.out) {
     return "quorle replay " + options_.machine_words +
            ShellWord(PathOf(finding.difference.id, ".calls")) + " " + options_.device;
@@ -67,7 +66,7 @@ std::string DifferenceReport::AgainLine(const Finding& finding) const {
   return command + "--seed " + std::to_string(finding.seed) + " " + calls + options_.device;
 }
 
-void DifferenceReport::Show(const Finding& finding, bool first, DeviceSession& session,
+void DifferenceReport::Show(const explore::Finding& finding, bool first, DeviceSession& session,
                             HandlerPort& port, const std::string& directory) {
   if (finding.difference.weight == Difference::Weight::kNote) {
     ShowNote(finding.difference);
@@ -84,7 +83,7 @@ void DifferenceReport::ShowNote(const Difference& note) {
   console_.Print(explore::NoteText(note));
 }
 
-DifferenceEvent DifferenceReport::EventOf(const Finding& finding) const {
+DifferenceEvent DifferenceReport::EventOf(const explore::Finding& finding) const {
   const Difference& difference = finding.difference;
   DifferenceEvent event;
   event.id = difference.id;
@@ -104,8 +103,8 @@ DifferenceEvent DifferenceReport::EventOf(const Finding& finding) const {
 
 // ---- Files -------------------------------------------------------------------------------------
 
-void DifferenceReport::WriteFiles(const Finding& finding, DeviceSession& session, HandlerPort& port,
-                                  const std::string& directory) {
+void DifferenceReport::WriteFiles(const explore::Finding& finding, DeviceSession& session,
+                                  HandlerPort& port, const std::string& directory) {
   const std::string& id = finding.difference.id;
   const std::string volume = port.volume_name().value_or("");
   const bool is_written = WriteCalls(finding, PathOf(id, ".calls"), volume) &&
@@ -113,7 +112,7 @@ void DifferenceReport::WriteFiles(const Finding& finding, DeviceSession& session
   failed_ = failed_ || !is_written;
 }
 
-bool DifferenceReport::WriteCalls(const Finding& finding, const std::string& path,
+bool DifferenceReport::WriteCalls(const explore::Finding& finding, const std::string& path,
                                   const std::string& volume) {
   std::string problem;
   if (WriteWholeFile(path, explore::FindingCalls(finding, AgainLine(finding), volume, console_),
@@ -124,7 +123,7 @@ bool DifferenceReport::WriteCalls(const Finding& finding, const std::string& pat
   return false;
 }
 
-bool DifferenceReport::WriteTrace(const Finding& finding, const std::string& path,
+bool DifferenceReport::WriteTrace(const explore::Finding& finding, const std::string& path,
                                   DeviceSession& session, HandlerPort& port,
                                   const std::string& directory) {
   LineFile file(kTraceFile, console_);

@@ -38,7 +38,6 @@ namespace quorle {
 namespace {
 
 using explore::Difference;
-using explore::Finding;
 
 /// Where a volume that is not empty is worked in.
 constexpr std::string_view kScratchDirectory = "quorle-explore";
@@ -114,7 +113,7 @@ class Exploration {
   bool rest_differs_ = false;
   std::unique_ptr<explore::Trial> trial_;
   explore::SearchSummary summary_;
-  std::map<std::string, Finding> findings_;
+  std::map<std::string, explore::Finding> findings_;
 };
 
 bool Exploration::ReadChoicesFile() {
@@ -279,7 +278,7 @@ void Exploration::Search() {
           .amounts = options_.choices ? explore::Amounts::kSmall : explore::Amounts::kAll});
   explore::Search search(
       *trial_, options_.search,
-      [&](const Finding& finding, bool first) {
+      [&](const explore::Finding& finding, bool first) {
         // A trace of it is made by calls of its own.
         side_->End();
         device_->BeginSequence();
@@ -344,7 +343,7 @@ std::int32_t Exploration::End() {
   for (const auto& [id, note] : trial_->notes()) {
     ++event.notes;
     report_.ShowNote(note);
-    Finding finding;
+    explore::Finding finding;
     finding.difference = note;
     finding.difference.weight = Difference::Weight::kNote;
     events_.Write(report_.EventOf(finding));

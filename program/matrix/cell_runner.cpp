@@ -20,7 +20,8 @@ namespace {
 
 /// A process that is asked to end has so long to clean up.
 constexpr std::chrono::seconds kGrace{5};
-constexpr std::chrono::milliseconds kTick{500};
+/// How often a terminal shows how far it is, and cells are looked at.
+constexpr std::chrono::milliseconds kBetweenLooks{500};
 /// Where no terminal shows how far it is, a line does.
 constexpr std::chrono::seconds kBetweenLines{30};
 constexpr int kNotStarted = 126;
@@ -135,7 +136,7 @@ void CellRunner::BecomeCell(char* const* words, int errors, pid_t parent) const 
 }
 
 void CellRunner::Wait() {
-  Clock::time_point until = Clock::now() + kTick;
+  Clock::time_point until = Clock::now() + kBetweenLooks;
   for (const RunningCell& running : running_) until = std::min(until, running.deadline);
   const auto time =
       std::max(std::chrono::nanoseconds(0), std::chrono::nanoseconds(until - Clock::now()));
@@ -238,7 +239,7 @@ std::string CellRunner::FirstLine(std::FILE* file) {
 void CellRunner::ShowProgress(bool is_over) {
   const Clock::time_point now = Clock::now();
   const std::chrono::nanoseconds pause = settings_.is_terminal
-                                             ? std::chrono::nanoseconds(kTick)
+                                             ? std::chrono::nanoseconds(kBetweenLooks)
                                              : std::chrono::nanoseconds(kBetweenLines);
   if (is_over) {
     if (settings_.is_terminal) console_.ShowProgress({});

@@ -135,8 +135,8 @@ std::vector<CommandOption> MatrixOptionList(MatrixOptions& options) {
 
 /// "matrix-cells" for "matrix.toml".
 std::string UsualFolder(std::string file) {
-  constexpr std::string_view kEnding = ".toml";
-  if (file.ends_with(kEnding)) file.resize(file.size() - kEnding.size());
+  constexpr std::string_view kTomlEnding = ".toml";
+  if (file.ends_with(kTomlEnding)) file.resize(file.size() - kTomlEnding.size());
   return file + "-cells";
 }
 
