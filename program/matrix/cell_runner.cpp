@@ -100,6 +100,7 @@ void CellRunner::Start(const MatrixCell& cell) {
   words.insert(words.begin() + static_cast<std::ptrdiff_t>(behind),
                {"--events", folder_.PartOf(cell)});
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
 

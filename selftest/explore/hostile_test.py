@@ -42,20 +42,21 @@ class Hostile(HostileTest):
         status, output, errors = self.explore("--mount", mount, "--seeds", seeds, "--out", "out", "DH0:")
         self.assertEqual((status, errors), (10, ""), output)
         found = self.differences(output)
-        self.assertEqual(len(found), 1, output)
-        (found_id, calls), = found.items()
-        self.assertRegex(found_id, id or "-ends-handler$")
-        self.assertLessEqual(calls, 8)
+        # One that counts its calls may end behind another one of ours in each sequence.
+        self.assertTrue(len(found) == 1 or found and not replays, output)
+        for found_id, calls in found.items():
+            self.assertRegex(found_id, id or "-ends-handler$")
+            self.assertLessEqual(calls, 8)
         self.assertIn(f"  {how} (rule: handler-lives)\n", output)
         self.assertEqual(self.counts(output)[0], 3)
         if replays:
             self.assert_replays(mount, found_id)
 
     def test_a_crash(self):
-        self.assert_ends("in=FSRename,how=crash", "ended by signal 11 (SIGSEGV) in FSRename()", id="^rename-ends-handler$")
+        self.assert_ends("in=FSRename,how=signal", "ended by signal 11 (SIGSEGV) in FSRename()", id="^rename-ends-handler$")
 
     def test_a_crash_in_what_many_calls_need(self):
-        self.assert_ends("in=FSLock,how=crash,at=7", "ended by signal 11 (SIGSEGV) in FSLock()", replays=False)
+        self.assert_ends("in=FSLock,how=signal,at=7", "ended by signal 11 (SIGSEGV) in FSLock()", replays=False)
 
     def test_a_crash_where_something_is_given_back(self):
         self.assert_ends("in=FSUnLock,how=signal,at=9", "ended by signal 11 (SIGSEGV) in FSUnLock()", replays=False)
@@ -106,8 +107,9 @@ class Hostile(HostileTest):
         self.assertLessEqual(found.get("remount-size", 99), 8, output)
         self.assert_replays(mount, "remount-size")
 
+    @unittest.skipIf("QUORLE_SANITIZE" in os.environ, "a sanitizer has a line of its own")
     def test_a_crash_in_the_program_itself_says_in_which_sequence(self):
-        mount = self.rogue("in=FSRename,how=crash,isolate=no")
+        mount = self.rogue("in=FSRename,how=signal,isolate=no")
         status, output, errors = self.explore("--mount", mount, "--seeds", "1..20", "DH0:")
         self.assertEqual(status, -signal.SIGSEGV, output)
         self.assertRegex(errors, r"\Aquorle: DH0: the program crashed, seed \d+; a handler in its own process is its end, "
