@@ -107,10 +107,10 @@ std::vector<NamedSyntax> AllSyntaxes() {
 
 std::string BashTable() {
   std::string text = "\n_quorle_syntax() {\n  commands=(";
-  for (const SubCommand& command : SubCommands()) text += " " + std::string(command.name);
+  for (const SubCommand& command : SubCommands()) text.append(" ").append(command.name);
   text += " )\n  case $1 in\n";
   for (const auto& [name, syntax] : AllSyntaxes()) {
-    text += "    " + Quote(name) + ")\n      options=(";
+    text.append("    ").append(Quote(name)).append(")\n      options=(");
     for (const CommandOption& option : syntax.options) {
       const std::string kind = option.type == nullptr ? "" : BashKind(option.type);
       for (const std::string& word : NamesOf(option.name)) {
@@ -119,7 +119,7 @@ std::string BashTable() {
     }
     text += " )\n      operands=(";
     for (const std::string& operand : syntax.operands) {
-      text += " " + Quote(operand == kAnyNumber ? operand : BashKind(operand));
+      text.append(" ").append(Quote(operand == kAnyNumber ? operand : BashKind(operand)));
     }
     text += " )\n      is_option_anywhere=";
     text += syntax.is_option_anywhere ? "1\n      ;;\n" : "\n      ;;\n";
@@ -152,7 +152,7 @@ std::string ZshOption(const CommandOption& option) {
     word += ZshExplanation(option.help);
     if (option.type != nullptr)
       word.append(":").append(option.type).append(":").append(ZshAction(option.type));
-    words += "\n        " + Quote(word);
+    words.append("\n        ").append(Quote(word));
   }
   return words;
 }

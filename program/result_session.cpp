@@ -93,7 +93,10 @@ std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path)
   }
   // Those of another version of the program cannot be run here.
   for (const std::string& id : TakeUnknown(ids)) {
-    console_.Report(path + ": this program has no check " + id);
+    std::string line = path;
+    line += ": this program has no check ";
+    line += id;
+    console_.Report(line);
   }
   if (ids.empty()) return RETURN_FAIL;
   selection_.Keep(ids);

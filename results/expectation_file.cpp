@@ -336,7 +336,9 @@ std::string QuotedBriefly(std::string_view text) {
   constexpr std::size_t kLongest = 80;
   std::size_t length = std::min(text.size(), kLongest);
   while (length < text.size() && IsInsideCharacter(text[length])) --length;
-  return "\"" + OnOneLine(text.substr(0, length)) + (length < text.size() ? "...\"" : "\"");
+  std::string quoted(1, '"');
+  quoted += OnOneLine(text.substr(0, length));
+  return quoted + (length < text.size() ? "...\"" : "\"");
 }
 
 std::string EntryProblem(const std::string& path, std::size_t line, const ExpectationEntry& entry,
