@@ -109,7 +109,7 @@ class Hostile(HostileTest):
 
     @unittest.skipIf("QUORLE_SANITIZE" in os.environ, "a sanitizer has a line of its own")
     def test_a_crash_in_the_program_itself_says_in_which_sequence(self):
-        mount = self.rogue("in=FSRename,how=signal,isolate=no")
+        mount = self.rogue("in=FSRename,how=crash,isolate=no")
         status, output, errors = self.explore("--mount", mount, "--seeds", "1..20", "DH0:")
         self.assertEqual(status, -signal.SIGSEGV, output)
         self.assertRegex(errors, r"\Aquorle: DH0: the program crashed, seed \d+; a handler in its own process is its end, "
