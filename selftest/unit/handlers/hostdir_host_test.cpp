@@ -395,9 +395,9 @@ TEST_F(HostdirTest, WhatIsDeletedIsGoneFromAFuseFilesystem) {
     dos().UnLock(lock);
     for (const char* const name : {"DH0:d/a", "DH0:d/b"}) {
       EXPECT_EQ(Code(dos().Delete(name)), 0);
-      EXPECT_EQ(Code(dos().SetDate("DH0:d", date)), 0);
       EXPECT_EQ(HostNames(host->path() / "d"),
                 name == std::string("DH0:d/a") ? Names{"b"} : Names{});
+      EXPECT_EQ(Code(dos().SetDate("DH0:d", date)), 0);
       const Attributes directory = Look("DH0:d");
       EXPECT_EQ(directory.date.ds_Days, date.ds_Days);
       EXPECT_EQ(directory.date.ds_Minute, date.ds_Minute);
