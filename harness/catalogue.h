@@ -37,6 +37,7 @@ struct TestGroup {
   /// implement its operation.
   std::int32_t (*run)(TestContext& ctx, const TestGroup& group,
                       RunListener& listener) = RunTestGroup;
+  const char* id = nullptr;  ///< what reports call it; null: its label without the brackets
 };
 
 /// One row of the catalogue; its number is its index plus 1. The last row of a catalogue has a null
@@ -44,6 +45,14 @@ struct TestGroup {
 struct TestEntry {
   const TestGroup* group;
   const char* title;  ///< as the test list shows it; a row with a null title is not listed
+};
+
+/// A list of tests, as Run() takes it.
+struct Catalogue {
+  const char* name;          ///< "standard"
+  const TestEntry* entries;  ///< at least one, then a row with a null group
+  bool is_further = false;   ///< its tests get a FurtherContext
+  bool may_destroy = false;  ///< what they are told there
 };
 
 }  // namespace quorle

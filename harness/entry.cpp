@@ -2,6 +2,7 @@
 
 #include "harness/context.h"
 #include "harness/diagnostics.h"
+#include "harness/further_context.h"
 #include "harness/run_listener.h"
 #include "harness/target.h"
 
@@ -36,6 +37,17 @@ bool OpenInterface(ExecInterface& exec, const char* name, const Library*& base,
   if (base == nullptr) return false;
   interface = static_cast<InterfaceType*>(exec.GetInterface(base, "main", kInterfaceVersion));
   return interface != nullptr;
+}
+
+/// Gets what the tests of a further catalogue need beside `ctx.IDOS`; false when it is not there, with
+/// the reason printed.
+bool OpenFurther(ExecInterface& exec, FurtherContext& ctx, bool may_destroy) {
+  ctx.may_destroy = may_destroy;
+  ctx.IFurtherDos = static_cast<FurtherDosInterface*>(
+      exec.GetInterface(ctx.dos_base, kFurtherInterface, kInterfaceVersion));
+  if (ctx.IFurtherDos != nullptr) return true;
+  ctx.IDOS->PutStr("\n\nThis dos.library does not have the calls of the further tests\n\n");
+  return false;
 }
 
 void PrintUsage(TestContext& ctx, const TestEntry* catalogue) {
@@ -138,7 +150,7 @@ std::int32_t TestTarget(TestContext& ctx, const TestEntry* catalogue, RunListene
 }
 
 /// Everything between the allocation of the context and the clean-up.
-std::int32_t RunInContext(ExecInterface& exec, Resources& resources, const TestEntry* catalogue,
+std::int32_t RunInContext(ExecInterface& exec, Resources& resources, const Catalogue& catalogue,
                           RunListener& listener) {
   TestContext& ctx = *resources.ctx;
   if (!OpenInterface(exec, "dos.library", ctx.dos_base, ctx.IDOS)) return RETURN_FAIL;
@@ -158,24 +170,31 @@ std::int32_t RunInContext(ExecInterface& exec, Resources& resources, const TestE
     return RETURN_FAIL;
   }
 
+  if (catalogue.is_further && !OpenFurther(exec, FurtherOf(ctx), catalogue.may_destroy)) {
+    return RETURN_FAIL;
+  }
+
   ClearScreen(ctx);
   ctx.catalogue_size = 1;
-  while (catalogue[ctx.catalogue_size].group != nullptr) ++ctx.catalogue_size;
+  while (catalogue.entries[ctx.catalogue_size].group != nullptr) ++ctx.catalogue_size;
 
   resources.arguments = dos.ReadArgs(kArgumentTemplate, ctx.args, RdArgsHandle{});
   if (!resources.arguments) {
-    PrintUsage(ctx, catalogue);
+    PrintUsage(ctx, catalogue.entries);
     return RETURN_FAIL;
   }
   ctx.IUtility->Strlcpy(ctx.device_name, ctx.args[kDeviceArgument].text, sizeof(ctx.device_name));
 
   if (!SelectTests(ctx)) return RETURN_FAIL;
   if (!IdentifyTarget(ctx, resources.handler)) return RETURN_FAIL;
-  return TestTarget(ctx, catalogue, listener);
+  return TestTarget(ctx, catalogue.entries, listener);
 }
 
-void Release(ExecInterface& exec, const Resources& resources) {
+void Release(ExecInterface& exec, const Catalogue& catalogue, const Resources& resources) {
   if (TestContext* const ctx = resources.ctx; ctx != nullptr) {
+    if (catalogue.is_further && FurtherOf(*ctx).IFurtherDos != nullptr) {
+      exec.DropInterface(FurtherOf(*ctx).IFurtherDos);
+    }
     if (ctx->IDOS != nullptr) {
       ctx->IDOS->FreeArgs(resources.arguments);
       ctx->IDOS->FreeDeviceProc(resources.handler);
@@ -194,7 +213,7 @@ void Release(ExecInterface& exec, const Resources& resources) {
 const char kArgumentTemplate[] =
     "Device/A,NoInfoMessages=NI/S,NoWarnMessages=NW/S,NoRootMessages=NR/S,AbortOnErr=AOE/S,FirstTestNumber=FTN/K/N,LastTestNumber=LTN/K/N,TestNumber=TN/K/N";
 
-std::int32_t Run(ExecInterface& exec, const TestEntry* catalogue, RunListener& listener) {
+std::int32_t Run(ExecInterface& exec, const Catalogue& catalogue, RunListener& listener) {
   Resources resources;
   std::int32_t result = RETURN_FAIL;
 
@@ -204,13 +223,14 @@ std::int32_t Run(ExecInterface& exec, const TestEntry* catalogue, RunListener& l
     resources.startup_message = exec.GetMsg(process->port);
   }
 
-  resources.ctx = static_cast<TestContext*>(exec.AllocVecTags(sizeof(TestContext)));
+  resources.ctx = static_cast<TestContext*>(
+      exec.AllocVecTags(catalogue.is_further ? sizeof(FurtherContext) : sizeof(TestContext)));
   if (resources.ctx != nullptr) {
     resources.ctx->IExec = &exec;
     resources.ctx->process = process;
     result = RunInContext(exec, resources, catalogue, listener);
   }
-  Release(exec, resources);
+  Release(exec, catalogue, resources);
   return result;
 }
 

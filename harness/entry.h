@@ -9,9 +9,9 @@
 namespace quorle {
 
 /// The program: opens the platform, parses the command line, identifies the target, runs the
-/// selected rows of `catalogue` (at least one, then a row with a null group) and releases everything.
+/// selected rows of `catalogue` and releases everything.
 /// `listener` is called for each group and sub-test. Returns RETURN_OK when every selected group
 /// passed, RETURN_ERROR when one did not, RETURN_FAIL when the run was refused before the tests.
-std::int32_t Run(ExecInterface& exec, const TestEntry* catalogue, RunListener& listener);
+std::int32_t Run(ExecInterface& exec, const Catalogue& catalogue, RunListener& listener);
 
 }  // namespace quorle

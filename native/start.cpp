@@ -43,7 +43,7 @@ extern "C" [[gnu::used, gnu::section(".text.start")]] std::int32_t _start(const 
   exec.Obtain(&exec);
   NativeExec platform(exec);
   SilentListener listener;
-  const std::int32_t result = Run(platform, kCatalogue, listener);
+  const std::int32_t result = Run(platform, kStandardCatalogue, listener);
   exec.Release(&exec);
   return result;
 }

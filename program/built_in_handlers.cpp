@@ -1,6 +1,9 @@
 #include "program/built_in_handlers.h"
 
+#include <sstream>
+
 #include "handlers/deviate/deviation.h"
+#include "handlers/deviate/further_notices.h"
 #include "handlers/deviate/hidden.h"
 #include "handlers/deviate/layer.h"
 #include "handlers/hostdir/hostdir_handler.h"
@@ -22,6 +25,19 @@ std::unique_ptr<PortLayer> Deviate(::FileSystemVectorPort& port, const ::Handler
   auto layer = deviate::Layer::Over(port, dos, names, problem);
   if (layer == nullptr) return nullptr;
   return std::make_unique<DeviatingLayer>(std::move(layer));
+}
+
+/// "NAME: the filesystem ...; noticed by Further.Group.Check, Further.Group.Other"
+std::string HiddenLine(const deviate::HiddenDeviation& deviation) {
+  std::string line = std::string(deviation.name) + ": the filesystem " +
+                     std::string(deviation.does) + "; noticed by";
+  std::istringstream checks{std::string(deviate::FurtherNotices(deviation.name))};
+  const char* separator = " Further.";
+  for (std::string check; checks >> check;) {
+    line += separator + check;
+    separator = ", Further.";
+  }
+  return checks.str().empty() ? line + " none of the tests" : line;
 }
 
 }  // namespace
@@ -48,8 +64,10 @@ std::string DeviationList() {
     list += '\n';
   }
   for (const deviate::HiddenDeviation& deviation : deviate::HiddenDeviations()) {
-    list += std::string(deviation.name) + ": the filesystem " + std::string(deviation.does) +
-            "; noticed by none of the tests; quorle explore finds it\n";
+    list += HiddenLine(deviation) + "; quorle explore finds it\n";
+  }
+  for (const deviate::HiddenDeviation& deviation : deviate::FurtherDeviations()) {
+    list += HiddenLine(deviation) + '\n';
   }
   return list;
 }

@@ -70,7 +70,9 @@ std::string Paragraphs(const std::string& text, std::size_t indent = 0) {
 std::string Shown(const Answer& answer) {
   const ExplainedGroup& group = *answer.group;
   std::string text =
-      Wrapped(group.id + ", test " + std::to_string(group.row) + ": " + group.title, 0);
+      Wrapped(group.id + (group.id.starts_with("Further.") ? ", further test " : ", test ") +
+                  std::to_string(group.row) + ": " + group.title,
+              0);
   text += Paragraphs(group.what);
   for (const ExplainedGroup::Check* const check : answer.checks) {
     text += '\n' + check->id + '\n' + Wrapped(WithoutBackticks(check->what), 4);

@@ -5,7 +5,9 @@
 #include <string_view>
 #include <utility>
 
+#include "program/catalogues.h"
 #include "program/sub_commands.h"
+#include "program/tester_line.h"
 
 namespace quorle {
 namespace {
@@ -83,6 +85,19 @@ std::string ReadResultText(const std::string& text, HostOptions& options) {
   return {};
 }
 
+std::string ReadCatalogue(const std::string& text, HostOptions& options) {
+  if (FindCatalogues(text).empty()) {
+    return "\"" + text + "\" is not a catalogue; it is standard, further or all";
+  }
+  options.results.catalogue = text;
+  return {};
+}
+
+std::string TakeAllowDestroy(const std::string&, HostOptions& options) {
+  options.may_destroy = true;
+  return {};
+}
+
 std::string ReadRepeat(const std::string& text, HostOptions& options) {
   constexpr std::int32_t kMost = 1'000'000;
   std::int32_t& repeat = options.results.repeat;
@@ -121,6 +136,7 @@ struct HostOption {
   bool is_of_machine = false;  ///< sub-commands that have a machine take it, too
 };
 
+constexpr const char* kCatalogue = "--catalogue";
 constexpr const char* kListChecks = "--list-checks";
 constexpr const char* kListDeviations = "--list-deviations";
 constexpr const char* kSummary = "--summary";
@@ -155,6 +171,11 @@ constexpr HostOption kOptions[] = {
     {kListDeviations, nullptr,
      "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.", nullptr},
     {"--workbench", nullptr, "Starts as from the desktop.", TakeWorkbench},
+    {kCatalogue, "NAME",
+     "Which list of tests is run: standard, the default, further, or all, one after the other.",
+     ReadCatalogue},
+    {"--allow-destroy", nullptr,
+     "Lets tests of the further catalogue format the volume, if it is empty.", TakeAllowDestroy},
     {"--select", "PATTERNS",
      "Runs these checks alone: ids such as Lock.MissingObject, groups, or globs of either, "
      "separated by commas.",
@@ -300,6 +321,15 @@ HostCommand ReadHostCommand(std::span<const char* const> words) {
   if (!problem.empty()) return Refused(std::move(problem));
   if (command.options.results.repeat > 1 && command.options.trace_file) {
     return Refused(std::string(kTrace) + " is of one run: it excludes " + kRepeat);
+  }
+  if (command.options.results.catalogue == "all") {
+    if (command.options.trace_file) {
+      return Refused(std::string(kTrace) + " is of one run: it excludes " + kCatalogue + " all");
+    }
+    if (ReadTesterLine(JoinArguments(line.rest)).has_numbers) {
+      return Refused(std::string(kCatalogue) +
+                     " all excludes TN, FTN and LTN: each catalogue has numbers of its own");
+    }
   }
   command.options.arguments.assign(words.begin(), words.end());
   command.options.dos.arguments = JoinArguments(line.rest);

@@ -19,14 +19,15 @@ inline constexpr const char* kProgramVersion = "53.24";
 
 /// What is run, and what becomes of its results.
 struct ResultOptions {
-  std::optional<std::string> events;  ///< a file, or "fd:" and the number of a descriptor
-  std::optional<std::string> expect;  ///< a file of expectations
-  std::optional<std::string> bless;   ///< the same, to be written
-  std::optional<std::string> select;  ///< patterns, separated by commas
-  std::optional<std::string> skip;    ///< the same
-  std::optional<std::string> failed;  ///< an event file of an earlier run
-  std::optional<bool> summary;        ///< none: on a terminal alone
-  std::int32_t repeat = 1;            ///< how many runs there are
+  std::string catalogue = "standard";  ///< as FindCatalogues() has it
+  std::optional<std::string> events;   ///< a file, or "fd:" and the number of a descriptor
+  std::optional<std::string> expect;   ///< a file of expectations
+  std::optional<std::string> bless;    ///< the same, to be written
+  std::optional<std::string> select;   ///< patterns, separated by commas
+  std::optional<std::string> skip;     ///< the same
+  std::optional<std::string> failed;   ///< an event file of an earlier run
+  std::optional<bool> summary;         ///< none: on a terminal alone
+  std::int32_t repeat = 1;             ///< how many runs there are
 };
 
 /// What happens between the groups, and behind the run.
@@ -44,6 +45,7 @@ struct HostOptions {
   std::optional<std::string> trace_file;
   std::chrono::seconds limit{60};  ///< what the handlers may take for one group
   RemountOptions remount;
+  bool may_destroy = false;  ///< tests may do what loses all that is on the volume
   ResultOptions results;
   std::vector<std::string> arguments;  ///< all words of the command line
 };

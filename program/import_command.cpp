@@ -70,7 +70,7 @@ std::int32_t ImportCommand(std::span<const char* const> words, Console& console)
   }
   std::string problem;
   std::vector<Event> events;
-  if (!ImportLogFile(options->log, kCatalogue, events, problem)) {
+  if (!ImportLogFile(options->log, kStandardCatalogue, events, problem)) {
     console.Report(problem);
     return RETURN_FAIL;
   }

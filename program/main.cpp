@@ -12,11 +12,11 @@
 #include "hosted/dos/descriptors.h"
 #include "platform/constants.h"
 #include "program/built_in_handlers.h"
+#include "program/catalogues.h"
 #include "program/host_options.h"
 #include "program/sub_commands.h"
 #include "program/tester_run.h"
 #include "results/check_list.h"
-#include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
@@ -34,7 +34,7 @@ int KeepStandardOutput() {
 /// A line for each check.
 std::string CheckList() {
   std::string text;
-  for (const CheckInfo& check : ListChecks(kCatalogue)) {
+  for (const CheckInfo& check : ListChecks(KnownCatalogues())) {
     text += check.id + "\t" + check.catalogue + "\t" + std::to_string(check.row) + "\t" +
             std::to_string(check.number) + "\t" + check.title + "\n";
   }

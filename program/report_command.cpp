@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/constants.h"
+#include "program/catalogues.h"
 #include "results/check_list.h"
 #include "results/expectations.h"
 #include "results/explanations.h"
@@ -17,7 +18,6 @@
 #include "results/run_record.h"
 #include "results/summary.h"
 #include "results/whole_file.h"
-#include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
@@ -136,8 +136,9 @@ std::int32_t RunReport(std::span<const char* const> words, Console& console) {
     return RETURN_FAIL;
   }
   Expectations expectations;
-  const bool is_fine = request.expectations.empty() ||
-                       expectations.Load(request.expectations, ListChecks(kCatalogue), problem);
+  const bool is_fine =
+      request.expectations.empty() ||
+      expectations.Load(request.expectations, ListChecks(KnownCatalogues()), problem);
   if (!is_fine) {
     console.Report(problem);
     return RETURN_FAIL;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/constants.h"
+#include "program/catalogues.h"
 #include "results/bless.h"
 #include "results/exit_status.h"
 #include "results/summary.h"
@@ -28,20 +29,21 @@ std::string HowOf(std::string_view how) {
 
 }  // namespace
 
-ResultSession::ResultSession(const ResultOptions& options, const TestEntry* catalogue,
-                             const Screen& screen, Console& console)
+ResultSession::ResultSession(const ResultOptions& options,
+                             std::span<const Catalogue* const> catalogues, const Screen& screen,
+                             Console& console)
     : options_(options),
-      catalogue_(catalogue),
+      catalogues_(catalogues),
       screen_(screen),
       console_(console),
-      selection_(catalogue),
+      chosen_(catalogues),
       events_(console) {}
 
 // ---- Before the runs ---------------------------------------------------------------------------
 
 std::optional<std::int32_t> ResultSession::Prepare() {
   std::string problem;
-  const std::vector<CheckInfo>& checks = selection_.checks();
+  const std::vector<CheckInfo> checks = ListChecks(KnownCatalogues());
   if (options_.expect && !expectations_.Load(*options_.expect, checks, problem)) {
     console_.Report(problem);
     return RETURN_FAIL;
@@ -50,18 +52,17 @@ std::optional<std::int32_t> ResultSession::Prepare() {
     console_.Report(problem);
     return RETURN_FAIL;
   }
-  if (options_.select && !selection_.Select(*options_.select, problem)) {
+  if (options_.select && !chosen_.Select(*options_.select, problem)) {
     console_.Report("--select: " + problem);
     return RETURN_FAIL;
   }
-  if (options_.skip && !selection_.Skip(*options_.skip, problem)) {
+  if (options_.skip && !chosen_.Skip(*options_.skip, problem)) {
     console_.Report("--skip: " + problem);
     return RETURN_FAIL;
   }
   if (options_.failed) {
     if (const auto status = SelectFailed(*options_.failed)) return status;
   }
-  if (!selection_.is_everything()) selected_.emplace(catalogue_, selection_);
   return std::nullopt;
 }
 
@@ -83,7 +84,8 @@ std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path)
     }
     // Of a run that was cut off or refused what it did not come to as well.
     if (run.end && !run.was_refused()) continue;
-    for (const CheckInfo& check : selection_.checks()) {
+    for (const CheckInfo& check : chosen_.checks()) {
+      if (check.catalogue != run.start.catalogue) continue;
       if (seen.count(check.id) == 0) ids.insert(check.id);
     }
   }
@@ -99,14 +101,14 @@ std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path)
     console_.Report(line);
   }
   if (ids.empty()) return RETURN_FAIL;
-  selection_.Keep(ids);
+  chosen_.Keep(ids);
   return std::nullopt;
 }
 
 std::vector<std::string> ResultSession::TakeUnknown(std::set<std::string>& ids) const {
   std::vector<std::string> unknown;
   for (auto id = ids.begin(); id != ids.end();) {
-    const std::vector<CheckInfo>& checks = selection_.checks();
+    const std::vector<CheckInfo>& checks = chosen_.checks();
     const bool is_known = std::any_of(checks.begin(), checks.end(),
                                       [&](const CheckInfo& check) { return check.id == *id; });
     if (!is_known) unknown.push_back(*id);
@@ -115,20 +117,32 @@ std::vector<std::string> ResultSession::TakeUnknown(std::set<std::string>& ids) 
   return unknown;
 }
 
-const TestEntry* ResultSession::catalogue() const {
-  return selected_ ? selected_->entries() : catalogue_;
+std::vector<const Catalogue*> ResultSession::SelectedCatalogues() const {
+  std::vector<const Catalogue*> selected;
+  for (const Catalogue* const catalogue : catalogues_) {
+    if (!chosen_.Of(*catalogue).is_empty()) selected.push_back(catalogue);
+  }
+  return selected;
+}
+
+const Catalogue& ResultSession::catalogue() const {
+  return selected_ ? selected_->catalogue() : *catalogue_;
 }
 
 // ---- A run -------------------------------------------------------------------------------------
 
-bool ResultSession::BeginRun(const RunEvent& start) {
-  const bool is_first = start.repeat == 1;
+bool ResultSession::BeginRun(const RunEvent& start, const Catalogue& catalogue) {
+  const bool is_first = catalogue_ == nullptr;
   if (options_.events && is_first && !events_.Open(*options_.events)) {
     return false;
   }
   record_ = {};
+  catalogue_ = &catalogue;
+  selected_.reset();
+  selection_.emplace(chosen_.Of(catalogue));
+  if (!chosen_.is_everything()) selected_.emplace(catalogue, *selection_);
   EventSink& sink = *this;
-  recorder_.emplace(selection_, sink);
+  recorder_.emplace(*selection_, sink);
   recorder_->Begin(start);
   return true;
 }
@@ -142,14 +156,14 @@ std::int32_t ResultSession::EndRun(std::int32_t result, bool is_whole) {
   std::int32_t status = ExitStatus(record_, options_.expect ? &expectations_ : nullptr);
   is_whole_ = is_whole_ && is_whole && !events_.failed();
   if (!is_whole_) status = std::max<std::int32_t>(status, RETURN_ERROR);
-  if (options_.repeat > 1) repeats_.Add(record_);
+  if (options_.repeat > 1) repeats_[record_.start.catalogue].Add(record_);
   if (status != RETURN_OK && !not_fine_) not_fine_ = record_;
   if (options_.bless) to_bless_.push_back(record_);
   return status;
 }
 
 bool ResultSession::DidNothing() const {
-  return record_.target && record_.groups.empty() && !selection_.is_everything() &&
+  return record_.target && record_.groups.empty() && !chosen_.is_everything() &&
          std::all_of(record_.checks.begin(), record_.checks.end(),
                      [](const CheckEvent& check) { return check.why == kNotSelected; });
 }
@@ -173,7 +187,9 @@ std::int32_t ResultSession::Finish(std::int32_t status) {
       console_.Report("the run is not as " + *options_.expect + " says; --summary shows where");
     }
   }
-  if (const std::string differences = repeats_.Differences(); !differences.empty()) {
+  for (const auto& [name, repeats] : repeats_) {
+    const std::string differences = repeats.Differences();
+    if (differences.empty()) continue;
     console_.PrintError(differences);
     // A check may be expected to come out in several ways.
     if (!options_.expect) status = std::max<std::int32_t>(status, RETURN_ERROR);
@@ -184,7 +200,7 @@ std::int32_t ResultSession::Finish(std::int32_t status) {
 std::int32_t ResultSession::WriteBlessed() {
   std::string problem;
   BlessReport report;
-  if (!Bless(*options_.bless, to_bless_, selection_.checks(), report, problem)) {
+  if (!Bless(*options_.bless, to_bless_, ListChecks(KnownCatalogues()), report, problem)) {
     console_.Report(problem);
     return RETURN_FAIL;
   }

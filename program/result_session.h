@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -31,19 +33,22 @@ class ResultSession final : public WatchListener, private EventSink {
     bool progress = false;  ///< whether a run that takes longer than a second shows where it is
   };
 
-  /// `options`, `console` and `catalogue` must outlive this.
-  ResultSession(const ResultOptions& options, const TestEntry* catalogue, const Screen& screen,
-                Console& console);
+  /// For runs of `catalogues`, one at least. All that is handed over must outlive this.
+  ResultSession(const ResultOptions& options, std::span<const Catalogue* const> catalogues,
+                const Screen& screen, Console& console);
 
   /// Reads the files that the options name. The exit status when there is nothing to run: 20 for a
   /// file or a pattern that is wrong, 0 when --failed finds nothing; one line says which.
   std::optional<std::int32_t> Prepare();
-  /// What is to be run: the catalogue, or what was selected of it.
-  const TestEntry* catalogue() const;
-  const Selection& selection() const { return selection_; }
+  /// The catalogues of which something was selected, in their order.
+  std::vector<const Catalogue*> SelectedCatalogues() const;
 
-  /// A run begins. False, with one line, when its events cannot be written.
-  bool BeginRun(const RunEvent& start);
+  /// A run of `catalogue` begins. False, with one line, when its events cannot be written.
+  bool BeginRun(const RunEvent& start, const Catalogue& catalogue);
+  /// What is run: the catalogue, or what was selected of it.
+  const Catalogue& catalogue() const;
+  /// What was selected of it.
+  const Selection& selection() const { return *selection_; }
   /// What is to be called about the run, until EndRun().
   RunRecorder& recorder() { return *recorder_; }
   /// The run has ended with `result`; `is_whole` unless a part of what was asked for is missing.
@@ -71,11 +76,13 @@ class ResultSession final : public WatchListener, private EventSink {
   bool DidNothing() const;
 
   const ResultOptions& options_;
-  const TestEntry* catalogue_;
+  std::span<const Catalogue* const> catalogues_;
   Screen screen_;
   Console& console_;
-  Selection selection_;
-  std::optional<SelectedCatalogue> selected_;
+  Selection chosen_;                           ///< of all catalogues
+  const Catalogue* catalogue_ = nullptr;       ///< of the run
+  std::optional<Selection> selection_;         ///< of its catalogue
+  std::optional<SelectedCatalogue> selected_;  ///< none: it is run as a whole
   Expectations expectations_;
   EventFile events_;
   std::optional<RunRecorder> recorder_;
@@ -84,7 +91,7 @@ class ResultSession final : public WatchListener, private EventSink {
   std::vector<RunRecord> to_bless_;    ///< all runs, when --bless is given
   bool is_whole_ =
       true;  ///< nothing of what was asked for is missing of a run, an event or a trace
-  Repeats repeats_;
+  std::map<std::string, Repeats> repeats_;  ///< by the catalogue
 };
 
 }  // namespace quorle

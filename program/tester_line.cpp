@@ -37,7 +37,9 @@ TesterLine ReadTesterLine(const std::string& line) {
   }
   for (const WordName& word : kNumbers) {
     const std::int32_t* const number = words[word.index].number;
-    if (number != nullptr) add(std::string(word.name) + "=" + std::to_string(*number));
+    if (number == nullptr) continue;
+    add(std::string(word.name) + "=" + std::to_string(*number));
+    parts.has_numbers = true;
   }
   return parts;
 }

@@ -17,6 +17,7 @@
 #include "platform/trace_json.h"
 #include "platform/tracing.h"
 #include "program/call_watch.h"
+#include "program/catalogues.h"
 #include "program/device_session.h"
 #include "program/left_behind.h"
 #include "program/line_file.h"
@@ -25,7 +26,6 @@
 #include "program/run_start.h"
 #include "program/tester_line.h"
 #include "results/call_recorder.h"
-#include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
@@ -78,7 +78,7 @@ class HostListener final : public RunListener {
     // The first row runs whatever the last one is.
     std::int32_t rows = 0;
     for (std::int32_t row = first; row <= std::max(first, last); ++row) {
-      if (IsSelected(parts_.results.catalogue()[row])) ++rows;
+      if (IsSelected(parts_.results.catalogue().entries[row])) ++rows;
     }
     parts_.reporter.BeginRun(rows);
     parts_.remounter.BeginRun(ctx);
@@ -108,7 +108,7 @@ class HostListener final : public RunListener {
   }
   void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
     if (IsSelected(entry) && entry.group->sub_tests != nullptr) {
-      parts_.remounter.EndGroup(std::string(GroupOf(entry.group->label)));
+      parts_.remounter.EndGroup(std::string(IdOf(*entry.group)));
     }
     parts_.results.recorder().OnGroupEnd(entry, result);
     if (IsSelected(entry)) parts_.reporter.EndTest();
@@ -118,7 +118,7 @@ class HostListener final : public RunListener {
 
  private:
   bool IsSelected(const TestEntry& entry) const {
-    return parts_.results.selection().IncludesGroup(GroupOf(entry.group->label));
+    return parts_.results.selection().IncludesGroup(IdOf(*entry.group));
   }
 
   Parts parts_;
@@ -140,16 +140,20 @@ class Listening {
 };
 
 /// What the first event says of the run number `repeat`.
-RunEvent StartOf(const HostOptions& options, const DeviceSession& session, std::int32_t repeat) {
+RunEvent StartOf(const HostOptions& options, const DeviceSession& session, std::int32_t repeat,
+                 const Catalogue& catalogue) {
   TesterLine line = ReadTesterLine(options.dos.arguments);
   RunEvent start = RunStart(options, session, line.device);
   start.words = std::move(line.words);
   start.repeat = repeat;
+  start.catalogue = catalogue.name;
   return start;
 }
 
-std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSession& results,
-                     const ResultSession::Screen& screen, Console& console) {
+/// One run of `catalogue`.
+std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, const Catalogue& catalogue,
+                     ResultSession& results, const ResultSession::Screen& screen,
+                     Console& console) {
   SystemClock clock;
   DeviceSession session(options, console, clock,
                         [&console](const std::string& line) { console.Report(line); });
@@ -159,7 +163,8 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
   // An older trace is emptied now that there is something to put in its place.
   LineFile trace(kTraceFile, console);
   if (options.trace_file && !trace.Open(options.trace_file->c_str())) return RETURN_FAIL;
-  if (!results.BeginRun(StartOf(options, session, repeat))) return RETURN_FAIL;
+  if (!results.BeginRun(StartOf(options, session, repeat, catalogue), catalogue))
+    return RETURN_FAIL;
   const Listening listening(watch, results);
 
   JsonTrace json(trace);
@@ -186,7 +191,9 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
                          .console = console,
                          .results = results,
                          .remounter = remounter});
-  const std::int32_t result = Run(interception.exec(), results.catalogue(), listener);
+  Catalogue tests = results.catalogue();
+  tests.may_destroy = options.may_destroy;
+  const std::int32_t result = Run(interception.exec(), tests, listener);
   const bool finished = reporter.EndRun();
   for (const std::string& complaint : machine.ShutDown()) watch.Report(complaint);
   remounter.EndRun();
@@ -197,12 +204,15 @@ std::int32_t RunOnce(const HostOptions& options, std::int32_t repeat, ResultSess
 
 std::int32_t RunTester(const HostOptions& options, const ResultSession::Screen& screen,
                        Console& console) {
-  ResultSession results(options.results, kCatalogue, screen, console);
+  const std::vector<const Catalogue*> catalogues = FindCatalogues(options.results.catalogue);
+  ResultSession results(options.results, catalogues, screen, console);
   if (const auto status = results.Prepare()) return *status;
   std::int32_t status = RETURN_OK;
   for (std::int32_t repeat = 1; repeat <= options.results.repeat; ++repeat) {
-    status = std::max(status, RunOnce(options, repeat, results, screen, console));
-    if (status == RETURN_FAIL) break;
+    for (const Catalogue* const catalogue : results.SelectedCatalogues()) {
+      status = std::max(status, RunOnce(options, repeat, *catalogue, results, screen, console));
+      if (status == RETURN_FAIL) return results.Finish(status);
+    }
   }
   return results.Finish(status);
 }

@@ -37,20 +37,22 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-std::string_view GroupOf(std::string_view label) {
+std::string_view IdOf(const TestGroup& group) {
+  if (group.id != nullptr) return group.id;
+  const std::string_view label = group.label;
   return label.substr(0, label.find('('));
 }
 
-std::vector<CheckInfo> ListChecks(const TestEntry* catalogue, std::string_view name) {
+std::vector<CheckInfo> ListChecks(const Catalogue& catalogue) {
   std::vector<CheckInfo> checks;
-  for (std::int32_t row = 1; catalogue[row - 1].group != nullptr; ++row) {
-    const TestEntry& entry = catalogue[row - 1];
+  for (std::int32_t row = 1; catalogue.entries[row - 1].group != nullptr; ++row) {
+    const TestEntry& entry = catalogue.entries[row - 1];
     if (entry.group->sub_tests == nullptr) continue;
-    const std::string group(GroupOf(entry.group->label));
+    const std::string group(IdOf(*entry.group));
     for (std::int32_t i = 0; entry.group->sub_tests[i].run != nullptr; ++i) {
       checks.push_back({.id = group + "." + entry.group->sub_tests[i].name,
                         .group = group,
-                        .catalogue = std::string(name),
+                        .catalogue = catalogue.name,
                         .row = row,
                         .number = i + 1,
                         .title = entry.title == nullptr ? "" : entry.title});
@@ -59,10 +61,19 @@ std::vector<CheckInfo> ListChecks(const TestEntry* catalogue, std::string_view n
   return checks;
 }
 
-std::vector<std::string> ListNotes(const TestEntry* catalogue) {
+std::vector<CheckInfo> ListChecks(std::span<const Catalogue* const> catalogues) {
+  std::vector<CheckInfo> checks;
+  for (const Catalogue* const catalogue : catalogues) {
+    const std::vector<CheckInfo> more = ListChecks(*catalogue);
+    checks.insert(checks.end(), more.begin(), more.end());
+  }
+  return checks;
+}
+
+std::vector<std::string> ListNotes(const Catalogue& catalogue) {
   std::vector<std::string> notes;
-  for (const TestEntry* entry = catalogue; entry->group != nullptr; ++entry) {
-    if (entry->group->sub_tests == nullptr) notes.emplace_back(GroupOf(entry->group->label));
+  for (const TestEntry* entry = catalogue.entries; entry->group != nullptr; ++entry) {
+    if (entry->group->sub_tests == nullptr) notes.emplace_back(IdOf(*entry->group));
   }
   return notes;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,15 +20,16 @@ struct CheckInfo {
   std::string title;        ///< of the row, as the test list has it
 };
 
-/// The group of `label`: "Lock" of "Lock()".
-std::string_view GroupOf(std::string_view label);
+/// The id of `group`: "Lock" of the group with the label "Lock()".
+std::string_view IdOf(const TestGroup& group);
 
-/// Every check of `catalogue` (ended by a row with a null group), in its order. `name` is what events
-/// call the catalogue.
-std::vector<CheckInfo> ListChecks(const TestEntry* catalogue, std::string_view name = "standard");
+/// Every check of `catalogue`, in its order.
+std::vector<CheckInfo> ListChecks(const Catalogue& catalogue);
+/// Every check of `catalogues`, one behind the other.
+std::vector<CheckInfo> ListChecks(std::span<const Catalogue* const> catalogues);
 
 /// The groups of `catalogue` that have no checks, in its order.
-std::vector<std::string> ListNotes(const TestEntry* catalogue);
+std::vector<std::string> ListNotes(const Catalogue& catalogue);
 
 /// Whether `pattern`, a glob as the shell has them (*, ?, [abc]), fits `id`.
 bool FitsPattern(const std::string& pattern, const std::string& id);

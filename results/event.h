@@ -18,6 +18,9 @@ namespace quorle {
 /// The version of the stream that this program writes, and the newest that it reads.
 inline constexpr std::int32_t kEventVersion = 1;
 
+/// The catalogue that a run is of unless it says another.
+inline constexpr const char* kStandardName = "standard";
+
 /// A run begins.
 struct RunEvent {
   std::int32_t version = kEventVersion;
@@ -29,6 +32,7 @@ struct RunEvent {
   std::string handler;                 ///< "ram", "plugin"; empty when nobody knows
   std::string time;                    ///< UTC: "2026-11-21T19:00:00Z"
   std::int32_t repeat = 1;             ///< which of several runs with the same arguments, from 1
+  std::string catalogue = kStandardName;  ///< "standard", "further"
 };
 
 /// What is tested, once it is identified.
@@ -66,10 +70,10 @@ inline constexpr const char* kNothingToDo = "nothing to do";
 
 /// A check has its verdict.
 struct CheckEvent {
-  std::string id;                      ///< "Lock.MissingObject"
-  std::string catalogue = "standard";  ///< "standard", "further"
-  std::int32_t row = 0;                ///< of its group in the catalogue, from 1
-  std::int32_t number = 0;             ///< in its group, from 1
+  std::string id;                         ///< "Lock.MissingObject"
+  std::string catalogue = kStandardName;  ///< as of the run
+  std::int32_t row = 0;                   ///< of its group in the catalogue, from 1
+  std::int32_t number = 0;                ///< in its group, from 1
   Verdict verdict = Verdict::kSkipped;
   std::int32_t result = 0;  ///< what it returned; 0 when it did not run
   CallRange calls;

@@ -31,6 +31,7 @@ struct Fields<RunEvent> {
     fields.Field("handler", run.handler);
     fields.Field("time", run.time);
     fields.Extra("repeat", run.repeat, run.repeat != 1);
+    fields.Extra("catalogue", run.catalogue, run.catalogue != kStandardName);
   }
 };
 

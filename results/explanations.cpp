@@ -9,6 +9,7 @@ namespace quorle {
 namespace {
 
 constexpr std::string_view kHeading = "## ";
+constexpr std::string_view kFurther = "Further ";
 constexpr std::string_view kAnchor = "<a id=\"";
 constexpr std::string_view kAnchorEnd = "\"></a>";
 constexpr std::string_view kNameEnd = "`: ";
@@ -61,13 +62,15 @@ void ReadChecks(std::string_view list, ExplainedGroup& group) {
 }
 
 /// "24. FSLock() / ACTION_LOCATE_OBJECT: Lock()". A row without checks ends before the colon; its label
-/// is then that of the function, without "FS".
+/// is then that of the function, without "FS". "Further 3. ..." is a row of the further catalogue.
 void ReadHeading(std::string_view heading, ExplainedGroup& group) {
+  const std::optional<std::string_view> further = Behind(heading, kFurther);
+  heading = further.value_or(heading);
   const std::string_view number = Take(heading, ". ");
   std::from_chars(number.data(), number.data() + number.size(), group.row);
   group.title = Take(heading, ": ");
   std::string_view label = heading.empty() ? std::string_view(group.title).substr(2) : heading;
-  group.id = Take(label, "()");
+  group.id = (further ? "Further." : "") + std::string(Take(label, "()"));
 }
 
 ExplainedGroup ReadSection(std::string_view section) {
@@ -99,7 +102,8 @@ std::vector<ExplainedGroup> ReadDocument(std::string_view document) {
   while (!document.empty()) {
     const std::string_view section = Take(document, start);
     // A section without a number is about all of them.
-    if (section.front() >= '0' && section.front() <= '9') groups.push_back(ReadSection(section));
+    const std::string_view number = Behind(section, kFurther).value_or(section);
+    if (number.front() >= '0' && number.front() <= '9') groups.push_back(ReadSection(section));
   }
   return groups;
 }

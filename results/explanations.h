@@ -28,7 +28,7 @@ struct ExplainedGroup {
   std::string mistakes;     ///< where authors go wrong
 };
 
-/// All of them, in the order of the catalogue.
+/// All of them, in the order of the catalogues.
 const std::vector<ExplainedGroup>& ExplainedGroups();
 
 /// What is to be said of one check or of one group.

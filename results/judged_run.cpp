@@ -17,11 +17,10 @@ namespace {
 std::size_t PlaceOf(const std::string& id, const RunRecord& record) {
   const std::size_t count = record.checks.size();
   if (id.empty()) return count;
-  const bool is_group = id.find('.') == std::string::npos;
   const std::string prefix = id + ".";
   for (std::size_t i = count; i > 0; --i) {
     const std::string& check = record.checks[i - 1].id;
-    if (is_group ? check.starts_with(prefix) : check == id) return i - 1;
+    if (check == id || check.starts_with(prefix)) return i - 1;
   }
   return count;
 }

@@ -357,7 +357,7 @@ std::string Cleaned(std::string_view log) {
 
 }  // namespace
 
-bool ImportLog(std::string_view log, const TestEntry* catalogue, std::vector<Event>& events,
+bool ImportLog(std::string_view log, const Catalogue& catalogue, std::vector<Event>& events,
                std::string& problem) {
   const std::string cleaned = Cleaned(log);
   const std::vector<std::string_view> runs = RunsIn(cleaned);
@@ -381,7 +381,7 @@ bool ImportLog(std::string_view log, const TestEntry* catalogue, std::vector<Eve
   return true;
 }
 
-bool ImportLogFile(const std::string& path, const TestEntry* catalogue, std::vector<Event>& events,
+bool ImportLogFile(const std::string& path, const Catalogue& catalogue, std::vector<Event>& events,
                    std::string& problem) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
                                                              std::fclose);

@@ -125,13 +125,13 @@ void DropWhatContradictsClosingLines(const LogSlots& slots, std::vector<LogItem>
 
 }  // namespace
 
-LogSlots::LogSlots(const TestEntry* catalogue) : catalogue_(catalogue) {
+LogSlots::LogSlots(const Catalogue& catalogue) : catalogue_(catalogue) {
   std::int32_t row = 0;
   std::set<std::string_view> printing;
   for (const CheckText& text : CheckTexts()) printing.insert(text.check);
   const std::vector<CheckInfo> checks = ListChecks(catalogue);
   auto check = checks.begin();
-  for (const TestEntry* entry = catalogue; entry->group != nullptr; ++entry) {
+  for (const TestEntry* entry = catalogue.entries; entry->group != nullptr; ++entry) {
     ++row;
     for (; check != checks.end() && check->row == row; ++check) {
       slots_.push_back({.row = row,
@@ -139,7 +139,7 @@ LogSlots::LogSlots(const TestEntry* catalogue) : catalogue_(catalogue) {
                         .id = check->id,
                         .silent = !printing.contains(check->id)});
     }
-    slots_.push_back({.row = row, .number = 0, .id = std::string(GroupOf(entry->group->label))});
+    slots_.push_back({.row = row, .number = 0, .id = std::string(IdOf(*entry->group))});
   }
 }
 

@@ -23,17 +23,19 @@ class LogSlots {
     bool silent = false;      ///< a check that can print nothing: it makes no call that could fail
   };
 
-  /// `catalogue` ends with a row that has a null group.
-  explicit LogSlots(const TestEntry* catalogue);
+  /// `catalogue` must outlive this.
+  explicit LogSlots(const Catalogue& catalogue);
 
   const std::vector<Slot>& all() const { return slots_; }
-  const TestEntry& Entry(std::size_t slot) const { return catalogue_[slots_[slot].row - 1]; }
+  const TestEntry& Entry(std::size_t slot) const {
+    return catalogue_.entries[slots_[slot].row - 1];
+  }
   /// The slot of a check, or of the end of a group; all().size() for what is none.
   std::size_t Find(std::string_view id) const;
   std::size_t EndOfRow(std::size_t slot) const;
 
  private:
-  const TestEntry* catalogue_;
+  const Catalogue& catalogue_;
   std::vector<Slot> slots_;
 };
 

@@ -24,7 +24,7 @@ constexpr std::int64_t kLongestCell = 24 * 60 * 60;
 constexpr std::int64_t kUsualCell = 300;
 constexpr std::int64_t kMostJobs = 1024;
 /// What runs in a cell beside the searches.
-constexpr std::array<std::string_view, 1> kCatalogues = {"standard"};
+constexpr std::array<std::string_view, 3> kCatalogues = {"standard", "further", "all"};
 /// Options that a cell has of the matrix, or whose file each cell would write.
 constexpr std::array<std::string_view, 8> kOwnOptions = {
     "--events", "--expect", "--bless", "--trace", "--seed", "--seeds", "--shard", "--coverage"};
@@ -322,7 +322,8 @@ class MatrixReader {
     for (const toml::node& item : *list) {
       std::string name = TextOf("catalogues", item);
       if (std::find(kCatalogues.begin(), kCatalogues.end(), name) == kCatalogues.end()) {
-        Refuse(LineOfValue(item), QuotedBriefly(name) + " is no catalogue; there is standard");
+        Refuse(LineOfValue(item),
+               QuotedBriefly(name) + " is no catalogue; there are standard, further and all");
       }
       if (std::find(catalogues_.begin(), catalogues_.end(), name) != catalogues_.end()) {
         Refuse(LineOfValue(item), "the catalogue " + QuotedBriefly(name) + " is there twice");
@@ -407,7 +408,7 @@ class MatrixReader {
           if (any_fits(excludes_, names) && !any_fits(includes_, names)) continue;
           MatrixCell cell;
           cell.id = names.mount + "/" + names.setting + "/" + names.run;
-          cell.words = i < catalogues_.size() ? RunWords(mount, setting)
+          cell.words = i < catalogues_.size() ? RunWords(mount, setting, catalogues_[i])
                                               : SearchWords(mount, setting, i - catalogues_.size());
           cell.resource = mount.resource;
           cell.limit = seconds_;
@@ -430,9 +431,11 @@ class MatrixReader {
     words.push_back(*matrix_.expect);
   }
 
-  std::vector<std::string> RunWords(const MatrixMount& mount, const MatrixSetting& setting) const {
+  std::vector<std::string> RunWords(const MatrixMount& mount, const MatrixSetting& setting,
+                                    const std::string& catalogue) const {
     std::vector<std::string> words;
     AddShared(mount, words);
+    if (catalogue != kCatalogues.front()) words.insert(words.end(), {"--catalogue", catalogue});
     words.insert(words.end(), setting.options.begin(), setting.options.end());
     words.push_back(mount.device);
     words.insert(words.end(), setting.words.begin(), setting.words.end());

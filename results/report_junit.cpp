@@ -110,7 +110,7 @@ class JunitWriter {
     const CheckEvent& check = *judged.check;
     const JunitState state = StateOf(judged);
     const std::vector<std::string> lines = DetailLines(run_, judged);
-    Begin(check.id.substr(0, check.id.find('.')), check.id, check.us > 0 ? check.us : 0);
+    Begin(check.id.substr(0, check.id.rfind('.')), check.id, check.us > 0 ? check.us : 0);
     if (state == JunitState::kPassed && lines.empty()) {
       text_ += "/>\n";
       return;
@@ -142,7 +142,7 @@ class JunitWriter {
 
   void WriteFinding(const Finding& finding) {
     const std::string id = finding.id.empty() ? "run" : finding.id;
-    Begin(id.substr(0, id.find('.')), id + " " + finding.name, 0);
+    Begin(id.substr(0, id.rfind('.')), id + " " + finding.name, 0);
     text_ += ">\n      <failure type=\"" + MarkupText(finding.name) + "\" message=\"" +
              MarkupText(finding.text) + "\">" + MarkupText(finding.text) +
              "</failure>\n      <system-out>" + MarkupText(finding.text) +

@@ -79,7 +79,7 @@ void RunRecorder::OnGroupStart(const TestEntry& entry, std::int32_t row) {
                                   [&](const CheckInfo& check) { return check.row >= row; });
   SendSkipped(static_cast<std::size_t>(first - checks.begin()));
   row_ = row;
-  group_ = GroupOf(entry.group->label);
+  group_ = IdOf(*entry.group);
   worst_ = Verdict::kSkipped;
   group_begun_ = Moment::now();
   group_us_.reset();

@@ -22,6 +22,31 @@ std::vector<std::string> SplitAtCommas(std::string_view text) {
 
 }  // namespace
 
+Selection::Selection(std::span<const Catalogue* const> catalogues)
+    : checks_(ListChecks(catalogues)) {
+  for (const Catalogue* const catalogue : catalogues) {
+    const std::vector<std::string> notes = ListNotes(*catalogue);
+    notes_.insert(notes_.end(), notes.begin(), notes.end());
+  }
+}
+
+Selection::Selection(const Catalogue& catalogue)
+    : checks_(ListChecks(catalogue)), notes_(ListNotes(catalogue)) {}
+
+Selection Selection::Of(const Catalogue& catalogue) const {
+  Selection selection(catalogue);
+  selection.chosen_ = chosen_;
+  selection.skipped_ = skipped_;
+  return selection;
+}
+
+bool Selection::is_empty() const {
+  return std::none_of(checks_.begin(), checks_.end(),
+                      [&](const CheckInfo& check) { return Includes(check.id); }) &&
+         std::none_of(notes_.begin(), notes_.end(),
+                      [&](const std::string& note) { return Includes(note); });
+}
+
 std::optional<std::set<std::string>> Selection::Find(std::string_view patterns,
                                                      std::string& problem) const {
   std::set<std::string> found;
@@ -82,11 +107,12 @@ bool Selection::IncludesGroup(std::string_view group) const {
          });
 }
 
-SelectedCatalogue::SelectedCatalogue(const TestEntry* catalogue, const Selection& selection) {
-  for (const TestEntry* entry = catalogue; entry->group != nullptr; ++entry) {
+SelectedCatalogue::SelectedCatalogue(const Catalogue& catalogue, const Selection& selection)
+    : catalogue_(catalogue) {
+  for (const TestEntry* entry = catalogue.entries; entry->group != nullptr; ++entry) {
     entries_.push_back(*entry);
     const TestGroup& group = *entry->group;
-    const std::string name(GroupOf(group.label));
+    const std::string name(IdOf(group));
     if (!selection.IncludesGroup(name)) {
       entries_.back().group = &groups_.emplace_back(group);
       groups_.back().run = PassSilently;
@@ -107,6 +133,7 @@ SelectedCatalogue::SelectedCatalogue(const TestEntry* catalogue, const Selection
     }
   }
   entries_.push_back({nullptr, ""});
+  catalogue_.entries = entries_.data();
 }
 
 }  // namespace quorle

@@ -4,6 +4,7 @@
 #include <deque>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,13 +14,14 @@
 
 namespace quorle {
 
-/// Which checks of a catalogue a run is for, beside the range of rows that the tester itself knows:
+/// Which checks of a catalogue, or of several, a run is for, beside the range of rows that the tester itself knows:
 /// `--select`, `--skip` and `--failed`. Everything, until something is chosen.
 class Selection {
  public:
+  /// Of all `catalogues`, which are not kept.
+  explicit Selection(std::span<const Catalogue* const> catalogues);
   /// Of the whole `catalogue`, which is not kept.
-  explicit Selection(const TestEntry* catalogue)
-      : checks_(ListChecks(catalogue)), notes_(ListNotes(catalogue)) {}
+  explicit Selection(const Catalogue& catalogue);
 
   /// Keeps of `patterns`, separated by commas, what fits one of them: an id, a group's name (all its
   /// checks), or a glob of either. False, with `problem` one line, when one fits nothing.
@@ -34,6 +36,11 @@ class Selection {
   /// Whether the group runs: it has a check that is included or, of one without checks, its name was
   /// not left out.
   bool IncludesGroup(std::string_view group) const;
+
+  /// What is chosen of `catalogue` alone, one of those that this is of.
+  Selection Of(const Catalogue& catalogue) const;
+  /// Whether there is anything to run: a check that is included, or a group without checks.
+  bool is_empty() const;
 
   const std::vector<CheckInfo>& checks() const { return checks_; }
 
@@ -52,17 +59,18 @@ class Selection {
 class SelectedCatalogue {
  public:
   /// `catalogue` must outlive this; `selection` is needed for the construction alone.
-  SelectedCatalogue(const TestEntry* catalogue, const Selection& selection);
+  SelectedCatalogue(const Catalogue& catalogue, const Selection& selection);
   SelectedCatalogue(const SelectedCatalogue&) = delete;
   SelectedCatalogue& operator=(const SelectedCatalogue&) = delete;
 
   /// What Run() is started with.
-  const TestEntry* entries() const { return entries_.data(); }
+  const Catalogue& catalogue() const { return catalogue_; }
 
  private:
   std::vector<TestEntry> entries_;
   std::deque<TestGroup> groups_;
   std::deque<std::vector<SubTest>> sub_tests_;
+  Catalogue catalogue_;
 };
 
 }  // namespace quorle

@@ -4,9 +4,10 @@
 #include "tests/groups.h"
 
 namespace quorle {
+namespace {
 
 // The order is fixed: its numbers are what users pass as TN, FTN and LTN.
-const TestEntry kCatalogue[] = {
+constexpr TestEntry kEntries[] = {
     {&kAddNotifyStub, "FSAddNotify() / ACTION_ADD_NOTIFY - Add Notification"},
     {&kChangeLockModeGroup, "FSChangeLockMode() / ACTION_CHANGE_MODE - Change Lock Mode"},
     {&kChangeFileModeGroup, "FSChangeFileMode() / ACTION_CHANGE_MODE - Change File Mode"},
@@ -57,6 +58,10 @@ const TestEntry kCatalogue[] = {
     {&kWriteProtectVolumeGroup, "FSWriteProtect() / ACTION_WRITE_PROTECT - Write Protect"},
     {nullptr, ""},
 };
-static_assert(sizeof kCatalogue / sizeof kCatalogue[0] == kCatalogueRows + 1);
+static_assert(sizeof kEntries / sizeof kEntries[0] == kCatalogueRows + 1);
+
+}  // namespace
+
+const Catalogue kStandardCatalogue = {.name = "standard", .entries = kEntries};
 
 }  // namespace quorle

@@ -15,9 +15,20 @@ std::vector<HiddenDeviation> HiddenDeviations() {
   return all;
 }
 
+std::vector<HiddenDeviation> FurtherDeviations() {
+  std::vector<HiddenDeviation> all;
+  for (const auto& some : {FurtherInData(), FurtherInNames(), FurtherInObjects(), FurtherInScans(),
+                           FurtherInVolumes()}) {
+    all.insert(all.end(), some.begin(), some.end());
+  }
+  return all;
+}
+
 std::optional<HiddenDeviation> FindHiddenDeviation(std::string_view name) {
-  for (const HiddenDeviation& deviation : HiddenDeviations()) {
-    if (deviation.name == name) return deviation;
+  for (const auto& some : {HiddenDeviations(), FurtherDeviations()}) {
+    for (const HiddenDeviation& deviation : some) {
+      if (deviation.name == name) return deviation;
+    }
   }
   return std::nullopt;
 }

@@ -10,8 +10,8 @@ namespace quorle::deviate {
 
 class OwnVolume;
 
-/// One way to misbehave that no test of the catalogue notices, since none makes the calls that would show
-/// it. Rules say too little here: a function is called in place of the handler, and `volume` remembers
+/// One way to misbehave that no test of the standard catalogue notices, since none makes the calls that would
+/// show it. Rules say too little here: a function is called in place of the handler, and `volume` remembers
 /// files, scans and objects for it.
 struct HiddenDeviation {
   std::string_view name;
@@ -24,10 +24,14 @@ struct HiddenDeviation {
   bool (*can_mount)(OwnVolume& volume) = nullptr;
 };
 
-/// All of them. The texts live as long as the program.
+/// Those that a search finds, as each has its shortest sequence of calls. The texts live as long as the
+/// program.
 std::vector<HiddenDeviation> HiddenDeviations();
 
-/// The one of that name, or none.
+/// Those that are there for checks of the further catalogue alone (further_notices.h).
+std::vector<HiddenDeviation> FurtherDeviations();
+
+/// The one of that name among both, or none.
 std::optional<HiddenDeviation> FindHiddenDeviation(std::string_view name);
 
 // What HiddenDeviations() is made of, a file each.
@@ -44,5 +48,18 @@ std::vector<HiddenDeviation> HiddenInRefusals();
 std::vector<HiddenDeviation> HiddenInScans();
 /// Dates, what the volume says of itself, and what is left of it after a remount.
 std::vector<HiddenDeviation> HiddenInVolumes();
+
+// What FurtherDeviations() is made of.
+
+/// What is written and read, positions and records.
+std::vector<HiddenDeviation> FurtherInData();
+/// Names, dates, renaming, soft links.
+std::vector<HiddenDeviation> FurtherInNames();
+/// How objects compare, notification, refusals and wrong arguments.
+std::vector<HiddenDeviation> FurtherInObjects();
+/// Scans of directories.
+std::vector<HiddenDeviation> FurtherInScans();
+/// What is asked of the volume, and done to all of it.
+std::vector<HiddenDeviation> FurtherInVolumes();
 
 }  // namespace quorle::deviate

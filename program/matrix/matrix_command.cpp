@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/constants.h"
+#include "program/catalogues.h"
 #include "program/matrix/cell_folder.h"
 #include "program/matrix/cell_runner.h"
 #include "program/matrix/matrix_ctest.h"
@@ -29,7 +30,6 @@
 #include "results/report.h"
 #include "results/run_record.h"
 #include "results/whole_file.h"
-#include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
@@ -236,7 +236,7 @@ bool MatrixRun::LoadExpectations(std::string& problem) {
   std::string text;
   if (!ReadExpectationText(path, text, problem)) return false;
   fingerprint_ = Hexadecimal(Fingerprint(text));
-  return expectations_.Read(path, std::move(text), ListChecks(kCatalogue), problem);
+  return expectations_.Read(path, std::move(text), ListChecks(KnownCatalogues()), problem);
 }
 
 bool MatrixRun::Load() {

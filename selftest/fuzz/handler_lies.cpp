@@ -117,7 +117,7 @@ RunReport RunOver(const Setting& setting, unsigned seed) {
     return run;
   }
   SilentListener listener;
-  const std::int32_t result = Run(machine->exec(), kCatalogue, listener);
+  const std::int32_t result = Run(machine->exec(), kStandardCatalogue, listener);
   if (result != RETURN_OK && result != RETURN_ERROR && result != RETURN_FAIL) {
     run.faults.push_back("result " + std::to_string(result));
   }

@@ -214,7 +214,7 @@ void RunOver(std::string_view input) {
       problem);
   Require(machine != nullptr);
   SilentListener listener;
-  const std::int32_t result = Run(machine->exec(), kCatalogue, listener);
+  const std::int32_t result = Run(machine->exec(), kStandardCatalogue, listener);
   Require(result == RETURN_OK || result == RETURN_ERROR || result == RETURN_FAIL);
   OpenObjects open = machine->dos().CountOpen();
   open.examine_records = 0;  // some sub-tests are meant to leave them

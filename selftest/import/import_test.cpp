@@ -98,7 +98,7 @@ class Comparison {
   static Imported EventsOf(const WatchedRun& run) {
     std::vector<Event> events;
     std::string problem;
-    EXPECT_TRUE(ImportLog(run.output, kCatalogue, events, problem)) << problem;
+    EXPECT_TRUE(ImportLog(run.output, kStandardCatalogue, events, problem)) << problem;
     return Imported(events);
   }
 
@@ -201,11 +201,12 @@ class Comparison {
   }
 
   static std::string GroupId(const WatchedPart& part) {
-    const std::string label = kCatalogue[part.test - 1].group->label;
+    const std::string label = kStandardCatalogue.entries[part.test - 1].group->label;
     return label.substr(0, label.find('('));
   }
   static std::string IdOf(const WatchedPart& part) {
-    return GroupId(part) + "." + kCatalogue[part.test - 1].group->sub_tests[part.sub_test - 1].name;
+    return GroupId(part) + "." +
+           kStandardCatalogue.entries[part.test - 1].group->sub_tests[part.sub_test - 1].name;
   }
 
   const WatchedRun& run_;
@@ -219,7 +220,7 @@ class Comparison {
 void CompareWithEvents(const RecordedRun& run, bool quiet, Tally& tally) {
   std::vector<Event> events;
   std::string problem;
-  ASSERT_TRUE(ImportLog(run.output, kCatalogue, events, problem)) << problem;
+  ASSERT_TRUE(ImportLog(run.output, kStandardCatalogue, events, problem)) << problem;
   const Imported imported(events);
   const bool has_mark = std::any_of(imported.checks.begin(), imported.checks.end(),
                                     [](const auto& entry) { return entry.second.ambiguous; });

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "tests/catalogue.h"
-
 namespace quorle::selftest {
 namespace {
 
@@ -61,7 +59,7 @@ const WatchedPart* WatchedRun::Find(std::uint8_t test, std::int32_t sub_test) co
 WatchedRun RunWatched(TestBench& bench) {
   WatchedRun run;
   PartListener listener(bench, run);
-  run.result = bench.Run(kCatalogue, listener);
+  run.result = bench.Run(listener);
   listener.NoteRest();
   return run;
 }

@@ -326,6 +326,10 @@ void FaultInjector::Fail(const Call& call, const FaultRule& rule) {
 void FaultInjector::Drop(const Call& call) {
   if (call.op == "Close") dropped_files_.push_back(Argument<FileHandle>(call, 0));
   if (call.op == "UnLock") dropped_locks_.push_back(Argument<LockHandle>(call, 0));
+  if (call.op == "ReleaseDirContext") {
+    dropped_scans_.push_back(Argument<DirContextHandle>(call, 0));
+  }
+  if (call.op == "EndNotify") dropped_requests_.push_back(Argument<NotifyHandle>(call, 0));
 }
 
 void FaultInjector::Claim(const Call& call, const FaultRule& rule) {
@@ -336,8 +340,15 @@ void FaultInjector::Claim(const Call& call, const FaultRule& rule) {
     *file = OtherFile();
   }
   if (bool* const ok = call.Result<bool>()) *ok = true;
+  if (auto* const scan = call.Result<DirContextHandle>()) {
+    *scan = further_->ObtainDirContext(EX_StringNameInput, ":");
+  }
+  if (auto* const request = call.Result<NotifyHandle>()) {
+    *request = further_->StartNotify(":", NRF_SEND_MESSAGE);
+  }
+  if (call.op == "ExamineDir") *call.Result<const ExamineData*>() = &claimed_entry_;
   std::int32_t* const count = call.Result<std::int32_t>();
-  if (call.op == "SameLock") *count = LOCK_SAME;
+  if (call.op == "SameLock" || call.op == "SameFile") *count = LOCK_SAME;
   if (call.op == "Write") *count = Argument<Data>(call, 1).bytes;
   if (const auto* const buffer = call.MemoryAs<ReadBuffer>()) {
     *count = buffer->bytes;
@@ -372,9 +383,11 @@ void FaultInjector::ReleaseGiven(const Call& call) {
   if (const auto* const lock = call.Result<LockHandle>()) dos_.UnLock(*lock);
   if (const auto* const file = call.Result<FileHandle>()) dos_.Close(*file);
   if (const auto* const rdargs = call.Result<RdArgsHandle>()) dos_.FreeArgs(*rdargs);
-  if (const auto* const record = call.Result<const ExamineData*>()) {
-    dos_.FreeDosObject(DOS_EXAMINEDATA, *record);
-  }
+  // The record of a scan is the scan's.
+  const auto* const record = call.Result<const ExamineData*>();
+  if (record != nullptr && call.op != "ExamineDir") dos_.FreeDosObject(DOS_EXAMINEDATA, *record);
+  if (const auto* const scan = call.Result<DirContextHandle>()) further_->ReleaseDirContext(*scan);
+  if (const auto* const request = call.Result<NotifyHandle>()) further_->EndNotify(*request);
   if (const auto* const devproc = call.Result<const DevProc*>()) dos_.FreeDeviceProc(*devproc);
   if (const auto* const library = call.Result<const Library*>()) exec_.CloseLibrary(*library);
   if (const auto* const interface = call.Result<Interface*>()) exec_.DropInterface(*interface);
@@ -402,6 +415,12 @@ FileHandle FaultInjector::OtherFile() {
 void FaultInjector::Settle() {
   for (const LockHandle lock : std::exchange(dropped_locks_, {})) dos_.UnLock(lock);
   for (const FileHandle file : std::exchange(dropped_files_, {})) dos_.Close(file);
+  for (const DirContextHandle scan : std::exchange(dropped_scans_, {})) {
+    further_->ReleaseDirContext(scan);
+  }
+  for (const NotifyHandle request : std::exchange(dropped_requests_, {})) {
+    further_->EndNotify(request);
+  }
   records_.clear();
 }
 

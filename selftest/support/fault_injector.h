@@ -7,8 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "platform/constants.h"
 #include "platform/dos.h"
 #include "platform/exec.h"
+#include "platform/further_dos.h"
 #include "platform/intercepting.h"
 #include "selftest/support/fault_rules.h"
 
@@ -19,13 +21,20 @@ namespace quorle::selftest {
 ///
 /// Another object, which a call that is only said to have succeeded gives, is for a lock the root of
 /// the current volume, for a file the one that the constructor names. Fields of a rule name one with
-/// lock=root, lock=RAM:, lock=file, file=other.
+/// lock=root, lock=RAM:, lock=file, file=other. An entry of a scan that is only said to be there is a
+/// file "?", a scan or a request for notification that of the root.
 class FaultInjector final : public CallHook {
  public:
   /// `exec` and `dos` are the platform below the interception; `other_file` is made where it is
   /// opened and not there. All but the text must outlive this.
-  FaultInjector(ExecInterface& exec, DosInterface& dos, FaultSource& source, std::string other_file)
-      : exec_(exec), dos_(dos), source_(source), other_file_(std::move(other_file)) {}
+  /// `further` is the second interface, null where there is none.
+  FaultInjector(ExecInterface& exec, DosInterface& dos, FaultSource& source, std::string other_file,
+                FurtherDosInterface* further = nullptr)
+      : exec_(exec),
+        dos_(dos),
+        source_(source),
+        other_file_(std::move(other_file)),
+        further_(further) {}
 
   void Around(const Call& call, MakeCall make) override;
 
@@ -61,6 +70,10 @@ class FaultInjector final : public CallHook {
   DosInterface& dos_;
   FaultSource& source_;
   std::string other_file_;
+  FurtherDosInterface* further_;
+  ExamineData claimed_entry_{FSO_TYPE_FILE, 0, {}, 1, 1, "?", "", "", 0, 0, 0};
+  std::vector<DirContextHandle> dropped_scans_;
+  std::vector<NotifyHandle> dropped_requests_;
   Memory last_memory_{};  ///< where a scribble goes
   std::uint32_t last_bytes_ = 0;
   std::unordered_map<const ExamineData*, std::unique_ptr<ChangedRecord>> records_;

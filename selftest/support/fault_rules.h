@@ -41,7 +41,7 @@ struct RunPlace {
 ///   fail CODE         the call is not made; it fails with this error code
 ///   code CODE         the call is made; afterwards the error code is this one
 ///   done-fail CODE    the call is made, but reported as failed with this error code
-///   succeed           the call is not made; it succeeds (a lock or a file is of some other object)
+///   succeed           the call is not made; it succeeds (a lock, a file, a scan is of some other object)
 ///   return N [CODE]   the call is not made; it returns this number (and sets the error code)
 ///   set FIELD=VALUE.. the call is made; these fields of what it gives are replaced
 ///   scribble          the call is made; then zeros are written over the end of the block of memory

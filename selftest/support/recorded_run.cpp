@@ -32,16 +32,18 @@ const CheckEvent& RecordedRun::Find(const std::string& id) const {
 RecordedRun Record(const std::vector<std::string>& words, const RecordedRunSettings& settings) {
   RecordedRun run;
   TestBench bench(words, settings.rules);
-  Selection selection(settings.catalogue);
+  const Catalogue& catalogue =
+      settings.catalogue == nullptr ? bench.catalogue() : *settings.catalogue;
+  Selection selection(catalogue);
   std::string problem;
   const bool is_read = settings.select.empty() || selection.Select(settings.select, problem);
   if (!is_read) throw std::runtime_error(problem);
-  const SelectedCatalogue selected(settings.catalogue, selection);
+  const SelectedCatalogue selected(catalogue, selection);
   RecordSink sink(run.record);
   RunRecorder recorder(selection, sink);
   CallRecorder calls(bench.dos(), recorder);
   recorder.Begin({});
-  run.result = bench.Run(selected.entries(), recorder, calls);
+  run.result = bench.Run(selected.catalogue(), recorder, calls);
   recorder.End(run.result);
   run.trace = bench.TakeTraceLines();
   run.output = bench.TakeOutput();

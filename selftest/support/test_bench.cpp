@@ -11,8 +11,10 @@
 #include "platform/intercepting.h"
 #include "platform/trace_json.h"
 #include "platform/tracing.h"
+#include "program/catalogues.h"
 #include "program/host_options.h"
 #include "program/tester_machine.h"
+#include "results/selection.h"
 #include "selftest/support/fault_injector.h"
 #include "selftest/support/test_clock.h"
 #include "selftest/support/trace_balance.h"
@@ -207,6 +209,20 @@ struct TestBench::Parts {
   std::optional<Interception> traced;
   std::string target;  ///< device name: the last one of the mounts, or RAM
   TestContext* ctx = nullptr;
+  Catalogue catalogue;
+  std::optional<SelectedCatalogue> selected;
+
+  /// What `options` ask for.
+  void Choose(const HostOptions& options) {
+    catalogue = *FindCatalogues(options.results.catalogue).front();
+    if (options.results.select) {
+      Selection selection(catalogue);
+      std::string problem;
+      if (!selection.Select(*options.results.select, problem)) throw std::runtime_error(problem);
+      catalogue = selected.emplace(catalogue, selection).catalogue();
+    }
+    catalogue.may_destroy = options.may_destroy;
+  }
 };
 
 TestBench::TestBench(const std::vector<std::string>& words, const std::string& rules,
@@ -215,6 +231,7 @@ TestBench::TestBench(const std::vector<std::string>& words, const std::string& r
   Parts& p = *parts_;
   HostOptions options = OptionsFrom(words);
   options.dos.delays = false;
+  p.Choose(options);
   p.target = options.mounts.empty() ? "RAM" : options.mounts.back().name;
   MachineOptions machine = MachineFor(options);
   for (MountSpec& spec : machine.mounts) {
@@ -227,10 +244,11 @@ TestBench::TestBench(const std::vector<std::string>& words, const std::string& r
   if (p.machine == nullptr) throw std::runtime_error(problem);
   ExecInterface& exec = p.machine->exec();
   DosInterface& dos = p.machine->dos();
-  p.injector.emplace(exec, dos, p.rules, "ENV:some-file");
-  p.faulty.emplace(exec, dos, std::vector<CallHook*>{&*p.injector});
+  p.injector.emplace(exec, dos, p.rules, "ENV:some-file", &p.machine->further());
+  p.faulty.emplace(exec, dos, std::vector<CallHook*>{&*p.injector}, &p.machine->further());
   p.tracer.emplace(p.faulty->dos(), p.trace);
-  p.traced.emplace(p.faulty->exec(), p.faulty->dos(), std::vector<CallHook*>{&*p.tracer});
+  p.traced.emplace(p.faulty->exec(), p.faulty->dos(), std::vector<CallHook*>{&*p.tracer},
+                   &p.faulty->further());
   // The file that a rule's "succeed" hands out is there from the start: the volumes do not change.
   // The handler itself makes it, so that handles are numbered as in the program.
   HandlerPort& env = *p.machine->list().Find("ENV").port;
@@ -251,25 +269,37 @@ TestBench::~TestBench() {
   }
 }
 
-std::int32_t TestBench::Run(const TestEntry* catalogue) {
-  SilentListener listener;
-  return Run(catalogue, listener);
+const Catalogue& TestBench::catalogue() const {
+  return parts_->catalogue;
 }
 
-std::int32_t TestBench::Run(const TestEntry* catalogue, RunListener& listener) {
+std::int32_t TestBench::Run() {
+  SilentListener listener;
+  return Run(listener);
+}
+
+std::int32_t TestBench::Run(RunListener& listener) {
+  return Run(catalogue(), listener);
+}
+
+std::int32_t TestBench::Run(const Catalogue& catalogue, RunListener& listener) {
   ExecInterface& exec = Begin();
   PlaceListener places(parts_->rules, listener);
   return quorle::Run(exec, catalogue, places);
 }
 
-std::int32_t TestBench::Run(const TestEntry* catalogue, RunListener& listener, CallHook& hook) {
-  Interception over(Begin(), dos(), {&hook});
+std::int32_t TestBench::Run(const Catalogue& catalogue, RunListener& listener, CallHook& hook) {
+  Interception over(Begin(), dos(), {&hook}, &further());
   PlaceListener places(parts_->rules, listener);
   return quorle::Run(over.exec(), catalogue, places);
 }
 
 DosInterface& TestBench::dos() {
   return parts_->traced->dos();
+}
+
+FurtherDosInterface& TestBench::further() {
+  return parts_->traced->further();
 }
 
 void TestBench::TakeRulesFrom(const TestBench& other) {

@@ -11,11 +11,11 @@
 #include "harness/context.h"
 #include "harness/run_listener.h"
 #include "hosted/calls/port_type.h"
-#include "tests/catalogue.h"
 
 namespace quorle {
 class CallHook;
 class DosInterface;
+class FurtherDosInterface;
 class Machine;
 }  // namespace quorle
 
@@ -34,12 +34,17 @@ class TestBench {
   TestBench(const TestBench&) = delete;
   TestBench& operator=(const TestBench&) = delete;
 
+  /// What the words ask for: a catalogue, or what they select of it. "all" is the first alone.
+  const Catalogue& catalogue() const;
+
   /// One run of the tester; returns the process result. Rules count from 0 in every run.
-  std::int32_t Run(const TestEntry* catalogue = kCatalogue);
+  std::int32_t Run();
   /// The same; `listener` hears of each group and sub-test.
-  std::int32_t Run(const TestEntry* catalogue, RunListener& listener);
+  std::int32_t Run(RunListener& listener);
+  /// The same of other tests.
+  std::int32_t Run(const Catalogue& catalogue, RunListener& listener);
   /// The same with `hook` around every call, over dos().
-  std::int32_t Run(const TestEntry* catalogue, RunListener& listener, CallHook& hook);
+  std::int32_t Run(const Catalogue& catalogue, RunListener& listener, CallHook& hook);
   /// The same for a tester that is not in this program: the platform as it is at the start of a run.
   ExecInterface& Begin();
   /// From now on rules misbehave at the calls at which they did in the last run of `other`: a tester
@@ -77,6 +82,7 @@ class TestBench {
   Machine& machine();
   /// What the tester calls: above the rules and the trace.
   DosInterface& dos();
+  FurtherDosInterface& further();
 
  private:
   struct Parts;

@@ -9,11 +9,12 @@ namespace quorle::selftest {
 namespace {
 
 constexpr std::string_view kReleasers[] = {
-    "Close", "UnLock", "FreeDosObject", "FreeDeviceProc", "FreeArgs", "ReplyMsg", "FreeVec"};
+    "Close",    "UnLock",  "FreeDosObject",     "FreeDeviceProc", "FreeArgs",
+    "ReplyMsg", "FreeVec", "ReleaseDirContext", "EndNotify",      "ReplyNotifyMsg"};
 
 std::string TextOf(const TraceHandle& handle) {
-  constexpr const char* kWords[] = {
-      "lock:", "fh:", "port:", "examine:", "memory:", "rdargs:", "devproc:", "message:"};
+  constexpr const char* kWords[] = {"lock:",   "fh:",      "port:",    "examine:", "memory:",
+                                    "rdargs:", "devproc:", "message:", "context:", "notify:"};
   return kWords[static_cast<std::size_t>(handle.type)] + std::to_string(handle.number);
 }
 
@@ -43,7 +44,7 @@ bool TraceBalance::Take(const TraceEvent& event) {
              std::end(kReleasers)) {
     const auto* const handle = std::get_if<TraceHandle>(&event.args.back());
     if (handle != nullptr && handle->number != 0) Release(TextOf(*handle));
-  } else if (event.given) {
+  } else if (event.given && event.op != "ExamineDir") {  // whose record is the scan's
     Give(TextOf(*event.given), event.given->type == HandleType::kExamine);
     // On success the lock belongs to the file.
     if (event.op == "OpenFromLock") Release(TextOf(std::get<TraceHandle>(event.args[0])));

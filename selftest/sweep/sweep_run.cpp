@@ -74,7 +74,7 @@ constexpr const char* kOtherFile = "ENV:other-file";
 
 }  // namespace
 
-Outcome SharedBench::Run(const TestEntry* catalogue,
+Outcome SharedBench::Run(const Catalogue& catalogue,
                          const std::function<void(FaultPlan&)>& prepare) {
   if (bench_ == nullptr) {
     bench_ = std::make_unique<TestBench>(words_);
@@ -84,11 +84,12 @@ Outcome SharedBench::Run(const TestEntry* catalogue,
   HostedDos& real = bench_->machine().dos();
   FaultPlan plan(real);
   prepare(plan);
-  FaultInjector injector(exec, real, plan, kOtherFile);
-  Interception faulty(exec, real, {&injector});
+  HostedFurtherDos& further = bench_->machine().further();
+  FaultInjector injector(exec, real, plan, kOtherFile, &further);
+  Interception faulty(exec, real, {&injector}, &further);
   SweepTrace trace(watch_.current());
   Tracer tracer(faulty.dos(), trace);
-  Interception traced(faulty.exec(), faulty.dos(), {&tracer});
+  Interception traced(faulty.exec(), faulty.dos(), {&tracer}, &faulty.further());
   const std::size_t started = watch_.started();
 
   Outcome outcome;
@@ -105,6 +106,7 @@ Outcome SharedBench::Run(const TestEntry* catalogue,
   real.Delete(kOtherFile);
   outcome.still_open = bench_->StillOpen(false);
   outcome.open_records = real.CountOpen().examine_records;
+  further.ReleaseEverything();
   real.ReleaseEverything();
   const std::string volumes = bench_->Volumes();
   if (volumes != volumes_) {

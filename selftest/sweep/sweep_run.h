@@ -49,7 +49,7 @@ class SharedBench {
   explicit SharedBench(std::vector<std::string> words) : words_(std::move(words)) {}
 
   /// A run whose calls `prepare` makes misbehave.
-  Outcome Run(const TestEntry* catalogue, const std::function<void(FaultPlan&)>& prepare);
+  Outcome Run(const Catalogue& catalogue, const std::function<void(FaultPlan&)>& prepare);
 
   const SubTestWatch& watch() const { return watch_; }
 

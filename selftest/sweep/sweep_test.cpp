@@ -185,8 +185,9 @@ class SweepTest : public testing::Test {
  private:
   void Sweep(const std::vector<std::string>& words) {
     SharedBench bench(words);
-    const Outcome conforming = bench.Run(
-        catalogue_.data(), [&](FaultPlan& plan) { plan.Record(bench.watch().current()); });
+    const Outcome conforming =
+        bench.Run({.name = "swept", .entries = catalogue_.data()},
+                  [&](FaultPlan& plan) { plan.Record(bench.watch().current()); });
     const std::vector<CallSite>& sites = conforming.sites;
     ASSERT_FALSE(sites.empty());
     for (const Found& found : FindingsOf(conforming, {})) {
@@ -201,8 +202,9 @@ class SweepTest : public testing::Test {
                       sites[i].place.empty() ? "" : " in sub-test ", sites[i].place.c_str(),
                       sites[i].text.c_str(), fault.text.c_str());
         alarm(kMostSeconds);
-        const Outcome outcome = bench.Run(
-            catalogue_.data(), [&](FaultPlan& plan) { plan.Inject(i + 1, sites[i], fault); });
+        const Outcome outcome =
+            bench.Run({.name = "swept", .entries = catalogue_.data()},
+                      [&](FaultPlan& plan) { plan.Inject(i + 1, sites[i], fault); });
         Check(outcome, sites[i], fault);
       }
     }
@@ -256,7 +258,7 @@ void Register(const std::string& name, const std::vector<TestEntry>& catalogue,
 void RegisterAll() {
   const TestEntry last = {nullptr, ""};
   std::vector<TestEntry> stubs;
-  for (const TestEntry* entry = kCatalogue; entry->group != nullptr; ++entry) {
+  for (const TestEntry* entry = kStandardCatalogue.entries; entry->group != nullptr; ++entry) {
     if (entry->group->sub_tests == nullptr) {
       stubs.push_back(*entry);
       continue;

@@ -63,7 +63,8 @@ std::string CallsOfTests(const std::vector<std::string>& trace) {
       continue;
     }
     if (!in_tests) continue;
-    if (call["op"] == "ExamineObject" && call["result"].is_object()) {
+    const bool is_record = call["op"] == "ExamineObject" || call["op"] == "ExamineDir";
+    if (is_record && call["result"].is_object()) {
       call["result"] = call["result"]["handle"];
     }
     if (call["op"] == "AllocVecTags") call["args"].clear();

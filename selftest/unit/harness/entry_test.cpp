@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "selftest/support/test_bench.h"
+#include "tests/catalogue.h"
 
 namespace quorle {
 namespace {
@@ -48,9 +49,10 @@ class EntryTest : public testing::Test {
 
   /// Runs the tester with the words of one command line; keeps what it printed and called.
   std::int32_t Run(const std::vector<std::string>& words, const std::string& rules = "",
-                   const TestEntry* catalogue = kThreeRows) {
+                   const TestEntry* entries = kThreeRows) {
     TestBench bench(words, rules);
-    const std::int32_t result = bench.Run(catalogue);
+    SilentListener listener;
+    const std::int32_t result = bench.Run({.name = "rows", .entries = entries}, listener);
     output_ = bench.TakeOutput();
     trace_ = bench.TakeTrace();
     unused_rule_ = bench.UnusedRule();
@@ -129,7 +131,7 @@ TEST_F(EntryTest, AListenerHearsOfEachGroupThatRuns) {
     Log().clear();
     TestBench bench(words);
     LoggingListener listener;
-    bench.Run(kRowsWithSubTests, listener);
+    bench.Run({.name = "rows", .entries = kRowsWithSubTests}, listener);
     return Log();
   };
   EXPECT_EQ(heard({"RAM:"}), "0-2 First1()0 Second2(b)10 Third3()0");
@@ -242,7 +244,7 @@ TEST_F(EntryTest, NumbersOutOfRange) {
 }
 
 TEST_F(EntryTest, BoundOfTheRealCatalogueIs46) {
-  EXPECT_EQ(Run({"RAM:", "TN=47"}, "", kCatalogue), RETURN_FAIL);
+  EXPECT_EQ(Run({"RAM:", "TN=47"}, "", kStandardCatalogue.entries), RETURN_FAIL);
   EXPECT_EQ(output_, "\n\f\nError: Test number must be 1 - 46\n");
 }
 

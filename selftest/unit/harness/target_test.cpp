@@ -25,7 +25,8 @@ class TargetTest : public testing::Test {
   std::string Identify(const std::vector<std::string>& words, const std::string& rules,
                        std::int32_t expected_result) {
     TestBench bench(words, rules);
-    EXPECT_EQ(bench.Run(kOneRow), expected_result);
+    SilentListener listener;
+    EXPECT_EQ(bench.Run({.name = "rows", .entries = kOneRow}, listener), expected_result);
     EXPECT_EQ(bench.UnusedRule(), "");
     EXPECT_EQ(bench.StillOpen(), "");
     operations_ = Operations(bench.TakeTrace());

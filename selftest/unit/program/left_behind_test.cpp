@@ -42,7 +42,7 @@ struct LayeredRun {
     LeftBehind left_behind(*dos);
     Interception interception(exec, *dos, {&left_behind});
     AskingListener listener(left_behind);
-    quorle::Run(interception.exec(), kCatalogue, listener);
+    quorle::Run(interception.exec(), kStandardCatalogue, listener);
     exec.DropInterface(dos);
     exec.CloseLibrary(library);
     lines = listener.lines;

@@ -171,7 +171,7 @@ TEST(CheckTexts, EndWhereASourceIsNoSource) {
 
 TEST(CheckTexts, AreOfTheCatalogue) {
   std::set<std::string> ids;
-  for (const CheckInfo& check : ListChecks(kCatalogue)) {
+  for (const CheckInfo& check : ListChecks(kStandardCatalogue)) {
     ids.insert(check.id);
     ids.insert(check.group);
   }
@@ -180,7 +180,7 @@ TEST(CheckTexts, AreOfTheCatalogue) {
     EXPECT_TRUE(ids.contains(std::string(text.check))) << text.check;
     with_text.insert(std::string(text.check));
   }
-  for (const CheckInfo& check : ListChecks(kCatalogue)) {
+  for (const CheckInfo& check : ListChecks(kStandardCatalogue)) {
     EXPECT_EQ(with_text.contains(check.id), check.id != "UnLock.Placeholder") << check.id;
   }
 }

@@ -39,7 +39,7 @@ std::string LogOf(const std::vector<std::string>& words, const std::string& rule
 std::vector<Event> Imported(std::string_view log) {
   std::vector<Event> events;
   std::string problem;
-  EXPECT_TRUE(ImportLog(log, kCatalogue, events, problem)) << problem;
+  EXPECT_TRUE(ImportLog(log, kStandardCatalogue, events, problem)) << problem;
   return events;
 }
 
@@ -243,7 +243,7 @@ TEST(LogImport, RefusesWhatIsNoLog) {
         std::string("ERROR: Can't find DH0:\n"), LogOf({})}) {
     std::vector<Event> events;
     std::string problem;
-    EXPECT_FALSE(ImportLog(text, kCatalogue, events, problem));
+    EXPECT_FALSE(ImportLog(text, kStandardCatalogue, events, problem));
     EXPECT_EQ(problem, "no log of a run: no line begins with \"Starting tests for Device Name=\"");
     EXPECT_TRUE(events.empty());
   }
@@ -251,7 +251,7 @@ TEST(LogImport, RefusesWhatIsNoLog) {
   while (flood.size() < 1 << 20) flood += "\nERROR: Cannot build unique object name string.\n\n";
   std::vector<Event> events;
   std::string problem;
-  EXPECT_FALSE(ImportLog(flood, kCatalogue, events, problem));
+  EXPECT_FALSE(ImportLog(flood, kStandardCatalogue, events, problem));
   EXPECT_EQ(problem, "no log of a run: it has more messages than any");
   EXPECT_TRUE(events.empty());
 }
@@ -282,7 +282,7 @@ TEST(LogImport, CopesWithDamage) {
     }
     std::vector<Event> events;
     std::string problem;
-    if (!ImportLog(damaged, kCatalogue, events, problem)) continue;
+    if (!ImportLog(damaged, kStandardCatalogue, events, problem)) continue;
     std::ofstream(path, std::ios::binary) << StreamOf(events);
     std::vector<RunRecord> runs;
     EXPECT_TRUE(ReadEvents(path, runs, problem)) << problem;

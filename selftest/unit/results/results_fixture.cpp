@@ -13,7 +13,7 @@
 namespace quorle::selftest {
 
 const std::vector<CheckInfo>& AllChecks() {
-  static const std::vector<CheckInfo> checks = ListChecks(kCatalogue);
+  static const std::vector<CheckInfo> checks = ListChecks(kStandardCatalogue);
   return checks;
 }
 

@@ -81,7 +81,8 @@ constexpr TestEntry kRows[] = {{&kWaysGroup, "Ways"},
 RecordedRun RecordRows(const std::string& words = "", const std::string& select = "") {
   std::vector<std::string> line = {"RAM:"};
   if (!words.empty()) line.push_back(words);
-  return Record(line, {.rules = "", .select = select, .catalogue = kRows});
+  const Catalogue catalogue = {.name = "standard", .entries = kRows};
+  return Record(line, {.rules = "", .select = select, .catalogue = &catalogue});
 }
 
 std::string GroupBrief(const RecordedRun& run, const std::string& id) {
@@ -277,14 +278,15 @@ class KeptEvents final : public EventSink {
 
 /// Runs `rows` and returns what became of the checks, by id.
 RunRecord RunWithHandlerEnds(const TestEntry* rows) {
-  const Selection everything(rows);
+  const Catalogue catalogue = {.name = "standard", .entries = rows};
+  const Selection everything(catalogue);
   KeptEvents events;
   RunRecorder recorder(everything, events);
   TheRecorder() = &recorder;
   TestBench bench({"RAM:"});
   CallRecorder calls(bench.dos(), recorder);
   recorder.Begin({});
-  recorder.End(bench.Run(rows, recorder, calls));
+  recorder.End(bench.Run(catalogue, recorder, calls));
   TheRecorder() = nullptr;
   return events.record;
 }
@@ -348,7 +350,7 @@ class RemountingListener final : public RunListener {
     recorder_.OnSubTestEnd(sub_test, status);
   }
   void OnGroupEnd(const TestEntry& entry, std::int32_t result) override {
-    const std::string group(GroupOf(entry.group->label));
+    const std::string group(IdOf(*entry.group));
     recorder_.BeginRemount();
     const auto took = std::chrono::steady_clock::now() - begun_;
     times.push_back(std::chrono::ceil<std::chrono::microseconds>(took).count());
@@ -380,7 +382,8 @@ TEST(RunRecorderTest, AHandlerThatIsMountedAgainIsBackAndOneThatIsNotBlocksTheRe
   static constexpr TestGroup kThirdGroup = {.label = "C()", .sub_tests = kThird};
   static constexpr TestEntry kThree[] = {
       {&kFirstGroup, "A"}, {&kSecondGroup, "B"}, {&kThirdGroup, "C"}, {nullptr, ""}};
-  const Selection everything(kThree);
+  const Catalogue catalogue = {.name = "standard", .entries = kThree};
+  const Selection everything(catalogue);
   KeptEvents events;
   RunRecorder recorder(everything, events);
   TheRecorder() = &recorder;
@@ -388,7 +391,7 @@ TEST(RunRecorderTest, AHandlerThatIsMountedAgainIsBackAndOneThatIsNotBlocksTheRe
   CallRecorder calls(bench.dos(), recorder);
   RemountingListener listener(recorder, "B");
   recorder.Begin({});
-  recorder.End(bench.Run(kThree, listener, calls));
+  recorder.End(bench.Run(catalogue, listener, calls));
   TheRecorder() = nullptr;
   EXPECT_EQ(Briefs(events.record),
             (std::vector<std::string>{"A.Ends: fail", "B.Next: pass", "C.Last: blocked by B"}));

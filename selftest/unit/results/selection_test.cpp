@@ -20,7 +20,7 @@ std::vector<std::string> Included(const Selection& selection) {
 
 /// What `patterns` select; a line in place of it when they are refused.
 std::vector<std::string> Select(const std::string& patterns) {
-  Selection selection(kCatalogue);
+  Selection selection(kStandardCatalogue);
   std::string problem;
   if (!selection.Select(patterns, problem)) return {problem};
   return Included(selection);
@@ -29,9 +29,9 @@ std::vector<std::string> Select(const std::string& patterns) {
 using Ids = std::vector<std::string>;
 
 TEST(SelectionTest, EverythingIsSelectedUntilSomethingIs) {
-  const Selection selection(kCatalogue);
+  const Selection selection(kStandardCatalogue);
   EXPECT_TRUE(selection.is_everything());
-  EXPECT_EQ(Included(selection).size(), ListChecks(kCatalogue).size());
+  EXPECT_EQ(Included(selection).size(), ListChecks(kStandardCatalogue).size());
   EXPECT_TRUE(selection.IncludesGroup("Lock"));
   EXPECT_TRUE(selection.IncludesGroup("AddNotify"));
 }
@@ -55,7 +55,7 @@ TEST(SelectionTest, APatternThatFitsNothingIsRefusedWithTheNearest) {
 }
 
 TEST(SelectionTest, WhatIsSkippedIsLeftOut) {
-  Selection selection(kCatalogue);
+  Selection selection(kStandardCatalogue);
   std::string problem;
   ASSERT_TRUE(selection.Select("CreateSoftLink,AddNotify", problem));
   ASSERT_TRUE(selection.Skip("*.LinkToFile", problem));
@@ -68,7 +68,7 @@ TEST(SelectionTest, WhatIsSkippedIsLeftOut) {
 }
 
 TEST(SelectionTest, ASkippedGroupAloneLeavesTheOthers) {
-  Selection selection(kCatalogue);
+  Selection selection(kStandardCatalogue);
   std::string problem;
   ASSERT_TRUE(selection.Skip("Lock", problem));
   EXPECT_FALSE(selection.is_everything());
@@ -77,7 +77,7 @@ TEST(SelectionTest, ASkippedGroupAloneLeavesTheOthers) {
 }
 
 TEST(SelectionTest, WhatIsKeptIsSelectedFurther) {
-  Selection selection(kCatalogue);
+  Selection selection(kStandardCatalogue);
   std::string problem;
   selection.Keep({"Delete.OpenFile", "Lock.MissingObject", "Gone.Long"});
   ASSERT_TRUE(selection.Select("Delete", problem));
@@ -85,18 +85,19 @@ TEST(SelectionTest, WhatIsKeptIsSelectedFurther) {
 }
 
 TEST(SelectedCatalogueTest, RowsKeepTheirNumbersAndWholeGroupsTheirTables) {
-  Selection selection(kCatalogue);
+  Selection selection(kStandardCatalogue);
   std::string problem;
   ASSERT_TRUE(selection.Select("Lock,Delete.OpenFile", problem));
-  const SelectedCatalogue selected(kCatalogue, selection);
+  const SelectedCatalogue selected(kStandardCatalogue, selection);
   int rows = 0;
-  for (const TestEntry* entry = selected.entries(); entry->group != nullptr; ++entry, ++rows) {
-    EXPECT_STREQ(entry->title, kCatalogue[rows].title);
-    EXPECT_STREQ(entry->group->label, kCatalogue[rows].group->label);
+  for (const TestEntry* entry = selected.catalogue().entries; entry->group != nullptr;
+       ++entry, ++rows) {
+    EXPECT_STREQ(entry->title, kStandardCatalogue.entries[rows].title);
+    EXPECT_STREQ(entry->group->label, kStandardCatalogue.entries[rows].group->label);
   }
   EXPECT_EQ(rows, kCatalogueRows);
-  EXPECT_EQ(selected.entries()[23].group, kCatalogue[23].group);
-  const SubTest* const deletes = selected.entries()[9].group->sub_tests;
+  EXPECT_EQ(selected.catalogue().entries[23].group, kStandardCatalogue.entries[23].group);
+  const SubTest* const deletes = selected.catalogue().entries[9].group->sub_tests;
   EXPECT_STREQ(deletes[0].name, "OpenFile");
   EXPECT_EQ(deletes[1].run, nullptr);
 }

@@ -1,0 +1,19 @@
+#include "tests/catalogue.h"
+
+#include "tests/further/groups.h"
+
+namespace quorle {
+namespace {
+
+// The order is fixed: its numbers are what users pass as TN, FTN and LTN.
+constexpr TestEntry kFurtherEntries[] = {
+    {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
+    {nullptr, ""},
+};
+
+}  // namespace
+
+const Catalogue kFurtherCatalogue = {
+    .name = "further", .entries = kFurtherEntries, .is_further = true};
+
+}  // namespace quorle

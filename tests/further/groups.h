@@ -1,0 +1,10 @@
+#pragma once
+
+#include "harness/catalogue.h"
+
+namespace quorle {
+
+// The further test groups in catalogue order.
+extern const TestGroup kFurtherExamineDirGroup;
+
+}  // namespace quorle
