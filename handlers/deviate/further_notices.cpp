@@ -13,6 +13,23 @@ struct FurtherNotice {
 
 // In the order of the deviations' names.
 constexpr FurtherNotice kNotices[] = {
+    {"scan-ends-when-disturbed",
+     "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+    {"scan-hides-empty-files",
+     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries ExamineDir.DeletedDuringTheScan "
+     "ExamineDir.AddedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+    {"scan-loses-last",
+     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries ExamineDir.DeletedDuringTheScan "
+     "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+    {"scan-of-empty-wrong-code", "ExamineDir.EmptyDirectory"},
+    {"scan-of-file-granted", "ExamineDir.FileIsRefused"},
+    {"scan-repeats-first",
+     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries ExamineDir.DeletedDuringTheScan "
+     "ExamineDir.AddedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+    {"scan-restarts-when-disturbed", "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+    {"scan-shows-no-comment", "ExamineDir.RecordIsThatOfTheObject"},
+    {"scan-skips-when-disturbed",
+     "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
 };
 

@@ -1,19 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "handlers/deviate/deviation.h"
 #include "selftest/kill_table/classic_runs.h"
+#include "selftest/kill_table/kept_outcomes.h"
 #include "selftest/kill_table/watched_run.h"
 #include "selftest/support/classic_limits.h"
 #include "selftest/support/diff.h"
@@ -36,72 +35,6 @@ namespace {
 namespace fs = std::filesystem;
 using deviate::Deviation;
 using deviate::Notice;
-
-/// What is kept of all deviations, a block each: a line "== NAME", then the outcomes; a line "in" says
-/// in which settings, the text stands behind "|" as in a transcript. In the order of the table.
-class KeptOutcomes {
- public:
-  explicit KeptOutcomes(fs::path path) : path_(std::move(path)) {
-    std::string* block = nullptr;
-    std::istringstream lines(ReadFile(path_));
-    for (std::string line; std::getline(lines, line);) {
-      if (line.starts_with("== ")) {
-        block = &blocks_[line.substr(3)];
-      } else if (block != nullptr && !line.empty()) {
-        block->append(line).append("\n");
-      }
-    }
-  }
-
-  /// Null when there is none of that name.
-  const std::string* Find(std::string_view name) const {
-    const auto found = blocks_.find(name);
-    return found == blocks_.end() ? nullptr : &found->second;
-  }
-
-  void Approve(std::string_view name, const std::string& outcomes) {
-    blocks_[std::string(name)] = outcomes;
-    std::ofstream file(path_, std::ios::binary);
-    const char* separator = "";
-    for (const Deviation& deviation : deviate::Deviations()) {
-      const std::string* const block = Find(deviation.name);
-      if (block == nullptr) continue;
-      file << separator << "== " << deviation.name << "\n" << *block;
-      separator = "\n";
-    }
-  }
-
-  /// The first name that belongs to no deviation; empty when there is none.
-  std::string Stale() const {
-    for (const auto& [name, block] : blocks_) {
-      if (deviate::FindDeviation(name) == nullptr) return name;
-    }
-    return {};
-  }
-
- private:
-  fs::path path_;
-  std::map<std::string, std::string, std::less<>> blocks_;
-};
-
-bool IsToBeApproved(std::string_view name) {
-  const char* const names = std::getenv("QUORLE_APPROVE");
-  if (names == nullptr) return false;
-  if (std::string_view(names) == "all") return true;
-  return ("," + std::string(names) + ",").find("," + std::string(name) + ",") != std::string::npos;
-}
-
-/// The volumes object by object. Whether one reports that it is being validated is left out, since a
-/// deviation may tell that; whether it is write-protected is not.
-std::string VolumesOf(TestBench& bench) {
-  std::string volumes = bench.Volumes();
-  constexpr std::string_view kValidating = "state=81";
-  for (std::size_t at = volumes.find(kValidating); at != std::string::npos;
-       at = volumes.find(kValidating)) {
-    volumes.replace(at, kValidating.size(), "state=82");
-  }
-  return volumes;
-}
 
 /// How the tester is run on the volume.
 struct Setting {
@@ -143,6 +76,7 @@ const WatchedRun& Conforming(const Setting& setting) {
   const auto [place, is_new] = runs.try_emplace(setting.Name());
   if (is_new) {
     TestBench bench(setting.Words({}));
+    bench.LeaveOutTrace();
     place->second = RunWatched(bench);
   }
   return place->second;
@@ -201,22 +135,6 @@ struct Kill {
   bool fails;  ///< in some setting; otherwise it only prints
 };
 
-/// A text as one line, without styles.
-std::string OneLine(const std::string& text) {
-  std::string line;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\033') {
-      i = std::min(text.find('m', i), text.size());
-    } else if (text[i] > ' ') {
-      line += text[i];
-    } else if (!line.empty() && !line.ends_with(' ')) {
-      line += ' ';
-    }
-  }
-  if (line.ends_with(' ')) line.pop_back();
-  return line;
-}
-
 /// A deviation, run in every setting.
 class Trial {
  public:
@@ -249,6 +167,7 @@ class Trial {
   void RunIn(const Setting& setting) {
     const WatchedRun& conforming = Conforming(setting);
     TestBench bench(setting.Words(std::string(deviation_.name)));
+    bench.LeaveOutTrace();
     const std::string volumes = VolumesOf(bench);
     const WatchedRun run = RunWatched(bench);
 
@@ -592,7 +511,11 @@ int main(int argc, char** argv) {
   }
   std::unique_ptr<KeptOutcomes> kept;
   try {
-    kept = std::make_unique<KeptOutcomes>(argv[1]);
+    std::vector<std::string> names;
+    for (const Deviation& deviation : quorle::deviate::Deviations()) {
+      names.emplace_back(deviation.name);
+    }
+    kept = std::make_unique<KeptOutcomes>(argv[1], std::move(names));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "kill_table_tests: %s\n", error.what());
     return 2;

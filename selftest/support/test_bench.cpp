@@ -49,6 +49,7 @@ class NoBreak final : public BreakSource {
 class KeptTrace final : public TraceSink {
  public:
   bool Take(const TraceEvent& event) override {
+    if (is_left_out_) return true;
     TraceEvent shown = event;
     if (without_data_) {
       if (auto* const read = std::get_if<TraceRead>(&shown.result)) read->data = {};
@@ -62,6 +63,7 @@ class KeptTrace final : public TraceSink {
 
   void Begin() { balance_.emplace(no_place_); }
   void LeaveOutData() { without_data_ = true; }
+  void LeaveOut() { is_left_out_ = true; }
   std::vector<std::string> TakeLines() { return std::exchange(lines_, {}); }
   /// The first handle that was released and not held, or an empty text.
   std::string SecondRelease() const {
@@ -76,6 +78,7 @@ class KeptTrace final : public TraceSink {
   std::vector<std::string> lines_;
   std::optional<TraceBalance> balance_{no_place_};
   bool without_data_ = false;
+  bool is_left_out_ = false;
 };
 
 FaultRules ParseRules(const std::string& text) {
@@ -363,6 +366,10 @@ std::string TestBench::SecondRelease() {
 
 void TestBench::LeaveOutData() {
   parts_->trace.LeaveOutData();
+}
+
+void TestBench::LeaveOutTrace() {
+  parts_->trace.LeaveOut();
 }
 
 void TestBench::SetRules(const std::string& rules) {

@@ -68,6 +68,9 @@ class TestBench {
   /// From now on traces show no data that a call read.
   void LeaveOutData();
 
+  /// From now on no trace is kept.
+  void LeaveOutTrace();
+
   /// Replaces the rules, which count from 0.
   void SetRules(const std::string& rules);
   /// The first rule that has not fired, as its operation's name; empty when all have.

@@ -49,6 +49,27 @@ TEST(HostOptionsTest, ALimitIsANumberOfSeconds) {
   EXPECT_EQ(Refusal({"--limit=1", "--limit=1", "RAM:"}), "--limit is given twice");
 }
 
+TEST(HostOptionsTest, ACatalogueIsOneOfThreeNames) {
+  EXPECT_EQ(Read({"RAM:"}).options.results.catalogue, "standard");
+  for (const char* const name : {"standard", "further", "all"}) {
+    EXPECT_EQ(Read({"--catalogue", name, "RAM:"}).options.results.catalogue, name);
+  }
+  for (const char* const name : {"", "Further", "47"}) {
+    EXPECT_EQ(Refusal({"--catalogue", name, "RAM:"}),
+              "--catalogue: \"" + std::string(name) +
+                  "\" is not a catalogue; it is standard, further or all");
+  }
+  EXPECT_EQ(Read({"--catalogue=further", "RAM:", "TN=2"}).type, HostCommand::Type::kRun);
+  for (const char* const word : {"TN=2", "ftn=1", "LTN=3"}) {
+    EXPECT_EQ(Refusal({"--catalogue=all", "RAM:", word}),
+              "--catalogue all excludes TN, FTN and LTN: each catalogue has numbers of its own");
+  }
+  EXPECT_EQ(Refusal({"--catalogue=all", "--trace=t", "RAM:"}),
+            "--trace is of one run: it excludes --catalogue all");
+  EXPECT_FALSE(Read({"RAM:"}).options.may_destroy);
+  EXPECT_TRUE(Read({"--allow-destroy", "RAM:"}).options.may_destroy);
+}
+
 TEST(HostOptionsTest, WhatHappensBetweenGroups) {
   const RemountOptions none = Read({"RAM:"}).options.remount;
   EXPECT_FALSE(none.each || none.after_group || none.after_run);
