@@ -12,15 +12,22 @@ constexpr std::string_view kClasses[] = {"ERROR", "WARN:", "INFO:", "CLEANUP ERR
 
 /// Lines that stand for themselves: the opening, refusals, the closing lines of a run.
 constexpr std::string_view kOfTheRun[] = {
-    "Starting tests for Device Name= ", "Host Filesystem = ",      "----- NOTE: ",
-    "You need dos.library 53.90+",      "Error: Test number must", "Error: First test number must",
-    "Error: Last test number must",     "BREAK ^C - Aborting...",  "Error - Aborting...",
+    "Starting tests for Device Name= ",
+    "Host Filesystem = ",
+    "----- NOTE: ",
+    "You need dos.library 53.90+",
+    "Error: Test number must",
+    "Error: First test number must",
+    "Error: Last test number must",
+    "BREAK ^C - Aborting...",
+    "Error - Aborting...",
+    "This dos.library does not have the calls of the further tests",
 };
 
 /// What goes on with a message is indented by seven blanks, and one line by six.
 constexpr std::string_view kIndent = "      ";
 
-constexpr std::string_view kPassed = "() tests passed.";
+constexpr std::string_view kPassed = " tests passed.";
 
 template <std::size_t count>
 bool StartsWithOneOf(std::string_view line, const std::string_view (&starts)[count]) {
@@ -28,11 +35,11 @@ bool StartsWithOneOf(std::string_view line, const std::string_view (&starts)[cou
                      [line](std::string_view start) { return line.starts_with(start); });
 }
 
-/// "Lock() tests passed."
+/// "Lock() tests passed.", "Soft links tests passed."
 bool IsPassed(std::string_view line) {
   if (!line.ends_with(kPassed)) return false;
   line.remove_suffix(kPassed.size());
-  return !line.empty() && line.find_first_of(" \"") == std::string_view::npos;
+  return !line.empty() && line.find_first_of(".:\"") == std::string_view::npos;
 }
 
 /// Whether the usage text: its two head lines, and the numbered list.

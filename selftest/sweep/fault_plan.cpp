@@ -86,6 +86,10 @@ constexpr std::int32_t kReadingLink[] = {ERROR_ACTION_NOT_KNOWN, ERROR_OBJECT_NO
                                          ERROR_OBJECT_WRONG_TYPE, ERROR_LINE_TOO_LONG};
 constexpr std::int32_t kOnVolume[] = {ERROR_ACTION_NOT_KNOWN, ERROR_OBJECT_IN_USE, ERROR_NO_DISK,
                                       ERROR_DISK_NOT_VALIDATED, ERROR_DISK_WRITE_PROTECTED};
+constexpr std::int32_t kScanning[] = {ERROR_ACTION_NOT_KNOWN, ERROR_NO_MORE_ENTRIES,
+                                      ERROR_OBJECT_NOT_FOUND, ERROR_NO_FREE_STORE};
+constexpr std::int32_t kOnRecords[] = {ERROR_ACTION_NOT_KNOWN, ERROR_RECORD_NOT_LOCKED,
+                                       ERROR_LOCK_COLLISION, ERROR_LOCK_TIMEOUT};
 constexpr std::int32_t kOnArguments[] = {ERROR_ACTION_NOT_KNOWN, ERROR_REQUIRED_ARG_MISSING,
                                          ERROR_TOO_MANY_ARGS, ERROR_BAD_NUMBER};
 constexpr std::int32_t kInMemory[] = {ERROR_ACTION_NOT_KNOWN, ERROR_LINE_TOO_LONG};
@@ -147,6 +151,19 @@ constexpr CountedOperation kCounted[] = {
     {"ReadArgs", kOnArguments},
     {"CheckSignal", {}},
     {"TimedDosRequesterTags", {}},
+    {"ObtainDirContext", kByName},
+    {"ExamineDir", kScanning},
+    {"SameFile", {}},
+    {"LockRecord", kOnRecords},
+    {"UnLockRecord", kOnRecords},
+    {"StartNotify", kByName},
+    {"GetNotifyMsg", {}},
+    {"CheckNotifySignal", {}},
+    {"Flush", kOnVolume},
+    {"VolumeInfoData", kOnVolume},
+    {"Inhibit", kOnVolume},
+    {"Serialize", kOnVolume},
+    {"Format", kOnVolume},
     {"DateToStr", kInMemory},
     {"FindTask", {}},
     {"GetMsg", {}},
@@ -206,7 +223,7 @@ class FaultList {
   }
 
   void Add(const std::int32_t* number) {
-    if (call_.op == "SameLock") return Relations(*number);
+    if (call_.op == "SameLock" || call_.op == "SameFile") return Relations(*number);
     if (call_.op == "TimedDosRequesterTags") {
       Wrong("1", {{"result", "1"}});
       Wrong("-1", {{"result", "-1"}});

@@ -33,6 +33,7 @@ struct CallSite {
 ///   IoErr(), SetIoErr()                          a changed code is a fault of the call before
 ///   FreeDosObject(), FreeVec(), FreeArgs(),      give nothing back, and what stays held nobody
 ///   FreeDeviceProc(), ReplyMsg(),                misses
+///   ReleaseDirContext(), EndNotify(), ReplyNotifyMsg(),
 ///   CloseLibrary(), DropInterface()
 ///   CopyMem(), utility.library                   work in the tester's own memory and cannot fail
 ///

@@ -11,12 +11,27 @@ std::string TextOf(const KeptEvent& event) {
   return std::string(event.op) + "(" + event.name + "), error " + std::to_string(event.ioerr);
 }
 
-/// Whether the output says that the object stayed.
-bool IsReportedToStay(const std::string& output, const std::string& name) {
+/// Whether the output says that an object of this name stayed.
+bool IsNamedAsStaying(const std::string& output, const std::string& name) {
   const std::string report = "test left the object \"" + name + "\" behind";
   const std::size_t at = output.find(report);
   return at != std::string::npos && output.rfind("CLEANUP ERROR[", at) > output.rfind('\n', at) &&
          output.rfind("CLEANUP ERROR[", at) != std::string::npos;
+}
+
+/// Whether the output says that the object `path` stayed. A further check works in a directory of its own: it
+/// names what it made there, or the directory alone.
+bool IsReportedToStay(const Outcome& outcome, const std::string& path) {
+  const std::string& output = outcome.output;
+  if (!outcome.is_further) return IsNamedAsStaying(output, path);
+  for (std::size_t from = 0;;) {
+    const std::size_t end = path.find('/', from);
+    const std::string whole = path.substr(0, end);
+    if (IsNamedAsStaying(output, whole) || IsNamedAsStaying(output, whole.substr(from)))
+      return true;
+    if (end == std::string::npos) return false;
+    from = end + 1;
+  }
 }
 
 /// The word of a volume's line that starts with `key`: "label=", "state=", "in-use=".
@@ -99,7 +114,7 @@ class Findings {
       }
       const std::size_t colon = line.find(':');
       const std::string name = line.substr(colon + 1, name_end - colon - 1);
-      if (!IsReportedToStay(outcome_.output, name)) Add(Finding::kLeft, name, "left: " + line);
+      if (!IsReportedToStay(outcome_, name)) Add(Finding::kLeft, name, "left: " + line);
     }
     for (const std::string& line : outcome_.gone) {
       if (line.find(" label=") == std::string::npos) Add(Finding::kVolumes, {}, "gone: " + line);

@@ -93,6 +93,7 @@ Outcome SharedBench::Run(const Catalogue& catalogue,
   const std::size_t started = watch_.started();
 
   Outcome outcome;
+  outcome.is_further = catalogue.is_further;
   real.SetIoErr(0);  // as a process starts
   outcome.result = quorle::Run(traced.exec(), catalogue, watch_);
   outcome.ran_tests = watch_.started() != started;

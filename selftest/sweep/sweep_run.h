@@ -30,6 +30,7 @@ struct KeptEvent {
 struct Outcome {
   std::int32_t result = 0;
   bool ran_tests = false;
+  bool is_further = false;  ///< of the further catalogue
   std::string output;
   std::vector<KeptEvent> trace;
   std::vector<Unbalanced> unbalanced;

@@ -2,17 +2,21 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <iterator>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "platform/constants.h"
+#include "results/check_list.h"
 #include "selftest/sweep/fault_plan.h"
 #include "selftest/sweep/findings.h"
 #include "selftest/sweep/sweep_run.h"
@@ -25,6 +29,10 @@
 // the first of the start-up to the last of the tear-down, and for each way in which it can. On a
 // vector port and on a packet port, with every combination of NI, NW and NR. Whatever the one call
 // does, the program must end well and leave nothing; what it may leave all the same is in kExcuses.
+//
+// The further catalogue is swept check by check, with and without the three switches together. Of the many calls
+// that some of its checks make, the first two and the last of an operation misbehave, and of checks of thousands
+// of calls only some of the runs are made.
 //
 // With QUORLE_SWEEP_STEP=N in the environment only every N-th run is made, for slow machines.
 
@@ -152,19 +160,33 @@ std::vector<std::vector<std::string>> Settings() {
   return settings;
 }
 
+/// What is run again and again.
+struct Swept {
+  std::string name;  ///< of the group, for messages and excuses
+  std::vector<TestEntry> entries;
+  std::vector<std::string> host_words = {};  ///< first on the command line
+  bool is_further = false;
+
+  Catalogue catalogue() const {
+    return {.name = "swept",
+            .entries = entries.data(),
+            .is_further = is_further,
+            .may_destroy = is_further};
+  }
+};
+
 class SweepTest : public testing::Test {
  public:
-  /// `name` is the group's, for messages and excuses; `host_words` come first on the command line.
-  SweepTest(std::string name, std::vector<TestEntry> catalogue, std::vector<std::string> host_words)
-      : name_(std::move(name)),
-        catalogue_(std::move(catalogue)),
-        host_words_(std::move(host_words)) {}
+  explicit SweepTest(Swept swept) : name_(swept.name), swept_(std::move(swept)) {}
 
   void TestBody() override {
+    const std::vector<std::vector<std::string>> settings = Settings();
     for (const char* const port : {"vector", "packet", "classic"}) {
-      for (const std::vector<std::string>& switches : Settings()) {
+      for (const std::vector<std::string>& switches : settings) {
+        const bool is_usual = switches.empty() || switches.size() == settings.back().size();
+        if (swept_.is_further && !is_usual) continue;
         setting_ = std::string(port) + " port";
-        std::vector<std::string> words = host_words_;
+        std::vector<std::string> words = swept_.host_words;
         words.insert(words.end(), {"--mount", std::string("DH0=ram,port=") + port, "DH0:"});
         words.insert(words.end(), switches.begin(), switches.end());
         for (const std::string& word : switches) setting_ += " " + word;
@@ -185,29 +207,50 @@ class SweepTest : public testing::Test {
  private:
   void Sweep(const std::vector<std::string>& words) {
     SharedBench bench(words);
-    const Outcome conforming =
-        bench.Run({.name = "swept", .entries = catalogue_.data()},
-                  [&](FaultPlan& plan) { plan.Record(bench.watch().current()); });
+    const Outcome conforming = bench.Run(
+        swept_.catalogue(), [&](FaultPlan& plan) { plan.Record(bench.watch().current()); });
     const std::vector<CallSite>& sites = conforming.sites;
     ASSERT_FALSE(sites.empty());
     for (const Found& found : FindingsOf(conforming, {})) {
       EXPECT_TRUE(IsExcused(conforming, found, {}, {})) << setting_ << ", no fault: " << found.text;
     }
+    const std::vector<bool> chosen = Chosen(sites);
+    // A check of thousands of calls takes as long as all the others.
+    constexpr std::size_t kUsualCalls = 500;
+    const std::size_t step = swept_.is_further ? sites.size() / kUsualCalls + 1 : 1;
     for (std::size_t i = 0; i < sites.size(); ++i) {
+      if (!chosen[i]) continue;
       for (const PlannedFault& fault : sites[i].faults) {
-        if (++turn_ % Step() != 0) continue;
+        if (++turn_ % (Step() * step) != 0) continue;
         ++runs_;
         std::snprintf(current_run, sizeof current_run, "\n%s, %s, call %zu%s%s: %s\n  is %s\n",
                       name_.c_str(), setting_.c_str(), i + 1,
                       sites[i].place.empty() ? "" : " in sub-test ", sites[i].place.c_str(),
                       sites[i].text.c_str(), fault.text.c_str());
         alarm(kMostSeconds);
-        const Outcome outcome =
-            bench.Run({.name = "swept", .entries = catalogue_.data()},
-                      [&](FaultPlan& plan) { plan.Inject(i + 1, sites[i], fault); });
+        const Outcome outcome = bench.Run(
+            swept_.catalogue(), [&](FaultPlan& plan) { plan.Inject(i + 1, sites[i], fault); });
         Check(outcome, sites[i], fault);
       }
     }
+  }
+
+  /// Which of the calls misbehave: all, and of a further check the first two and the last of an operation.
+  std::vector<bool> Chosen(const std::vector<CallSite>& sites) const {
+    if (!swept_.is_further) return std::vector<bool>(sites.size(), true);
+    std::vector<bool> chosen(sites.size());
+    struct Calls {
+      std::size_t count = 0;
+      std::size_t last = 0;
+    };
+    std::map<std::string, Calls> operations;
+    for (std::size_t i = 0; i < sites.size(); ++i) {
+      Calls& calls = operations[sites[i].place + sites[i].op];
+      calls.last = i;
+      chosen[i] = ++calls.count <= 2;
+    }
+    for (const auto& [name, calls] : operations) chosen[calls.last] = true;
+    return chosen;
   }
 
   void Check(const Outcome& outcome, const CallSite& site, const PlannedFault& fault) {
@@ -238,8 +281,7 @@ class SweepTest : public testing::Test {
   }
 
   std::string name_;
-  std::vector<TestEntry> catalogue_;
-  std::vector<std::string> host_words_;
+  Swept swept_;
   std::string setting_;
   bool used_[std::size(kExcuses)] = {};
   std::size_t turn_ = 0;
@@ -247,30 +289,53 @@ class SweepTest : public testing::Test {
   std::size_t failures_ = 0;
 };
 
-void Register(const std::string& name, const std::vector<TestEntry>& catalogue,
-              const std::vector<std::string>& host_words) {
-  std::string test_name = name;
-  std::replace(test_name.begin(), test_name.end(), ' ', '_');
-  testing::RegisterTest("Sweep", test_name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                        [=]() -> SweepTest* { return new SweepTest(name, catalogue, host_words); });
+void Register(const std::string& test_name, const Swept& swept) {
+  std::string plain_name = test_name;
+  std::replace(plain_name.begin(), plain_name.end(), ' ', '_');
+  testing::RegisterTest("Sweep", plain_name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
+                        [=]() -> SweepTest* { return new SweepTest(swept); });
+}
+
+constexpr TestEntry kLast = {nullptr, ""};
+
+/// "FSLock() / ACTION_LOCATE_OBJECT - Lock"
+std::string NameOf(const TestEntry& entry) {
+  const std::string title = entry.title;
+  return title.substr(title.find(" - ") + 3);
+}
+
+/// Each check of the further catalogue by itself.
+void RegisterFurther() {
+  static std::deque<TestGroup> groups;
+  static std::deque<std::array<SubTest, 2>> tables;
+  for (const TestEntry* entry = kFurtherCatalogue.entries; entry->group != nullptr; ++entry) {
+    for (const SubTest* check = entry->group->sub_tests; check->run != nullptr; ++check) {
+      TestGroup& group = groups.emplace_back(*entry->group);
+      group.sub_tests = tables.emplace_back(std::array<SubTest, 2>{*check, SubTest{}}).data();
+      const std::string id(IdOf(group));
+      Register(id.substr(id.find('.') + 1) + " " + check->name,
+               {.name = id, .entries = {{&group, entry->title}, kLast}, .is_further = true});
+    }
+  }
 }
 
 void RegisterAll() {
-  const TestEntry last = {nullptr, ""};
   std::vector<TestEntry> stubs;
   for (const TestEntry* entry = kStandardCatalogue.entries; entry->group != nullptr; ++entry) {
     if (entry->group->sub_tests == nullptr) {
       stubs.push_back(*entry);
       continue;
     }
-    // "FSLock() / ACTION_LOCATE_OBJECT - Lock"
-    const std::string title = entry->title;
-    Register(title.substr(title.find(" - ") + 3), {*entry, last}, {});
+    Register(NameOf(*entry), {.name = NameOf(*entry), .entries = {*entry, kLast}});
   }
-  stubs.push_back(last);
-  Register("Rows without tests", stubs, {});
-  Register("Start from the desktop", stubs, {"--workbench"});
-  Register("Start on an old system", stubs, {"--dos-version", "53.89"});
+  stubs.push_back(kLast);
+  Register("Rows without tests", {.name = "Rows without tests", .entries = stubs});
+  Register("Start from the desktop",
+           {.name = "Start from the desktop", .entries = stubs, .host_words = {"--workbench"}});
+  Register("Start on an old system", {.name = "Start on an old system",
+                                      .entries = stubs,
+                                      .host_words = {"--dos-version", "53.89"}});
+  RegisterFurther();
 }
 
 }  // namespace

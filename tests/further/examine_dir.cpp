@@ -304,12 +304,12 @@ std::int32_t WalkThroughATree(TestContext& ctx, std::int32_t) {
   });
   if (!work) return kFailed;
   for (const char* const name : kDirectories) {
-    if (!MakeDirectory(ctx, name, kLabel)) return kFailed;
     ++made;
+    if (!MakeDirectory(ctx, name, kLabel)) return kFailed;
   }
   for (const char* const name : kFiles) {
-    if (!MakeFile(ctx, name, kLabel)) return kFailed;
     ++made;
+    if (!MakeFile(ctx, name, kLabel)) return kFailed;
   }
 
   std::uint32_t visited = 0;

@@ -36,14 +36,13 @@ WorkDirectory::~WorkDirectory() {
 bool ManyFiles::Make(std::uint32_t count) {
   DosInterface& dos = *ctx_.IDOS;
   for (; count > 0; --count) {
-    const char* const name = Name(made_ + 1);
+    const char* const name = Name(++made_);
     const FileHandle file = dos.Open(name, MODE_NEWFILE);
     if (!file) {
       dos.Printf("\nERROR: %s test failed, cannot Open(\"%s\",MODE_NEWFILE); #%n %m\n\n", label_,
                  name);
       return false;
     }
-    ++made_;
     dos.Close(file);
   }
   return true;

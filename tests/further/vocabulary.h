@@ -91,7 +91,7 @@ class [[nodiscard]] ManyFiles {
  private:
   TestContext& ctx_;
   const char* label_;
-  std::uint32_t made_ = 0;
+  std::uint32_t made_ = 0;  ///< up to this number there may be files
   char name_[16] = {};
 };
 
