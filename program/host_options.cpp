@@ -171,7 +171,7 @@ constexpr HostOption kOptions[] = {
     {kListDeviations, nullptr,
      "Lists the ways to misbehave that a mount's key deviate=NAME[+NAME...] knows.", nullptr},
     {"--workbench", nullptr, "Starts as from the desktop.", TakeWorkbench},
-    {kCatalogue, "NAME",
+    {kCatalogue, "standard|further|all",
      "Which list of tests is run: standard, the default, further, or all, one after the other.",
      ReadCatalogue},
     {"--allow-destroy", nullptr,

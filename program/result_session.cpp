@@ -53,17 +53,22 @@ std::optional<std::int32_t> ResultSession::Prepare() {
     return RETURN_FAIL;
   }
   if (options_.select && !chosen_.Select(*options_.select, problem)) {
-    console_.Report("--select: " + problem);
+    console_.Report("--select: " + problem + WhereElse(*options_.select));
     return RETURN_FAIL;
   }
   if (options_.skip && !chosen_.Skip(*options_.skip, problem)) {
-    console_.Report("--skip: " + problem);
+    console_.Report("--skip: " + problem + WhereElse(*options_.skip));
     return RETURN_FAIL;
   }
   if (options_.failed) {
     if (const auto status = SelectFailed(*options_.failed)) return status;
   }
   return std::nullopt;
+}
+
+std::string ResultSession::WhereElse(const std::string& patterns) {
+  std::string unused;
+  return Selection(KnownCatalogues()).Select(patterns, unused) ? "; --catalogue all has it" : "";
 }
 
 std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path) {
@@ -96,9 +101,11 @@ std::optional<std::int32_t> ResultSession::SelectFailed(const std::string& path)
   // Those of another version of the program cannot be run here.
   for (const std::string& id : TakeUnknown(ids)) {
     std::string line = path;
-    line += ": this program has no check ";
+    line += ": this ";
+    line += WhereElse(id).empty() ? "program" : "catalogue";
+    line += " has no check ";
     line += id;
-    console_.Report(line);
+    console_.Report(line + WhereElse(id));
   }
   if (ids.empty()) return RETURN_FAIL;
   chosen_.Keep(ids);
@@ -156,8 +163,10 @@ std::int32_t ResultSession::EndRun(std::int32_t result, bool is_whole) {
   std::int32_t status = ExitStatus(record_, options_.expect ? &expectations_ : nullptr);
   is_whole_ = is_whole_ && is_whole && !events_.failed();
   if (!is_whole_) status = std::max<std::int32_t>(status, RETURN_ERROR);
-  if (options_.repeat > 1) repeats_[record_.start.catalogue].Add(record_);
-  if (status != RETURN_OK && !not_fine_) not_fine_ = record_;
+  Runs& runs = RunsOfCatalogue();
+  if (options_.repeat > 1) runs.repeats.Add(record_);
+  if (runs.is_fine) runs.shown = record_;
+  runs.is_fine = runs.is_fine && status == RETURN_OK;
   if (options_.bless) to_bless_.push_back(record_);
   return status;
 }
@@ -177,24 +186,35 @@ void ResultSession::Take(Event event) {
 
 std::int32_t ResultSession::Finish(std::int32_t status) {
   if (options_.bless && status != RETURN_FAIL) status = WriteBlessed();
-  const RunRecord& run = not_fine_ ? *not_fine_ : record_;
-  if (options_.summary.value_or(screen_.summary)) {
-    console_.PrintError(SummaryOf(run, expectations_, screen_.colours));
-  } else if (options_.expect) {
+  if (!options_.summary.value_or(screen_.summary) && options_.expect) {
     for (const std::string& line : expectations_.TodoLines()) console_.Report(line);
-    console_.PrintError(SurprisesOf(run, expectations_));
-    if (status == RETURN_ERROR) {
+  }
+  if (runs_.empty()) return Show({.shown = record_, .is_fine = true, .repeats = {}}, status);
+  for (const auto& [catalogue, runs] : runs_) status = Show(runs, status);
+  return status;
+}
+
+std::int32_t ResultSession::Show(const Runs& runs, std::int32_t status) {
+  if (options_.summary.value_or(screen_.summary)) {
+    console_.PrintError(SummaryOf(runs.shown, expectations_, screen_.colours));
+  } else if (options_.expect) {
+    console_.PrintError(SurprisesOf(runs.shown, expectations_));
+    if (!runs.is_fine && status == RETURN_ERROR) {
       console_.Report("the run is not as " + *options_.expect + " says; --summary shows where");
     }
   }
-  for (const auto& [name, repeats] : repeats_) {
-    const std::string differences = repeats.Differences();
-    if (differences.empty()) continue;
-    console_.PrintError(differences);
-    // A check may be expected to come out in several ways.
-    if (!options_.expect) status = std::max<std::int32_t>(status, RETURN_ERROR);
+  const std::string differences = runs.repeats.Differences();
+  if (differences.empty()) return status;
+  console_.PrintError(differences);
+  // A check may be expected to come out in several ways.
+  return options_.expect ? status : std::max<std::int32_t>(status, RETURN_ERROR);
+}
+
+ResultSession::Runs& ResultSession::RunsOfCatalogue() {
+  for (auto& [catalogue, runs] : runs_) {
+    if (catalogue == catalogue_) return runs;
   }
-  return status;
+  return runs_.emplace_back(catalogue_, Runs{}).second;
 }
 
 std::int32_t ResultSession::WriteBlessed() {

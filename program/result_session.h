@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <set>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "harness/catalogue.h"
@@ -65,9 +65,22 @@ class ResultSession final : public WatchListener, private EventSink {
   void OnRestartFailed() override;
 
  private:
+  /// The runs of one catalogue.
+  struct Runs {
+    RunRecord shown;  ///< the first that was not as it should be, or the last one
+    bool is_fine = true;
+    Repeats repeats;
+  };
+
   void Take(Event event) override;
   /// Writes --bless. The exit status that follows from what is expected now.
   std::int32_t WriteBlessed();
+  /// Prints what people shall see of `runs`, and returns the exit status that follows from `status`.
+  std::int32_t Show(const Runs& runs, std::int32_t status);
+  /// The runs of the catalogue of the run that goes on.
+  Runs& RunsOfCatalogue();
+  /// "; --catalogue all has it" when the patterns fit what there is at all.
+  static std::string WhereElse(const std::string& patterns);
   /// Selects what was not as expected in the run that the event file `path` is of.
   std::optional<std::int32_t> SelectFailed(const std::string& path);
   /// Takes from `ids` those that no check of the catalogue has, and returns them.
@@ -86,12 +99,11 @@ class ResultSession final : public WatchListener, private EventSink {
   Expectations expectations_;
   EventFile events_;
   std::optional<RunRecorder> recorder_;
-  RunRecord record_;                   ///< of the run that goes on, or the last one
-  std::optional<RunRecord> not_fine_;  ///< the first run that was not as it should be
-  std::vector<RunRecord> to_bless_;    ///< all runs, when --bless is given
+  RunRecord record_;  ///< of the run that goes on, or the last one
+  std::vector<std::pair<const Catalogue*, Runs>> runs_;  ///< in the order of the catalogues
+  std::vector<RunRecord> to_bless_;                      ///< all runs, when --bless is given
   bool is_whole_ =
       true;  ///< nothing of what was asked for is missing of a run, an event or a trace
-  std::map<std::string, Repeats> repeats_;  ///< by the catalogue
 };
 
 }  // namespace quorle

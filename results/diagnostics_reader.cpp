@@ -211,11 +211,15 @@ std::string_view TrimmedLine(std::string_view line) {
 }
 
 std::string_view PassedGroup(std::string_view line) {
-  constexpr std::string_view kClosing = "() tests passed.";
+  constexpr std::string_view kClosing = " tests passed.";
+  constexpr std::string_view kBrackets = "()";
   if (!line.ends_with(kClosing)) return {};
-  const std::string_view group = line.substr(0, line.size() - kClosing.size());
-  const bool is_name =
-      std::all_of(group.begin(), group.end(), [](unsigned char c) { return std::isalnum(c) != 0; });
+  std::string_view group = line.substr(0, line.size() - kClosing.size());
+  const bool is_call = group.ends_with(kBrackets);
+  if (is_call) group.remove_suffix(kBrackets.size());
+  const bool is_name = std::all_of(group.begin(), group.end(), [&](unsigned char c) {
+    return std::isalnum(c) != 0 || (c == ' ' && !is_call);
+  });
   return is_name ? group : std::string_view();
 }
 

@@ -66,8 +66,8 @@ std::string ToPlainUtf8(std::string_view text);
 /// `line` without blanks, carriage returns and form feeds at its ends.
 std::string_view TrimmedLine(std::string_view line);
 
-/// The group that a closing line speaks of: "Lock" of "Lock() tests passed."; empty for another line,
-/// which has no style codes.
+/// The group that a closing line speaks of: "Lock" of "Lock() tests passed.", "Soft links" of "Soft links tests
+/// passed."; empty for another line, which has no style codes.
 std::string_view PassedGroup(std::string_view line);
 
 }  // namespace quorle

@@ -325,6 +325,7 @@ std::string TargetText(const RunRecord& record) {
   };
   if (record.target) add(record.target->filesystem);
   if (!record.start.port.empty()) add(record.start.port + " port");
+  if (record.start.catalogue != kStandardName) add(record.start.catalogue + " catalogue");
   return text;
 }
 

@@ -381,6 +381,87 @@ class Screens(EventsTest):
         self.assertIn("\r\x1b[Ktest 2 (ChangeLockMode.ExclusiveOnlyWhenAlone)", stopped)
 
 
+class Catalogues(EventsTest):
+    """--catalogue: which list of tests is run."""
+    LOSES_LAST = ("--mount", "DH0=ram,deviate=scan-loses-last", "DH0:")
+    NOTICES = ["Further.ExamineDir.HundredEntries", "Further.ExamineDir.ThousandsOfEntries",
+               "Further.ExamineDir.DeletedDuringTheScan", "Further.ExamineDir.WalkThroughATree",
+               "Further.ExamineDir.TwoScansAtOnce"]
+
+    def failed(self, events):
+        return [check for check, verdict in self.verdicts(events).items() if verdict == "fail"]
+
+    def test_without_the_option_the_47_are_run(self):
+        events = self.record(*self.LOSES_LAST)
+        self.assertEqual(self.run_.returncode, 0)
+        self.assertNotIn("catalogue", self.of("run", events)[0])
+        self.assertEqual({check["catalogue"] for check in self.of("check", events)}, {"standard"})
+
+    def test_the_further_ones_have_numbers_of_their_own(self):
+        events = self.record("--catalogue", "further", *self.LOSES_LAST, "TN=1")
+        self.assertEqual(self.run_.returncode, 10)
+        self.assertEqual(self.of("run", events)[0]["catalogue"], "further")
+        self.assertEqual({check["catalogue"] for check in self.of("check", events)}, {"further"})
+        self.assertEqual(self.of("group", events)[0]["id"], "Further.ExamineDir")
+        self.assertEqual(self.failed(events), self.NOTICES)
+
+    def test_all_are_two_runs_in_one_stream(self):
+        events = self.record("--catalogue", "all", "--summary", *self.LOSES_LAST)
+        self.assertEqual(self.run_.returncode, 10)
+        self.assertEqual([event.get("catalogue") for event in self.of("run", events)], [None, "further"])
+        self.assertEqual([event["result"] for event in self.of("end", events)], [0, 10])
+        self.assertEqual(self.run_.stdout.count("Starting tests for Device Name= DH0:"), 2)
+        # A summary for each.
+        self.assertIn("108 checks: 107 passed, 1 skipped\n", self.run_.stderr)
+        self.assertIn("\nFurther.ExamineDir.HundredEntries: fail\n", self.run_.stderr)
+
+    def test_what_is_selected_decides_which_are_run(self):
+        events = self.record("--catalogue", "all", "--select", "Further.ExamineDir.E*", "RAM:")
+        self.assertEqual(len(self.of("run", events)), 1)
+        self.assertEqual(self.verdicts(events), {"Further.ExamineDir.EmptyDirectory": "pass"})
+        events = self.record("--catalogue", "all", "--select", "Lock,Further.ExamineDir.E*", "RAM:")
+        self.assertEqual(len(self.of("run", events)), 2)
+
+    def test_a_check_of_the_other_catalogue(self):
+        outcome = run("--select", "Further.ExamineDir", "RAM:")
+        self.assertEqual((outcome.returncode, outcome.stderr),
+                         (20, 'quorle: --select: no check is named "Further.ExamineDir"; --catalogue all has it\n'))
+
+    def test_what_failed_runs_again_in_its_catalogue(self):
+        self.record("--catalogue", "all", *self.LOSES_LAST)
+        events = self.record("--catalogue", "all", "--failed", self.events, *self.LOSES_LAST)
+        self.assertEqual(len(self.of("run", events)), 1)
+        self.assertEqual(list(self.verdicts(events)), self.NOTICES)
+
+    def test_one_file_of_expectations_is_for_both(self):
+        expected = self.path("expected.toml")
+        outcome = run("--catalogue", "all", "--bless", expected, *self.LOSES_LAST)
+        self.assertEqual(outcome.returncode, 0)
+        with open(expected, encoding="utf-8") as file:
+            text = file.read()
+        self.assertEqual(re.findall('check = "(.*)"', text), self.NOTICES)
+        with open(expected, "w", encoding="utf-8") as file:
+            file.write(text.replace("TODO", "known"))
+        for catalogue in ("standard", "further", "all"):
+            outcome = run("--catalogue", catalogue, "--expect", expected, *self.LOSES_LAST)
+            self.assertEqual((outcome.returncode, outcome.stderr), (0, ""), catalogue)
+
+    def test_reports_and_comparisons_take_both(self):
+        self.record("--catalogue", "all", *self.LOSES_LAST)
+        report = subprocess.run([QUORLE, "report", self.events], stdout=subprocess.PIPE, text=True, check=False)
+        self.assertIn("vector port, further catalogue)", report.stdout)
+        good = self.path("good")
+        run("--catalogue", "all", "--events", good, "--mount", "DH0=ram", "DH0:")
+        compare = subprocess.run([QUORLE, "compare", good, self.events], stdout=subprocess.PIPE, text=True, check=False)
+        self.assertEqual(compare.returncode, 10)
+        for check in self.NOTICES:
+            self.assertIn(check, compare.stdout)
+
+    def test_runs_that_are_repeated_are_compared_within_their_catalogue(self):
+        outcome = run("--catalogue", "all", "--repeat", "2", "--mount", "DH0=ram", "DH0:")
+        self.assertEqual((outcome.returncode, outcome.stderr), (0, ""))
+
+
 class Destinations(EventsTest):
     """Where events go."""
 
