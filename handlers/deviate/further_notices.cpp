@@ -13,7 +13,23 @@ struct FurtherNotice {
 
 // In the order of the deviations' names.
 constexpr FurtherNotice kNotices[] = {
+    {"delete-of-data-loses-block",
+     "VolumeInfoData.BlocksOfData VolumeInfoData.BlocksOfAShorterFile"},
+    {"delete-of-directory-loses-block",
+     "VolumeInfoData.BlocksOfData VolumeInfoData.BlocksOfAShorterFile VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfDirectories VolumeInfoData.BlocksOfAThousandFiles VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"delete-of-empty-file-loses-block",
+     "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfAThousandFiles VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
+    {"open-old-refused-makes-file",
+     "VolumeInfoData.RefusedCallsTakeNoBlocks VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"parent-of-root-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"refused-create-loses-block", "VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"refused-lock-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"refused-open-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"resize-loses-block", "VolumeInfoData.BlocksOfAShorterFile"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
+    {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
+    {"volume-info-other-block-size", "VolumeInfoData.AgreesWithTheDevice"},
 };
 
 }  // namespace
