@@ -108,6 +108,10 @@ constexpr std::tuple kOperations{
     Operation<Op::kVolumeInfoData, &Vectors::FSVolumeInfoData, &Call::info>(),
     Operation<Op::kAddNotify, &Vectors::FSAddNotify, &Call::request>(),
     Operation<Op::kRemoveNotify, &Vectors::FSRemoveNotify, &Call::request>(),
+    Operation<Op::kFlush, &Vectors::FSFlush>(),
+    Operation<Op::kInhibit, &Vectors::FSInhibit, &Call::mode>(),
+    Operation<Op::kFormat, &Vectors::FSFormat, &Call::text, &Call::number>(),
+    Operation<Op::kSerialize, &Vectors::FSSerialize>(),
 };
 
 /// The part of a Call that a function with this result sets.

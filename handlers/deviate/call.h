@@ -22,8 +22,8 @@ struct Call {
   ::Lock* other = nullptr;  ///< a second lock: of SameLock(), the target of a hard link, Rename()
   const char* text = nullptr;  ///< new name, comment, what a soft link holds, label
   std::int32_t mode =
-      0;  ///< of a lock, an open, a seek, the lock of OpenFromLock(); the state of a protection
-  std::int64_t number = 0;  ///< position, size, byte count, mask, owner, group, pass key
+      0;  ///< of a lock, an open, a seek, the lock of OpenFromLock(); the state of a protection, or of Inhibit()
+  std::int64_t number = 0;  ///< position, size, byte count, mask, owner, group, pass key, DOS type
   ::DateStamp date{};
   void* buffer = nullptr;
   const void* data = nullptr;

@@ -53,6 +53,10 @@ enum class Op : std::uint8_t {
   kVolumeInfoData,
   kAddNotify,
   kRemoveNotify,
+  kFlush,
+  kInhibit,
+  kFormat,
+  kSerialize,
 };
 
 /// What the object of a call is, as bits. The object is what the first name, the lock or the handle

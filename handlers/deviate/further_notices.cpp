@@ -13,24 +13,48 @@ struct FurtherNotice {
 
 // In the order of the deviations' names.
 constexpr FurtherNotice kNotices[] = {
+    {"delete-of-data-loses-block",
+     "VolumeInfoData.BlocksOfData VolumeInfoData.BlocksOfAShorterFile"},
+    {"delete-of-directory-loses-block",
+     "VolumeInfoData.BlocksOfData VolumeInfoData.BlocksOfAShorterFile "
+     "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfDirectories "
+     "VolumeInfoData.BlocksOfAThousandFiles VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"delete-of-empty-file-loses-block",
+     "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfAThousandFiles "
+     "VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
+    {"open-old-refused-makes-file",
+     "VolumeInfoData.RefusedCallsTakeNoBlocks VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"parent-of-root-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"refused-create-loses-block", "VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"refused-lock-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"refused-open-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"resize-loses-block", "VolumeInfoData.BlocksOfAShorterFile"},
     {"scan-ends-when-disturbed",
-     "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+     "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
+     "ExamineDir.TwoScansAtOnce"},
     {"scan-hides-empty-files",
-     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries ExamineDir.DeletedDuringTheScan "
-     "ExamineDir.AddedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
-    {"scan-loses-last",
-     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries ExamineDir.DeletedDuringTheScan "
+     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries "
+     "ExamineDir.DeletedDuringTheScan ExamineDir.AddedDuringTheScan "
      "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+    {"scan-loses-last",
+     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries "
+     "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
+     "ExamineDir.TwoScansAtOnce"},
     {"scan-of-empty-wrong-code", "ExamineDir.EmptyDirectory"},
     {"scan-of-file-granted", "ExamineDir.FileIsRefused"},
     {"scan-repeats-first",
-     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries ExamineDir.DeletedDuringTheScan "
-     "ExamineDir.AddedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+     "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries "
+     "ExamineDir.DeletedDuringTheScan ExamineDir.AddedDuringTheScan "
+     "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
     {"scan-restarts-when-disturbed", "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
     {"scan-shows-no-comment", "ExamineDir.RecordIsThatOfTheObject"},
     {"scan-skips-when-disturbed",
-     "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+     "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
+     "ExamineDir.TwoScansAtOnce"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
+    {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
+    {"volume-info-other-block-size", "VolumeInfoData.AgreesWithTheDevice"},
 };
 
 }  // namespace
