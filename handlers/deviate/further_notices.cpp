@@ -13,7 +13,26 @@ struct FurtherNotice {
 
 // In the order of the deviations' names.
 constexpr FurtherNotice kNotices[] = {
+    {"move-empties-file", "Rename.FileStaysTheSame"},
+    {"move-keeps-source-date", "Rename.ParentsAreChanged"},
+    {"move-leaves-old-name", "Rename.OpenFileIsMoved"},
+    {"name-cut-at-30", "Rename.LongestName"},
+    {"parent-of-moved-is-root", "Rename.LockedDirectoryIsMoved"},
+    {"rename-case-deletes", "Rename.CaseAlone"},
+    {"rename-case-ignored", "Rename.CaseAlone"},
+    {"rename-case-refused", "Rename.CaseAlone"},
+    {"rename-dates-object", "Rename.FileStaysTheSame"},
+    {"rename-in-use-refused", "Rename.OpenFileIsMoved"},
+    {"rename-keeps-target-bit", "Rename.ParentsAreChanged"},
+    {"rename-lifts-protection", "Rename.FileStaysTheSame"},
+    {"rename-loses-comment", "Rename.FileStaysTheSame"},
+    {"rename-of-link-undoes-it", "Rename.OntoItsHardLink"},
+    {"rename-refused-empties-other", "Rename.OntoItsHardLink"},
+    {"rename-refused-loses-source", "Rename.OntoItsHardLink"},
+    {"rename-to-itself-deletes", "Rename.ToItself"},
+    {"rename-to-itself-refused", "Rename.ToItself"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
+    {"write-after-rename-lost", "Rename.OpenFileIsMoved"},
 };
 
 }  // namespace

@@ -121,6 +121,7 @@ class FaultInjector::Change {
     Replace(rule_, "DiskState", info->id_DiskState);
     Replace(rule_, "DiskType", info->id_DiskType);
   }
+  void InMemory(std::uint32_t* number) { Replace(rule_, "value", *number); }
   void InMemory(quorle::DateStamp* date) { Replace(rule_, "Days", date->ds_Days); }
   void InMemory(DateTime* date) {
     const std::string* const text = Field(rule_, "text");
@@ -174,6 +175,8 @@ class FaultInjector::Change {
     Replace(rule_, "Type", data.Type);
     Replace(rule_, "FileSize", data.FileSize);
     Replace(rule_, "Days", data.Date.ds_Days);
+    Replace(rule_, "Minute", data.Date.ds_Minute);
+    Replace(rule_, "Tick", data.Date.ds_Tick);
     Replace(rule_, "RefCount", data.RefCount);
     Replace(rule_, "ObjectID", data.ObjectID);
     Replace(rule_, "Protection", data.Protection);

@@ -48,9 +48,9 @@ struct RunPlace {
 ///                     that the tester allocated last, as by a handler that writes where it must not
 ///   drop              the release is not made, and reported as done
 ///
-/// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, RefCount, ObjectID, Name,
+/// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, Minute, Tick, RefCount, ObjectID, Name,
 /// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() DiskState, DiskType; of
-/// FileSystemAttr() version, dostype; of DevNameFromPort() and VolNameFromPort() name; of
+/// FileSystemAttr() version, dostype, value (of a number); of DevNameFromPort() and VolNameFromPort() name; of
 /// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of DateStamp() Days;
 /// of Read() data, and fill, a character that the rest of the buffer is filled with, which the count
 /// does not show; of a count or a number result; of a lock or a file mode=other. The sweep has further
