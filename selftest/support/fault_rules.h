@@ -48,7 +48,7 @@ struct RunPlace {
 ///                     that the tester allocated last, as by a handler that writes where it must not
 ///   drop              the release is not made, and reported as done
 ///
-/// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, RefCount, ObjectID, Name,
+/// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, Minute, Tick, RefCount, ObjectID, Name,
 /// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() and VolumeInfoData() DiskState,
 /// NumBlocks, NumBlocksUsed, BytesPerBlock, DiskType, MoreUsers, which is added; of FileSystemAttr() version, dostype, and
 /// value, of the one that asks for a number; of DevNameFromPort() and VolNameFromPort() name; of

@@ -7,5 +7,6 @@ namespace quorle {
 // The further test groups in catalogue order.
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
+extern const TestGroup kFurtherRenameGroup;
 
 }  // namespace quorle
