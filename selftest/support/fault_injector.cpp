@@ -119,8 +119,16 @@ class FaultInjector::Change {
   }
   void InMemory(InfoData* info) {
     Replace(rule_, "DiskState", info->id_DiskState);
+    Replace(rule_, "NumBlocks", info->id_NumBlocks);
+    Replace(rule_, "NumBlocksUsed", info->id_NumBlocksUsed);
+    Replace(rule_, "BytesPerBlock", info->id_BytesPerBlock);
     Replace(rule_, "DiskType", info->id_DiskType);
+    std::uint32_t more_users = 0;
+    Replace(rule_, "MoreUsers", more_users);
+    info->id_InUse += more_users;
   }
+  void InMemory(const VolumeBuffer& volume) { InMemory(volume.info); }
+  void InMemory(std::uint32_t* number) { Replace(rule_, "value", *number); }
   void InMemory(quorle::DateStamp* date) { Replace(rule_, "Days", date->ds_Days); }
   void InMemory(DateTime* date) {
     const std::string* const text = Field(rule_, "text");

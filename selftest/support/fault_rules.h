@@ -49,8 +49,9 @@ struct RunPlace {
 ///   drop              the release is not made, and reported as done
 ///
 /// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, RefCount, ObjectID, Name,
-/// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() DiskState, DiskType; of
-/// FileSystemAttr() version, dostype; of DevNameFromPort() and VolNameFromPort() name; of
+/// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() and VolumeInfoData() DiskState,
+/// NumBlocks, NumBlocksUsed, BytesPerBlock, DiskType, MoreUsers, which is added; of FileSystemAttr() version, dostype, and
+/// value, of the one that asks for a number; of DevNameFromPort() and VolNameFromPort() name; of
 /// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of DateStamp() Days;
 /// of Read() data, and fill, a character that the rest of the buffer is filled with, which the count
 /// does not show; of a count or a number result; of a lock or a file mode=other. The sweep has further

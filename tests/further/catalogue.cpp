@@ -8,6 +8,7 @@ namespace {
 // The order is fixed: its numbers are what users pass as TN, FTN and LTN.
 constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
+    {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {nullptr, ""},
 };
 
