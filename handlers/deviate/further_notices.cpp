@@ -13,6 +13,14 @@ struct FurtherNotice {
 
 // In the order of the deviations' names.
 constexpr FurtherNotice kNotices[] = {
+    {"append-lost-on-close",
+     "Contents.AppendKeepsTheRest Contents.OldFileIsWritten Contents.FileFromLockIsWritten "
+     "Contents.GrownAreaStaysTheSame"},
+    {"data-beyond-64k-lost",
+     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
+     "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
+     "Contents.GrownAreaStaysTheSame"},
+    {"data-of-second-handle-old", "Contents.TwoHandles"},
     {"delete-of-data-loses-block",
      "VolumeInfoData.BlocksOfData VolumeInfoData.BlocksOfAShorterFile"},
     {"delete-of-directory-loses-block",
@@ -22,15 +30,31 @@ constexpr FurtherNotice kNotices[] = {
     {"delete-of-empty-file-loses-block",
      "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfAThousandFiles "
      "VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"grown-area-changes", "Contents.GrownAreaStaysTheSame"},
     {"move-empties-file", "Rename.FileStaysTheSame"},
     {"move-keeps-source-date", "Rename.ParentsAreChanged"},
     {"move-leaves-old-name", "Rename.OpenFileIsMoved"},
     {"name-cut-at-30", "Rename.LongestName"},
+    {"one-position-per-file", "Contents.TwoHandles"},
     {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
     {"open-old-refused-makes-file",
      "VolumeInfoData.RefusedCallsTakeNoBlocks VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"overwrite-truncates",
+     "Contents.OverwriteKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
+     "Contents.FileFromLockIsWritten Contents.BeyondTwoGibibytes "
+     "Contents.BeyondFourGibibytes"},
     {"parent-of-moved-is-root", "Rename.LockedDirectoryIsMoved"},
     {"parent-of-root-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"position-of-32-bits", "Contents.BeyondFourGibibytes"},
+    {"read-beyond-64k-wraps",
+     "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
+     "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame "
+     "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
+    {"read-ends-at-page",
+     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
+     "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
+     "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
+     "Contents.BeyondFourGibibytes"},
     {"refused-create-loses-block", "VolumeInfoData.RefusedCallsTakeNoBlocks"},
     {"refused-lock-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
     {"refused-open-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
@@ -47,7 +71,11 @@ constexpr FurtherNotice kNotices[] = {
     {"rename-refused-loses-source", "Rename.OntoItsHardLink"},
     {"rename-to-itself-deletes", "Rename.ToItself"},
     {"rename-to-itself-refused", "Rename.ToItself"},
+    {"resize-beyond-2g-refused", "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
+    {"resize-grow-clears-last-block", "Contents.GrownAreaStaysTheSame"},
     {"resize-loses-block", "VolumeInfoData.BlocksOfAShorterFile"},
+    {"resize-of-32-bits", "Contents.BeyondFourGibibytes"},
+    {"resize-shrink-clears-last-block", "Contents.ShrinkingKeepsTheRest"},
     {"scan-ends-when-disturbed",
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
      "ExamineDir.TwoScansAtOnce"},
@@ -71,9 +99,34 @@ constexpr FurtherNotice kNotices[] = {
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
      "ExamineDir.TwoScansAtOnce"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
+    {"seek-beyond-2g-refused", "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
+    {"seek-of-32-bits", "Contents.BeyondFourGibibytes"},
+    {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
+    {"size-of-second-handle-old", "Contents.TwoHandles"},
     {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
     {"volume-info-other-block-size", "VolumeInfoData.AgreesWithTheDevice"},
+    {"write-across-edge-shifted",
+     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
+     "Contents.AppendKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
+     "Contents.FileFromLockIsWritten Contents.ShrinkingKeepsTheRest "
+     "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
+     "Contents.BeyondFourGibibytes"},
     {"write-after-rename-lost", "Rename.OpenFileIsMoved"},
+    {"write-beside-another-lost", "Contents.TwoHandles Contents.OldFileIsWritten"},
+    {"write-beside-another-refused", "Contents.TwoHandles Contents.OldFileIsWritten"},
+    {"write-from-lock-lost", "Contents.FileFromLockIsWritten"},
+    {"write-from-lock-refused", "Contents.FileFromLockIsWritten"},
+    {"write-keeps-512",
+     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
+     "Contents.AppendKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
+     "Contents.FileFromLockIsWritten Contents.ShrinkingKeepsTheRest "
+     "Contents.GrownAreaStaysTheSame"},
+    {"write-loses-byte-at-4096",
+     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
+     "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
+     "Contents.GrownAreaStaysTheSame"},
+    {"write-of-64k-loses-last-byte", "Contents.SizesAroundBlocks"},
+    {"write-of-nothing-truncates", "Contents.OverwriteKeepsTheRest"},
 };
 
 }  // namespace

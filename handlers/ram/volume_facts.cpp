@@ -7,7 +7,7 @@ namespace quorle::ram {
 namespace {
 
 /// Blocks that a volume without a limit shows; it grows past them when it must.
-constexpr std::uint64_t kShownBlocks = 1U << 20;
+constexpr std::uint64_t kShownBlocks = 1U << 21;
 
 bool IsSameMoment(const ::DateStamp& a, const ::DateStamp& b) {
   return a.ds_Days == b.ds_Days && a.ds_Minute == b.ds_Minute && a.ds_Tick == b.ds_Tick;

@@ -9,6 +9,7 @@ namespace {
 constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
+    {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},
     {nullptr, ""},
 };
