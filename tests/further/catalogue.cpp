@@ -8,6 +8,7 @@ namespace {
 // The order is fixed: its numbers are what users pass as TN, FTN and LTN.
 constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
+    {&kFurtherNamesGroup, "Names - What an Object May Be Called"},
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},
     {nullptr, ""},
 };
