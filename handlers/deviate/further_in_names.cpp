@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <iterator>
+#include <string>
 
 #include "handlers/deviate/hidden.h"
 #include "handlers/deviate/own_volume.h"
@@ -17,7 +19,67 @@ bool IsFileInUse(::Lock* rel, const char* name, const OwnVolume& volume) {
   return false;
 }
 
+/// Whether `call` gives its name to a new object when it succeeds.
+bool NamesNewObject(const Call& call) {
+  return call.op == Op::kCreateDir || call.op == Op::kCreateSoftLink ||
+         call.op == Op::kCreateHardLink || (call.op == Op::kOpen && call.mode != MODE_OLDFILE);
+}
+
+/// Makes `call` with the name of a new object changed by `change`.
+template <class Change>
+void MakeWithNewName(Call& call, OwnVolume& volume, const Change& change) {
+  if (!NamesNewObject(call)) return volume.Make(call);
+  const char* const asked = call.name;
+  std::string name = asked;
+  change(name);
+  call.name = name.c_str();
+  volume.Make(call);
+  call.name = asked;
+}
+
+/// Whether `call` is about an object by a name that differs from its own, in the case of a character beyond
+/// `last`.
+bool IsByOtherCase(const Call& call, const OwnVolume& volume, unsigned char last) {
+  if (call.name == nullptr || *call.name == '\0') return false;
+  const std::string own = volume.StateOf(call.rel, call.name).name;
+  const std::string_view asked = call.name;
+  return own.size() == asked.size() &&
+         !std::equal(own.begin(), own.end(), asked.begin(), [last](char a, char b) {
+           return a == b || static_cast<unsigned char>(a) <= last;
+         });
+}
+
 constexpr HiddenDeviation kFurtherNames[] = {
+    {"new-name-lower-case", "gives a new object its name in lower case",
+     [](Call& call, OwnVolume& volume) {
+       MakeWithNewName(call, volume, [](std::string& name) {
+         for (char& c : name) {
+           if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 0x20);
+         }
+       });
+     }},
+    {"new-name-loses-colon", "makes an object whose name has a colon, with a dot instead",
+     [](Call& call, OwnVolume& volume) {
+       MakeWithNewName(call, volume,
+                       [](std::string& name) { std::replace(name.begin(), name.end(), ':', '.'); });
+     }},
+    {"name-case-counts", "finds no object by its name in another case",
+     [](Call& call, OwnVolume& volume) {
+       if (IsByOtherCase(call, volume, 0)) return Fail(call, ERROR_OBJECT_NOT_FOUND);
+       volume.Make(call);
+     }},
+    {"name-accent-case-counts", "finds no object by its name in another case of an accented letter",
+     [](Call& call, OwnVolume& volume) {
+       if (IsByOtherCase(call, volume, 0x7F)) return Fail(call, ERROR_OBJECT_NOT_FOUND);
+       volume.Make(call);
+     }},
+    {"parent-of-all-is-root", "gives the root as the parent of every directory and file",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op != Op::kParentDir || call.given_lock == nullptr) return;
+       volume.original().UnLock(call.given_lock);
+       call.given_lock = volume.Invoke({.op = Op::kDupLock}).given_lock;
+     }},
     {"rename-in-use-refused", "refuses to rename a file that is open or locked",
      [](Call& call, OwnVolume& volume) {
        if (call.op == Op::kRename && IsFileInUse(call.rel, call.name, volume)) {

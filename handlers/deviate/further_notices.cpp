@@ -34,7 +34,14 @@ constexpr FurtherNotice kNotices[] = {
     {"move-empties-file", "Rename.FileStaysTheSame"},
     {"move-keeps-source-date", "Rename.ParentsAreChanged"},
     {"move-leaves-old-name", "Rename.OpenFileIsMoved"},
-    {"name-cut-at-30", "Rename.LongestName"},
+    {"name-accent-case-counts", "Names.CaseOfAccentsIsIgnored"},
+    {"name-case-counts", "Names.CaseIsIgnored Names.CaseOfAccentsIsIgnored Rename.CaseAlone"},
+    {"name-cut-at-30", "Names.EachLength Rename.LongestName"},
+    {"name-high-bit-lost", "Names.EachCharacter Names.CaseIsKept Names.CaseOfAccentsIsIgnored"},
+    {"name-loses-blank", "Names.BlanksDotsAndPatterns"},
+    {"new-name-cut-at-30", "Names.EachLength"},
+    {"new-name-loses-colon", "Names.ColonEndsADevice"},
+    {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
     {"one-position-per-file", "Contents.TwoHandles"},
     {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
     {"open-old-refused-makes-file",
@@ -43,6 +50,7 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.OverwriteKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
      "Contents.FileFromLockIsWritten Contents.BeyondTwoGibibytes "
      "Contents.BeyondFourGibibytes"},
+    {"parent-of-all-is-root", "Names.SlashSeparates Rename.LockedDirectoryIsMoved"},
     {"parent-of-moved-is-root", "Rename.LockedDirectoryIsMoved"},
     {"parent-of-root-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
     {"position-of-32-bits", "Contents.BeyondFourGibibytes"},

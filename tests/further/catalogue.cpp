@@ -10,6 +10,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
+    {&kFurtherNamesGroup, "Names - What an Object May Be Called"},
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},
     {nullptr, ""},
 };

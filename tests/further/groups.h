@@ -8,6 +8,7 @@ namespace quorle {
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
 extern const TestGroup kFurtherContentsGroup;
+extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;
 
 }  // namespace quorle
