@@ -13,22 +13,30 @@ struct FurtherNotice {
 
 // In the order of the deviations' names.
 constexpr FurtherNotice kNotices[] = {
+    {"attribute-type-other", "FileSystemAttr.TypeIsThatOfTheDisk"},
     {"delete-of-data-loses-block",
      "VolumeInfoData.BlocksOfData VolumeInfoData.BlocksOfAShorterFile"},
     {"delete-of-directory-loses-block",
      "VolumeInfoData.BlocksOfData VolumeInfoData.BlocksOfAShorterFile VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfDirectories VolumeInfoData.BlocksOfAThousandFiles VolumeInfoData.RefusedCallsTakeNoBlocks"},
     {"delete-of-empty-file-loses-block",
      "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfAThousandFiles VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"longer-name-lost", "FileSystemAttr.LongerNameIsNotLost"},
+    {"name-cut-at-30", "FileSystemAttr.NameOfThatLength"},
+    {"new-name-cut-at-30", "FileSystemAttr.NameOfThatLength"},
     {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
     {"open-old-refused-makes-file",
      "VolumeInfoData.RefusedCallsTakeNoBlocks VolumeInfoData.RefusedCallsLeaveNoUsers"},
     {"parent-of-root-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"promises-no-name",
+     "FileSystemAttr.NameLengthIsGiven FileSystemAttr.NameOfThatLength FileSystemAttr.LongerNameIsNotLost"},
     {"refused-create-loses-block", "VolumeInfoData.RefusedCallsTakeNoBlocks"},
     {"refused-lock-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
     {"refused-open-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
     {"resize-loses-block", "VolumeInfoData.BlocksOfAShorterFile"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
+    {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
     {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
+    {"version-number-ahead", "FileSystemAttr.VersionIsThatOfTheText"},
     {"volume-info-other-block-size", "VolumeInfoData.AgreesWithTheDevice"},
 };
 
