@@ -1,3 +1,4 @@
+#include <cstring>
 #include <iterator>
 
 #include "handlers/deviate/hidden.h"
@@ -18,7 +19,48 @@ void LoseBlocksBy(Call& call, OwnVolume& volume, const Loses& loses) {
   if (call.info != nullptr) call.info->id_NumBlocksUsed += volume.counter;
 }
 
+/// The place of the number that `call` asks for by `tag`; null when it asks for something else, or in vain.
+std::uint32_t* NumberAskedFor(const Call& call, std::uint32_t tag) {
+  if (call.op != Op::kFileSystemAttr || Failed(call) || call.tags->ti_Tag != tag) return nullptr;
+  return reinterpret_cast<std::uint32_t*>(call.tags->ti_Data);  // NOLINT: a tag carries an address
+}
+
+/// Makes `call` with a promise of names of `bytes` bytes.
+void Promise(Call& call, OwnVolume& volume, std::uint32_t bytes) {
+  volume.Make(call);
+  std::uint32_t* const length = NumberAskedFor(call, QUORLE_FSA_MaxFileNameLengthR);
+  if (length != nullptr) *length = bytes;
+}
+
 constexpr HiddenDeviation kVolumes[] = {
+    {"promises-no-name", "says that a name has 0 bytes at most",
+     [](Call& call, OwnVolume& volume) { Promise(call, volume, 0); }},
+    {"longer-name-lost",
+     "says that a name has 30 bytes at most, and calls a file with a longer one otherwise",
+     [](Call& call, OwnVolume& volume) {
+       constexpr std::uint32_t kPromised = 30;
+       if (call.op == Op::kOpen && std::strlen(call.name) > kPromised) call.name = "lost";
+       Promise(call, volume, kPromised);
+     }},
+    {"version-number-ahead", "gives a version number that is one ahead of the version text",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       std::uint32_t* const version = NumberAskedFor(call, QUORLE_FSA_VersionNumberR);
+       if (version != nullptr) ++*version;
+     }},
+    {"attribute-type-other", "gives another DOS type as an attribute than in the disk information",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       std::uint32_t* const type = NumberAskedFor(call, QUORLE_FSA_DOSTypeR);
+       if (type != nullptr) ++*type;
+     }},
+    {"unknown-attribute-not-known", "says of an attribute that it does not know that it knows none",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kFileSystemAttr && call.res2 == ERROR_NOT_IMPLEMENTED) {
+         call.res2 = ERROR_ACTION_NOT_KNOWN;
+       }
+     }},
     {"volume-info-other-block-size",
      "says another size of a block for the volume than for its device",
      [](Call& call, OwnVolume& volume) {

@@ -16,6 +16,7 @@ constexpr FurtherNotice kNotices[] = {
     {"append-lost-on-close",
      "Contents.AppendKeepsTheRest Contents.OldFileIsWritten Contents.FileFromLockIsWritten "
      "Contents.GrownAreaStaysTheSame"},
+    {"attribute-type-other", "FileSystemAttr.TypeIsThatOfTheDisk"},
     {"data-beyond-64k-lost",
      "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
      "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
@@ -31,15 +32,16 @@ constexpr FurtherNotice kNotices[] = {
      "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfAThousandFiles "
      "VolumeInfoData.RefusedCallsTakeNoBlocks"},
     {"grown-area-changes", "Contents.GrownAreaStaysTheSame"},
+    {"longer-name-lost", "FileSystemAttr.LongerNameIsNotLost"},
     {"move-empties-file", "Rename.FileStaysTheSame"},
     {"move-keeps-source-date", "Rename.ParentsAreChanged"},
     {"move-leaves-old-name", "Rename.OpenFileIsMoved"},
     {"name-accent-case-counts", "Names.CaseOfAccentsIsIgnored"},
     {"name-case-counts", "Names.CaseIsIgnored Names.CaseOfAccentsIsIgnored Rename.CaseAlone"},
-    {"name-cut-at-30", "Names.EachLength Rename.LongestName"},
+    {"name-cut-at-30", "FileSystemAttr.NameOfThatLength Names.EachLength Rename.LongestName"},
     {"name-high-bit-lost", "Names.EachCharacter Names.CaseIsKept Names.CaseOfAccentsIsIgnored"},
     {"name-loses-blank", "Names.BlanksDotsAndPatterns"},
-    {"new-name-cut-at-30", "Names.EachLength"},
+    {"new-name-cut-at-30", "FileSystemAttr.NameOfThatLength Names.EachLength"},
     {"new-name-loses-colon", "Names.ColonEndsADevice"},
     {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
     {"one-position-per-file", "Contents.TwoHandles"},
@@ -54,6 +56,9 @@ constexpr FurtherNotice kNotices[] = {
     {"parent-of-moved-is-root", "Rename.LockedDirectoryIsMoved"},
     {"parent-of-root-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
     {"position-of-32-bits", "Contents.BeyondFourGibibytes"},
+    {"promises-no-name",
+     "FileSystemAttr.NameLengthIsGiven FileSystemAttr.NameOfThatLength "
+     "FileSystemAttr.LongerNameIsNotLost"},
     {"read-beyond-64k-wraps",
      "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
      "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame "
@@ -111,7 +116,9 @@ constexpr FurtherNotice kNotices[] = {
     {"seek-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
+    {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
     {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
+    {"version-number-ahead", "FileSystemAttr.VersionIsThatOfTheText"},
     {"volume-info-other-block-size", "VolumeInfoData.AgreesWithTheDevice"},
     {"write-across-edge-shifted",
      "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "

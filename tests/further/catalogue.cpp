@@ -8,6 +8,8 @@ namespace {
 // The order is fixed: its numbers are what users pass as TN, FTN and LTN.
 constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
+    {&kFurtherFileSystemAttrGroup,
+     "FSFileSystemAttr() / ACTION_FILESYSTEM_ATTR - File System Attributes"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {&kFurtherNamesGroup, "Names - What an Object May Be Called"},

@@ -6,6 +6,7 @@ namespace quorle {
 
 // The further test groups in catalogue order.
 extern const TestGroup kFurtherExamineDirGroup;
+extern const TestGroup kFurtherFileSystemAttrGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
 extern const TestGroup kFurtherContentsGroup;
 extern const TestGroup kFurtherNamesGroup;
