@@ -13,7 +13,30 @@ struct FurtherNotice {
 
 // In the order of the deviations' names.
 constexpr FurtherNotice kNotices[] = {
+    {"change-mode-refused-dates", "Refusals.RefusedLock"},
+    {"comment-refused-clears", "Refusals.RefusedAttributes"},
+    {"create-dir-refused-dates", "Refusals.RefusedCreate"},
+    {"delete-refused-clears-comment", "Refusals.RefusedDelete"},
+    {"delete-refused-removes-entry", "Refusals.RefusedDelete"},
+    {"make-link-refused-leaves-name", "Refusals.RefusedCreate"},
+    {"make-soft-link-refused-leaves-name", "Refusals.RefusedCreate"},
+    {"open-in-use-refused-dates", "Refusals.RefusedOpen"},
+    {"open-new-refused-empties", "Refusals.RefusedOpen"},
+    {"open-old-refused-makes-file", "Refusals.RefusedOpen"},
+    {"read-refused-moves", "Refusals.RefusedData"},
+    {"refused-lock-counts-user",
+     "Refusals.RefusedRename Refusals.RefusedOpen Refusals.RefusedCreate Refusals.RefusedLock"},
+    {"refused-open-counts-user", "Refusals.RefusedOpen Refusals.ProtectedVolume"},
+    {"rename-refused-empties-other", "Refusals.RefusedRename"},
+    {"rename-refused-loses-source", "Refusals.RefusedRename"},
+    {"resize-refused-truncates", "Refusals.RefusedData"},
+    {"scan-loses-last",
+     "Refusals.RefusedRename Refusals.RefusedDelete Refusals.RefusedOpen Refusals.RefusedCreate Refusals.RefusedAttributes Refusals.RefusedData Refusals.RefusedLock Refusals.ProtectedVolume"},
+    {"scan-repeats-first",
+     "Refusals.RefusedRename Refusals.RefusedDelete Refusals.RefusedOpen Refusals.RefusedCreate Refusals.RefusedAttributes Refusals.RefusedData Refusals.RefusedLock Refusals.ProtectedVolume"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
+    {"seek-refused-moves", "Refusals.RefusedData"},
+    {"write-refused-unprotects", "Refusals.RefusedData"},
 };
 
 }  // namespace

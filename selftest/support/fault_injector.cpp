@@ -120,6 +120,7 @@ class FaultInjector::Change {
   void InMemory(InfoData* info) {
     Replace(rule_, "DiskState", info->id_DiskState);
     Replace(rule_, "DiskType", info->id_DiskType);
+    Replace(rule_, "InUse", info->id_InUse);
   }
   void InMemory(quorle::DateStamp* date) { Replace(rule_, "Days", date->ds_Days); }
   void InMemory(DateTime* date) {

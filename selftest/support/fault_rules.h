@@ -49,7 +49,7 @@ struct RunPlace {
 ///   drop              the release is not made, and reported as done
 ///
 /// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, RefCount, ObjectID, Name,
-/// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() DiskState, DiskType; of
+/// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() DiskState, DiskType, InUse; of
 /// FileSystemAttr() version, dostype; of DevNameFromPort() and VolNameFromPort() name; of
 /// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of DateStamp() Days;
 /// of Read() data, and fill, a character that the rest of the buffer is filled with, which the count

@@ -8,6 +8,7 @@ namespace {
 // The order is fixed: its numbers are what users pass as TN, FTN and LTN.
 constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
+    {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
     {nullptr, ""},
 };
 

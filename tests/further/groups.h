@@ -6,5 +6,6 @@ namespace quorle {
 
 // The further test groups in catalogue order.
 extern const TestGroup kFurtherExamineDirGroup;
+extern const TestGroup kFurtherRefusalsGroup;
 
 }  // namespace quorle
