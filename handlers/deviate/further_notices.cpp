@@ -17,6 +17,9 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.AppendKeepsTheRest Contents.OldFileIsWritten Contents.FileFromLockIsWritten "
      "Contents.GrownAreaStaysTheSame"},
     {"attribute-type-other", "FileSystemAttr.TypeIsThatOfTheDisk"},
+    {"change-mode-refused-dates", "Refusals.RefusedLock"},
+    {"comment-refused-clears", "Refusals.RefusedAttributes"},
+    {"create-dir-refused-dates", "Refusals.RefusedCreate"},
     {"data-beyond-64k-lost",
      "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
      "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
@@ -31,8 +34,12 @@ constexpr FurtherNotice kNotices[] = {
     {"delete-of-empty-file-loses-block",
      "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfAThousandFiles "
      "VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"delete-refused-clears-comment", "Refusals.RefusedDelete"},
+    {"delete-refused-removes-entry", "Refusals.RefusedDelete"},
     {"grown-area-changes", "Contents.GrownAreaStaysTheSame"},
     {"longer-name-lost", "FileSystemAttr.LongerNameIsNotLost"},
+    {"make-link-refused-leaves-name", "Refusals.RefusedCreate"},
+    {"make-soft-link-refused-leaves-name", "Refusals.RefusedCreate"},
     {"move-empties-file", "Rename.FileStaysTheSame"},
     {"move-keeps-source-date", "Rename.ParentsAreChanged"},
     {"move-leaves-old-name", "Rename.OpenFileIsMoved"},
@@ -46,8 +53,11 @@ constexpr FurtherNotice kNotices[] = {
     {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
     {"one-position-per-file", "Contents.TwoHandles"},
     {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
+    {"open-in-use-refused-dates", "Refusals.RefusedOpen"},
+    {"open-new-refused-empties", "Refusals.RefusedOpen"},
     {"open-old-refused-makes-file",
-     "VolumeInfoData.RefusedCallsTakeNoBlocks VolumeInfoData.RefusedCallsLeaveNoUsers"},
+     "VolumeInfoData.RefusedCallsTakeNoBlocks VolumeInfoData.RefusedCallsLeaveNoUsers "
+     "Refusals.RefusedOpen"},
     {"overwrite-truncates",
      "Contents.OverwriteKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
      "Contents.FileFromLockIsWritten Contents.BeyondTwoGibibytes "
@@ -68,9 +78,14 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
      "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
      "Contents.BeyondFourGibibytes"},
+    {"read-refused-moves", "Refusals.RefusedData"},
     {"refused-create-loses-block", "VolumeInfoData.RefusedCallsTakeNoBlocks"},
-    {"refused-lock-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
-    {"refused-open-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
+    {"refused-lock-counts-user",
+     "VolumeInfoData.RefusedCallsLeaveNoUsers Refusals.RefusedRename Refusals.RefusedOpen "
+     "Refusals.RefusedCreate Refusals.RefusedLock"},
+    {"refused-open-counts-user",
+     "VolumeInfoData.RefusedCallsLeaveNoUsers Refusals.RefusedOpen "
+     "Refusals.ProtectedVolume"},
     {"rename-case-deletes", "Rename.CaseAlone"},
     {"rename-case-ignored", "Rename.CaseAlone"},
     {"rename-case-refused", "Rename.CaseAlone"},
@@ -80,14 +95,15 @@ constexpr FurtherNotice kNotices[] = {
     {"rename-lifts-protection", "Rename.FileStaysTheSame"},
     {"rename-loses-comment", "Rename.FileStaysTheSame"},
     {"rename-of-link-undoes-it", "Rename.OntoItsHardLink"},
-    {"rename-refused-empties-other", "Rename.OntoItsHardLink"},
-    {"rename-refused-loses-source", "Rename.OntoItsHardLink"},
+    {"rename-refused-empties-other", "Refusals.RefusedRename Rename.OntoItsHardLink"},
+    {"rename-refused-loses-source", "Refusals.RefusedRename Rename.OntoItsHardLink"},
     {"rename-to-itself-deletes", "Rename.ToItself"},
     {"rename-to-itself-refused", "Rename.ToItself"},
     {"resize-beyond-2g-refused", "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
     {"resize-grow-clears-last-block", "Contents.GrownAreaStaysTheSame"},
     {"resize-loses-block", "VolumeInfoData.BlocksOfAShorterFile"},
     {"resize-of-32-bits", "Contents.BeyondFourGibibytes"},
+    {"resize-refused-truncates", "Refusals.RefusedData"},
     {"resize-shrink-clears-last-block", "Contents.ShrinkingKeepsTheRest"},
     {"scan-ends-when-disturbed",
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
@@ -99,13 +115,18 @@ constexpr FurtherNotice kNotices[] = {
     {"scan-loses-last",
      "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries "
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
-     "ExamineDir.TwoScansAtOnce"},
+     "ExamineDir.TwoScansAtOnce Refusals.RefusedRename Refusals.RefusedDelete "
+     "Refusals.RefusedOpen Refusals.RefusedCreate Refusals.RefusedAttributes "
+     "Refusals.RefusedData Refusals.RefusedLock Refusals.ProtectedVolume"},
     {"scan-of-empty-wrong-code", "ExamineDir.EmptyDirectory"},
     {"scan-of-file-granted", "ExamineDir.FileIsRefused"},
     {"scan-repeats-first",
      "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries "
      "ExamineDir.DeletedDuringTheScan ExamineDir.AddedDuringTheScan "
-     "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+     "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce Refusals.RefusedRename "
+     "Refusals.RefusedDelete Refusals.RefusedOpen Refusals.RefusedCreate "
+     "Refusals.RefusedAttributes Refusals.RefusedData Refusals.RefusedLock "
+     "Refusals.ProtectedVolume"},
     {"scan-restarts-when-disturbed", "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
     {"scan-shows-no-comment", "ExamineDir.RecordIsThatOfTheObject"},
     {"scan-skips-when-disturbed",
@@ -114,6 +135,7 @@ constexpr FurtherNotice kNotices[] = {
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
     {"seek-beyond-2g-refused", "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
     {"seek-of-32-bits", "Contents.BeyondFourGibibytes"},
+    {"seek-refused-moves", "Refusals.RefusedData"},
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
     {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
@@ -142,6 +164,7 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.GrownAreaStaysTheSame"},
     {"write-of-64k-loses-last-byte", "Contents.SizesAroundBlocks"},
     {"write-of-nothing-truncates", "Contents.OverwriteKeepsTheRest"},
+    {"write-refused-unprotects", "Refusals.RefusedData"},
 };
 
 }  // namespace

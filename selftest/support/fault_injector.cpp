@@ -123,6 +123,7 @@ class FaultInjector::Change {
     Replace(rule_, "NumBlocksUsed", info->id_NumBlocksUsed);
     Replace(rule_, "BytesPerBlock", info->id_BytesPerBlock);
     Replace(rule_, "DiskType", info->id_DiskType);
+    Replace(rule_, "InUse", info->id_InUse);
     std::uint32_t more_users = 0;
     Replace(rule_, "MoreUsers", more_users);
     info->id_InUse += more_users;

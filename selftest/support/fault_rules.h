@@ -50,7 +50,7 @@ struct RunPlace {
 ///
 /// Fields for "set": of a record of ExamineObject() Type, FileSize, Days, Minute, Tick, RefCount, ObjectID, Name,
 /// Comment, Link, Protection, OwnerUID, OwnerGID; of GetDiskInfo() and VolumeInfoData() DiskState,
-/// NumBlocks, NumBlocksUsed, BytesPerBlock, DiskType, MoreUsers, which is added; of FileSystemAttr() version, dostype, and
+/// NumBlocks, NumBlocksUsed, BytesPerBlock, DiskType, InUse, MoreUsers, which is added; of FileSystemAttr() version, dostype, and
 /// value, of the one that asks for a number; of DevNameFromPort() and VolNameFromPort() name; of
 /// PortRecordOf() node_type, version, word78; of OpenLibrary() version, revision; of DateStamp() Days;
 /// of Read() data, and fill, a character that the rest of the buffer is filled with, which the count

@@ -11,6 +11,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherFileSystemAttrGroup,
      "FSFileSystemAttr() / ACTION_FILESYSTEM_ATTR - File System Attributes"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
+    {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {&kFurtherNamesGroup, "Names - What an Object May Be Called"},
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},

@@ -8,6 +8,7 @@ namespace quorle {
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherFileSystemAttrGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
+extern const TestGroup kFurtherRefusalsGroup;
 extern const TestGroup kFurtherContentsGroup;
 extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;

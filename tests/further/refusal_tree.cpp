@@ -1,0 +1,219 @@
+#include "tests/further/refusal_tree.h"
+
+#include "harness/memory.h"
+#include "tests/set_up.h"
+
+namespace quorle {
+namespace {
+
+struct TreeObject {
+  const char* name;
+  const char* data;  ///< null: a directory
+  std::uint32_t protection = EXDF_DEFAULT;
+};
+
+// What is in a directory comes behind it.
+constexpr TreeObject kTree[] = {
+    {"Drawer", nullptr},
+    {"Drawer/Source", "source-data"},
+    {"Drawer/Target", "target-data"},
+    {"Drawer/Kept", "kept-data", EXDF_NO_DELETE},
+    {"Drawer/Sealed", "sealed-data", EXDF_NO_WRITE | EXDF_NO_READ},
+    {"Drawer/Folder", nullptr},
+    {"Drawer/Folder/First", "first-data"},
+    {"Drawer/Folder/Second", "second-data"},
+};
+static_assert(sizeof kTree / sizeof kTree[0] == kRefusalObjects);
+
+constexpr const char* kLeftByCalls[] = {"Drawer/New", "Drawer/Folder/New"};
+
+/// Copies the first bytes of `text`.
+template <std::uint32_t size>
+void CopyStart(char (&buffer)[size], const char* text) {
+  const std::uint32_t length = TextLength(text);
+  CopyBytes(buffer, text, length < size ? length : size - 1);
+}
+
+bool IsSameDate(const DateStamp& a, const DateStamp& b) {
+  return a.ds_Days == b.ds_Days && a.ds_Minute == b.ds_Minute && a.ds_Tick == b.ds_Tick;
+}
+
+bool IsSameBytes(const char (&a)[16], const char (&b)[16]) {
+  for (std::uint32_t i = 0; i < sizeof a; ++i) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
+}
+
+/// The first field in which an object differs; null when there is none.
+const char* Difference(const ObjectLook& before, const ObjectLook& now) {
+  if (before.type != now.type) return "type";
+  if (before.size != now.size) return "size";
+  if (!IsSameBytes(before.contents, now.contents)) return "contents";
+  if (before.protection != now.protection) return "protection";
+  if (!IsSameBytes(before.comment, now.comment)) return "comment";
+  if (!IsSameDate(before.date, now.date)) return "date";
+  if (before.owner != now.owner || before.group != now.group) return "owner";
+  return nullptr;
+}
+
+}  // namespace
+
+RefusalTree::RefusalTree(TestContext& ctx, const char* label)
+    : ctx_(ctx), label_(label), work_(ctx, label, 1) {}
+
+RefusalTree::~RefusalTree() {
+  if (made_ > 0) {
+    for (const char* const name : kLeftByCalls) CleanUp(ctx_, name, label_, kRefusalObjects + 2);
+  }
+  for (; made_ > 0; --made_) CleanUp(ctx_, kTree[made_ - 1].name, label_, made_ + 1);
+}
+
+bool RefusalTree::MakeObject(std::uint32_t index) {
+  const TreeObject& object = kTree[index];
+  if (object.data == nullptr) return MakeDirectory(ctx_, object.name, label_);
+  DosInterface& dos = *ctx_.IDOS;
+  const FileHandle file = dos.Open(object.name, MODE_NEWFILE);
+  const auto bytes = static_cast<std::int32_t>(TextLength(object.data));
+  const bool is_written = file && dos.Write(file, object.data, bytes) == bytes;
+  if (!is_written) {
+    dos.Printf("\nERROR: %s test failed, cannot write the file \"%s\"; #%n %m\n\n", label_,
+               object.name);
+  }
+  dos.Close(file);
+  return is_written;
+}
+
+bool RefusalTree::Make() {
+  constexpr DateStamp kLongAgo = {3653, 754, 0};
+  DosInterface& dos = *ctx_.IDOS;
+  if (!work_) return false;
+  for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
+    ++made_;
+    if (!MakeObject(index)) return false;
+  }
+  // The directory last: what is done to its entries may be seen at it. Of comments and dates nothing is
+  // expected: where they cannot be set, they are compared as they are.
+  for (std::uint32_t index = kRefusalObjects; index > 0; --index) {
+    const TreeObject& object = kTree[index - 1];
+    dos.SetComment(object.name, object.name);
+    dos.SetDate(object.name, kLongAgo);
+    if (!dos.SetProtection(object.name, object.protection | EXDF_ARCHIVE)) {
+      dos.Printf("\nERROR: %s test failed, cannot SetProtection(\"%s\"); #%n %m\n\n", label_,
+                 object.name);
+      return false;
+    }
+  }
+  return true;
+}
+
+void RefusalTree::LookAtContents(const char* name, char* contents) {
+  DosInterface& dos = *ctx_.IDOS;
+  const FileHandle file = dos.Open(name, MODE_OLDFILE);
+  if (!file) return;
+  dos.Read(file, contents, sizeof(ObjectLook::contents));
+  dos.Close(file);
+}
+
+void RefusalTree::LookAtEntries(const char* directory, TreeLook& look) {
+  FurtherDosInterface& further = *FurtherOf(ctx_).IFurtherDos;
+  const DirContextHandle context = further.ObtainDirContext(EX_StringNameInput, directory);
+  while (const ExamineData* const entry = further.ExamineDir(context)) {
+    char name[sizeof look.stranger] = {};
+    ctx_.IUtility->SNPrintf(name, sizeof name, "%s/%s", directory, entry->Name);
+    bool is_known = false;
+    for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
+      ObjectLook& object = look.objects[index];
+      if (object.is_listed || ctx_.IUtility->Stricmp(name, kTree[index].name) != 0) continue;
+      object.is_listed = is_known = true;
+      break;
+    }
+    if (is_known) continue;
+    // What is there twice is a stranger too: the scan may have no end.
+    CopyStart(look.stranger, name);
+    break;
+  }
+  further.ReleaseDirContext(context);
+}
+
+void RefusalTree::Look(TreeLook& look) {
+  DosInterface& dos = *ctx_.IDOS;
+  look = {};
+  look.objects[0].is_listed = true;  // in a directory that is not looked at
+  for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
+    const TreeObject& object = kTree[index];
+    const ExamineData* const data = dos.ExamineObject(EX_StringNameInput, object.name);
+    if (data == nullptr) continue;
+    ObjectLook& seen = look.objects[index];
+    seen = {.is_there = true,
+            .is_listed = seen.is_listed,
+            .type = data->Type,
+            .size = data->FileSize,
+            .protection = data->Protection,
+            .date = data->Date,
+            .owner = data->OwnerUID,
+            .group = data->OwnerGID,
+            .comment = {},
+            .contents = {}};
+    CopyStart(seen.comment, data->Comment);
+    dos.FreeDosObject(DOS_EXAMINEDATA, data);
+    const bool is_readable = object.data != nullptr && (object.protection & EXDF_NO_READ) == 0;
+    if (is_readable) LookAtContents(object.name, seen.contents);
+  }
+  LookAtEntries("Drawer", look);
+  LookAtEntries("Drawer/Folder", look);
+  InfoData info = {};
+  dos.GetDiskInfo(ctx_.device_name, info);
+  look.users = info.id_InUse;
+}
+
+bool RefusalTree::IsComplete(const TreeLook& look) {
+  const char* wrong = look.stranger[0] == '\0' ? nullptr : look.stranger;
+  for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
+    const ObjectLook& object = look.objects[index];
+    if (!object.is_there || !object.is_listed) wrong = kTree[index].name;
+  }
+  if (wrong == nullptr) return true;
+  ctx_.IDOS->Printf(
+      "\nERROR: %s test failed, ExamineObject() and ExamineDir() disagree about \"%s\".\n\n",
+      label_, wrong);
+  return false;
+}
+
+std::int32_t RefusalTree::Compare(const char* call, const TreeLook& before, const TreeLook& now) {
+  for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
+    const ObjectLook& old = before.objects[index];
+    const ObjectLook& object = now.objects[index];
+    const char* const name = kTree[index].name;
+    if (!object.is_there || !object.is_listed) {
+      return Failure(ctx_,
+                     "\nERROR: %s was refused, but \"%s\" is gone afterwards.\n"
+                     "       Programs go on with what they have when a call is refused; nobody "
+                     "knows that it is lost.\n\n",
+                     call, name);
+    }
+    if (const char* const field = Difference(old, object); field != nullptr) {
+      return Failure(
+          ctx_,
+          "\nERROR: %s was refused, but changed the %s of \"%s\".\n"
+          "       Programs take it for granted that a refused call has done nothing.\n\n",
+          call, field, name);
+    }
+  }
+  if (now.stranger[0] != '\0') {
+    return Failure(ctx_,
+                   "\nERROR: %s was refused, but there is \"%s\" afterwards.\n"
+                   "       Nobody knows that it is there, and the directory cannot be deleted.\n\n",
+                   call, now.stranger);
+  }
+  if (before.users != now.users) {
+    return Failure(
+        ctx_,
+        "\nERROR: %s was refused, but the volume has %lu users afterwards, and had %lu.\n"
+        "       What nobody has cannot be given back: the volume stays in use.\n\n",
+        call, now.users, before.users);
+  }
+  return kPassed;
+}
+
+}  // namespace quorle
