@@ -141,7 +141,8 @@ constexpr FurtherNotice kNotices[] = {
     {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
     {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
     {"version-number-ahead", "FileSystemAttr.VersionIsThatOfTheText"},
-    {"volume-info-other-block-size", "VolumeInfoData.AgreesWithTheDevice"},
+    {"volume-info-other-block-size",
+     "VolumeInfoData.AgreesWithTheDevice Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
     {"write-across-edge-shifted",
      "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
      "Contents.AppendKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "

@@ -14,9 +14,9 @@ std::string Place(const WatchedPart& part) {
 
 }  // namespace
 
-bool RanWhatCannotPass(const WatchedRun& run) {
+bool RanWhatIsOther(const WatchedRun& run) {
   return std::any_of(run.parts.begin(), run.parts.end(),
-                     [](const WatchedPart& part) { return CannotPassOnClassic(part.test, 0); });
+                     [](const WatchedPart& part) { return IsOtherOnClassic(part.group); });
 }
 
 std::string DifferencesFromPacketPort(const WatchedRun& run, const WatchedRun& on_packet_port) {
@@ -26,7 +26,7 @@ std::string DifferencesFromPacketPort(const WatchedRun& run, const WatchedRun& o
             std::to_string(on_packet_port.parts.size()) + "\n";
   }
   for (const WatchedPart& part : run.parts) {
-    if (CannotPassOnClassic(part.test, part.sub_test)) continue;
+    if (IsOtherOnClassic(part.id())) continue;
     const WatchedPart* const usual = on_packet_port.Find(part.test, part.sub_test);
     if (usual == nullptr) {
       text += Place(part) + " is not reached otherwise\n";
@@ -39,7 +39,7 @@ std::string DifferencesFromPacketPort(const WatchedRun& run, const WatchedRun& o
     const std::string difference = Diff(usual->text, part.text);
     if (!difference.empty()) text += Place(part) + ":\n" + difference;
   }
-  if (!RanWhatCannotPass(run) && run.result != on_packet_port.result) {
+  if (!RanWhatIsOther(run) && run.result != on_packet_port.result) {
     text += "result " + std::to_string(run.result) + ", not " +
             std::to_string(on_packet_port.result) + "\n";
   }

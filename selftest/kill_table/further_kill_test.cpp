@@ -110,12 +110,9 @@ const WatchedRun& ConformingRun(const FurtherSetting& setting) {
   return place->second;
 }
 
-/// The id of a check without "Further."; of a group with `number` 0.
-std::string ShortId(std::uint8_t row, std::int32_t number) {
-  const TestGroup& group = *kFurtherCatalogue.entries[row - 1].group;
-  std::string id = std::string(IdOf(group)).substr(std::string_view("Further.").size());
-  if (number > 0) id += std::string(".") + group.sub_tests[number - 1].name;
-  return id;
+/// The id of the check of `part` without "Further.".
+std::string ShortId(const WatchedPart& part) {
+  return part.id().substr(std::string_view("Further.").size());
 }
 
 /// What each check printed and returned other than on the conforming volume, in their order.
@@ -135,7 +132,7 @@ std::vector<Difference> DifferencesOf(const WatchedRun& run, const WatchedRun& c
     }
     // What the group says at its end follows from its checks.
     if (part.sub_test == 0 || part == *usual) continue;
-    differences.push_back({ShortId(part.test, part.sub_test), part.status, part.text});
+    differences.push_back({ShortId(part), part.status, part.text});
   }
   return differences;
 }

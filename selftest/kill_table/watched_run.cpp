@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "results/check_list.h"
+
 namespace quorle::selftest {
 namespace {
 
@@ -11,18 +13,19 @@ class PartListener final : public RunListener {
  public:
   PartListener(TestBench& bench, WatchedRun& run) : bench_(bench), run_(run) {}
 
-  void OnGroupStart(const TestEntry& /*entry*/, std::int32_t row) override {
+  void OnGroupStart(const TestEntry& entry, std::int32_t row) override {
     if (std::string opening = bench_.TakeOutput(); !opening.empty()) {
       Note(0, 0, std::move(opening));
     }
     test_ = static_cast<std::uint8_t>(row);
+    group_ = IdOf(*entry.group);
   }
   void OnSubTestStart(const SubTest& /*sub_test*/, std::int32_t number) override {
     group_text_ += bench_.TakeOutput();
     sub_test_ = number;
   }
-  void OnSubTestEnd(const SubTest& /*sub_test*/, std::int32_t status) override {
-    Note(sub_test_, status, bench_.TakeOutput());
+  void OnSubTestEnd(const SubTest& sub_test, std::int32_t status) override {
+    Note(sub_test_, status, bench_.TakeOutput(), sub_test.name);
   }
   void OnGroupEnd(const TestEntry& /*entry*/, std::int32_t result) override {
     group_text_ += bench_.TakeOutput();
@@ -31,18 +34,20 @@ class PartListener final : public RunListener {
   /// What is printed from here on belongs to no test.
   void NoteRest() {
     test_ = kAfterTests;
+    group_.clear();
     Note(0, 0, bench_.TakeOutput());
   }
 
  private:
-  void Note(std::int32_t sub_test, std::int32_t status, std::string text) {
+  void Note(std::int32_t sub_test, std::int32_t status, std::string text, const char* check = "") {
     run_.output += text;
-    run_.parts.push_back({test_, sub_test, status, std::move(text)});
+    run_.parts.push_back({test_, group_, sub_test, check, status, std::move(text)});
   }
 
   TestBench& bench_;
   WatchedRun& run_;
   std::uint8_t test_ = kBeforeTests;
+  std::string group_;
   std::int32_t sub_test_ = 0;
   std::string group_text_;
 };

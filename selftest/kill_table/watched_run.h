@@ -16,9 +16,14 @@ inline constexpr std::uint8_t kAfterTests = 48;
 /// What one sub-test said, or a whole group beside its sub-tests.
 struct WatchedPart {
   std::uint8_t test = 0;      ///< number of the row
+  std::string group;          ///< its id; empty outside of the groups
   std::int32_t sub_test = 0;  ///< from 1; 0: what the group itself printed
+  std::string check;          ///< its name in the group
   std::int32_t status = 0;    ///< what the sub-test returned; of a group its result
   std::string text;           ///< what was printed meanwhile
+
+  /// Of the check, or the group.
+  std::string id() const { return check.empty() ? group : group + "." + check; }
 
   friend bool operator==(const WatchedPart&, const WatchedPart&) = default;
 };

@@ -40,11 +40,31 @@ inline constexpr std::array kClassicFailures = {
     ClassicFailure{41, 3, "SetOwner.OwnerIsStored", kShortIds},
 };
 
-/// Whether the check `sub_test` of `test` cannot be passed; of a whole group with `sub_test` 0, since
-/// one of its checks cannot.
-constexpr bool CannotPassOnClassic(std::uint8_t test, std::int32_t sub_test) {
+/// A further check that comes to something else behind classic packets.
+struct FurtherClassic {
+  std::string_view check;
+  std::string_view because;
+};
+
+inline constexpr std::string_view kShortSizes =
+    "SET_FILE_SIZE and SEEK have 31 bits: that a larger file cannot be made is an INFO";
+
+inline constexpr std::array kFurtherClassic = {
+    FurtherClassic{"Further.Contents.BeyondTwoGibibytes", kShortSizes},
+    FurtherClassic{"Further.Contents.BeyondFourGibibytes", kShortSizes},
+};
+
+/// Whether the check `id` comes to something else than on a packet port, or of the group `id` one of its
+/// checks.
+constexpr bool IsOtherOnClassic(std::string_view id) {
+  const auto is_it = [id](std::string_view check) {
+    return check.starts_with(id) && (check.size() == id.size() || check[id.size()] == '.');
+  };
   for (const ClassicFailure& failure : kClassicFailures) {
-    if (failure.test == test && (sub_test == 0 || failure.sub_test == sub_test)) return true;
+    if (is_it(failure.check)) return true;
+  }
+  for (const FurtherClassic& other : kFurtherClassic) {
+    if (is_it(other.check)) return true;
   }
   return false;
 }

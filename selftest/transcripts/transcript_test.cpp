@@ -183,7 +183,7 @@ class ClassicTest : public testing::Test {
     const std::string volumes = classic.Volumes();
     const WatchedRun run = selftest::RunWatched(classic);
     EXPECT_EQ(selftest::DifferencesFromPacketPort(run, on_packet_port), "");
-    if (!selftest::RanWhatCannotPass(run)) {
+    if (!selftest::RanWhatIsOther(run)) {
       // A rule may be about calls that are made of a vector port alone.
       const std::string unused = packet.UnusedRule();
       EXPECT_EQ(classic.UnusedRule(), unused == "FileSystemAttr" ? "" : unused);
@@ -193,7 +193,7 @@ class ClassicTest : public testing::Test {
     if (!LeavesObjectsBehind(run.output)) {
       EXPECT_EQ(classic.Volumes(), volumes) << "the volume is not what it was";
     }
-    if (test_.calls && !selftest::RanWhatCannotPass(run)) {
+    if (test_.calls && !selftest::RanWhatIsOther(run)) {
       EXPECT_EQ(Diff(WithoutUsers(CallsOfTests(test_, packet.TakeTraceLines())),
                      WithoutUsers(CallsOfTests(test_, classic.TakeTraceLines()))),
                 "");
