@@ -8,6 +8,8 @@ namespace {
 // The order is fixed: its numbers are what users pass as TN, FTN and LTN.
 constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
+    {&kFurtherGetFilePositionGroup,
+     "FSGetFilePosition() / ACTION_GET_FILE_POSITION64 - Get File Position"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {nullptr, ""},
 };

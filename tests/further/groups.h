@@ -6,6 +6,7 @@ namespace quorle {
 
 // The further test groups in catalogue order.
 extern const TestGroup kFurtherExamineDirGroup;
+extern const TestGroup kFurtherGetFilePositionGroup;
 extern const TestGroup kFurtherContentsGroup;
 
 }  // namespace quorle
