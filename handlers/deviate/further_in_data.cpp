@@ -78,10 +78,53 @@ constexpr HiddenDeviation kContents[] = {
      }},
 };
 
+constexpr HiddenDeviation kPositions[] = {
+    {"write-refused-moves", "moves the position to the start when it refuses to write",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kWrite && Failed(call)) volume.MoveTo(call, 0);
+     }},
+    {"read-at-end-moves", "moves the position to the start when it reads nothing at the end",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kRead && call.number != 0 && call.result == 0) volume.MoveTo(call, 0);
+     }},
+    {"from-lock-at-end", "opens a file from a lock with the position at its end",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kOpenFromLock && !Failed(call)) volume.MoveTo(call, volume.Size(call));
+     }},
+    {"write-across-end-moves-short",
+     "moves the position to the old end of a file by a write across it",
+     [](Call& call, OwnVolume& volume) {
+       const std::int64_t old = call.op == Op::kWrite ? volume.Size(call) : 0;
+       const std::int64_t from = call.op == Op::kWrite ? volume.Position(call) : 0;
+       volume.Make(call);
+       if (from < old && !Failed(call) && volume.Size(call) > old) volume.MoveTo(call, old);
+     }},
+    {"resize-to-position-rewinds",
+     "moves the position to the start when a file is made to end there",
+     [](Call& call, OwnVolume& volume) {
+       const std::int64_t position = call.op == Op::kChangeFileSize ? volume.Position(call) : 0;
+       volume.Make(call);
+       if (position > 0 && !Failed(call) && volume.Size(call) == position) volume.MoveTo(call, 0);
+     }},
+    {"seek-to-end-one-short", "leads a move to the end of a file from its start a byte before it",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op != Op::kChangeFilePosition || Failed(call)) return;
+       if (call.mode == OFFSET_BEGINNING && call.number > 0 && call.number == volume.Size(call)) {
+         volume.MoveTo(call, call.number - 1);
+       }
+     }},
+};
+
 }  // namespace
 
 std::vector<HiddenDeviation> FurtherInData() {
-  return {std::begin(kContents), std::end(kContents)};
+  std::vector<HiddenDeviation> all(std::begin(kContents), std::end(kContents));
+  all.insert(all.end(), std::begin(kPositions), std::end(kPositions));
+  return all;
 }
 
 }  // namespace quorle::deviate

@@ -36,6 +36,7 @@ constexpr FurtherNotice kNotices[] = {
      "VolumeInfoData.RefusedCallsTakeNoBlocks"},
     {"delete-refused-clears-comment", "Refusals.RefusedDelete"},
     {"delete-refused-removes-entry", "Refusals.RefusedDelete"},
+    {"from-lock-at-end", "GetFilePosition.AfterOpening"},
     {"grown-area-changes", "Contents.GrownAreaStaysTheSame"},
     {"longer-name-lost", "FileSystemAttr.LongerNameIsNotLost"},
     {"make-link-refused-leaves-name", "Refusals.RefusedCreate"},
@@ -51,7 +52,7 @@ constexpr FurtherNotice kNotices[] = {
     {"new-name-cut-at-30", "FileSystemAttr.NameOfThatLength Names.EachLength"},
     {"new-name-loses-colon", "Names.ColonEndsADevice"},
     {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
-    {"one-position-per-file", "Contents.TwoHandles"},
+    {"one-position-per-file", "GetFilePosition.OfAnotherHandle Contents.TwoHandles"},
     {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
     {"open-in-use-refused-dates", "Refusals.RefusedOpen"},
     {"open-new-refused-empties", "Refusals.RefusedOpen"},
@@ -69,6 +70,7 @@ constexpr FurtherNotice kNotices[] = {
     {"promises-no-name",
      "FileSystemAttr.NameLengthIsGiven FileSystemAttr.NameOfThatLength "
      "FileSystemAttr.LongerNameIsNotLost"},
+    {"read-at-end-moves", "GetFilePosition.AfterReading"},
     {"read-beyond-64k-wraps",
      "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
      "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame "
@@ -78,7 +80,7 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
      "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
      "Contents.BeyondFourGibibytes"},
-    {"read-refused-moves", "Refusals.RefusedData"},
+    {"read-refused-moves", "GetFilePosition.AfterRefusedCalls Refusals.RefusedData"},
     {"refused-create-loses-block", "VolumeInfoData.RefusedCallsTakeNoBlocks"},
     {"refused-lock-counts-user",
      "VolumeInfoData.RefusedCallsLeaveNoUsers Refusals.RefusedRename Refusals.RefusedOpen "
@@ -105,6 +107,7 @@ constexpr FurtherNotice kNotices[] = {
     {"resize-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"resize-refused-truncates", "Refusals.RefusedData"},
     {"resize-shrink-clears-last-block", "Contents.ShrinkingKeepsTheRest"},
+    {"resize-to-position-rewinds", "GetFilePosition.AfterResizing"},
     {"scan-ends-when-disturbed",
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
      "ExamineDir.TwoScansAtOnce"},
@@ -135,23 +138,28 @@ constexpr FurtherNotice kNotices[] = {
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
     {"seek-beyond-2g-refused", "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
     {"seek-of-32-bits", "Contents.BeyondFourGibibytes"},
-    {"seek-refused-moves", "Refusals.RefusedData"},
+    {"seek-refused-moves", "GetFilePosition.AfterRefusedCalls Refusals.RefusedData"},
+    {"seek-to-end-one-short", "GetFilePosition.AfterMoving"},
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
     {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
     {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
     {"version-number-ahead", "FileSystemAttr.VersionIsThatOfTheText"},
     {"volume-info-other-block-size",
-     "VolumeInfoData.AgreesWithTheDevice Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
+     "VolumeInfoData.AgreesWithTheDevice Contents.BeyondTwoGibibytes "
+     "Contents.BeyondFourGibibytes"},
     {"write-across-edge-shifted",
      "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
      "Contents.AppendKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
      "Contents.FileFromLockIsWritten Contents.ShrinkingKeepsTheRest "
      "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
      "Contents.BeyondFourGibibytes"},
+    {"write-across-end-moves-short", "GetFilePosition.AfterWriting"},
     {"write-after-rename-lost", "Rename.OpenFileIsMoved"},
-    {"write-beside-another-lost", "Contents.TwoHandles Contents.OldFileIsWritten"},
-    {"write-beside-another-refused", "Contents.TwoHandles Contents.OldFileIsWritten"},
+    {"write-beside-another-lost",
+     "GetFilePosition.OfAnotherHandle Contents.TwoHandles Contents.OldFileIsWritten"},
+    {"write-beside-another-refused",
+     "GetFilePosition.OfAnotherHandle Contents.TwoHandles Contents.OldFileIsWritten"},
     {"write-from-lock-lost", "Contents.FileFromLockIsWritten"},
     {"write-from-lock-refused", "Contents.FileFromLockIsWritten"},
     {"write-keeps-512",
@@ -165,6 +173,7 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.GrownAreaStaysTheSame"},
     {"write-of-64k-loses-last-byte", "Contents.SizesAroundBlocks"},
     {"write-of-nothing-truncates", "Contents.OverwriteKeepsTheRest"},
+    {"write-refused-moves", "GetFilePosition.AfterRefusedCalls"},
     {"write-refused-unprotects", "Refusals.RefusedData"},
 };
 

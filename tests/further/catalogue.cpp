@@ -10,6 +10,8 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
     {&kFurtherFileSystemAttrGroup,
      "FSFileSystemAttr() / ACTION_FILESYSTEM_ATTR - File System Attributes"},
+    {&kFurtherGetFilePositionGroup,
+     "FSGetFilePosition() / ACTION_GET_FILE_POSITION64 - Get File Position"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
     {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},

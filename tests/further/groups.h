@@ -7,6 +7,7 @@ namespace quorle {
 // The further test groups in catalogue order.
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherFileSystemAttrGroup;
+extern const TestGroup kFurtherGetFilePositionGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
 extern const TestGroup kFurtherRefusalsGroup;
 extern const TestGroup kFurtherContentsGroup;
