@@ -21,6 +21,7 @@ constexpr FurtherNotice kNotices[] = {
     {"name-cut-at-30", "Names.EachLength Rename.LongestName"},
     {"name-high-bit-lost", "Names.EachCharacter Names.CaseIsKept Names.CaseOfAccentsIsIgnored"},
     {"name-loses-blank", "Names.BlanksDotsAndPatterns"},
+    {"new-directory-day-early", "Dates.ChangedDirectoryIsDated"},
     {"new-name-cut-at-30", "Names.EachLength"},
     {"new-name-loses-colon", "Names.ColonEndsADevice"},
     {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
@@ -40,7 +41,16 @@ constexpr FurtherNotice kNotices[] = {
     {"rename-to-itself-deletes", "Rename.ToItself"},
     {"rename-to-itself-refused", "Rename.ToItself"},
     {"scan-stops-after-104", "ExamineDir.ThousandsOfEntries"},
+    {"set-comment-dates", "Dates.AttributesLeaveTheDate"},
+    {"set-date-beyond-2046-wraps", "Dates.DaysBeyond2046"},
+    {"set-date-drifts", "Dates.DateComesBack Dates.LeapYears Dates.DaysBeyond2046"},
+    {"set-date-evening-wraps", "Dates.DateComesBack"},
+    {"set-date-leap-day-lost", "Dates.LeapYears"},
+    {"set-date-leap-day-of-2100", "Dates.DaysBeyond2046"},
+    {"set-protection-dates", "Dates.AttributesLeaveTheDate"},
     {"write-after-rename-lost", "Rename.OpenFileIsMoved"},
+    {"written-file-of-1978", "Dates.ChangedFileIsDated"},
+    {"written-file-ten-years-ahead", "Dates.ChangedFileIsDated"},
 };
 
 }  // namespace

@@ -10,6 +10,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
     {&kFurtherNamesGroup, "Names - What an Object May Be Called"},
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},
+    {&kFurtherDatesGroup, "Dates - When an Object Was Changed"},
     {nullptr, ""},
 };
 

@@ -8,5 +8,6 @@ namespace quorle {
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;
+extern const TestGroup kFurtherDatesGroup;
 
 }  // namespace quorle
