@@ -49,6 +49,18 @@ bool IsByOtherCase(const Call& call, const OwnVolume& volume, unsigned char last
          });
 }
 
+/// Makes `call`, which sets a date, with its day changed by `change`.
+template <class Change>
+void MakeWithDay(Call& call, OwnVolume& volume, const Change& change) {
+  if (call.op == Op::kSetDate) change(call.date.ds_Days);
+  volume.Make(call);
+}
+
+constexpr std::int32_t kLeapDayOf2000 = 8094;
+constexpr std::int32_t kFirstOfMarch2100 = 44619;
+/// The last day of which some seconds since 1978 have 31 bits.
+constexpr std::int32_t kDaysOf31Bits = 24855;
+
 constexpr HiddenDeviation kFurtherNames[] = {
     {"new-name-lower-case", "gives a new object its name in lower case",
      [](Call& call, OwnVolume& volume) {
@@ -79,6 +91,27 @@ constexpr HiddenDeviation kFurtherNames[] = {
        if (call.op != Op::kParentDir || call.given_lock == nullptr) return;
        volume.original().UnLock(call.given_lock);
        call.given_lock = volume.Invoke({.op = Op::kDupLock}).given_lock;
+     }},
+    {"set-date-leap-day-lost", "takes 29 February 2000 for 1 March when it is set",
+     [](Call& call, OwnVolume& volume) {
+       MakeWithDay(call, volume, [](std::int32_t& days) {
+         if (days == kLeapDayOf2000) ++days;
+       });
+     }},
+    {"set-date-leap-day-of-2100", "sets dates after February 2100 a day early",
+     [](Call& call, OwnVolume& volume) {
+       MakeWithDay(call, volume, [](std::int32_t& days) {
+         if (days >= kFirstOfMarch2100) --days;
+       });
+     }},
+    {"set-date-beyond-2046-wraps", "begins again in 1978 when a date beyond January 2046 is set",
+     [](Call& call, OwnVolume& volume) {
+       MakeWithDay(call, volume, [](std::int32_t& days) { days %= kDaysOf31Bits + 1; });
+     }},
+    {"set-date-drifts", "sets each date a second late",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kSetDate && call.date.ds_Tick < 2900) call.date.ds_Tick += 50;
+       volume.Make(call);
      }},
     {"rename-in-use-refused", "refuses to rename a file that is open or locked",
      [](Call& call, OwnVolume& volume) {

@@ -49,6 +49,7 @@ constexpr FurtherNotice kNotices[] = {
     {"name-cut-at-30", "FileSystemAttr.NameOfThatLength Names.EachLength Rename.LongestName"},
     {"name-high-bit-lost", "Names.EachCharacter Names.CaseIsKept Names.CaseOfAccentsIsIgnored"},
     {"name-loses-blank", "Names.BlanksDotsAndPatterns"},
+    {"new-directory-day-early", "Dates.ChangedDirectoryIsDated"},
     {"new-name-cut-at-30", "FileSystemAttr.NameOfThatLength Names.EachLength"},
     {"new-name-loses-colon", "Names.ColonEndsADevice"},
     {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
@@ -140,6 +141,13 @@ constexpr FurtherNotice kNotices[] = {
     {"seek-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"seek-refused-moves", "GetFilePosition.AfterRefusedCalls Refusals.RefusedData"},
     {"seek-to-end-one-short", "GetFilePosition.AfterMoving"},
+    {"set-comment-dates", "Dates.AttributesLeaveTheDate"},
+    {"set-date-beyond-2046-wraps", "Dates.DaysBeyond2046"},
+    {"set-date-drifts", "Dates.DateComesBack Dates.LeapYears Dates.DaysBeyond2046"},
+    {"set-date-evening-wraps", "Dates.DateComesBack"},
+    {"set-date-leap-day-lost", "Dates.LeapYears"},
+    {"set-date-leap-day-of-2100", "Dates.DaysBeyond2046"},
+    {"set-protection-dates", "Dates.AttributesLeaveTheDate"},
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
     {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
@@ -175,6 +183,8 @@ constexpr FurtherNotice kNotices[] = {
     {"write-of-nothing-truncates", "Contents.OverwriteKeepsTheRest"},
     {"write-refused-moves", "GetFilePosition.AfterRefusedCalls"},
     {"write-refused-unprotects", "Refusals.RefusedData"},
+    {"written-file-of-1978", "Dates.ChangedFileIsDated"},
+    {"written-file-ten-years-ahead", "Dates.ChangedFileIsDated"},
 };
 
 }  // namespace

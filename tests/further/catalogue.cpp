@@ -17,6 +17,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {&kFurtherNamesGroup, "Names - What an Object May Be Called"},
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},
+    {&kFurtherDatesGroup, "Dates - When an Object Was Changed"},
     {nullptr, ""},
 };
 

@@ -13,5 +13,6 @@ extern const TestGroup kFurtherRefusalsGroup;
 extern const TestGroup kFurtherContentsGroup;
 extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;
+extern const TestGroup kFurtherDatesGroup;
 
 }  // namespace quorle
