@@ -11,6 +11,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherFileSystemAttrGroup,
      "FSFileSystemAttr() / ACTION_FILESYSTEM_ATTR - File System Attributes"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
+    {&kFurtherInhibitGroup, "FSInhibit() / ACTION_INHIBIT - Inhibit"},
     {nullptr, ""},
 };
 

@@ -8,5 +8,6 @@ namespace quorle {
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherFileSystemAttrGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
+extern const TestGroup kFurtherInhibitGroup;
 
 }  // namespace quorle
