@@ -8,6 +8,8 @@
 namespace quorle::deviate {
 namespace {
 
+constexpr std::int32_t kBusyDisk = 0x42555359;  // "BUSY"
+
 /// Makes `call`, and loses a block for each one that `loses` says. What it says of an object is what that was
 /// before.
 template <class Loses>
@@ -91,6 +93,47 @@ constexpr HiddenDeviation kVolumes[] = {
        volume.Make(call);
        if (call.op == Op::kOpenFromLock && !Failed(call)) ++volume.counter;
        if (call.info != nullptr) call.info->id_InUse += volume.counter;
+     }},
+    {"inhibit-ignored", "goes on while it is inhibited",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op != Op::kInhibit) return volume.Make(call);
+       call.result = kTrue;
+     }},
+    {"inhibited-type-stays", "shows its own DOS type while it is inhibited",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op != Op::kDeviceInfoData || Failed(call)) return;
+       if (call.info->id_DiskType != kBusyDisk) {
+         volume.counter = static_cast<std::uint32_t>(call.info->id_DiskType);
+       }
+       call.info->id_DiskType = static_cast<std::int32_t>(volume.counter);
+     }},
+    {"inhibit-loses-comments", "has no comments any more when it was inhibited",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op != Op::kInhibit || call.mode != 0) return;
+       volume.Walk([&](::Lock* directory, const ObjectState& entry) {
+         volume.SetComment(directory, entry.name.c_str(), "");
+       });
+     }},
+    {"inhibit-ends-at-a-refusal", "is not inhibited any more when it has refused one call",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kInhibit) volume.counter = call.mode == 0 ? 0 : 1;
+       if (volume.counter == 0 || !Failed(call)) return;
+       volume.counter = 0;
+       volume.Invoke({.op = Op::kInhibit, .mode = 0});
+     }},
+    {"inhibit-breaks-files", "knows no file any more that was open when it was inhibited",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kInhibit && call.mode != 0) {
+         for (auto& [file, memory] : volume.files) memory.data = "broken";
+       }
+       const bool uses_file = call.op == Op::kRead || call.op == Op::kWrite;
+       volume.Make(call);
+       if (uses_file && !Failed(call) && volume.files[call.file].data == "broken") {
+         Fail(call, ERROR_INVALID_LOCK);
+       }
      }},
 };
 

@@ -13,6 +13,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherGetFilePositionGroup,
      "FSGetFilePosition() / ACTION_GET_FILE_POSITION64 - Get File Position"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
+    {&kFurtherInhibitGroup, "FSInhibit() / ACTION_INHIBIT - Inhibit"},
     {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {&kFurtherNamesGroup, "Names - What an Object May Be Called"},

@@ -9,6 +9,7 @@ extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherFileSystemAttrGroup;
 extern const TestGroup kFurtherGetFilePositionGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
+extern const TestGroup kFurtherInhibitGroup;
 extern const TestGroup kFurtherRefusalsGroup;
 extern const TestGroup kFurtherContentsGroup;
 extern const TestGroup kFurtherNamesGroup;
