@@ -109,6 +109,8 @@ constexpr Excuse kExcuses[] = {
     // The call that restores is the one that fails.
     {Finding::kProtection, "", "", "WriteProtectVolume(\"DH0:\",false", kNotMade, nullptr,
      "the call that lifts the protection is not made"},
+    {Finding::kLeft, "", "", "Inhibit(\"DH0:\",false", kNotMade, nullptr,
+     "the call that lets everybody back is not made: nothing can be removed"},
     {Finding::kLabel, "Relabel Volume", "1", "Relabel(\"DH0:\",\"DH0 Disk\")", kNotMade, nullptr,
      "the call that restores the name is not made"},
     {Finding::kLabel, "Relabel Volume", "", "VolNameFromPort(",

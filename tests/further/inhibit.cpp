@@ -22,8 +22,9 @@ class [[nodiscard]] Inhibition {
  public:
   explicit Inhibition(TestContext& ctx)
       : ctx_(ctx), is_on_(FurtherOf(ctx).IFurtherDos->Inhibit(ctx.device_name, true)) {}
+  /// Also lets back who was kept off by a call that was reported as failed.
   ~Inhibition() {
-    if (is_on_) FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, false);
+    if (!was_let_back_) FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, false);
   }
   Inhibition(const Inhibition&) = delete;
   Inhibition& operator=(const Inhibition&) = delete;
@@ -35,8 +36,8 @@ class [[nodiscard]] Inhibition {
   }
   /// Lets everybody back. Returns the status.
   std::int32_t LetBack() {
-    is_on_ = !FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, false);
-    if (!is_on_) return kPassed;
+    was_let_back_ = FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, false);
+    if (was_let_back_) return kPassed;
     return Failure(ctx_,
                    "\nERROR: Inhibit(\"%s\",FALSE) failed; #%n %m\n"
                    "       Nobody can use the volume any more.\n\n",
@@ -46,6 +47,7 @@ class [[nodiscard]] Inhibition {
  private:
   TestContext& ctx_;
   bool is_on_;
+  bool was_let_back_ = false;
 };
 
 /// Makes kFile, which holds kFirst. False, with the reason printed, when it cannot.
