@@ -8,6 +8,8 @@ namespace {
 // The order is fixed: its numbers are what users pass as TN, FTN and LTN.
 constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
+    {&kFurtherSameLockGroup, "FSSameLock() / ACTION_SAME_LOCK - Same Lock"},
+    {&kFurtherSameFileGroup, "FSSameFile() / ACTION_SAME_FH - Same File"},
     {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
     {nullptr, ""},
 };

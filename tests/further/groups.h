@@ -6,6 +6,8 @@ namespace quorle {
 
 // The further test groups in catalogue order.
 extern const TestGroup kFurtherExamineDirGroup;
+extern const TestGroup kFurtherSameLockGroup;
+extern const TestGroup kFurtherSameFileGroup;
 extern const TestGroup kFurtherRefusalsGroup;
 
 }  // namespace quorle
