@@ -14,6 +14,9 @@ void CallWatch::Around(const Call& call, MakeCall make) {
   } else if (call.op == "IoErr") {
     const bool unknown = *call.Result<std::int32_t>() == ERROR_ACTION_NOT_KNOWN;
     if (unknown && unknown_.empty()) unknown_ = last_;
+  } else if (call.op == "SetIoErr") {
+    // A code that the program sets is no call's.
+    if (dos_.IoErr() != ERROR_ACTION_NOT_KNOWN) last_ = {};
   } else if (call.op == "CheckSignal") {
     broken_ = broken_ || (*call.Result<std::uint32_t>() & SIGBREAKF_CTRL_C) != 0;
   }

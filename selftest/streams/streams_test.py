@@ -362,6 +362,12 @@ class NotImplemented(StreamsTest):
         self.assertEqual(lines, ["quorle: MakeLink() answered 209 (not implemented), "
                                  "test 31 (ReadSoftLink.ReadableLink)"])
 
+    def test_an_older_call_is_not_to_blame_when_the_program_has_set_another_code(self):
+        said = run("--no-delay", "--catalogue", "further", "--select", "Further.SameFile.OneFile", "--mount",
+                   "D=ram,port=classic", "D:")
+        self.assertIn(b"SameFile() test skipped because it is not implemented", said.stdout)
+        self.assertEqual(said.stderr, b"")
+
     def test_a_group_without_its_own_call_needs_no_line(self):
         groups = {b"CreateSoftLink"}
         for without in range(1, 50):

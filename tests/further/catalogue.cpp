@@ -12,6 +12,8 @@ constexpr TestEntry kFurtherEntries[] = {
      "FSFileSystemAttr() / ACTION_FILESYSTEM_ATTR - File System Attributes"},
     {&kFurtherGetFilePositionGroup,
      "FSGetFilePosition() / ACTION_GET_FILE_POSITION64 - Get File Position"},
+    {&kFurtherSameLockGroup, "FSSameLock() / ACTION_SAME_LOCK - Same Lock"},
+    {&kFurtherSameFileGroup, "FSSameFile() / ACTION_SAME_FH - Same File"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
     {&kFurtherInhibitGroup, "FSInhibit() / ACTION_INHIBIT - Inhibit"},
     {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},

@@ -8,6 +8,8 @@ namespace quorle {
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherFileSystemAttrGroup;
 extern const TestGroup kFurtherGetFilePositionGroup;
+extern const TestGroup kFurtherSameLockGroup;
+extern const TestGroup kFurtherSameFileGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
 extern const TestGroup kFurtherInhibitGroup;
 extern const TestGroup kFurtherRefusalsGroup;
