@@ -20,7 +20,7 @@ constexpr DateStamp kOldDate = {3654, kNoon, 0};
 
 /// A date that is set.
 struct TriedDate {
-  const char* text;  ///< null ends a list
+  const char* text;  ///< its day; null ends a list
   DateStamp date;
 };
 
@@ -96,12 +96,12 @@ std::int32_t TryDates(TestContext& ctx, const TriedDate* dates, bool are_optiona
 // 1. Dates of all times of the day are kept, of a file and of a directory.
 std::int32_t DateComesBack(TestContext& ctx, std::int32_t) {
   constexpr TriedDate kDates[] = {
-      {"1 January 1980, 0:00", {730, 0, 0}},
-      {"3 January 1988, 0:01:01", {3654, 1, 50}},
-      {"31 December 1999, 23:59:58", {8034, 1439, 2900}},
-      {"3 January 2008, 17:04:02", {10959, 1024, 100}},
-      {"3 January 2018, 11:59:24", {14612, 719, 1234}},
-      {"31 December 2027, 23:59:59", {18261, 1439, 2999}},
+      {"1980-01-01", {730, 0, 0}},
+      {"1988-01-03", {3654, 1, 50}},
+      {"1999-12-31", {8034, 1439, 2900}},
+      {"2008-01-03", {10959, 1024, 100}},
+      {"2018-01-03", {14612, 719, 1234}},
+      {"2027-12-31", {18261, 1439, 2999}},
       {nullptr, {}},
   };
   WorkDirectory work(ctx, kLabel, 1);
@@ -124,11 +124,11 @@ std::int32_t DateComesBack(TestContext& ctx, std::int32_t) {
 // 2. The end of February of leap years.
 std::int32_t LeapYears(TestContext& ctx, std::int32_t) {
   constexpr TriedDate kDates[] = {
-      {"28 February 2000", {8093, kNoon, 0}},  {"29 February 2000", {8094, kNoon, 0}},
-      {"1 March 2000", {8095, kNoon, 0}},      {"31 December 2000", {8400, kNoon, 0}},
-      {"1 January 2001", {8401, kNoon, 0}},    {"28 February 2024", {16859, kNoon, 0}},
-      {"29 February 2024", {16860, kNoon, 0}}, {"1 March 2024", {16861, kNoon, 0}},
-      {"31 December 2024", {17166, kNoon, 0}}, {nullptr, {}},
+      {"2000-02-28", {8093, kNoon, 0}},  {"2000-02-29", {8094, kNoon, 0}},
+      {"2000-03-01", {8095, kNoon, 0}},  {"2000-12-31", {8400, kNoon, 0}},
+      {"2001-01-01", {8401, kNoon, 0}},  {"2024-02-28", {16859, kNoon, 0}},
+      {"2024-02-29", {16860, kNoon, 0}}, {"2024-03-01", {16861, kNoon, 0}},
+      {"2024-12-31", {17166, kNoon, 0}}, {nullptr, {}},
   };
   return TryDates(ctx, kDates, false);
 }
@@ -136,10 +136,10 @@ std::int32_t LeapYears(TestContext& ctx, std::int32_t) {
 // 3. Days that seconds since 1978 have no 31 bits for, and the end of February of 2100, which is no leap year.
 std::int32_t DaysBeyond2046(TestContext& ctx, std::int32_t) {
   constexpr TriedDate kDates[] = {
-      {"19 January 2046", {24855, kNoon, 0}},  {"20 January 2046", {24856, kNoon, 0}},
-      {"1 January 2060", {29950, kNoon, 0}},   {"28 February 2100", {44618, kNoon, 0}},
-      {"1 March 2100", {44619, kNoon, 0}},     {"1 January 2101", {44925, kNoon, 0}},
-      {"31 December 2106", {47115, kNoon, 0}}, {nullptr, {}},
+      {"2046-01-19", {24855, kNoon, 0}}, {"2046-01-20", {24856, kNoon, 0}},
+      {"2060-01-01", {29950, kNoon, 0}}, {"2100-02-28", {44618, kNoon, 0}},
+      {"2100-03-01", {44619, kNoon, 0}}, {"2101-01-01", {44925, kNoon, 0}},
+      {"2106-12-31", {47115, kNoon, 0}}, {nullptr, {}},
   };
   return TryDates(ctx, kDates, true);
 }
@@ -205,7 +205,7 @@ std::int32_t CheckChanges(TestContext& ctx, const DatedChange* change) {
   if (!work) return kFailed;
   for (; change->text != nullptr; ++change) {
     if (!change->is_new && !dos.SetDate(change->name, kOldDate)) {
-      return FailedCall(ctx, "\nERROR: SetDate(\"%s\") to 3 January 1988 failed; #%n %m\n\n",
+      return FailedCall(ctx, "\nERROR: SetDate(\"%s\") to 1988-01-03 failed; #%n %m\n\n",
                         change->name);
     }
     DateStamp before = {};
@@ -262,7 +262,7 @@ std::int32_t AttributesLeaveTheDate(TestContext& ctx, std::int32_t) {
   if (!work) return kFailed;
   if (!MakeFile(ctx, kFile, kLabel)) return kFailed;
   if (!dos.SetDate(kFile, kOldDate)) {
-    return FailedCall(ctx, "\nERROR: SetDate(\"%s\") to 3 January 1988 failed; #%n %m\n\n", kFile);
+    return FailedCall(ctx, "\nERROR: SetDate(\"%s\") to 1988-01-03 failed; #%n %m\n\n", kFile);
   }
   DateStamp before = {};
   DateStamp after = {};
