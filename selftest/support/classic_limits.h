@@ -40,16 +40,19 @@ inline constexpr std::array kClassicFailures = {
     ClassicFailure{41, 3, "SetOwner.OwnerIsStored", kShortIds},
 };
 
-/// A further check that comes to something else behind classic packets.
+/// A further check that comes to something else behind classic packets, or a whole group of them.
 struct FurtherClassic {
-  std::string_view check;
+  std::string_view id;
   std::string_view because;
 };
 
 inline constexpr std::string_view kShortSizes =
     "SET_FILE_SIZE and SEEK have 31 bits: that a larger file cannot be made is an INFO";
 
+inline constexpr std::string_view kNoSameFile = "no classic packet compares two handles";
+
 inline constexpr std::array kFurtherClassic = {
+    FurtherClassic{"Further.SameFile", kNoSameFile},
     FurtherClassic{"Further.Contents.BeyondTwoGibibytes", kShortSizes},
     FurtherClassic{"Further.Contents.BeyondFourGibibytes", kShortSizes},
 };
@@ -57,14 +60,14 @@ inline constexpr std::array kFurtherClassic = {
 /// Whether the check `id` comes to something else than on a packet port, or of the group `id` one of its
 /// checks.
 constexpr bool IsOtherOnClassic(std::string_view id) {
-  const auto is_it = [id](std::string_view check) {
-    return check.starts_with(id) && (check.size() == id.size() || check[id.size()] == '.');
+  const auto is_in = [](std::string_view inner, std::string_view outer) {
+    return inner.starts_with(outer) && (inner.size() == outer.size() || inner[outer.size()] == '.');
   };
   for (const ClassicFailure& failure : kClassicFailures) {
-    if (is_it(failure.check)) return true;
+    if (is_in(failure.check, id)) return true;
   }
   for (const FurtherClassic& other : kFurtherClassic) {
-    if (is_it(other.check)) return true;
+    if (is_in(other.id, id) || is_in(id, other.id)) return true;
   }
   return false;
 }

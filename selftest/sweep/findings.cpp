@@ -27,8 +27,12 @@ bool IsReportedToStay(const Outcome& outcome, const std::string& path) {
   for (std::size_t from = 0;;) {
     const std::size_t end = path.find('/', from);
     const std::string whole = path.substr(0, end);
-    if (IsNamedAsStaying(output, whole) || IsNamedAsStaying(output, whole.substr(from)))
+    // By its path, in the directory of the test, or one above that.
+    const std::string name = whole.substr(from);
+    if (IsNamedAsStaying(output, whole) || IsNamedAsStaying(output, name) ||
+        IsNamedAsStaying(output, "/" + name)) {
       return true;
+    }
     if (end == std::string::npos) return false;
     from = end + 1;
   }
