@@ -45,7 +45,7 @@ class SeenFiles {
   bool Has(std::uint32_t number) const { return (bits_[number / 8] >> number % 8 & 1U) != 0; }
   /// The last of `count` that was not noted; 0 when all were.
   std::uint32_t LastMissing(std::uint32_t count) const {
-    while (count > 0 && Has(count)) --count;
+    while (Has(count)) --count;  // 0 is no number and never noted
     return count;
   }
   /// The first of `count` that was not noted; 0 when all were.
