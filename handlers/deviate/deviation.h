@@ -53,6 +53,8 @@ enum class Op : std::uint8_t {
   kVolumeInfoData,
   kAddNotify,
   kRemoveNotify,
+  kLockRecord,
+  kUnLockRecord,
 };
 
 /// What the object of a call is, as bits. The object is what the first name, the lock or the handle

@@ -10,6 +10,8 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
     {&kFurtherGetFilePositionGroup,
      "FSGetFilePosition() / ACTION_GET_FILE_POSITION64 - Get File Position"},
+    {&kFurtherLockRecordGroup, "FSLockRecord() / ACTION_LOCK_RECORD64 - Lock Record"},
+    {&kFurtherUnLockRecordGroup, "FSUnLockRecord() / ACTION_FREE_RECORD64 - Unlock Record"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
     {nullptr, ""},
 };

@@ -7,6 +7,8 @@ namespace quorle {
 // The further test groups in catalogue order.
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherGetFilePositionGroup;
+extern const TestGroup kFurtherLockRecordGroup;
+extern const TestGroup kFurtherUnLockRecordGroup;
 extern const TestGroup kFurtherContentsGroup;
 
 }  // namespace quorle
