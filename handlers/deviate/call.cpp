@@ -46,7 +46,7 @@ struct Operation {
     if constexpr (kIsDate<field>) {
       call.*field = *arg;
     } else {
-      call.*field = arg;
+      call.*field = static_cast<std::remove_reference_t<decltype(call.*field)>>(arg);
     }
   }
   template <auto field, class Arg>
@@ -112,6 +112,10 @@ constexpr std::tuple kOperations{
     Operation<Op::kInhibit, &Vectors::FSInhibit, &Call::mode>(),
     Operation<Op::kFormat, &Vectors::FSFormat, &Call::text, &Call::number>(),
     Operation<Op::kSerialize, &Vectors::FSSerialize>(),
+    Operation<Op::kLockRecord, &Vectors::FSLockRecord, &Call::file, &Call::number, &Call::length,
+              &Call::mode, &Call::ticks>(),
+    Operation<Op::kUnLockRecord, &Vectors::FSUnLockRecord, &Call::file, &Call::number,
+              &Call::length>(),
 };
 
 /// The part of a Call that a function with this result sets.

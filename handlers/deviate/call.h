@@ -32,6 +32,8 @@ struct Call {
   ::FileHandle* other_file = nullptr;  ///< of SameFile()
   ::PRIVATE_ExamineDirContext* scan = nullptr;
   ::NotifyRequest* request = nullptr;
+  std::int64_t length = 0;  ///< of a record, which begins at `number`
+  std::uint32_t ticks = 0;  ///< for which a lock on a record is waited
 
   std::int64_t result = 0;  ///< a truth value, a count, a position, a size
   ::Lock* given_lock = nullptr;

@@ -57,6 +57,8 @@ enum class Op : std::uint8_t {
   kInhibit,
   kFormat,
   kSerialize,
+  kLockRecord,
+  kUnLockRecord,
 };
 
 /// What the object of a call is, as bits. The object is what the first name, the lock or the handle

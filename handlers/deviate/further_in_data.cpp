@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <initializer_list>
 #include <iterator>
 
@@ -119,11 +120,209 @@ constexpr HiddenDeviation kPositions[] = {
      }},
 };
 
+// ---- Records -------------------------------------------------------------------------------------
+
+struct HeldRecord {
+  std::int64_t offset;
+  std::int64_t length;
+};
+
+/// What the handle of `call` has locked, which `volume` remembers as bytes.
+std::vector<HeldRecord> HeldBy(const Call& call, OwnVolume& volume) {
+  const std::string& data = volume.files[call.file].data;
+  std::vector<HeldRecord> held(data.size() / sizeof(HeldRecord));
+  std::memcpy(held.data(), data.data(), data.size());
+  return held;
+}
+
+/// Makes `call`, and remembers what it locked or released.
+void MakeAndRemember(Call& call, OwnVolume& volume) {
+  volume.Make(call);
+  if (Failed(call) || !IsOf(call, {Op::kLockRecord, Op::kUnLockRecord})) return;
+  std::string data;
+  const auto add = [&data](const HeldRecord& record) {
+    data.append(reinterpret_cast<const char*>(&record), sizeof record);  // NOLINT: its bytes
+  };
+  for (const HeldRecord& record : HeldBy(call, volume)) {
+    const bool is_it = record.offset == call.number && record.length == call.length;
+    if (call.op == Op::kLockRecord || !is_it) add(record);
+  }
+  if (call.op == Op::kLockRecord) add({call.number, call.length});
+  volume.files[call.file].data = data;
+}
+
+/// Releases those records of the handle of `call` that `is_one` picks. Returns whether there was one.
+template <class Pick>
+bool ReleaseThose(const Call& call, OwnVolume& volume, const Pick& is_one) {
+  bool was_one = false;
+  for (const HeldRecord& record : HeldBy(call, volume)) {
+    if (!is_one(record)) continue;
+    was_one = true;
+    Call release{.op = Op::kUnLockRecord,
+                 .file = call.file,
+                 .number = record.offset,
+                 .length = record.length};
+    MakeAndRemember(release, volume);
+  }
+  return was_one;
+}
+
+/// Makes `call` with ranges that are `more` bytes longer, but for those of one byte.
+void MakeLonger(Call& call, const OwnVolume& volume, std::int64_t more) {
+  const std::int64_t asked = call.length;
+  if (call.length > 1) call.length += more;
+  call = volume.Invoke(call);
+  call.length = asked;
+}
+
+constexpr HiddenDeviation kRecords[] = {
+    {"records-unknown", "does not know FSLockRecord() and FSUnLockRecord()",
+     [](Call& call, OwnVolume& volume) {
+       if (IsOf(call, {Op::kLockRecord, Op::kUnLockRecord})) {
+         return Fail(call, ERROR_ACTION_NOT_KNOWN);
+       }
+       volume.Make(call);
+     }},
+    {"record-lock-in-name-only", "says that it locked records and locks none",
+     [](Call& call, OwnVolume& volume) {
+       if (!IsOf(call, {Op::kLockRecord, Op::kUnLockRecord})) return volume.Make(call);
+       call.result = kTrue;
+       call.res2 = 0;
+     }},
+    {"record-shared-excludes", "locks records exclusively that should be shared",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kLockRecord && call.mode >= static_cast<std::int32_t>(REC_SHARED)) {
+         call.mode -= static_cast<std::int32_t>(REC_SHARED);
+       }
+       volume.Make(call);
+     }},
+    {"record-exclusive-is-shared", "locks records as shared that should be exclusive",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kLockRecord && call.mode < static_cast<std::int32_t>(REC_SHARED)) {
+         call.mode += static_cast<std::int32_t>(REC_SHARED);
+       }
+       volume.Make(call);
+     }},
+    {"record-last-byte-free", "does not lock the last byte of a record",
+     [](Call& call, OwnVolume& volume) {
+       const bool is_of_record = IsOf(call, {Op::kLockRecord, Op::kUnLockRecord});
+       return is_of_record ? MakeLonger(call, volume, -1) : volume.Make(call);
+     }},
+    {"record-byte-behind-locked", "locks the byte behind a record",
+     [](Call& call, OwnVolume& volume) {
+       const bool is_of_record = IsOf(call, {Op::kLockRecord, Op::kUnLockRecord});
+       return is_of_record ? MakeLonger(call, volume, 1) : volume.Make(call);
+     }},
+    {"record-beyond-end-refused", "refuses to lock records beyond the end of a file",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kLockRecord && call.number > volume.Size(call)) {
+         return Fail(call, ERROR_SEEK_ERROR);
+       }
+       volume.Make(call);
+     }},
+    {"record-beyond-end-grows", "makes a file longer when a record beyond its end is locked",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op != Op::kLockRecord || Failed(call) || call.number > k32Bits) return;
+       const std::int64_t end = call.number + call.length;
+       if (end <= volume.Size(call)) return;
+       volume.Invoke(
+           {.op = Op::kChangeFileSize, .file = call.file, .mode = OFFSET_BEGINNING, .number = end});
+     }},
+    {"record-of-32-bits", "takes the lower 32 bits of the offset of a record",
+     [](Call& call, OwnVolume& volume) {
+       if (IsOf(call, {Op::kLockRecord, Op::kUnLockRecord})) call.number &= k32Bits;
+       volume.Make(call);
+     }},
+    {"record-timeout-wrong-code", "refuses a record with 241 after the time that it is waited for",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kLockRecord && call.res2 == ERROR_LOCK_TIMEOUT) {
+         call.res2 = ERROR_LOCK_COLLISION;
+       }
+     }},
+    {"record-collision-wrong-code", "refuses a record with 242 that nobody waits for",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kLockRecord && call.res2 == ERROR_LOCK_COLLISION) {
+         call.res2 = ERROR_LOCK_TIMEOUT;
+       }
+     }},
+    {"record-timed-out-stays",
+     "refuses all records of a file once one that should be shared timed out",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op != Op::kLockRecord) return volume.Make(call);
+       std::int64_t& timed_out = volume.objects[FileOf(call, volume).id].number;
+       if (timed_out != 0) return Fail(call, ERROR_LOCK_COLLISION);
+       volume.Make(call);
+       if (call.res2 == ERROR_LOCK_TIMEOUT && call.mode == REC_SHARED) timed_out = 1;
+     }},
+    {"record-stays-after-close", "keeps the records locked of a file that is closed",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kClose && !HeldBy(call, volume).empty()) {
+         volume.objects[FileOf(call, volume).id].number = 1;
+       }
+       if (call.op == Op::kLockRecord && volume.objects[FileOf(call, volume).id].number != 0) {
+         return Fail(call, ERROR_LOCK_COLLISION);
+       }
+       MakeAndRemember(call, volume);
+     }},
+    {"record-of-other-file-collides", "refuses a record whose offset is locked in another file",
+     [](Call& call, OwnVolume& volume) {
+       if (IsOf(call, {Op::kClose, Op::kUnLockRecord})) {
+         volume.objects.erase(FileOf(call, volume).id);
+       }
+       if (call.op != Op::kLockRecord) return volume.Make(call);
+       const std::uint64_t id = FileOf(call, volume).id;
+       for (const auto& [other, memory] : volume.objects) {
+         if (other != id && memory.number == call.number) {
+           return Fail(call, ERROR_LOCK_COLLISION);
+         }
+       }
+       volume.Make(call);
+       if (!Failed(call)) volume.objects[id].number = call.number;
+     }},
+    {"unlock-record-always-granted", "says that it released a record that is not locked",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kUnLockRecord && Failed(call)) call.result = kTrue;
+     }},
+    {"unlock-record-in-name-only", "says that it released a record and keeps it locked",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op != Op::kUnLockRecord) return MakeAndRemember(call, volume);
+       if (HeldBy(call, volume).empty()) return volume.Make(call);
+       call.result = kTrue;
+       call.res2 = 0;
+     }},
+    {"unlock-record-of-a-part", "releases a record of which a part is named",
+     [](Call& call, OwnVolume& volume) {
+       MakeAndRemember(call, volume);
+       if (call.op != Op::kUnLockRecord || !Failed(call)) return;
+       const bool was_one = ReleaseThose(call, volume, [&call](const HeldRecord& record) {
+         return record.offset < call.number + call.length &&
+                call.number < record.offset + record.length;
+       });
+       if (was_one) call.result = kTrue;
+     }},
+    {"unlock-record-takes-others", "releases all records of a handle with one of them",
+     [](Call& call, OwnVolume& volume) {
+       MakeAndRemember(call, volume);
+       if (call.op != Op::kUnLockRecord || Failed(call)) return;
+       ReleaseThose(call, volume, [](const HeldRecord&) { return true; });
+     }},
+    {"unlock-record-wrong-code", "refuses to release what is not locked with 243",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kUnLockRecord && Failed(call)) call.res2 = 243;
+     }},
+};
+
 }  // namespace
 
 std::vector<HiddenDeviation> FurtherInData() {
   std::vector<HiddenDeviation> all(std::begin(kContents), std::end(kContents));
   all.insert(all.end(), std::begin(kPositions), std::end(kPositions));
+  all.insert(all.end(), std::begin(kRecords), std::end(kRecords));
   return all;
 }
 

@@ -92,6 +92,38 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
      "Contents.BeyondFourGibibytes"},
     {"read-refused-moves", "GetFilePosition.AfterRefusedCalls Refusals.RefusedData"},
+    {"record-beyond-end-grows", "LockRecord.BeyondTheEnd"},
+    {"record-beyond-end-refused",
+     "LockRecord.BeyondTheEnd LockRecord.BeyondFourGibibytes LockRecord.OtherFileIsFree"},
+    {"record-byte-behind-locked",
+     "LockRecord.TouchingIsFree LockRecord.BeyondTheEnd LockRecord.BeyondFourGibibytes"},
+    {"record-collision-wrong-code",
+     "LockRecord.ExclusiveExcludes LockRecord.SharedIsShared LockRecord.OverlapByOneByte "
+     "LockRecord.BeyondTheEnd LockRecord.BeyondFourGibibytes LockRecord.FreedByClose "
+     "LockRecord.OtherFileIsFree UnLockRecord.FreesTheRange "
+     "UnLockRecord.NotExactlyTheRange UnLockRecord.LockOfAnotherHandle "
+     "UnLockRecord.OneOfSeveral"},
+    {"record-exclusive-is-shared",
+     "LockRecord.ExclusiveExcludes LockRecord.SharedIsShared LockRecord.OverlapByOneByte "
+     "LockRecord.BeyondTheEnd LockRecord.BeyondFourGibibytes LockRecord.TimeOut "
+     "LockRecord.FreedByClose LockRecord.OtherFileIsFree UnLockRecord.FreesTheRange "
+     "UnLockRecord.NotExactlyTheRange UnLockRecord.LockOfAnotherHandle "
+     "UnLockRecord.OneOfSeveral"},
+    {"record-last-byte-free",
+     "LockRecord.OverlapByOneByte LockRecord.TimeOut UnLockRecord.NotExactlyTheRange"},
+    {"record-lock-in-name-only",
+     "LockRecord.ExclusiveExcludes LockRecord.SharedIsShared LockRecord.OverlapByOneByte "
+     "LockRecord.BeyondTheEnd LockRecord.BeyondFourGibibytes LockRecord.TimeOut "
+     "LockRecord.FreedByClose LockRecord.OtherFileIsFree UnLockRecord.NeverLocked "
+     "UnLockRecord.FreesTheRange UnLockRecord.NotExactlyTheRange "
+     "UnLockRecord.LockOfAnotherHandle UnLockRecord.OneOfSeveral"},
+    {"record-of-32-bits", "LockRecord.BeyondFourGibibytes"},
+    {"record-of-other-file-collides", "LockRecord.OtherFileIsFree"},
+    {"record-shared-excludes", "LockRecord.SharedIsShared UnLockRecord.OneOfSeveral"},
+    {"record-stays-after-close", "LockRecord.TimeOut LockRecord.FreedByClose"},
+    {"record-timed-out-stays", "LockRecord.TimeOut"},
+    {"record-timeout-wrong-code", "LockRecord.TimeOut"},
+    {"records-unknown", "LockRecord.ExclusiveExcludes UnLockRecord.NeverLocked"},
     {"refused-create-loses-block", "VolumeInfoData.RefusedCallsTakeNoBlocks"},
     {"refused-lock-counts-user",
      "VolumeInfoData.RefusedCallsLeaveNoUsers Refusals.RefusedRename Refusals.RefusedOpen "
@@ -172,6 +204,16 @@ constexpr FurtherNotice kNotices[] = {
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
     {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
+    {"unlock-record-always-granted",
+     "UnLockRecord.NeverLocked UnLockRecord.FreesTheRange UnLockRecord.NotExactlyTheRange "
+     "UnLockRecord.LockOfAnotherHandle"},
+    {"unlock-record-in-name-only",
+     "UnLockRecord.FreesTheRange UnLockRecord.NotExactlyTheRange UnLockRecord.OneOfSeveral"},
+    {"unlock-record-of-a-part", "UnLockRecord.NotExactlyTheRange"},
+    {"unlock-record-takes-others", "UnLockRecord.OneOfSeveral"},
+    {"unlock-record-wrong-code",
+     "UnLockRecord.NeverLocked UnLockRecord.FreesTheRange UnLockRecord.NotExactlyTheRange "
+     "UnLockRecord.LockOfAnotherHandle"},
     {"used-blocks-stay", "VolumeInfoData.UsedBlocksGrowWithData"},
     {"version-number-ahead", "FileSystemAttr.VersionIsThatOfTheText"},
     {"volume-info-other-block-size",

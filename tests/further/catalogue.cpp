@@ -15,6 +15,8 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherSameLockGroup, "FSSameLock() / ACTION_SAME_LOCK - Same Lock"},
     {&kFurtherSameFileGroup, "FSSameFile() / ACTION_SAME_FH - Same File"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
+    {&kFurtherLockRecordGroup, "FSLockRecord() / ACTION_LOCK_RECORD64 - Lock Record"},
+    {&kFurtherUnLockRecordGroup, "FSUnLockRecord() / ACTION_FREE_RECORD64 - Unlock Record"},
     {&kFurtherInhibitGroup, "FSInhibit() / ACTION_INHIBIT - Inhibit"},
     {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},

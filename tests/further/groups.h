@@ -11,6 +11,8 @@ extern const TestGroup kFurtherGetFilePositionGroup;
 extern const TestGroup kFurtherSameLockGroup;
 extern const TestGroup kFurtherSameFileGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
+extern const TestGroup kFurtherLockRecordGroup;
+extern const TestGroup kFurtherUnLockRecordGroup;
 extern const TestGroup kFurtherInhibitGroup;
 extern const TestGroup kFurtherRefusalsGroup;
 extern const TestGroup kFurtherContentsGroup;
