@@ -9,5 +9,6 @@ extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;
 extern const TestGroup kFurtherDatesGroup;
+extern const TestGroup kFurtherSoftLinksGroup;
 
 }  // namespace quorle
