@@ -49,6 +49,44 @@ bool IsByOtherCase(const Call& call, const OwnVolume& volume, unsigned char last
          });
 }
 
+/// What the soft link `name` in `rel` holds.
+std::string TextOfLink(::Lock* rel, const char* name, const OwnVolume& volume) {
+  std::string text(4096, '\0');
+  const std::int64_t length = volume
+                                  .Invoke({.op = Op::kReadSoftLink,
+                                           .rel = rel,
+                                           .name = name,
+                                           .number = static_cast<std::int64_t>(text.size()),
+                                           .buffer = text.data()})
+                                  .result;
+  text.resize(static_cast<std::size_t>(std::max<std::int64_t>(length, 0)));
+  return text;
+}
+
+/// Whether what a soft link holds is a name in its own directory.
+bool IsOneName(const std::string& text) {
+  return text.find_first_of(":/") == std::string::npos;
+}
+
+/// What the object of `call` leads to when it is a soft link to another name in its directory.
+ObjectState TargetOfLink(const Call& call, const OwnVolume& volume) {
+  if (call.name == nullptr || !volume.StateOf(call.rel, call.name).Is(kSoftLink)) return {};
+  const std::string text = TextOfLink(call.rel, call.name, volume);
+  return IsOneName(text) ? volume.StateOf(call.rel, text.c_str()) : ObjectState{};
+}
+
+/// Makes `call`, and the text that is read of a soft link what `change` makes of it.
+template <class Change>
+void ReadChangedLink(Call& call, OwnVolume& volume, const Change& change) {
+  volume.Make(call);
+  if (call.op != Op::kReadSoftLink || Failed(call)) return;
+  char* const buffer = static_cast<char*>(call.buffer);
+  std::string text(buffer, static_cast<std::size_t>(call.result));
+  change(text);
+  std::copy(text.c_str(), text.c_str() + text.size() + 1, buffer);
+  call.result = static_cast<std::int64_t>(text.size());
+}
+
 /// Makes `call`, which sets a date, with its day changed by `change`.
 template <class Change>
 void MakeWithDay(Call& call, OwnVolume& volume, const Change& change) {
@@ -112,6 +150,62 @@ constexpr HiddenDeviation kFurtherNames[] = {
      [](Call& call, OwnVolume& volume) {
        if (call.op == Op::kSetDate && call.date.ds_Tick < 2900) call.date.ds_Tick += 50;
        volume.Make(call);
+     }},
+    {"soft-link-to-link-unreadable", "does not read a soft link to another soft link",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kReadSoftLink && TargetOfLink(call, volume).Is(kSoftLink)) {
+         return Fail(call, ERROR_OBJECT_WRONG_TYPE);
+       }
+       volume.Make(call);
+     }},
+    {"soft-link-followed-by-itself",
+     "follows soft links to other names in their directory by itself, however many",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op != Op::kLock) return;
+       constexpr int kMost = 100;
+       const char* const asked = call.name;
+       std::string name = asked;
+       for (int count = 0; Failed(call) && call.res2 == ERROR_IS_SOFT_LINK; ++count) {
+         if (count == kMost) return Fail(call, ERROR_OBJECT_NOT_FOUND);
+         name = TextOfLink(call.rel, name.c_str(), volume);
+         if (!IsOneName(name)) return;
+         call.name = name.c_str();
+         volume.Make(call);
+         call.name = asked;
+       }
+     }},
+    {"soft-link-dangling-stays", "deletes no soft link to what is not there",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kDelete && TargetOfLink(call, volume).Is(kMissing)) {
+         return Fail(call, ERROR_OBJECT_NOT_FOUND);
+       }
+       volume.Make(call);
+     }},
+    {"soft-link-loses-parent", "reads a soft link without the slash at its start",
+     [](Call& call, OwnVolume& volume) {
+       ReadChangedLink(call, volume, [](std::string& text) {
+         if (text.starts_with('/')) text.erase(0, 1);
+       });
+     }},
+    {"soft-link-loses-device", "reads a soft link without its device and colon",
+     [](Call& call, OwnVolume& volume) {
+       ReadChangedLink(call, volume, [](std::string& text) { text.erase(0, text.find(':') + 1); });
+     }},
+    {"soft-link-to-directory-missing", "finds nothing by a soft link to a directory",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kLock && TargetOfLink(call, volume).Is(kDirectory)) {
+         return Fail(call, ERROR_OBJECT_NOT_FOUND);
+       }
+       volume.Make(call);
+     }},
+    {"soft-link-takes-attributes", "says that it set an attribute of a soft link, and does not",
+     [](Call& call, OwnVolume& volume) {
+       const bool sets_attribute = call.op == Op::kSetComment || call.op == Op::kSetProtection;
+       if (!sets_attribute || !volume.StateOf(call.rel, call.name).Is(kSoftLink)) {
+         return volume.Make(call);
+       }
+       call.result = kTrue;
      }},
     {"rename-in-use-refused", "refuses to rename a file that is open or locked",
      [](Call& call, OwnVolume& volume) {

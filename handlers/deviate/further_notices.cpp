@@ -74,7 +74,9 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.OverwriteKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
      "Contents.FileFromLockIsWritten Contents.BeyondTwoGibibytes "
      "Contents.BeyondFourGibibytes"},
-    {"parent-of-all-is-root", "Names.SlashSeparates Rename.LockedDirectoryIsMoved"},
+    {"parent-of-all-is-root",
+     "Names.SlashSeparates Rename.LockedDirectoryIsMoved SoftLinks.RelativeToItsDirectory "
+     "SoftLinks.LongTarget"},
     {"parent-of-moved-is-root", "Rename.LockedDirectoryIsMoved"},
     {"parent-of-root-counts-user", "VolumeInfoData.RefusedCallsLeaveNoUsers"},
     {"position-of-32-bits", "Contents.BeyondFourGibibytes"},
@@ -203,6 +205,15 @@ constexpr FurtherNotice kNotices[] = {
     {"set-protection-dates", "Dates.AttributesLeaveTheDate"},
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
+    {"soft-link-cut-at-60", "SoftLinks.LongTarget"},
+    {"soft-link-dangling-stays", "SoftLinks.DanglingLink"},
+    {"soft-link-followed-by-itself", "SoftLinks.ChainOfSixteen SoftLinks.Loops"},
+    {"soft-link-loses-device", "SoftLinks.AbsoluteTarget SoftLinks.ToAnotherVolume"},
+    {"soft-link-loses-parent", "SoftLinks.RelativeToItsDirectory"},
+    {"soft-link-takes-attributes", "SoftLinks.CallsGoToTheTarget"},
+    {"soft-link-to-directory-missing", "SoftLinks.ThroughADirectory"},
+    {"soft-link-to-link-unreadable",
+     "SoftLinks.ChainOfFifteen SoftLinks.ChainOfSixteen SoftLinks.Loops"},
     {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
     {"unlock-record-always-granted",
      "UnLockRecord.NeverLocked UnLockRecord.FreesTheRange UnLockRecord.NotExactlyTheRange "

@@ -19,5 +19,6 @@ extern const TestGroup kFurtherContentsGroup;
 extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;
 extern const TestGroup kFurtherDatesGroup;
+extern const TestGroup kFurtherSoftLinksGroup;
 
 }  // namespace quorle
