@@ -238,4 +238,8 @@ void ResultSession::OnRestartFailed() {
   recorder_->RestartFailed();
 }
 
+void ResultSession::OnRemountFailed() {
+  recorder_->HandlerIsGone();
+}
+
 }  // namespace quorle
