@@ -69,6 +69,10 @@ class FurtherDosInterface : public Interface {
   virtual bool Serialize(const char* device) = 0;
   /// Empties the volume and calls it `volume`. Only while it is inhibited, else 202.
   virtual bool Format(const char* device, const char* volume, std::uint32_t dos_type) = 0;
+  /// Ends the filesystem of `device` and starts it again. `root`, a lock on its root, stays valid, and so does
+  /// the current directory when it is that lock; all else that is open there goes back before, and its handles
+  /// become stale. 236 where it cannot be started again: nothing has happened then; 218 when it is gone.
+  virtual bool Remount(const char* device, LockHandle root) = 0;
 
   // ---- No operation ----------------------------------------------------------------------------
 

@@ -393,6 +393,9 @@ class Interception::InterceptingFurtherDos final : public FurtherDosInterface {
     return Ask("Format", {device, volume, dos_type},
                [&] { return inner_.Format(device, volume, dos_type); });
   }
+  bool Remount(const char* device, LockHandle root) override {
+    return Ask("Remount", {device, root}, [&] { return inner_.Remount(device, root); });
+  }
 
   bool WasEmulated() const override { return inner_.WasEmulated(); }
 

@@ -258,4 +258,8 @@ void ResultSession::OnRestartFailed() {
   recorder_->RestartFailed();
 }
 
+void ResultSession::OnRemountFailed() {
+  recorder_->HandlerIsGone();
+}
+
 }  // namespace quorle

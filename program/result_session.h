@@ -63,6 +63,7 @@ class ResultSession final : public WatchListener, private EventSink {
   void OnHandlerEnd(const HandlerEnd& end) override;
   void OnLimit(const std::string& took) override;
   void OnRestartFailed() override;
+  void OnRemountFailed() override;
 
  private:
   /// The runs of one catalogue.

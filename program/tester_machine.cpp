@@ -9,7 +9,8 @@ MachineOptions MachineFor(const HostOptions& options) {
                          .layers = BuiltInLayers(),
                          .mounts = StandardMounts(),
                          .exec = options.exec,
-                         .dos = options.dos};
+                         .dos = options.dos,
+                         .remounts_all = options.remount.each};
   machine.mounts.insert(machine.mounts.end(), options.mounts.begin(), options.mounts.end());
   return machine;
 }

@@ -62,7 +62,7 @@ class RunRecorder final : public RunListener {
   void BeginRemount();
   /// The handler was mounted again: whatever became of it, it is there.
   void HandlerIsBack() { is_gone_ = false; }
-  /// It was not: what comes is blocked by the group.
+  /// It was not: what comes is blocked by the check or the group that runs.
   void HandlerIsGone();
   /// How it went; see RemountEvent. `group` is empty behind the run.
   void EndRemount(const std::string& group, bool ok, const std::string& text);

@@ -174,6 +174,10 @@ bool HandlerPort::MountAgain(std::string& problem) {
   return false;
 }
 
+void HandlerPort::ReportFailedRemount(const std::string& problem) {
+  if (watch_ != nullptr) watch_->ReportFailedRemount(device_name_, problem);
+}
+
 HandlerProgram::Life HandlerPort::life() const {
   return vector_port_ == nullptr ? HandlerProgram::Life::kIsOver : mounted_->life();
 }

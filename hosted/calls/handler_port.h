@@ -64,6 +64,8 @@ class HandlerPort {
   /// Reports what the handler did wrong in the call that it got last: `what` behind the device's name and
   /// the function or packet, "DH0: FSExamineDir() gives ...".
   void ReportLastCall(const std::string& what);
+  /// Reports that the handler is gone, since MountAgain() failed with `problem`.
+  void ReportFailedRemount(const std::string& problem);
   /// Has the handler's notifications handed to `listener`; null: nobody gets them. Of no handler there
   /// are none.
   void SetNotifyListener(NotifyListener listener);

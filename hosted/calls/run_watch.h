@@ -28,6 +28,8 @@ class WatchListener {
   virtual void OnLimit(const std::string& /*took*/) {}
   /// A handler that ended could not be started again.
   virtual void OnRestartFailed() {}
+  /// A handler that was unmounted for a check could not be mounted again.
+  virtual void OnRemountFailed() {}
 
  protected:
   ~WatchListener() = default;
@@ -89,6 +91,12 @@ class RunWatch {
   void ReportFailedRestart(const std::string& device, const std::string& why) {
     Print("handler process of " + device + ": could not be started again: " + why);
     if (listener_ != nullptr) listener_->OnRestartFailed();
+  }
+  /// Reports that the handler of `device` could not be mounted again after it was unmounted, and why.
+  void ReportFailedRemount(const std::string& device, const std::string& why) {
+    const std::string place = Place();
+    Print((place.empty() ? device : place + ": " + device) + ": mounting again failed: " + why);
+    if (listener_ != nullptr) listener_->OnRemountFailed();
   }
   /// Reports that the handlers `took` as long as they may for one group.
   void ReportLimit(const std::string& took) {

@@ -342,4 +342,22 @@ bool HostedFurtherDos::Format(const char* device, const char* volume, std::uint3
   });
 }
 
+bool HostedFurtherDos::Remount(const char* device, LockHandle root) {
+  HandlerPort* const port = DeviceOf(device);
+  const PortObject* const lock = port == nullptr ? nullptr : dos_.LockBehind(root);
+  if (lock == nullptr) return false;
+  if (lock->port != port) return dos_.Fail(ERROR_INVALID_LOCK);
+  if (!remountable_.contains(port)) return dos_.Fail(ERROR_NOT_IMPLEMENTED);
+  if (port->life() != HandlerProgram::Life::kRuns) return dos_.Fail(ERROR_DEVICE_NOT_MOUNTED);
+  dos_.ReleasePort(*port, root);
+  port->UnmountForNow();
+  std::string problem;
+  if (!port->MountAgain(problem)) {
+    port->ReportFailedRemount(problem);
+    return dos_.Fail(ERROR_DEVICE_NOT_MOUNTED);
+  }
+  const std::int32_t error = dos_.LockRootAgain(*port, root);
+  return error == 0 || dos_.Fail(error);
+}
+
 }  // namespace quorle

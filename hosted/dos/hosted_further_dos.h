@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "hosted/dos/dos_listener.h"
 #include "hosted/dos/handle_table.h"
@@ -34,6 +35,8 @@ class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
   HostedFurtherDos(const HostedFurtherDos&) = delete;
   HostedFurtherDos& operator=(const HostedFurtherDos&) = delete;
 
+  /// From now on Remount() mounts `port` again. Of another it is refused: its volume may not outlive the mount.
+  void AllowRemount(const HandlerPort& port) { remountable_.insert(&port); }
   /// Ends all scans and requests; their handles become stale. Before HostedDos releases what is open.
   void ReleaseEverything();
 
@@ -56,6 +59,7 @@ class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
   bool Inhibit(const char* device, bool on) override;
   bool Serialize(const char* device) override;
   bool Format(const char* device, const char* volume, std::uint32_t dos_type) override;
+  bool Remount(const char* device, LockHandle root) override;
   bool WasEmulated() const override { return was_emulated_; }
 
  private:
@@ -90,6 +94,7 @@ class HostedFurtherDos final : public FurtherDosInterface, private DosListener {
   Notifications notifications_;
   RecordLocks records_;
   std::map<HandlerPort*, int> inhibited_;  ///< how often
+  std::set<const HandlerPort*> remountable_;
   bool was_emulated_ = false;
 };
 

@@ -122,6 +122,7 @@ bool Machine::Mount(MountSpec spec, const MachineOptions& options, const Machine
     problem = "the name of the device or of its volume is taken";
     return false;
   }
+  if (named->handler != nullptr || options.remounts_all) further_.AllowRemount(*port);
   ports_.push_back(std::move(port));
   return true;
 }

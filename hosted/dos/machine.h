@@ -38,6 +38,9 @@ struct MachineOptions {
   std::vector<MountSpec> mounts;  ///< what is; the first one's root is where the program starts
   HostedExecSettings exec;
   HostedDosSettings dos;
+  /// Whether Remount() is for mounts of any handler. Unless it is, it is for those in this process, whose volume
+  /// is known to outlive the mount.
+  bool remounts_all = false;
 };
 
 /// What lies outside the machine. All of it must outlive the machine.

@@ -6,7 +6,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -355,6 +357,95 @@ TEST_F(FurtherDosTest, AnInhibitedVolumeIsFormatted) {
   dos().UnLock(MustLock("New:"));
 }
 
+// ---- Mounting again ------------------------------------------------------------------------------
+
+TEST_F(FurtherDosTest, AVolumeIsMountedAgainWithItsRootAndNothingElseOpen) {
+  for (const char* const device : {"DH0:", "HOST:"}) {
+    const LockHandle root = MustLock(device);
+    dos().UnLock(dos().SetCurrentDir(root));
+    const FileHandle file = dos().Open("file", MODE_NEWFILE);
+    EXPECT_EQ(dos().Write(file, "text", 4), 4);
+    const LockHandle lock = MustLock("");
+    dos().SetIoErr(4711);
+    EXPECT_TRUE(further().Remount(device, root));
+    EXPECT_EQ(dos().IoErr(), 4711);
+    EXPECT_EQ(Code(dos().Close(file)), ERROR_INVALID_LOCK);
+    EXPECT_EQ(Code(dos().DupLock(lock)), ERROR_INVALID_LOCK);
+    EXPECT_EQ(dos().CountOpen().locks, 1U);
+    EXPECT_EQ(dos().CountOpen().files, 0U);
+    const FileHandle again = dos().Open("file", MODE_OLDFILE);
+    EXPECT_EQ(dos().GetFileSize(again), 4);
+    EXPECT_TRUE(dos().Close(again));
+  }
+  EXPECT_EQ(machine_->ShutDown(), std::vector<std::string>{});
+}
+
+TEST_F(FurtherDosTest, OnlyAVolumeWithALockOnItIsMountedAgain) {
+  const LockHandle elsewhere = MustLock("HOST:");
+  EXPECT_EQ(Code(further().Remount("DH0:", elsewhere)), ERROR_INVALID_LOCK);
+  EXPECT_EQ(Code(further().Remount("DH0:", {})), ERROR_REQUIRED_ARG_MISSING);
+  EXPECT_EQ(Code(further().Remount("Work:", elsewhere)), ERROR_DEVICE_NOT_MOUNTED);
+  EXPECT_EQ(dos().CountOpen().locks, 2U) << "nothing was given back";
+  dos().UnLock(elsewhere);
+}
+
+/// DH0: gets a program of its own, which is in this process all the same; HOST: is a directory.
+class MadeHandlerTest : public MachineTest {
+ protected:
+  ~MadeHandlerTest() override { machine_.reset(); }
+
+  void Build(bool remounts_all) {
+    machine_.reset();
+    const auto make = [](MountSpec&, std::string&) -> std::unique_ptr<HandlerProgram> {
+      return std::make_unique<PlainProgram>(*QuorleRamHandler());
+    };
+    MachineOptions options;
+    options.handlers = {{"made", nullptr, make}, {"dir", QuorleHostdirHandler()}};
+    MountSpec host = Spec("HOST", "dir", {});
+    host.argument = directory_.path().string();
+    options.mounts = {Spec("DH0", "made", {{"volume", "Work"}}), host};
+    options.remounts_all = remounts_all;
+    MachineParts parts = Parts();
+    parts.watch = &watch_;
+    std::string problem;
+    machine_ = Machine::Build(options, parts, problem);
+    ASSERT_NE(machine_, nullptr) << problem;
+    MakeFile("DH0:file");
+    root_ = MustLock("DH0:");
+  }
+  FurtherDosInterface& further() { return machine_->further(); }
+
+  selftest::TemporaryDirectory directory_;
+  std::vector<std::string> lines_;
+  RunWatch watch_{[this](const std::string& line) { lines_.push_back(line); }};
+  LockHandle root_;
+};
+
+TEST_F(MadeHandlerTest, AVolumeThatMayNotOutliveItsMountIsMountedAgainWhenThatIsAskedForAlone) {
+  Build(false);
+  EXPECT_EQ(Code(further().Remount("DH0:", root_)), ERROR_NOT_IMPLEMENTED);
+  EXPECT_EQ(dos().CountOpen().locks, 1U) << "nothing was given back";
+  dos().UnLock(MustLock("DH0:file"));
+
+  Build(true);
+  EXPECT_TRUE(further().Remount("DH0:", root_));
+  dos().UnLock(MustLock("DH0:file"));
+}
+
+TEST_F(MadeHandlerTest, AVolumeThatIsNotMountedAgainIsGoneAndThatIsReported) {
+  Build(false);
+  const LockHandle root = MustLock("HOST:");
+  std::filesystem::remove_all(directory_.path());
+  watch_.BeginTest(5, "Flush()");
+  EXPECT_EQ(Code(further().Remount("HOST:", root)), ERROR_DEVICE_NOT_MOUNTED);
+  ASSERT_EQ(lines_.size(), 1U);
+  EXPECT_TRUE(lines_[0].starts_with("test 5 (Flush): HOST: mounting again failed: ")) << lines_[0];
+  EXPECT_EQ(Code(dos().Lock("HOST:", SHARED_LOCK)), ERROR_DEVICE_NOT_MOUNTED);
+  EXPECT_EQ(Code(further().Remount("HOST:", root)), ERROR_DEVICE_NOT_MOUNTED);
+  EXPECT_EQ(lines_.size(), 1U) << "it was gone already";
+  std::filesystem::create_directory(directory_.path());
+}
+
 // ---- Paths ---------------------------------------------------------------------------------------
 
 TEST_F(FurtherDosTest, AnObjectIsKnownByItsPath) {
@@ -416,6 +507,7 @@ TEST_F(FurtherDosTest, TheTraceShowsItAndWhatDosDidItself) {
   traced->Inhibit("DH0:", false);
   traced->Serialize("DH0:");
   traced->Format("DH0:", "New", 1);
+  traced->Remount("DH0:", lock);
   exec.DropInterface(traced);
   EXPECT_FALSE(traced->WasEmulated());
 
@@ -444,6 +536,7 @@ TEST_F(FurtherDosTest, TheTraceShowsItAndWhatDosDidItself) {
       R"({"op":"Inhibit","args":["DH0:",false],"result":true,"ioerr":209})",
       R"({"op":"Serialize","args":["DH0:"],"result":false,"ioerr":202})",
       R"({"op":"Format","args":["DH0:","New",1],"result":false,"ioerr":202})",
+      R"({"op":"Remount","args":["DH0:","lock:4"],"result":true,"ioerr":202})",
       R"({"op":"DropInterface","args":["dos.library"],"result":null,"ioerr":202})",
   };
   EXPECT_EQ(sink.lines, expected);
