@@ -11,6 +11,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherSameLockGroup, "FSSameLock() / ACTION_SAME_LOCK - Same Lock"},
     {&kFurtherSameFileGroup, "FSSameFile() / ACTION_SAME_FH - Same File"},
     {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
+    {&kFurtherArgumentsGroup, "Arguments - Null and Foreign Arguments"},
     {nullptr, ""},
 };
 

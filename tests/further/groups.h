@@ -9,5 +9,6 @@ extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherSameLockGroup;
 extern const TestGroup kFurtherSameFileGroup;
 extern const TestGroup kFurtherRefusalsGroup;
+extern const TestGroup kFurtherArgumentsGroup;
 
 }  // namespace quorle
