@@ -85,6 +85,13 @@ constexpr HiddenDeviation kObjects[] = {
          volume.SetDate(place->directory(), place->name(), {});
        }
      }},
+    {"create-dir-of-no-name-granted", "gives a lock on the directory that is to get one of no name",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op != Op::kCreateDir || !Failed(call) || *call.name != '\0') return;
+       const Call lock{.op = Op::kLock, .rel = call.rel, .name = "", .mode = SHARED_LOCK};
+       call.given_lock = volume.Invoke(lock).given_lock;
+     }},
 };
 
 }  // namespace

@@ -19,6 +19,7 @@ constexpr FurtherNotice kNotices[] = {
     {"attribute-type-other", "FileSystemAttr.TypeIsThatOfTheDisk"},
     {"change-mode-refused-dates", "Refusals.RefusedLock"},
     {"comment-refused-clears", "Refusals.RefusedAttributes"},
+    {"create-dir-of-no-name-granted", "Arguments.NothingIsRefused"},
     {"create-dir-refused-dates", "Refusals.RefusedCreate"},
     {"data-beyond-64k-lost",
      "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
@@ -38,6 +39,7 @@ constexpr FurtherNotice kNotices[] = {
     {"delete-refused-removes-entry", "Refusals.RefusedDelete"},
     {"from-lock-at-end", "GetFilePosition.AfterOpening Contents.FileFromLockIsWritten"},
     {"grown-area-changes", "Contents.GrownAreaStaysTheSame"},
+    {"hard-link-across-volumes", "Arguments.LockOfAnotherVolume"},
     {"inhibit-breaks-files", "Inhibit.OpenFileGoesOn"},
     {"inhibit-ends-at-a-refusal",
      "Inhibit.CallsAreRefused Inhibit.TreeIsAsItWas Inhibit.NestedInhibitions"},
@@ -51,7 +53,7 @@ constexpr FurtherNotice kNotices[] = {
     {"make-soft-link-refused-leaves-name", "Refusals.RefusedCreate"},
     {"move-empties-file", "Rename.FileStaysTheSame"},
     {"move-keeps-source-date", "Rename.ParentsAreChanged"},
-    {"move-leaves-old-name", "Rename.OpenFileIsMoved"},
+    {"move-leaves-old-name", "Rename.OpenFileIsMoved Arguments.NoLockIsTheRoot"},
     {"name-accent-case-counts", "Names.CaseOfAccentsIsIgnored"},
     {"name-case-counts",
      "SameLock.OtherCase SameFile.OtherCase Names.CaseIsIgnored "
@@ -63,6 +65,8 @@ constexpr FurtherNotice kNotices[] = {
     {"new-name-cut-at-30", "FileSystemAttr.NameOfThatLength Names.EachLength"},
     {"new-name-loses-colon", "Names.ColonEndsADevice"},
     {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
+    {"null-lock-of-comment-refused", "Arguments.NoLockIsTheRoot"},
+    {"null-lock-of-rename-refused", "Arguments.NoLockIsTheRoot"},
     {"one-position-per-file", "GetFilePosition.OfAnotherHandle Contents.TwoHandles"},
     {"open-from-lock-counts-user", "VolumeInfoData.UsersGoBack"},
     {"open-in-use-refused-dates", "Refusals.RefusedOpen"},

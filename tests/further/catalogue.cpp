@@ -23,6 +23,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherNamesGroup, "Names - What an Object May Be Called"},
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},
     {&kFurtherDatesGroup, "Dates - When an Object Was Changed"},
+    {&kFurtherArgumentsGroup, "Arguments - Null and Foreign Arguments"},
     {&kFurtherSoftLinksGroup, "Soft links - Where They Lead"},
     {nullptr, ""},
 };

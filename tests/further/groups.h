@@ -19,6 +19,7 @@ extern const TestGroup kFurtherContentsGroup;
 extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;
 extern const TestGroup kFurtherDatesGroup;
+extern const TestGroup kFurtherArgumentsGroup;
 extern const TestGroup kFurtherSoftLinksGroup;
 
 }  // namespace quorle

@@ -26,16 +26,6 @@ struct RefusedCall {
 
 constexpr std::int64_t kPosition = 4;
 
-bool GiveBack(TestContext& ctx, LockHandle lock) {
-  if (!lock) return false;
-  ctx.IDOS->UnLock(lock);
-  return true;
-}
-
-bool GiveBack(TestContext& ctx, FileHandle file) {
-  return file && ctx.IDOS->Close(file);
-}
-
 bool OpenIn(TestContext& ctx, const char* name, std::int32_t mode) {
   return GiveBack(ctx, ctx.IDOS->Open(name, mode));
 }

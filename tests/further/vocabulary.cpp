@@ -11,6 +11,18 @@ constexpr std::uint32_t kDigits = 4;
 
 }  // namespace
 
+bool GiveBack(TestContext& ctx, LockHandle lock) {
+  if (!lock) return false;
+  ctx.IDOS->UnLock(lock);
+  return true;
+}
+
+bool GiveBack(TestContext& ctx, FileHandle file) {
+  if (!file) return false;
+  ctx.IDOS->Close(file);
+  return true;
+}
+
 // ---- WorkDirectory -----------------------------------------------------------------------------
 
 WorkDirectory::WorkDirectory(TestContext& ctx, const char* label, std::uint32_t number)

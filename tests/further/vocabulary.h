@@ -44,6 +44,11 @@ std::int32_t WrongCode(TestContext& ctx, std::int32_t expected,
   return kFailed;
 }
 
+/// Gives a lock back that a call was not to give. Returns whether there is one.
+bool GiveBack(TestContext& ctx, LockHandle lock);
+/// The same with an open file.
+bool GiveBack(TestContext& ctx, FileHandle file);
+
 /// A scratch directory, "DIRECTORY01" or a higher number, which is the current directory as long as this
 /// lives. What is made in it is removed before, by its names, which may be any.
 class [[nodiscard]] WorkDirectory {
