@@ -34,7 +34,7 @@ void Promise(Call& call, OwnVolume& volume, std::uint32_t bytes) {
   if (length != nullptr) *length = bytes;
 }
 
-constexpr HiddenDeviation kVolumes[] = {
+constexpr HiddenDeviation kFurtherVolumes[] = {
     {"promises-no-name", "says that a name has 0 bytes at most",
      [](Call& call, OwnVolume& volume) { Promise(call, volume, 0); }},
     {"longer-name-lost",
@@ -140,7 +140,7 @@ constexpr HiddenDeviation kVolumes[] = {
 }  // namespace
 
 std::vector<HiddenDeviation> FurtherInVolumes() {
-  return {std::begin(kVolumes), std::end(kVolumes)};
+  return {std::begin(kFurtherVolumes), std::end(kVolumes)};
 }
 
 }  // namespace quorle::deviate

@@ -210,7 +210,7 @@ constexpr FurtherNotice kNotices[] = {
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
     {"soft-link-cut-at-60", "SoftLinks.LongTarget"},
-    {"soft-link-dangling-stays", "SoftLinks.DanglingLink"},
+    {"soft-link-dangling-stays", "SoftLinks.Loops SoftLinks.DanglingLink"},
     {"soft-link-followed-by-itself", "SoftLinks.ChainOfSixteen SoftLinks.Loops"},
     {"soft-link-loses-device", "SoftLinks.AbsoluteTarget SoftLinks.ToAnotherVolume"},
     {"soft-link-loses-parent", "SoftLinks.RelativeToItsDirectory"},
