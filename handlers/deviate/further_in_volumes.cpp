@@ -140,7 +140,7 @@ constexpr HiddenDeviation kFurtherVolumes[] = {
 }  // namespace
 
 std::vector<HiddenDeviation> FurtherInVolumes() {
-  return {std::begin(kFurtherVolumes), std::end(kVolumes)};
+  return {std::begin(kFurtherVolumes), std::end(kFurtherVolumes)};
 }
 
 }  // namespace quorle::deviate

@@ -47,7 +47,10 @@ bool TraceBalance::Take(const TraceEvent& event) {
   } else if (event.given && event.op != "ExamineDir") {  // whose record is the scan's
     Give(TextOf(*event.given), event.given->type == HandleType::kExamine);
     // On success the lock belongs to the file.
-    if (event.op == "OpenFromLock") Release(TextOf(std::get<TraceHandle>(event.args[0])));
+    if (event.op == "OpenFromLock") {
+      const auto& lock = std::get<TraceHandle>(event.args[0]);
+      if (lock.number != 0) Release(TextOf(lock));
+    }
   }
   return true;
 }
