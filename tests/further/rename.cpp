@@ -222,6 +222,7 @@ std::int32_t OpenFileIsMoved(TestContext& ctx, std::int32_t) {
   constexpr char kName[] = "File";
   DosInterface& dos = *ctx.IDOS;
   ScratchName new_name;
+  const AtEnd remove([&] { CleanUp(ctx, new_name, kLabel, 3); });
   if (!UniqueFile(ctx, new_name)) return kFailed;
   WorkDirectory work(ctx, kLabel, 1);
   char path[ScratchName::kSize + 1];
@@ -231,9 +232,7 @@ std::int32_t OpenFileIsMoved(TestContext& ctx, std::int32_t) {
   const AtEnd release([&] {
     dos.UnLock(parent);
     dos.Close(file);
-    if (!work) return;
-    CleanUp(ctx, path, kLabel, 2);
-    CleanUp(ctx, kName, kLabel, 3);
+    if (work) CleanUp(ctx, kName, kLabel, 2);
   });
   if (!work) return kFailed;
   file = OpenReadWrite(ctx, kName, kLabel);
