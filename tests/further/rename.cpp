@@ -222,6 +222,7 @@ std::int32_t OpenFileIsMoved(TestContext& ctx, std::int32_t) {
   constexpr char kName[] = "File";
   DosInterface& dos = *ctx.IDOS;
   ScratchName new_name;
+  const AtEnd remove([&] { CleanUp(ctx, new_name, kLabel, 3); });
   if (!UniqueFile(ctx, new_name)) return kFailed;
   WorkDirectory work(ctx, kLabel, 1);
   char path[ScratchName::kSize + 1];
@@ -231,9 +232,7 @@ std::int32_t OpenFileIsMoved(TestContext& ctx, std::int32_t) {
   const AtEnd release([&] {
     dos.UnLock(parent);
     dos.Close(file);
-    if (!work) return;
-    CleanUp(ctx, path, kLabel, 2);
-    CleanUp(ctx, kName, kLabel, 3);
+    if (work) CleanUp(ctx, kName, kLabel, 2);
   });
   if (!work) return kFailed;
   file = OpenReadWrite(ctx, kName, kLabel);
@@ -431,7 +430,7 @@ std::int32_t LongestName(TestContext& ctx, std::int32_t) {
   if (!MakeTextFile(ctx, kShort)) return kFailed;
 
   const std::uint32_t most = MostLetters(ctx);
-  for (std::uint32_t length = most - 1; length <= most; ++length) {
+  for (std::uint32_t length = most - 1;; ++length) {
     const ScratchName name = NameOf(length);
     // Whether the limit counts the zero behind a name is said in two ways.
     const bool may_fail = length == most;
@@ -466,7 +465,7 @@ std::int32_t LongestName(TestContext& ctx, std::int32_t) {
           "       The limit may count the zero behind a name.\n\n",
           length, data->Name);
     }
-    if (may_fail) break;
+    if (may_fail) return kPassed;
     if (!dos.Rename(name, kShort)) {
       return Failure(ctx,
                      "\nERROR: Rename() of a name of %lu letters to \"%s\" failed; #%n %m\n"
@@ -474,7 +473,6 @@ std::int32_t LongestName(TestContext& ctx, std::int32_t) {
                      length, kShort);
     }
   }
-  return kPassed;
 }
 
 constexpr SubTestTable kSubTests = {
