@@ -13,6 +13,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherLockRecordGroup, "FSLockRecord() / ACTION_LOCK_RECORD64 - Lock Record"},
     {&kFurtherUnLockRecordGroup, "FSUnLockRecord() / ACTION_FREE_RECORD64 - Unlock Record"},
     {&kFurtherContentsGroup, "Contents - What Was Written Is Read"},
+    {&kFurtherManyGroup, "Many and Deep - What Does Not Fit Small Tables"},
     {nullptr, ""},
 };
 

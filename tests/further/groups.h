@@ -10,5 +10,6 @@ extern const TestGroup kFurtherGetFilePositionGroup;
 extern const TestGroup kFurtherLockRecordGroup;
 extern const TestGroup kFurtherUnLockRecordGroup;
 extern const TestGroup kFurtherContentsGroup;
+extern const TestGroup kFurtherManyGroup;
 
 }  // namespace quorle
