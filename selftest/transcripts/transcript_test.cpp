@@ -52,9 +52,11 @@ bool LeavesObjectsBehind(const std::string& output) {
 
 /// The calls of the tests, one a line: what is done between the switching off of requesters and its
 /// end. Of an examine record only the handle is shown, since its contents are the filesystem's, and no
-/// size of an allocation, which is another where pointers are.
+/// size of an allocation, which is another where pointers are. Groups of which nothing is selected look for a
+/// break alone: that is shown once, however many they are.
 std::string CallsOfTests(const std::vector<std::string>& trace) {
   std::string text;
+  std::string last;
   bool in_tests = false;
   for (const std::string& line : trace) {
     nlohmann::json call = nlohmann::json::parse(line);
@@ -68,8 +70,9 @@ std::string CallsOfTests(const std::vector<std::string>& trace) {
       call["result"] = call["result"]["handle"];
     }
     if (call["op"] == "AllocVecTags") call["args"].clear();
-    text += selftest::CallText(call);
-    text += '\n';
+    const std::string line_of_call = selftest::CallText(call) + '\n';
+    if (call["op"] != "CheckSignal" || line_of_call != last) text += line_of_call;
+    last = line_of_call;
   }
   return text;
 }
