@@ -317,12 +317,75 @@ constexpr HiddenDeviation kRecords[] = {
      }},
 };
 
+// ---- Many ----------------------------------------------------------------------------------------
+
+/// The number of directories above `rel` and the root.
+std::uint32_t LevelsAbove(::Lock* rel, const OwnVolume& volume) {
+  std::uint32_t levels = 0;
+  ::Lock* lock = volume.Invoke({.op = Op::kDupLock, .lock = rel}).given_lock;
+  while (lock != nullptr) {
+    ++levels;
+    ::Lock* const parent = volume.Invoke({.op = Op::kParentDir, .lock = lock}).given_lock;
+    volume.original().UnLock(lock);
+    lock = parent;
+  }
+  return levels;
+}
+
+constexpr HiddenDeviation kMany[] = {
+    {"names-beyond-4096-lost", "does not find by name what was made after 4,096 other files",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kLock && volume.watched.contains(call.name)) {
+         return Fail(call, ERROR_OBJECT_NOT_FOUND);
+       }
+       volume.Make(call);
+       if (Failed(call)) return;
+       if (call.op == Op::kDelete) {
+         volume.counter -= std::min(volume.counter, 1U);
+         volume.watched.erase(call.name);
+       }
+       if (call.op != Op::kOpen || call.mode != MODE_NEWFILE) return;
+       if (++volume.counter > 4096) volume.watched.insert(call.name);
+     }},
+    {"directories-end-at-128", "refuses to make a directory in one of the 128th level",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kCreateDir && LevelsAbove(call.rel, volume) > 128) {
+         return Fail(call, ERROR_TOO_MANY_LEVELS);
+       }
+       volume.Make(call);
+     }},
+    {"parents-end-at-128", "gives no parent of a directory that has more than 128 above it",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kParentDir && LevelsAbove(call.lock, volume) > 128) {
+         return Fail(call, ERROR_TOO_MANY_LEVELS);
+       }
+       volume.Make(call);
+     }},
+    {"locks-end-at-255", "refuses more than 255 locks on an object, as long as it exists",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op != Op::kLock) return volume.Make(call);
+       std::int64_t& locks = volume.objects[volume.StateOf(call).id].number;
+       if (locks == 255) return Fail(call, ERROR_NO_FREE_STORE);
+       volume.Make(call);
+       if (!Failed(call)) ++locks;
+     }},
+    {"locks-above-255-stay", "counts as locked for good what had more than 255 locks",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op != Op::kLock) return volume.Make(call);
+       std::int64_t& locks = volume.objects[volume.StateOf(call).id].number;
+       if (locks > 255 && call.mode == EXCLUSIVE_LOCK) return Fail(call, ERROR_OBJECT_IN_USE);
+       volume.Make(call);
+       if (!Failed(call)) ++locks;
+     }},
+};
+
 }  // namespace
 
 std::vector<HiddenDeviation> FurtherInData() {
   std::vector<HiddenDeviation> all(std::begin(kContents), std::end(kContents));
   all.insert(all.end(), std::begin(kPositions), std::end(kPositions));
   all.insert(all.end(), std::begin(kRecords), std::end(kRecords));
+  all.insert(all.end(), std::begin(kMany), std::end(kMany));
   return all;
 }
 

@@ -24,6 +24,7 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherRenameGroup, "FSRename() / ACTION_RENAME_OBJECT - Rename Object, Further"},
     {&kFurtherDatesGroup, "Dates - When an Object Was Changed"},
     {&kFurtherArgumentsGroup, "Arguments - Null and Foreign Arguments"},
+    {&kFurtherManyGroup, "Many and Deep - What Does Not Fit Small Tables"},
     {&kFurtherSoftLinksGroup, "Soft links - Where They Lead"},
     {nullptr, ""},
 };

@@ -125,8 +125,9 @@ std::int32_t TwoHandles(TestContext& ctx, std::int32_t) {
   if (status == kPassed) status = data.Write(1000, 200);
   if (status == kPassed) status = data.CheckSize(other);
   if (status == kPassed) status = data.Read(other, 600, 600);
+  if (status != kPassed) return status;
   if (!data.MoveTo(data.file(), 300) || !data.MoveTo(other, 250)) return kFailed;
-  if (status == kPassed) status = data.Write(300, 50);
+  status = data.Write(300, 50);
   if (status == kPassed) status = data.Read(other, 250, 950);
   if (status == kPassed) status = data.Write(other, kHow, 1200, 100);
   if (status == kPassed) status = data.CheckSize(data.file());

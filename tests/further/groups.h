@@ -20,6 +20,7 @@ extern const TestGroup kFurtherNamesGroup;
 extern const TestGroup kFurtherRenameGroup;
 extern const TestGroup kFurtherDatesGroup;
 extern const TestGroup kFurtherArgumentsGroup;
+extern const TestGroup kFurtherManyGroup;
 extern const TestGroup kFurtherSoftLinksGroup;
 
 }  // namespace quorle
