@@ -11,7 +11,10 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherFileSystemAttrGroup,
      "FSFileSystemAttr() / ACTION_FILESYSTEM_ATTR - File System Attributes"},
     {&kFurtherVolumeInfoDataGroup, "FSVolumeInfoData() / ACTION_INFO - Volume Info Data"},
+    {&kFurtherFlushGroup, "FSFlush() / ACTION_FLUSH - Flush"},
     {&kFurtherInhibitGroup, "FSInhibit() / ACTION_INHIBIT - Inhibit"},
+    {&kFurtherSerializeGroup, "FSSerialize() / ACTION_SERIALIZE_DISK - Serialize Volume"},
+    {&kFurtherFormatGroup, "FSFormat() / ACTION_FORMAT - Format"},
     {nullptr, ""},
 };
 

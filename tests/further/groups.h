@@ -8,6 +8,9 @@ namespace quorle {
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherFileSystemAttrGroup;
 extern const TestGroup kFurtherVolumeInfoDataGroup;
+extern const TestGroup kFurtherFlushGroup;
 extern const TestGroup kFurtherInhibitGroup;
+extern const TestGroup kFurtherSerializeGroup;
+extern const TestGroup kFurtherFormatGroup;
 
 }  // namespace quorle
