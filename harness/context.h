@@ -29,7 +29,8 @@ enum ArgumentIndex : std::size_t {
 
 /// The state of one run, and the first argument of every group, sub-test and helper. Allocated
 /// zero-filled at start-up; only the entry and the target identification write to it, except
-/// `last_error`.
+/// `last_error`, and where a test gives the lock on the root back for a while
+/// (tests/further/destruction.h).
 struct TestContext {
   const Library* dos_base;
   const Library* utility_base;

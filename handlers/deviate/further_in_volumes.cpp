@@ -1,5 +1,7 @@
 #include <cstring>
 #include <iterator>
+#include <string>
+#include <utility>
 
 #include "handlers/deviate/hidden.h"
 #include "handlers/deviate/own_volume.h"
@@ -32,6 +34,14 @@ void Promise(Call& call, OwnVolume& volume, std::uint32_t bytes) {
   volume.Make(call);
   std::uint32_t* const length = NumberAskedFor(call, QUORLE_FSA_MaxFileNameLengthR);
   if (length != nullptr) *length = bytes;
+}
+
+/// Makes `call`; when everybody was let back after the volume was serialized, has `act` do something.
+template <class Act>
+void AfterSerialize(Call& call, OwnVolume& volume, const Act& act) {
+  volume.Make(call);
+  if (call.op == Op::kSerialize && !Failed(call)) volume.counter = 1;
+  if (call.op == Op::kInhibit && call.mode == 0 && std::exchange(volume.counter, 0) != 0) act();
 }
 
 constexpr HiddenDeviation kFurtherVolumes[] = {
@@ -94,6 +104,24 @@ constexpr HiddenDeviation kFurtherVolumes[] = {
        if (call.op == Op::kOpenFromLock && !Failed(call)) ++volume.counter;
        if (call.info != nullptr) call.info->id_InUse += volume.counter;
      }},
+    {"flush-refused", "refuses to flush",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kFlush) Fail(call, ERROR_DISK_NOT_VALIDATED);
+     }},
+    {"flush-rewinds-files",
+     "writes to the start of an open file as well, once after it has flushed",
+     [](Call& call, OwnVolume& volume) {
+       volume.Make(call);
+       if (call.op == Op::kFlush) {
+         for (auto& [file, memory] : volume.files) memory.data = "rewound";
+       }
+       if (call.op != Op::kWrite || Failed(call)) return;
+       if (std::exchange(volume.files[call.file].data, {}).empty()) return;
+       const std::string data(static_cast<const char*>(call.data),
+                              static_cast<std::size_t>(call.result));
+       volume.WriteAt(call, 0, data);
+     }},
     {"inhibit-ignored", "goes on while it is inhibited",
      [](Call& call, OwnVolume& volume) {
        if (call.op != Op::kInhibit) return volume.Make(call);
@@ -134,6 +162,40 @@ constexpr HiddenDeviation kFurtherVolumes[] = {
        if (uses_file && !Failed(call) && volume.files[call.file].data == "broken") {
          Fail(call, ERROR_INVALID_LOCK);
        }
+     }},
+    {"serialize-empties-files", "empties all files when it was serialized",
+     [](Call& call, OwnVolume& volume) {
+       AfterSerialize(call, volume, [&] {
+         volume.Walk([&](::Lock* directory, const ObjectState& entry) {
+           if (entry.Is(kFile)) volume.Resize(directory, entry.name.c_str(), 0);
+         });
+       });
+     }},
+    {"serialize-renames", "calls the volume otherwise when it was serialized",
+     [](Call& call, OwnVolume& volume) {
+       AfterSerialize(call, volume,
+                      [&] { volume.Invoke({.op = Op::kRelabel, .text = "Serialized"}); });
+     }},
+    {"format-although-not-inhibited", "formats a volume that is not inhibited",
+     [](Call& call, OwnVolume& volume) {
+       const bool is_open = call.op == Op::kFormat && volume.counter == 0;
+       if (is_open) volume.Invoke({.op = Op::kInhibit, .mode = 1});
+       volume.Make(call);
+       if (is_open) volume.Invoke({.op = Op::kInhibit, .mode = 0});
+       if (call.op == Op::kInhibit) volume.counter = call.mode == 0 ? 0 : 1;
+     }},
+    {"format-keeps-files", "has what was on the volume when it was formatted, under another name",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kInhibit) volume.counter = call.mode == 0 ? 0 : 1;
+       if (call.op != Op::kFormat || volume.counter == 0) return volume.Make(call);
+       volume.Invoke({.op = Op::kInhibit, .mode = 0});
+       call.result = volume.Invoke({.op = Op::kRelabel, .text = call.text}).result;
+       volume.Invoke({.op = Op::kInhibit, .mode = 1});
+     }},
+    {"format-names-otherwise", "calls the volume otherwise than it was asked for when it formats",
+     [](Call& call, OwnVolume& volume) {
+       if (call.op == Op::kFormat) call.text = "Empty";
+       volume.Make(call);
      }},
 };
 

@@ -38,6 +38,11 @@ constexpr FurtherNotice kNotices[] = {
     {"delete-refused-clears-comment", "Refusals.RefusedDelete"},
     {"delete-refused-removes-entry", "Refusals.RefusedDelete"},
     {"directories-end-at-128", "Many.LevelsOfDirectories"},
+    {"flush-refused", "Flush.Succeeds Flush.FileAcrossAFlush Flush.WrittenIsThereAgain"},
+    {"flush-rewinds-files", "Flush.FileAcrossAFlush"},
+    {"format-although-not-inhibited", "Format.RefusedUnlessInhibited"},
+    {"format-keeps-files", "Format.VolumeIsEmpty"},
+    {"format-names-otherwise", "Format.NameAndTypeAreThose"},
     {"from-lock-at-end", "GetFilePosition.AfterOpening Contents.FileFromLockIsWritten"},
     {"grown-area-changes", "Contents.GrownAreaStaysTheSame"},
     {"hard-link-across-volumes", "Arguments.LockOfAnotherVolume"},
@@ -98,10 +103,10 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame "
      "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
     {"read-ends-at-page",
-     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
-     "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
-     "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
-     "Contents.BeyondFourGibibytes"},
+     "Flush.FileAcrossAFlush Flush.WrittenIsThereAgain Contents.SizesAroundBlocks "
+     "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest Contents.AppendKeepsTheRest "
+     "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame "
+     "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
     {"read-refused-moves", "GetFilePosition.AfterRefusedCalls Refusals.RefusedData"},
     {"record-beyond-end-grows", "LockRecord.BeyondTheEnd"},
     {"record-beyond-end-refused",
@@ -142,6 +147,11 @@ constexpr FurtherNotice kNotices[] = {
     {"refused-open-counts-user",
      "VolumeInfoData.RefusedCallsLeaveNoUsers Refusals.RefusedOpen "
      "Refusals.ProtectedVolume"},
+    {"remount-cuts-files", "Flush.WrittenIsThereAgain"},
+    {"remount-dates-day-late", "Flush.WrittenIsThereAgain"},
+    {"remount-loses-comments", "Flush.WrittenIsThereAgain"},
+    {"remount-loses-empty-directories", "Flush.WrittenIsThereAgain"},
+    {"remount-refused", "Flush.WrittenIsThereAgain"},
     {"rename-case-deletes", "Rename.CaseAlone"},
     {"rename-case-ignored", "Rename.CaseAlone"},
     {"rename-case-refused", "Rename.CaseAlone"},
@@ -205,6 +215,8 @@ constexpr FurtherNotice kNotices[] = {
     {"seek-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"seek-refused-moves", "GetFilePosition.AfterRefusedCalls Refusals.RefusedData"},
     {"seek-to-end-one-short", "GetFilePosition.AfterMoving Contents.AppendKeepsTheRest"},
+    {"serialize-empties-files", "Serialize.FilesStay"},
+    {"serialize-renames", "Serialize.NameStays"},
     {"set-comment-dates", "Dates.AttributesLeaveTheDate"},
     {"set-date-beyond-2046-wraps", "Dates.DistantDays"},
     {"set-date-drifts", "Dates.DateComesBack Dates.LeapYears Dates.DistantDays"},
@@ -240,11 +252,11 @@ constexpr FurtherNotice kNotices[] = {
      "VolumeInfoData.AgreesWithTheDevice Contents.BeyondTwoGibibytes "
      "Contents.BeyondFourGibibytes"},
     {"write-across-edge-shifted",
-     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
-     "Contents.AppendKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
-     "Contents.FileFromLockIsWritten Contents.ShrinkingKeepsTheRest "
-     "Contents.GrownAreaStaysTheSame Contents.BeyondTwoGibibytes "
-     "Contents.BeyondFourGibibytes"},
+     "Flush.FileAcrossAFlush Flush.WrittenIsThereAgain Contents.SizesAroundBlocks "
+     "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest Contents.AppendKeepsTheRest "
+     "Contents.TwoHandles Contents.OldFileIsWritten Contents.FileFromLockIsWritten "
+     "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame "
+     "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes"},
     {"write-across-end-moves-short", "GetFilePosition.AfterWriting"},
     {"write-after-rename-lost", "Rename.OpenFileIsMoved"},
     {"write-beside-another-lost",
@@ -254,14 +266,14 @@ constexpr FurtherNotice kNotices[] = {
     {"write-from-lock-lost", "Contents.FileFromLockIsWritten"},
     {"write-from-lock-refused", "Contents.FileFromLockIsWritten"},
     {"write-keeps-512",
-     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
-     "Contents.AppendKeepsTheRest Contents.TwoHandles Contents.OldFileIsWritten "
-     "Contents.FileFromLockIsWritten Contents.ShrinkingKeepsTheRest "
-     "Contents.GrownAreaStaysTheSame"},
+     "Flush.FileAcrossAFlush Flush.WrittenIsThereAgain Contents.SizesAroundBlocks "
+     "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest Contents.AppendKeepsTheRest "
+     "Contents.TwoHandles Contents.OldFileIsWritten Contents.FileFromLockIsWritten "
+     "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame"},
     {"write-loses-byte-at-4096",
-     "Contents.SizesAroundBlocks Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
-     "Contents.AppendKeepsTheRest Contents.ShrinkingKeepsTheRest "
-     "Contents.GrownAreaStaysTheSame"},
+     "Flush.FileAcrossAFlush Flush.WrittenIsThereAgain Contents.SizesAroundBlocks "
+     "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest Contents.AppendKeepsTheRest "
+     "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame"},
     {"write-of-64k-loses-last-byte", "Contents.SizesAroundBlocks"},
     {"write-of-nothing-truncates", "Contents.OverwriteKeepsTheRest"},
     {"write-refused-moves",
