@@ -10,6 +10,8 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherExamineDirGroup, "FSExamineDir() / ACTION_EXAMINEDATA_DIR - Examine Directory"},
     {&kFurtherSameLockGroup, "FSSameLock() / ACTION_SAME_LOCK - Same Lock"},
     {&kFurtherSameFileGroup, "FSSameFile() / ACTION_SAME_FH - Same File"},
+    {&kFurtherAddNotifyGroup, "FSAddNotify() / ACTION_ADD_NOTIFY - Add Notification"},
+    {&kFurtherRemoveNotifyGroup, "FSRemoveNotify() / ACTION_REMOVE_NOTIFY - Remove Notify"},
     {&kFurtherRefusalsGroup, "Refusals - What Is Refused Changes Nothing"},
     {&kFurtherArgumentsGroup, "Arguments - Null and Foreign Arguments"},
     {nullptr, ""},

@@ -8,6 +8,8 @@ namespace quorle {
 extern const TestGroup kFurtherExamineDirGroup;
 extern const TestGroup kFurtherSameLockGroup;
 extern const TestGroup kFurtherSameFileGroup;
+extern const TestGroup kFurtherAddNotifyGroup;
+extern const TestGroup kFurtherRemoveNotifyGroup;
 extern const TestGroup kFurtherRefusalsGroup;
 extern const TestGroup kFurtherArgumentsGroup;
 
