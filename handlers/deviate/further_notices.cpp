@@ -59,8 +59,8 @@ constexpr FurtherNotice kNotices[] = {
     {"longer-name-lost", "FileSystemAttr.LongerNameIsNotLost"},
     {"make-link-refused-leaves-name", "Refusals.RefusedCreate"},
     {"make-soft-link-refused-leaves-name", "Refusals.RefusedCreate"},
-    {"move-empties-file", "Rename.FileStaysTheSame"},
-    {"move-keeps-source-date", "Rename.ParentsAreChanged"},
+    {"move-empties-file", "AddNotify.DirectoryIsWatched Rename.FileStaysTheSame"},
+    {"move-keeps-source-date", "AddNotify.DirectoryIsWatched Rename.ParentsAreChanged"},
     {"move-leaves-old-name", "Rename.OpenFileIsMoved Arguments.NoLockIsTheRoot"},
     {"name-accent-case-counts", "Names.CaseOfAccentsIsIgnored"},
     {"name-case-counts",
@@ -74,6 +74,24 @@ constexpr FurtherNotice kNotices[] = {
     {"new-name-cut-at-30", "FileSystemAttr.NameOfThatLength Names.EachLength"},
     {"new-name-loses-colon", "Names.ColonEndsADevice"},
     {"new-name-lower-case", "Names.EachCharacter Names.CaseIsKept"},
+    {"notify-initial-missing", "AddNotify.InitialMessage"},
+    {"notify-keeps-object", "RemoveNotify.ObjectIsFree"},
+    {"notify-never-sent",
+     "AddNotify.FileIsWatched AddNotify.DirectoryIsWatched "
+     "AddNotify.MissingObjectIsWatched AddNotify.EachRequestIsNotified "
+     "AddNotify.NextWaitsForReply AddNotify.InitialMessage AddNotify.SignalIsSet "
+     "RemoveNotify.NothingAfterTheEnd RemoveNotify.OtherRequestsStay"},
+    {"notify-of-directory-lost", "AddNotify.DirectoryIsWatched"},
+    {"notify-of-ended-goes-on",
+     "AddNotify.EachRequestIsNotified AddNotify.InitialMessage "
+     "RemoveNotify.NothingAfterTheEnd RemoveNotify.OtherRequestsStay"},
+    {"notify-of-missing-lost", "AddNotify.MissingObjectIsWatched"},
+    {"notify-of-second-lost", "AddNotify.EachRequestIsNotified RemoveNotify.OtherRequestsStay"},
+    {"notify-twice",
+     "AddNotify.FileIsWatched AddNotify.DirectoryIsWatched AddNotify.EachRequestIsNotified "
+     "AddNotify.InitialMessage RemoveNotify.NothingAfterTheEnd "
+     "RemoveNotify.OtherRequestsStay"},
+    {"notify-unknown", "AddNotify.FileIsWatched"},
     {"null-lock-of-comment-refused", "Arguments.NoLockIsTheRoot"},
     {"null-lock-of-rename-refused", "Arguments.NoLockIsTheRoot"},
     {"one-position-per-file", "GetFilePosition.OfAnotherHandle Contents.TwoHandles"},
@@ -152,14 +170,15 @@ constexpr FurtherNotice kNotices[] = {
     {"remount-loses-comments", "Flush.WrittenIsThereAgain"},
     {"remount-loses-empty-directories", "Flush.WrittenIsThereAgain"},
     {"remount-refused", "Flush.WrittenIsThereAgain"},
+    {"remove-notify-takes-others", "RemoveNotify.OtherRequestsStay"},
     {"rename-case-deletes", "Rename.CaseAlone"},
     {"rename-case-ignored", "Rename.CaseAlone"},
     {"rename-case-refused", "Rename.CaseAlone"},
-    {"rename-dates-object", "Rename.FileStaysTheSame"},
+    {"rename-dates-object", "AddNotify.FileIsWatched Rename.FileStaysTheSame"},
     {"rename-in-use-refused", "SameLock.AfterRename SameFile.AfterRename Rename.OpenFileIsMoved"},
     {"rename-keeps-target-bit", "Rename.ParentsAreChanged"},
-    {"rename-lifts-protection", "Rename.FileStaysTheSame"},
-    {"rename-loses-comment", "Rename.FileStaysTheSame"},
+    {"rename-lifts-protection", "AddNotify.FileIsWatched Rename.FileStaysTheSame"},
+    {"rename-loses-comment", "AddNotify.FileIsWatched Rename.FileStaysTheSame"},
     {"rename-of-link-undoes-it", "Rename.OntoItsHardLink"},
     {"rename-refused-empties-other", "Refusals.RefusedRename Rename.OntoItsHardLink"},
     {"rename-refused-loses-source", "Refusals.RefusedRename Rename.OntoItsHardLink"},
@@ -279,8 +298,14 @@ constexpr FurtherNotice kNotices[] = {
     {"write-refused-moves",
      "GetFilePosition.AfterRefusedCalls Refusals.RefusedData Refusals.ProtectedVolume"},
     {"write-refused-unprotects", "Refusals.RefusedData"},
-    {"written-file-of-1978", "Dates.ChangedFileIsDated"},
-    {"written-file-ten-years-ahead", "Dates.ChangedFileIsDated"},
+    {"written-file-of-1978",
+     "AddNotify.FileIsWatched AddNotify.EachRequestIsNotified AddNotify.InitialMessage "
+     "RemoveNotify.NothingAfterTheEnd RemoveNotify.OtherRequestsStay "
+     "Dates.ChangedFileIsDated"},
+    {"written-file-ten-years-ahead",
+     "AddNotify.FileIsWatched AddNotify.EachRequestIsNotified AddNotify.InitialMessage "
+     "RemoveNotify.NothingAfterTheEnd RemoveNotify.OtherRequestsStay "
+     "Dates.ChangedFileIsDated"},
 };
 
 }  // namespace

@@ -84,6 +84,7 @@ class OwnVolume {
   std::map<const ::PRIVATE_ExamineDirContext*, ScanMemory> scans;
   std::map<std::uint64_t, ObjectMemory> objects;      ///< by ObjectID, for the deviation
   std::set<const ::NotifyRequest*> ignored_requests;  ///< for the deviation
+  std::set<::NotifyRequest*> requests;                ///< for the deviation
   std::set<std::string> watched;                      ///< for the deviation
   std::uint32_t counter = 0;                          ///< for the deviation
 

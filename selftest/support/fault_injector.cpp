@@ -357,6 +357,8 @@ void FaultInjector::Claim(const Call& call, const FaultRule& rule) {
   if (auto* const request = call.Result<NotifyHandle>()) {
     *request = further_->StartNotify(":", NRF_SEND_MESSAGE);
   }
+  // One that is nobody's: giving it back is nothing.
+  if (auto* const message = call.Result<MessageHandle>()) message->value = ~std::uintptr_t{0};
   if (call.op == "ExamineDir") *call.Result<const ExamineData*>() = &claimed_entry_;
   std::int32_t* const count = call.Result<std::int32_t>();
   if (call.op == "SameLock" || call.op == "SameFile") *count = LOCK_SAME;

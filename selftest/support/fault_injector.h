@@ -22,7 +22,7 @@ namespace quorle::selftest {
 /// Another object, which a call that is only said to have succeeded gives, is for a lock the root of
 /// the current volume, for a file the one that the constructor names. Fields of a rule name one with
 /// lock=root, lock=RAM:, lock=file, file=other. An entry of a scan that is only said to be there is a
-/// file "?", a scan or a request for notification that of the root.
+/// file "?", a scan or a request for notification that of the root, a message is of no request.
 class FaultInjector final : public CallHook {
  public:
   /// `exec` and `dos` are the platform below the interception; `other_file` is made where it is

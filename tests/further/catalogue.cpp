@@ -18,6 +18,8 @@ constexpr TestEntry kFurtherEntries[] = {
     {&kFurtherFlushGroup, "FSFlush() / ACTION_FLUSH - Flush"},
     {&kFurtherLockRecordGroup, "FSLockRecord() / ACTION_LOCK_RECORD64 - Lock Record"},
     {&kFurtherUnLockRecordGroup, "FSUnLockRecord() / ACTION_FREE_RECORD64 - Unlock Record"},
+    {&kFurtherAddNotifyGroup, "FSAddNotify() / ACTION_ADD_NOTIFY - Add Notification"},
+    {&kFurtherRemoveNotifyGroup, "FSRemoveNotify() / ACTION_REMOVE_NOTIFY - Remove Notify"},
     {&kFurtherInhibitGroup, "FSInhibit() / ACTION_INHIBIT - Inhibit"},
     {&kFurtherSerializeGroup, "FSSerialize() / ACTION_SERIALIZE_DISK - Serialize Volume"},
     {&kFurtherFormatGroup, "FSFormat() / ACTION_FORMAT - Format"},

@@ -14,6 +14,8 @@ extern const TestGroup kFurtherVolumeInfoDataGroup;
 extern const TestGroup kFurtherFlushGroup;
 extern const TestGroup kFurtherLockRecordGroup;
 extern const TestGroup kFurtherUnLockRecordGroup;
+extern const TestGroup kFurtherAddNotifyGroup;
+extern const TestGroup kFurtherRemoveNotifyGroup;
 extern const TestGroup kFurtherInhibitGroup;
 extern const TestGroup kFurtherSerializeGroup;
 extern const TestGroup kFurtherFormatGroup;

@@ -34,8 +34,11 @@ void CopyStart(char (&buffer)[size], const char* text) {
   CopyBytes(buffer, text, length < size ? length : size - 1);
 }
 
-bool IsSameDate(const DateStamp& a, const DateStamp& b) {
-  return a.ds_Days == b.ds_Days && a.ds_Minute == b.ds_Minute && a.ds_Tick == b.ds_Tick;
+/// A date as one number.
+std::int64_t TicksOf(const DateStamp& date) {
+  constexpr std::int64_t kMinutesPerDay = 24 * 60;
+  constexpr std::int64_t kTicksPerMinute = 60 * TICKS_PER_SECOND;
+  return (date.ds_Days * kMinutesPerDay + date.ds_Minute) * kTicksPerMinute + date.ds_Tick;
 }
 
 bool IsSameBytes(const char (&a)[16], const char (&b)[16]) {
@@ -52,7 +55,7 @@ const char* Difference(const ObjectLook& before, const ObjectLook& now) {
   if (!IsSameBytes(before.contents, now.contents)) return "contents";
   if (before.protection != now.protection) return "protection";
   if (!IsSameBytes(before.comment, now.comment)) return "comment";
-  if (!IsSameDate(before.date, now.date)) return "date";
+  if (TicksOf(before.date) != TicksOf(now.date)) return "date";
   if (before.owner != now.owner || before.group != now.group) return "owner";
   return nullptr;
 }
