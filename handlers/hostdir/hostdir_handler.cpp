@@ -155,16 +155,35 @@ VolumePort::Port* StartVolume(const ::HandlerMount& mount) {
                              .scratch = request.scratch,
                              .journal = std::move(journal),
                              .report = report};
+  // Where the host knows no time of birth nothing proves after the end of a mount what it has made.
+  if (mount.Version >= 2 && directory.root.stat.born) directory.medium = mount.Medium;
+  if (directory.medium != nullptr && *directory.medium != nullptr) {
+    directory.last = *static_cast<const LastMount*>(*directory.medium);
+  }
   return VolumePort::Start(mount, std::move(settings), std::move(directory));
+}
+
+void Discard(void* medium) {
+  delete static_cast<LastMount*>(medium);
+}
+
+void Unmount(VolumePort::Port* port) {
+  const Volume& volume = common::MountedVolume<Volume>::VolumeOf(port);
+  void** const medium = volume.medium();
+  LastMount last = volume.Leave();
+  VolumePort::Unmount(port);
+  if (medium == nullptr) return;
+  Discard(std::exchange(*medium, nullptr));
+  if (!last.objects.empty()) *medium = new LastMount(std::move(last));
 }
 
 constexpr ::Handler kHandler = {sizeof(::Handler),
                                 QUORLE_HANDLER_VERSION,
                                 "hostdir",
                                 VolumePort::Mount<StartVolume>,
-                                VolumePort::Unmount,
+                                Unmount,
                                 nullptr,
-                                nullptr};
+                                Discard};
 
 }  // namespace
 }  // namespace quorle::hostdir

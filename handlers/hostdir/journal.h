@@ -94,6 +94,8 @@ class Journal {
   void FinishMaking(const Identity& identity, const std::string& path);
   void Rename(const std::string& from, const std::string& to);
   void Remove(const std::string& path);
+  /// What is there at the moment, whether or not a file is kept.
+  const JournalEntries& entries() const { return entries_; }
 
  private:
   void Write(std::string_view line);

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "handlers/hostdir/tree.h"
 
@@ -30,6 +32,14 @@ class OwnObjects {
   const Object* Find(const Identity& identity) const {
     const auto found = objects_.find(identity);
     return found == objects_.end() ? nullptr : found->second.get();
+  }
+  /// All of them but the root, which is `root`.
+  std::vector<std::pair<Identity, ObjectKind>> AllBut(const Identity& root) const {
+    std::vector<std::pair<Identity, ObjectKind>> all;
+    for (const auto& [identity, object] : objects_) {
+      if (!(identity == root)) all.emplace_back(identity, object->kind);
+    }
+    return all;
   }
   /// Adds what was just made.
   void Add(const std::shared_ptr<Object>& object) {

@@ -35,13 +35,28 @@ Volume::Volume(VolumeSettings settings, Now now, MountedDirectory directory)
       tree_(root_),
       own_(directory.scratch, tree_.root()->object),
       journal_(std::move(directory.journal)),
+      medium_(directory.medium),
       report_(std::move(directory.report)),
       aside_(AsideName()) {
   journal_.AddAsideName(aside_);
+  for (const auto& [identity, kind] : directory.last.objects) {
+    auto object = std::make_shared<Object>();
+    object->identity = identity;
+    object->kind = kind;
+    own_.Add(object);
+  }
+  for (const JournalEntry& entry : directory.last.journal) {
+    journal_.StartMaking(entry.path);
+    if (entry.identity) journal_.FinishMaking(*entry.identity, entry.path);
+  }
   tree_.root()->name = common::RootName(settings_);
   Record record;
   if (!records_->Read(root_, record)) kept_label_ = record.label;
   name_at_mount_ = tree_.root()->name;
+}
+
+LastMount Volume::Leave() const {
+  return {own_.AllBut(root_.stat.identity()), journal_.entries().all()};
 }
 
 DosError Volume::Relabel(std::string_view name) {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "handlers/common/object_info.h"
@@ -34,6 +35,12 @@ struct OpenFile {
   std::int64_t position = 0;
 };
 
+/// What a mount has made and not removed when it ends: the next one of the same run may change it too.
+struct LastMount {
+  std::vector<std::pair<Identity, ObjectKind>> objects;
+  std::vector<JournalEntry> journal;  ///< the names that are known of them
+};
+
 /// A directory of the host that is mounted, and what a mount of it works with.
 struct MountedDirectory {
   Opened root;
@@ -41,6 +48,8 @@ struct MountedDirectory {
   Scratch scratch = Scratch::kOwn;
   Journal journal;
   std::function<void(const std::string& line)> report;  ///< prints a line for the user
+  LastMount last = {};                                  ///< of the mount before
+  void** medium = nullptr;  ///< where the next mount finds a LastMount; null: nowhere
 };
 
 /// A directory of the host under the rules of the platform. Every operation returns an error
@@ -143,6 +152,9 @@ class Volume {
   DosError GetSpace(common::VolumeSpace& space) const;
   std::uint32_t max_name() const;
   std::uint32_t in_use() const { return in_use_; }
+  /// What is left when the mount ends.
+  LastMount Leave() const;
+  void** medium() const { return medium_; }
   /// For self-tests.
   const NamesCache::Counters& counters() const { return names_.counters(); }
 
@@ -329,6 +341,7 @@ class Volume {
   Tree tree_;
   OwnObjects own_;
   Journal journal_;
+  void** medium_;
   std::function<void(const std::string& line)> report_;
   std::string name_at_mount_;              ///< of the volume
   std::optional<std::string> kept_label_;  ///< that of the root's record at the same time

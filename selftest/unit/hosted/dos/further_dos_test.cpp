@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -376,8 +377,27 @@ TEST_F(FurtherDosTest, AVolumeIsMountedAgainWithItsRootAndNothingElseOpen) {
     const FileHandle again = dos().Open("file", MODE_OLDFILE);
     EXPECT_EQ(dos().GetFileSize(again), 4);
     EXPECT_TRUE(dos().Close(again));
+    EXPECT_TRUE(dos().Delete("file")) << "it is still ours";
   }
   EXPECT_EQ(machine_->ShutDown(), std::vector<std::string>{});
+}
+
+TEST_F(FurtherDosTest, ADirectoryThatIsMountedAgainKnowsWhatItHasMade) {
+  std::ofstream(directory_.path() / "stranger") << "text";
+  MakeFile("HOST:file");
+  MakeDirectory("HOST:dir");
+  MakeFile("HOST:dir/inner");
+  const LockHandle root = MustLock("HOST:");
+  for (int round = 0; round < 2; ++round) EXPECT_TRUE(further().Remount("HOST:", root));
+  EXPECT_EQ(Code(dos().Delete("HOST:stranger")), ERROR_INVALID_LOCK);
+  EXPECT_TRUE(dos().Rename("HOST:dir/inner", "HOST:other"));
+  for (const char* const name : {"HOST:other", "HOST:dir", "HOST:file"}) {
+    EXPECT_TRUE(dos().Delete(name)) << name;
+  }
+  EXPECT_TRUE(further().Remount("HOST:", root)) << "nothing is left";
+  // Nobody else's file becomes ours by a name that was ours.
+  std::ofstream(directory_.path() / "file") << "text";
+  EXPECT_EQ(Code(dos().Delete("HOST:file")), ERROR_INVALID_LOCK);
 }
 
 TEST_F(FurtherDosTest, OnlyAVolumeWithALockOnItIsMountedAgain) {
