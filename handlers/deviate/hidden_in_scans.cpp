@@ -95,9 +95,11 @@ constexpr HiddenDeviation kScans[] = {
     {"scan-restarts-when-disturbed",
      "begins a scan again, once, when something was deleted meanwhile, or another scan begun",
      [](Call& call, OwnVolume& volume) {
-       if (IsDisturbed(call, volume)) call.scan->FSPrivate[0] = call.scan->FSPrivate[1] = 0;
-       const bool is_again = IsScan(call) && volume.scans.contains(call.scan) &&
-                             volume.scans[call.scan].is_disturbed_once;
+       const bool is_disturbed = IsDisturbed(call, volume);
+       // A scan that begins may have the place of one that was not gone through to its end.
+       const bool is_again = is_disturbed || (IsScan(call) && IsStarted(call, volume) &&
+                                              volume.scans[call.scan].is_disturbed_once);
+       if (is_disturbed) call.scan->FSPrivate[0] = call.scan->FSPrivate[1] = 0;
        volume.Make(call);
        if (is_again) volume.scans[call.scan].is_disturbed_once = true;
      }},
