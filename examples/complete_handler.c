@@ -184,7 +184,10 @@ static int32_t FSUnLock(Port *port, int32_t *res2, struct Lock *lock) {
 static int32_t FSChangeLockMode(Port *port, int32_t *res2, struct Lock *lock, int32_t mode) {
   Node *node = lock->fl_FSPrivate1;
   (void)port;
-  if (node->is_directory) return -1;
+  if (node->is_directory && mode == EXCLUSIVE_LOCK) {
+    *res2 = ERROR_OBJECT_WRONG_TYPE;
+    return 0;
+  }
   if (mode == EXCLUSIVE_LOCK && node->users > 1) {
     *res2 = ERROR_OBJECT_IN_USE;
     return 0;

@@ -272,6 +272,11 @@ std::int32_t NothingIsRefused(TestContext& ctx, std::int32_t) {
   if (GiveBack(ctx, dos.DupLock({}))) {
     return Failure(ctx, "\nERROR: DupLock(0) gave a lock; the duplicate of none is none.\n\n");
   }
+  // Releases of nothing are allowed. What is known of no lock is not stated; it is asked for all the same.
+  dos.UnLock({});
+  dos.FreeDosObject(DOS_EXAMINEDATA, dos.ExamineObject(EX_LockInput, LockHandle()));
+  FurtherOf(ctx).IFurtherDos->ReleaseDirContext({});
+  FurtherOf(ctx).IFurtherDos->EndNotify({});
   const LockHandle lock = SharedLock(ctx, "File", kLabel);
   dos.UnLock(lock);
   return lock ? kPassed : kFailed;
