@@ -40,6 +40,9 @@ constexpr FurtherNotice kNotices[] = {
     {"directories-end-at-128", "Many.LevelsOfDirectories"},
     {"flush-refused", "Flush.Succeeds Flush.FileAcrossAFlush Flush.WrittenIsThereAgain"},
     {"flush-rewinds-files", "Flush.FileAcrossAFlush"},
+    {"format-although-not-inhibited", "Format.RefusedUnlessInhibited"},
+    {"format-keeps-files", "Format.VolumeIsEmpty"},
+    {"format-names-otherwise", "Format.NameAndTypeAreThose"},
     {"from-lock-at-end", "GetFilePosition.AfterOpening Contents.FileFromLockIsWritten"},
     {"grown-area-changes", "Contents.GrownAreaStaysTheSame"},
     {"hard-link-across-volumes", "Arguments.LockOfAnotherVolume"},
@@ -48,7 +51,8 @@ constexpr FurtherNotice kNotices[] = {
      "Inhibit.CallsAreRefused Inhibit.TreeIsAsItWas Inhibit.NestedInhibitions"},
     {"inhibit-ignored",
      "Inhibit.CallsAreRefused Inhibit.TypeIsBusy Inhibit.TreeIsAsItWas "
-     "Inhibit.NestedInhibitions Inhibit.OpenFileGoesOn"},
+     "Inhibit.NestedInhibitions Inhibit.OpenFileGoesOn Serialize.FilesStay "
+     "Serialize.NameStays Format.VolumeIsEmpty Format.NameAndTypeAreThose"},
     {"inhibit-loses-comments", "Inhibit.TreeIsAsItWas"},
     {"inhibited-type-stays", "Inhibit.TypeIsBusy"},
     {"locks-above-255-stay", "Many.LocksOnOneFile"},
@@ -166,37 +170,7 @@ constexpr FurtherNotice kNotices[] = {
     {"remount-dates-day-late", "Flush.WrittenIsThereAgain"},
     {"remount-loses-comments", "Flush.WrittenIsThereAgain"},
     {"remount-loses-empty-directories", "Flush.WrittenIsThereAgain"},
-    {"remount-refused",
-     "Flush.WrittenIsThereAgain LockRecord.ExclusiveExcludes LockRecord.SharedIsShared "
-     "LockRecord.OverlapByOneByte LockRecord.TouchingIsFree LockRecord.BeyondTheEnd "
-     "LockRecord.BeyondFourGibibytes LockRecord.TimeOut LockRecord.FreedByClose "
-     "LockRecord.OtherFileIsFree UnLockRecord.NeverLocked UnLockRecord.FreesTheRange "
-     "UnLockRecord.NotExactlyTheRange UnLockRecord.LockOfAnotherHandle "
-     "UnLockRecord.OneOfSeveral AddNotify.FileIsWatched AddNotify.DirectoryIsWatched "
-     "AddNotify.MissingObjectIsWatched AddNotify.EachRequestIsNotified "
-     "AddNotify.NextWaitsForReply AddNotify.InitialMessage AddNotify.SignalIsSet "
-     "RemoveNotify.NothingAfterTheEnd RemoveNotify.OtherRequestsStay "
-     "RemoveNotify.ObjectIsFree Inhibit.CallsAreRefused Inhibit.TypeIsBusy "
-     "Inhibit.TreeIsAsItWas Inhibit.NestedInhibitions Inhibit.OpenFileGoesOn "
-     "Refusals.RefusedRename Refusals.RefusedDelete Refusals.RefusedOpen "
-     "Refusals.RefusedCreate Refusals.RefusedAttributes Refusals.RefusedData "
-     "Refusals.RefusedLock Refusals.ProtectedVolume Contents.SizesAroundBlocks "
-     "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest Contents.AppendKeepsTheRest "
-     "Contents.TwoHandles Contents.OldFileIsWritten Contents.FileFromLockIsWritten "
-     "Contents.ShrinkingKeepsTheRest Contents.GrownAreaStaysTheSame "
-     "Contents.BeyondTwoGibibytes Contents.BeyondFourGibibytes Names.EachLength "
-     "Names.EachCharacter Names.BlanksDotsAndPatterns Names.CaseIsKept Names.CaseIsIgnored "
-     "Names.CaseOfAccentsIsIgnored Names.SlashSeparates Names.ColonEndsADevice "
-     "Rename.ToItself Rename.CaseAlone Rename.OntoItsHardLink Rename.FileStaysTheSame "
-     "Rename.OpenFileIsMoved Rename.LockedDirectoryIsMoved Rename.ParentsAreChanged "
-     "Rename.LongestName Dates.DateComesBack Dates.LeapYears Dates.DistantDays "
-     "Dates.ChangedFileIsDated Dates.ChangedDirectoryIsDated Dates.AttributesLeaveTheDate "
-     "Arguments.NoLockIsTheRoot Arguments.NothingIsRefused Arguments.LockOfAnotherVolume "
-     "Many.FilesInOneDirectory Many.LevelsOfDirectories Many.LocksOnOneFile "
-     "SoftLinks.ChainOfFifteen SoftLinks.ChainOfSixteen SoftLinks.Loops "
-     "SoftLinks.DanglingLink SoftLinks.RelativeToItsDirectory SoftLinks.AbsoluteTarget "
-     "SoftLinks.LongTarget SoftLinks.ThroughADirectory SoftLinks.ToAnotherVolume "
-     "SoftLinks.CallsGoToTheTarget"},
+    {"remount-refused", "Flush.WrittenIsThereAgain"},
     {"remove-notify-takes-others", "RemoveNotify.OtherRequestsStay"},
     {"rename-case-deletes", "Rename.CaseAlone"},
     {"rename-case-ignored", "Rename.CaseAlone"},
@@ -251,7 +225,7 @@ constexpr FurtherNotice kNotices[] = {
      "Refusals.RefusedDelete Refusals.RefusedOpen Refusals.RefusedCreate "
      "Refusals.RefusedAttributes Refusals.RefusedData Refusals.RefusedLock "
      "Refusals.ProtectedVolume"},
-    {"scan-restarts-when-disturbed", "ExamineDir.WalkThroughATree"},
+    {"scan-restarts-when-disturbed", "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
     {"scan-shows-no-comment", "ExamineDir.RecordIsThatOfTheObject"},
     {"scan-skips-when-disturbed",
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
@@ -261,6 +235,8 @@ constexpr FurtherNotice kNotices[] = {
     {"seek-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"seek-refused-moves", "GetFilePosition.AfterRefusedCalls Refusals.RefusedData"},
     {"seek-to-end-one-short", "GetFilePosition.AfterMoving Contents.AppendKeepsTheRest"},
+    {"serialize-empties-files", "Serialize.FilesStay"},
+    {"serialize-renames", "Serialize.NameStays"},
     {"set-comment-dates", "Dates.AttributesLeaveTheDate"},
     {"set-date-beyond-2046-wraps", "Dates.DistantDays"},
     {"set-date-drifts", "Dates.DateComesBack Dates.LeapYears Dates.DistantDays"},
