@@ -182,6 +182,8 @@ class FaultInjector::Change {
     Replace(rule_, "Type", data.Type);
     Replace(rule_, "FileSize", data.FileSize);
     Replace(rule_, "Days", data.Date.ds_Days);
+    Replace(rule_, "Minute", data.Date.ds_Minute);
+    Replace(rule_, "Tick", data.Date.ds_Tick);
     Replace(rule_, "RefCount", data.RefCount);
     Replace(rule_, "ObjectID", data.ObjectID);
     Replace(rule_, "Protection", data.Protection);
