@@ -1,6 +1,11 @@
 #include "handlers/common/settings.h"
 
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <string>
+#include <system_error>
 
 #include "handlers/common/names.h"
 
@@ -13,6 +18,20 @@ bool ReadState(std::string_view text, VolumeSettings& settings) {
   return text == "validated" || text == "validating" || text == "write-protected";
 }
 
+/// The first version in a text, as "name 53.1 (21.11.2026)" has it; `otherwise` when it has none.
+std::uint32_t FindVersion(const std::string& text, std::uint32_t otherwise) {
+  for (std::size_t at = text.find(' '); at != std::string::npos; at = text.find(' ', at + 1)) {
+    std::uint16_t version = 0;
+    std::uint16_t revision = 0;
+    const char* const end = text.data() + text.size();
+    const auto [point, error] = std::from_chars(text.data() + at + 1, end, version);
+    if (error != std::errc() || point == end || *point != '.') continue;
+    if (std::from_chars(point + 1, end, revision).ec != std::errc()) continue;
+    return static_cast<std::uint32_t>(version) << 16 | revision;
+  }
+  return otherwise;
+}
+
 }  // namespace
 
 KeyAnswer ReadCommonKey(std::string_view key, const char* value, VolumeSettings& settings) {
@@ -23,6 +42,7 @@ KeyAnswer ReadCommonKey(std::string_view key, const char* value, VolumeSettings&
   if (key == "dostype") return Taken(ReadNumber(value, settings.dos_type));
   if (key == "version") {
     settings.version = value;
+    settings.version_number = FindVersion(settings.version, settings.version_number);
     return KeyAnswer::kTaken;
   }
   if (key == "state") return Taken(ReadState(value, settings));

@@ -85,6 +85,30 @@ class RemountTest(unittest.TestCase):
         return {name: count for name, count in counts.items() if count}, causes
 
 
+class Checks(RemountTest):
+    """A check of the further catalogue mounts the device again itself."""
+
+    FLUSH = ["--catalogue", "further", "--select", "Further.Flush.WrittenIsThereAgain"]
+
+    def test_a_plugin_is_mounted_again_only_when_that_is_asked_for(self):
+        run = self.run_tester("--no-delay", *self.FLUSH, "DH0:", mount=self.image_plugin())
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertIn(b"\"DH0:\" was not mounted again", run.stdout)
+        run = self.run_tester(*EACH, *self.FLUSH, "DH0:", mount=self.image_plugin())
+        self.assertEqual((run.returncode, run.stderr), (0, b""))
+        self.assertNotIn(b"mounted again", run.stdout)
+
+    def test_a_volume_that_is_not_mounted_again_blocks_what_comes(self):
+        run = self.run_tester("--no-delay", "--catalogue", "further", "--select", "Further.Flush.*,Further.Inhibit.*",
+                              "DH0:", mount="ram,deviate=remount-refused")
+        self.assertEqual(run.returncode, 10)
+        self.assertIn(b"(Flush.WrittenIsThereAgain): DH0: mounting again failed: the deviation remount-refused",
+                      run.stderr)
+        counts, causes = self.verdicts()
+        self.assertEqual((counts["pass"], counts["fail"], counts["blocked"]), (2, 1, 5))
+        self.assertEqual(causes, {"Further.Flush.WrittenIsThereAgain"})
+
+
 class Unseen(RemountTest):
     """The tester, its calls and its console do not see that the device is mounted again."""
 

@@ -9,6 +9,7 @@
 
 #include "handlers/common/dos_error.h"
 #include "handlers/common/holders.h"
+#include "handlers/common/settings.h"
 #include "handlers/common/vectors.h"
 #include "hosted/dos/machine.h"
 #include "platform/constants.h"
@@ -26,6 +27,23 @@ static_assert(!std::is_constructible_v<DosError, std::int64_t>);
 static_assert(!std::is_constructible_v<DosError, decltype(::MODE_OLDFILE)>);
 static_assert(!std::is_convertible_v<DosError, int>);
 static_assert(!std::is_convertible_v<DosError, bool>);
+
+TEST(SettingsTest, TheVersionNumberIsThatOfTheVersionText) {
+  const auto number_of = [](const char* text) {
+    VolumeSettings settings;
+    EXPECT_EQ(ReadCommonKey("version", text, settings), KeyAnswer::kTaken);
+    EXPECT_EQ(settings.version, text);
+    return settings.version_number;
+  };
+  constexpr std::uint32_t kOwn = 53U << 16 | 1;
+  EXPECT_EQ(number_of("name 54.12 (1.2.2020)"), 54U << 16 | 12);
+  EXPECT_EQ(number_of("a name 7 of 2.0"), 2U << 16);
+  for (const char* const none :
+       {"", "name", "name ", "name 54", "name 54.", "54.12", "name 1e6.1"}) {
+    EXPECT_EQ(number_of(none), kOwn) << none;
+  }
+  EXPECT_EQ(number_of("name 70000.1"), kOwn) << "more than its 16 bits";
+}
 
 TEST(DosErrorTest, AnErrorIsTrueAndHasItsCode) {
   EXPECT_FALSE(kNoError);
