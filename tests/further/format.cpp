@@ -127,7 +127,7 @@ std::int32_t NameAndTypeAreThose(TestContext& ctx, std::int32_t) {
   bool is_new = false;
   bool is_old = false;
   const AtEnd release([&] {
-    if (is_new && !is_old) ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);
+    if (is_new) ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);
   });
   const std::int32_t as_new = FormatAs(ctx, kNewName, is_new);
   if (as_new != kPassed) return as_new;

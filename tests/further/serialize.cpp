@@ -75,6 +75,7 @@ std::int32_t NameStays(TestContext& ctx, std::int32_t) {
     dos.DevNameFromPort(port, name, sizeof name, false);
   }
   if (ctx.IUtility->Stricmp(name, ctx.volume_name) != 0) {
+    dos.Relabel(ctx.device_name, ctx.volume_name);
     return Failure(
         ctx,
         "\nERROR: the volume is called \"%s\" after Serialize(), and was called \"%s\".\n"
