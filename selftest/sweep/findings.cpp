@@ -27,11 +27,10 @@ bool IsReportedToStay(const Outcome& outcome, const std::string& path) {
   for (std::size_t from = 0;;) {
     const std::size_t end = path.find('/', from);
     const std::string whole = path.substr(0, end);
-    // By its path, in the directory of the test, or one above that.
+    // By its path, in the directory of the test, one above that, or with the device.
     const std::string name = whole.substr(from);
-    if (IsNamedAsStaying(output, whole) || IsNamedAsStaying(output, name) ||
-        IsNamedAsStaying(output, "/" + name)) {
-      return true;
+    for (const std::string& called : {whole, name, "/" + name, "DH0:" + whole}) {
+      if (IsNamedAsStaying(output, called)) return true;
     }
     if (end == std::string::npos) return false;
     from = end + 1;

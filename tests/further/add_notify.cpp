@@ -169,7 +169,10 @@ std::int32_t NextWaitsForReply(TestContext& ctx, std::int32_t) {
         "\nERROR: StartNotify(\"File\",NRF_WAIT_REPLY) gave no message about writing to it "
         "and closing it.\n\n");
   }
-  if (!MakeChange(ctx, kLabel, kChangesOfFile[0])) return kFailed;
+  if (!MakeChange(ctx, kLabel, kChangesOfFile[0])) {
+    further.ReplyNotifyMsg(message);
+    return kFailed;
+  }
   ctx.IDOS->Delay(2);
   const MessageHandle early = further.GetNotifyMsg(watching.request());
   further.ReplyNotifyMsg(message);

@@ -47,15 +47,16 @@ Vacancy::Vacancy(TestContext& ctx) : ctx_(ctx) {
 }
 
 bool Vacancy::Inhibit() {
-  is_inhibited_ = FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, true);
-  return is_inhibited_;
+  was_asked_ = true;
+  return FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, true);
 }
 
 std::int32_t Vacancy::Return() {
   DosInterface& dos = *ctx_.IDOS;
   if (is_over_) return kPassed;
   is_over_ = true;
-  if (is_inhibited_) FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, false);
+  // Also when it was denied: nobody knows what the filesystem did.
+  if (was_asked_) FurtherOf(ctx_).IFurtherDos->Inhibit(ctx_.device_name, false);
   ctx_.root_lock = dos.Lock(ctx_.device_name, SHARED_LOCK);
   if (ctx_.root_lock) {
     dos.SetCurrentDir(ctx_.root_lock);

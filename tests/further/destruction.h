@@ -36,7 +36,7 @@ class [[nodiscard]] Vacancy {
 
  private:
   TestContext& ctx_;
-  bool is_inhibited_ = false;
+  bool was_asked_ = false;  ///< to keep everybody off
   bool is_over_ = false;
 };
 

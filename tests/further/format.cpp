@@ -59,7 +59,7 @@ std::int32_t RefusedUnlessInhibited(TestContext& ctx, std::int32_t) {
   ScratchName name;
   bool done = false;
   const AtEnd release([&] {
-    if (done) ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);
+    ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);  // whatever Format() did
     CleanUpRoot(ctx, name, kLabel, 1);
   });
   if (!UniqueFile(ctx, name)) return kFailed;
@@ -102,7 +102,7 @@ std::int32_t VolumeIsEmpty(TestContext& ctx, std::int32_t) {
   ScratchName directory;
   bool done = false;
   const AtEnd release([&] {
-    if (done) ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);
+    ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);  // whatever Format() did
     CleanUpRoot(ctx, file, kLabel, 1);
     CleanUpRoot(ctx, directory, kLabel, 2);
   });
@@ -127,7 +127,7 @@ std::int32_t NameAndTypeAreThose(TestContext& ctx, std::int32_t) {
   bool is_new = false;
   bool is_old = false;
   const AtEnd release([&] {
-    if (is_new) ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);
+    ctx.IDOS->Relabel(ctx.device_name, ctx.volume_name);  // whatever Format() did
   });
   const std::int32_t as_new = FormatAs(ctx, kNewName, is_new);
   if (as_new != kPassed) return as_new;
