@@ -224,30 +224,25 @@ std::int32_t LongerNameIsNotLost(TestContext& ctx, std::int32_t) {
 
   const std::uint32_t bytes = length.value + 1;
   const NameTrial longer(ctx, bytes);
-  switch (longer.fate()) {
-    case NameFate::kRefused:
-      if (WrongError(ctx, ERROR_INVALID_COMPONENT_NAME)) {
-        return WrongCode(ctx, ERROR_INVALID_COMPONENT_NAME,
-                         "\nWARN:  Open() of a file with a name of %lu bytes failed ok, but the "
-                         "error code was wrong; #%n %m\n",
-                         bytes);
-      }
-      break;
-    case NameFate::kLost:
-      return Failure(ctx,
-                     "\nERROR: Open() made a file under a name of %lu bytes, and it is not found "
-                     "by the beginning of it.\n"
-                     "       What a program saves there is lost.\n\n",
+  const NameFate fate = longer.fate();
+  if (fate == NameFate::kRefused && WrongError(ctx, ERROR_INVALID_COMPONENT_NAME)) {
+    return WrongCode(ctx, ERROR_INVALID_COMPONENT_NAME,
+                     "\nWARN:  Open() of a file with a name of %lu bytes failed ok, but the "
+                     "error code was wrong; #%n %m\n",
                      bytes);
-    case NameFate::kCut:
-      if (ctx.NoInfoMessages()) break;
-      ctx.IDOS->Printf(
-          "\nINFO:  Open() made a file under a name of %lu bytes, and cut it to %lu.\n"
-          "       A refusal would be better: two long names may become the same.\n\n",
-          bytes, longer.kept_bytes());
-      break;
-    case NameFate::kWhole:
-      break;
+  }
+  if (fate == NameFate::kLost) {
+    return Failure(ctx,
+                   "\nERROR: Open() made a file under a name of %lu bytes, and it is not found "
+                   "by the beginning of it.\n"
+                   "       What a program saves there is lost.\n\n",
+                   bytes);
+  }
+  if (fate == NameFate::kCut && !ctx.NoInfoMessages()) {
+    ctx.IDOS->Printf(
+        "\nINFO:  Open() made a file under a name of %lu bytes, and cut it to %lu.\n"
+        "       A refusal would be better: two long names may become the same.\n\n",
+        bytes, longer.kept_bytes());
   }
   return kPassed;
 }

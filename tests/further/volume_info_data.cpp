@@ -14,6 +14,7 @@ constexpr char kDirectory[] = "Directory";
 constexpr char kMissing[] = "Missing";
 constexpr std::int32_t kPieceBytes = 4096;
 constexpr std::int32_t kPieces = 16;
+constexpr std::int32_t kMostRounds = 3;
 constexpr std::uint32_t kFewFiles = 20;
 constexpr std::uint32_t kThousandFiles = 1000;
 
@@ -139,20 +140,21 @@ std::int32_t CheckBlocksComeBack(TestContext& ctx, bool (*make)(TestContext& ctx
                                  const char* what) {
   // The first time a filesystem may take room for what it manages itself, and keep it.
   if (!MakeAndRemove(ctx, make)) return kFailed;
+  // Others may use the medium meanwhile; a block that is lost is lost each time.
   std::int32_t before = 0;
-  if (const std::int32_t status = ReadUsedBlocks(ctx, before); status != kPassed) return status;
-  if (!MakeAndRemove(ctx, make)) return kFailed;
   std::int32_t after = 0;
-  if (const std::int32_t status = ReadUsedBlocks(ctx, after); status != kPassed) return status;
-  if (after != before) {
-    return Failure(ctx,
-                   "\nERROR: VolumeInfoData() shows %ld blocks in use after %s, and showed %ld "
-                   "before.\n"
-                   "       Blocks that do not come back are lost: the volume fills up although it "
-                   "is empty.\n\n",
-                   after, what, before);
+  for (std::int32_t round = 0; round < kMostRounds; ++round) {
+    if (const std::int32_t status = ReadUsedBlocks(ctx, before); status != kPassed) return status;
+    if (!MakeAndRemove(ctx, make)) return kFailed;
+    if (const std::int32_t status = ReadUsedBlocks(ctx, after); status != kPassed) return status;
+    if (after == before) return kPassed;
   }
-  return kPassed;
+  return Failure(ctx,
+                 "\nERROR: VolumeInfoData() shows %ld blocks in use after %s, and showed %ld "
+                 "before.\n"
+                 "       Blocks that do not come back are lost: the volume fills up although it "
+                 "is empty.\n\n",
+                 after, what, before);
 }
 
 // ---- Sub-tests ----------------------------------------------------------------------------------------
