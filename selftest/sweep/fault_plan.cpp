@@ -90,6 +90,8 @@ constexpr std::int32_t kScanning[] = {ERROR_ACTION_NOT_KNOWN, ERROR_NO_MORE_ENTR
                                       ERROR_OBJECT_NOT_FOUND, ERROR_NO_FREE_STORE};
 constexpr std::int32_t kOnRecords[] = {ERROR_ACTION_NOT_KNOWN, ERROR_RECORD_NOT_LOCKED,
                                        ERROR_LOCK_COLLISION, ERROR_LOCK_TIMEOUT};
+constexpr std::int32_t kOnRemount[] = {ERROR_DEVICE_NOT_MOUNTED, ERROR_NOT_IMPLEMENTED,
+                                       ERROR_INVALID_LOCK};
 constexpr std::int32_t kOnArguments[] = {ERROR_ACTION_NOT_KNOWN, ERROR_REQUIRED_ARG_MISSING,
                                          ERROR_TOO_MANY_ARGS, ERROR_BAD_NUMBER};
 constexpr std::int32_t kInMemory[] = {ERROR_ACTION_NOT_KNOWN, ERROR_LINE_TOO_LONG};
@@ -160,6 +162,7 @@ constexpr CountedOperation kCounted[] = {
     {"GetNotifyMsg", {}},
     {"CheckNotifySignal", {}},
     {"Flush", kOnVolume},
+    {"Remount", kOnRemount},
     {"VolumeInfoData", kOnVolume},
     {"Inhibit", kOnVolume},
     {"Serialize", kOnVolume},
