@@ -211,7 +211,8 @@ std::int32_t DeletedDuringTheScan(TestContext& ctx, std::int32_t) {
     const std::uint32_t number = ManyFiles::NumberOf(data->Name);
     if (number == 0 || number > kCount || !seen.Note(number)) {
       return Failure(ctx,
-                     "\nERROR: ExamineDir() gave \"%s\" once more when entries were deleted.\n\n",
+                     "\nERROR: ExamineDir() gave \"%s\" when entries were deleted.\n"
+                     "       It was given before, or is not in the directory.\n\n",
                      data->Name);
     }
     ++given;

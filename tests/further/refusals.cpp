@@ -254,11 +254,11 @@ constexpr RefusedCall kRefusedCreates[] = {
        return ctx.IDOS->MakeLink("Drawer/Source", lock, LINK_HARD);
      },
      "Drawer/Target"},
-    {"MakeLink(\"Drawer/Folder/New\",LINK_HARD) to \"Drawer\"",
+    {"MakeLink(\"Drawer/Folder/New\",LINK_HARD) to \"Drawer/Folder\"",
      [](TestContext& ctx, LockHandle& lock, FileHandle) {
        return ctx.IDOS->MakeLink("Drawer/Folder/New", lock, LINK_HARD);
      },
-     "Drawer"},
+     "Drawer/Folder"},
     {"MakeLink(\"Drawer/Source\",\"Target\",LINK_SOFT)",
      [](TestContext& ctx, LockHandle&, FileHandle) {
        return ctx.IDOS->MakeLink("Drawer/Source", "Target", LINK_SOFT);
