@@ -17,6 +17,13 @@ void WholeRun(benchmark::State& state) {
   Measure(state, arguments);
 }
 
+/// The further catalogue, with its files of a megabyte and directories of thousands.
+void WholeFurtherRun(benchmark::State& state) {
+  const char* const arguments[] = {"quorle", "--no-delay", "--catalogue", "further",
+                                   "RAM:",   "NI",         nullptr};
+  Measure(state, arguments);
+}
+
 /// RAM as another kind of port: `mount` says which.
 void WholeRunOn(benchmark::State& state, const char* mount) {
   const char* const arguments[] = {"quorle", "--no-delay", "--mount", mount, "DH0:", nullptr};
@@ -46,6 +53,7 @@ void StartAndRefuse(benchmark::State& state) {
 
 BENCHMARK(StartAndRefuse)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK(WholeRun)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
+BENCHMARK(WholeFurtherRun)->UseManualTime()->Unit(benchmark::kMillisecond)->MinTime(1);
 BENCHMARK_CAPTURE(WholeRunOn, Packets, "DH0=ram,port=packet")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
