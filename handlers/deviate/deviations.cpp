@@ -51,6 +51,7 @@ constexpr std::int64_t kLastDayOf2017 = 14609;
 constexpr std::uint32_t kAnyPlace = kDirectory | kRoot;
 constexpr std::uint32_t kMasks8 = 0xFF;
 constexpr std::uint32_t kMasks16 = 0xFFFF;
+constexpr std::uint32_t kMasks32 = 0xFFFFFFFF;
 
 constexpr std::string_view kScratch = "every group that makes or removes scratch objects this way";
 constexpr std::string_view kOpensProtected =
@@ -129,6 +130,11 @@ constexpr Deviation kDeviations[] = {
      "refuses a position outside the file with 212",
      {{{4}}},
      {{WrongCode(Op::kChangeFilePosition, ERROR_SEEK_ERROR, ERROR_OBJECT_WRONG_TYPE)}},
+     {}},
+    {"seek-negative-unsigned",
+     "takes what a position moves by for a number of 32 bits without a sign",
+     {{{4}}},
+     {{Make(Op::kChangeFilePosition, Effect::kMask, kMasks32, {})}},
      {}},
     {"seek-current-from-start",
      "counts moves from the position from the start",
@@ -954,6 +960,11 @@ constexpr Deviation kDeviations[] = {
      {{{39}}},
      {{Unknown(Op::kSetDate)}},
      "every group that looks whether changes show sets dates first"},
+    {"set-date-lost",
+     "says that it set a date and does not",
+     {{{39}}},
+     {{Make(Op::kSetDate, Effect::kKeepDate, 0, {.code = 0})}},
+     {}},
     {"set-date-locks",
      "sets no date on an object in use",
      {{{39}}},
