@@ -7,7 +7,6 @@
  * docs/handler-authors.md says which fix answers which diagnostic. Hard links are left out:
  * without them a filesystem is smaller, not wrong.
  */
-#include <ctype.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -55,8 +54,15 @@ static Volume *VolumeOf(Port *port) { return port->FSV.FSPrivate; }
 
 static Node *NodeOf(Port *port, struct Lock *lock) { return lock ? lock->fl_FSPrivate1 : &VolumeOf(port)->root; }
 
+/* Fix 10: names are Latin-1, whose accented letters have upper-case forms as others have, but for two letters. */
+static int Upper(char c) {
+  int code = (unsigned char)c;
+  int is_lower = (code >= 'a' && code <= 'z') || (code >= 0xE0 && code <= 0xFE && code != 0xF7);
+  return is_lower ? code - 0x20 : code;
+}
+
 static int SameName(const char *a, const char *b) {
-  while (*a && tolower((unsigned char)*a) == tolower((unsigned char)*b)) ++a, ++b;
+  while (*a && Upper(*a) == Upper(*b)) ++a, ++b;
   return *a == *b;
 }
 
@@ -96,9 +102,16 @@ static int MayChange(Port *port, int32_t *res2) {
   return !VolumeOf(port)->write_protected;
 }
 
+/* Fix 10: whether an object may have this name; cut short it would be another one. */
+static int MayBeName(int32_t *res2, const char *name) {
+  int may = *name && strlen(name) < sizeof((Node *)0)->name && !strpbrk(name, ":/");
+  if (!may) *res2 = ERROR_INVALID_COMPONENT_NAME;
+  return may;
+}
+
 static Node *Create(Port *port, int32_t *res2, struct Lock *rel, const char *name, int is_directory) {
   Node *parent = NodeOf(port, rel), *node;
-  if (!MayChange(port, res2)) return NULL;
+  if (!MayChange(port, res2) || !MayBeName(res2, name)) return NULL;
   node = calloc(1, sizeof *node);
   if (node == NULL) {
     *res2 = ERROR_NO_FREE_STORE;
@@ -201,6 +214,12 @@ static struct Lock *FSDupLock(Port *port, int32_t *res2, struct Lock *lock) {
   return GiveLock(port, res2, NodeOf(port, lock), SHARED_LOCK);
 }
 
+/* Fix 10: dos compares nothing itself. */
+static int32_t FSSameLock(Port *port, int32_t *res2, struct Lock *a, struct Lock *b) {
+  (void)res2;
+  return NodeOf(port, a) == NodeOf(port, b) ? -1 : 0;
+}
+
 static struct Lock *FSCreateDir(Port *port, int32_t *res2, struct Lock *rel, const char *name) {
   Node *node = Find(port, res2, rel, name);
   if (node) {
@@ -282,6 +301,11 @@ static struct Lock *FSDupLockFromFH(Port *port, int32_t *res2, struct FileHandle
 
 static struct Lock *FSParentOfFH(Port *port, int32_t *res2, struct FileHandle *fh) {
   return GiveLock(port, res2, FileOf(fh)->node->parent, SHARED_LOCK);
+}
+
+static int32_t FSSameFile(Port *port, int32_t *res2, struct FileHandle *a, struct FileHandle *b) {
+  (void)port, (void)res2;
+  return FileOf(a)->node == FileOf(b)->node ? -1 : 0;
 }
 
 static int32_t FSChangeFileMode(Port *port, int32_t *res2, struct FileHandle *fh, int32_t mode) {
@@ -409,7 +433,7 @@ static int32_t FSRename(Port *port, int32_t *res2, struct Lock *source_rel, cons
     *res2 = ERROR_OBJECT_EXISTS;
   for (Node *above = parent; above; above = above->parent)
     if (above == node) *res2 = ERROR_OBJECT_IN_USE;
-  if (*res2) return 0;
+  if (*res2 || !MayBeName(res2, destination)) return 0;
   Touch(port, node);
   Unlink(node);
   snprintf(node->name, sizeof node->name, "%s", destination);
@@ -532,20 +556,35 @@ static struct ExamineData *FSExamineObj(Port *port, int32_t *res2, struct Lock *
   return node ? Examine(port, res2, node) : NULL;
 }
 
-/* FSPrivate[0] counts the objects that the scan has given. */
+/* Fix 10: FSPrivate[0] is the number of the object that the scan has given last. Objects come and go meanwhile, so
+   a count of them, or a pointer to one, would not do. Numbers go down: what is made during a scan is not given. */
 static int32_t FSExamineDir(Port *port, int32_t *res2, struct PRIVATE_ExamineDirContext *context) {
-  Node *node = NodeOf(port, context->Directory)->children;
-  for (intptr_t i = 0; node && i < context->FSPrivate[0]; ++i) node = node->next;
-  if (node == NULL) {
+  Node *directory = NodeOf(port, context->Directory), *next = NULL;
+  if (!directory->is_directory) {
+    *res2 = ERROR_OBJECT_WRONG_TYPE;
+    return 0;
+  }
+  for (Node *node = directory->children; node; node = node->next)
+    if ((context->FSPrivate[0] == 0 || node->id < (uint64_t)context->FSPrivate[0]) && (next == NULL || node->id > next->id))
+      next = node;
+  if (next == NULL) {
     *res2 = ERROR_NO_MORE_ENTRIES;
     return 0;
   }
-  ++context->FSPrivate[0];
-  context->Entry = Examine(port, res2, node);
+  context->FSPrivate[0] = (intptr_t)next->id;
+  context->Entry = Examine(port, res2, next);
   return context->Entry ? -1 : 0;
 }
 
 /* ---- The volume ----------------------------------------------------------------------------- */
+
+/* Fix 10: what is below a directory takes up, a block for each object, and those of its data. */
+static uint32_t BlocksBelow(const Node *directory) {
+  uint32_t blocks = 0;
+  for (const Node *node = directory->children; node; node = node->next)
+    blocks += 1 + (uint32_t)((node->size + 511) / 512) + BlocksBelow(node);
+  return blocks;
+}
 
 static int32_t FSInfoData(Port *port, int32_t *res2, struct InfoData *info) {
   (void)res2;
@@ -553,8 +592,15 @@ static int32_t FSInfoData(Port *port, int32_t *res2, struct InfoData *info) {
   info->id_DiskState = VolumeOf(port)->write_protected ? ID_DISKSTATE_WRITE_PROTECTED : ID_DISKSTATE_VALIDATED;
   info->id_BytesPerBlock = 512;
   info->id_NumBlocks = 1 << 20;
+  info->id_NumBlocksUsed = BlocksBelow(&VolumeOf(port)->root);
   info->id_DiskType = 0x444F5309;
   info->id_InUse = VolumeOf(port)->in_use;
+  return -1;
+}
+
+/* Fix 10: nothing is kept back that would have to be written. */
+static int32_t FSFlush(Port *port, int32_t *res2) {
+  (void)port, (void)res2;
   return -1;
 }
 
@@ -592,9 +638,9 @@ static Port *Mount(const struct HandlerMount *mount) {
       .FSChangeLockMode = FSChangeLockMode, .FSChangeFileMode = FSChangeFileMode,
       .FSOpenFromLock = FSOpenFromLock, .FSDupLockFromFH = FSDupLockFromFH, .FSParentOfFH = FSParentOfFH,
       .FSChangeFileSize = FSChangeFileSize, .FSSetComment = FSSetComment, .FSSetOwner = FSSetOwner,
-      .FSSetGroup = FSSetGroup, .FSWriteProtect = FSWriteProtect, .FSRelabel = FSRelabel,
+      .FSSetGroup = FSSetGroup, .FSWriteProtect = FSWriteProtect, .FSRelabel = FSRelabel, .FSFlush = FSFlush,
       .FSCreateSoftLink = FSCreateSoftLink, .FSReadSoftLink = FSReadSoftLink, .FSExamineObj = FSExamineObj,
-      .FSLock = FSLock, .FSUnLock = FSUnLock, .FSDupLock = FSDupLock, .FSCreateDir = FSCreateDir,
+      .FSLock = FSLock, .FSUnLock = FSUnLock, .FSDupLock = FSDupLock, .FSSameLock = FSSameLock, .FSSameFile = FSSameFile, .FSCreateDir = FSCreateDir,
       .FSParentDir = FSParentDir, .FSOpen = FSOpen, .FSClose = FSClose, .FSRead = FSRead, .FSWrite = FSWrite,
       .FSChangeFilePosition = FSChangeFilePosition, .FSGetFilePosition = FSGetFilePosition,
       .FSGetFileSize = FSGetFileSize, .FSDelete = FSDelete, .FSRename = FSRename, .FSSetDate = FSSetDate,

@@ -330,16 +330,24 @@ static void Examine(Volume *volume, Packet *packet, const File *file) {
 }
 
 /* One object of a scan; FSPrivate[0] counts those that were given. */
+/* FSPrivate[0] is the number of the file that the scan has given last: files come and go meanwhile, so a count
+   would not do. Numbers go down: what is made during a scan is not given. */
 static void ExamineNext(Volume *volume, Packet *packet) {
   struct PRIVATE_ExamineDirContext *context = (struct PRIVATE_ExamineDirContext *)packet->dp_Arg1;
-  const File *file = volume->files;
-  for (intptr_t i = 0; file && i < context->FSPrivate[0]; ++i) file = file->next;
-  if (file == NULL) {
+  const File *next = NULL;
+  if (context->Directory && context->Directory->fl_FSPrivate1) {
+    Answer(packet, 0, ERROR_OBJECT_WRONG_TYPE);
+    return;
+  }
+  for (const File *file = volume->files; file; file = file->next)
+    if ((context->FSPrivate[0] == 0 || file->id < (uint64_t)context->FSPrivate[0]) && (next == NULL || file->id > next->id))
+      next = file;
+  if (next == NULL) {
     Answer(packet, 0, ERROR_NO_MORE_ENTRIES);
     return;
   }
-  ++context->FSPrivate[0];
-  context->Entry = Record(volume, file);
+  context->FSPrivate[0] = (intptr_t)next->id;
+  context->Entry = Record(volume, next);
   Answer(packet, context->Entry ? -1 : 0, context->Entry ? 0 : ERROR_NO_FREE_STORE);
 }
 

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "hosted/dos/machine.h"
+#include "results/check_list.h"
+#include "selftest/kill_table/watched_run.h"
 #include "selftest/support/host_filesystem.h"
 #include "selftest/support/temporary_directory.h"
 #include "selftest/support/test_bench.h"
@@ -130,6 +132,11 @@ class HostdirCatalogueTest : public ::testing::TestWithParam<Setting> {
 
   const fs::path& directory() const { return directory_; }
 
+  /// Whether the host filesystem is not this test's own.
+  bool OthersWriteThere() const {
+    return filesystem_ == nullptr || std::string(GetParam().host) == "bindfs";
+  }
+
   std::vector<std::string> HostNames() const {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(directory_)) {
@@ -167,6 +174,124 @@ TEST_P(HostdirCatalogueTest, AllRowsPassButDirectoryLinks) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Hosts, HostdirCatalogueTest, ::testing::ValuesIn(Settings()), NameOf);
+
+// ---- The further catalogue ---------------------------------------------------------------------
+
+/// Checks that compare the blocks in use at two moments. Blocks are those of the whole host filesystem:
+/// where others write to it meanwhile, what they take and give back is not known here.
+constexpr const char* kBlockChecks =
+    "Further.VolumeInfoData.AgreesWithTheDevice,Further.VolumeInfoData.UsedBlocksGrowWithData,"
+    "Further.VolumeInfoData.BlocksOf*,Further.VolumeInfoData.RefusedCallsTakeNoBlocks";
+
+/// Thousands of files take seconds on most filesystems: they are made on a tmpfs alone.
+constexpr const char* kLongChecks =
+    "Further.ExamineDir.ThousandsOfEntries,Further.VolumeInfoData.BlocksOfAThousandFiles,"
+    "Further.Many.FilesInOneDirectory";
+
+/// Each of 200 levels is many messages to another process.
+constexpr const char* kDeepChecks = "Further.Many.LevelsOfDirectories";
+
+bool IsFuse(const std::string& host) {
+  return host == "bindfs" || host == "exfat";
+}
+
+/// Without times of birth a mount does not know again what the one before it made, and lets nobody
+/// delete that, unless everything there is the tester's: a check mounts the volume again.
+std::string ScratchKey(const std::string& host) {
+  return IsFuse(host) || host == "ramfs" ? ",scratch=no" : "";
+}
+
+/// A further check that may fail on a filesystem of the host.
+struct HostLimit {
+  const char* host;   ///< as Setting has it
+  const char* check;  ///< as --select has it
+  const char* because;
+};
+
+constexpr const char* kXfsIsLate =
+    "blocks that are taken or given back are counted some time later";
+constexpr const char* kBtrfsIsLate = "blocks that are written are counted at the next commit";
+
+constexpr const char* kDatesAreRecords =
+    "dates that the host cannot hold are lines of the side file, which grows until the next mount";
+constexpr const char* kExfatNames = "the host has no names with \" * < > ? \\ or |";
+
+constexpr HostLimit kHostLimits[] = {
+    {"xfs", "Further.VolumeInfoData.AgreesWithTheDevice", kXfsIsLate},
+    {"xfs", "Further.VolumeInfoData.BlocksOf*", kXfsIsLate},
+    {"xfs", "Further.VolumeInfoData.RefusedCallsTakeNoBlocks", kXfsIsLate},
+    {"btrfs", "Further.VolumeInfoData.UsedBlocksGrowWithData", kBtrfsIsLate},
+    {"exfat", "Further.VolumeInfoData.BlocksOf*", kDatesAreRecords},
+    {"exfat", "Further.VolumeInfoData.RefusedCallsTakeNoBlocks", kDatesAreRecords},
+    {"exfat", "Further.Names.EachCharacter", kExfatNames},
+    {"exfat", "Further.Names.BlanksDotsAndPatterns", kExfatNames},
+};
+
+class HostdirFurtherTest : public HostdirCatalogueTest {
+ protected:
+  /// What is not run there, for --skip; may be empty.
+  std::string LeftOut() const {
+    const std::string host = GetParam().host;
+    std::string patterns;
+    const auto leave_out = [&patterns](const char* more) {
+      patterns += (patterns.empty() ? "" : ",") + std::string(more);
+    };
+    if (OthersWriteThere()) leave_out(kBlockChecks);
+    if (host != "tmpfs") leave_out(kLongChecks);
+    if (IsFuse(host)) leave_out(kDeepChecks);
+    return patterns;
+  }
+
+  bool MayFail(const std::string& check) const {
+    const std::string host = GetParam().host;
+    return std::ranges::any_of(kHostLimits, [&](const HostLimit& limit) {
+      return host == limit.host && FitsPattern(limit.check, check);
+    });
+  }
+};
+
+/// The same settings, each once: what a packet port changes the other catalogue has seen. Without
+/// fuse2fs, which takes a minute.
+std::vector<Setting> FurtherSettings() {
+  std::vector<Setting> settings = Settings();
+  std::erase_if(settings, [](const Setting& setting) {
+    const bool is_vector = std::string(setting.port) == "vector";
+    return is_vector != (std::string(setting.metadata) == "xattr") ||
+           std::string(setting.host) == "fuse2fs";
+  });
+  return settings;
+}
+
+TEST_P(HostdirFurtherTest, OnlyWhatTheHostCannotDoFails) {
+  const std::string mount = "DH0=dir:" + directory().string() + kKeys +
+                            ",metadata=" + GetParam().metadata + ",port=" + GetParam().port +
+                            ScratchKey(GetParam().host);
+  std::vector<std::string> words = {"--catalogue", "further", "--mount", mount, "DH0:", "NI"};
+  if (const std::string left_out = LeftOut(); !left_out.empty()) {
+    words.insert(words.begin() + 2, {"--skip", left_out});
+  }
+  TestBench bench(words);
+  bench.LeaveOutTrace();
+  const std::string before = bench.Volumes();
+  for (const char* const round : {"first run", "second run"}) {
+    SCOPED_TRACE(round);
+    const WatchedRun run = RunWatched(bench);
+    EXPECT_TRUE(run.result == 0 || run.result == 10) << run.result;
+    EXPECT_NE(run.Find(1, 1), nullptr) << run.output;
+    EXPECT_EQ(run.output.find("CLEANUP ERROR"), std::string::npos) << run.output;
+    for (const WatchedPart& part : run.parts) {
+      if (part.sub_test == 0 ? part.text.find("ERROR") == std::string::npos : part.status == 0) {
+        continue;
+      }
+      EXPECT_TRUE(part.sub_test != 0 && MayFail(part.id())) << part.id() << part.text;
+    }
+    EXPECT_EQ(bench.Volumes(), before);
+    EXPECT_EQ(bench.StillOpen(false), "");
+  }
+  for (const std::string& complaint : bench.machine().ShutDown()) ADD_FAILURE() << complaint;
+}
+
+INSTANTIATE_TEST_SUITE_P(Hosts, HostdirFurtherTest, ::testing::ValuesIn(FurtherSettings()), NameOf);
 
 }  // namespace
 }  // namespace quorle::selftest

@@ -34,6 +34,31 @@ TEST(PluginRunTest, AConformingPluginIsAsGoodAsABuiltInHandler) {
   }
 }
 
+/// With infos, checks print how long something took, and that the plugin keeps no volume from one mount
+/// to the next.
+TEST(PluginRunTest, AConformingPluginPassesTheFurtherCatalogue) {
+  const std::vector<std::string> loud = {"--catalogue", "further", "DH0:"};
+  const std::vector<std::string> quiet = {"--catalogue", "further", "DH0:", "NI", "NW", "NR"};
+  for (const char* const port : {"", ",port=packet"}) {
+    const ProgramRun built_in = RunOver(std::string("ram") + port, quiet);
+    ASSERT_EQ(built_in.status, 0) << built_in.output;
+    ASSERT_NE(built_in.output.find("Soft links tests passed."), std::string::npos);
+    for (const char* const isolate : {"yes", "no"}) {
+      SCOPED_TRACE(std::string(port) + " isolate=" + isolate);
+      const std::string mount = std::string("plugin:./ram_plugin.so,isolate=") + isolate + port;
+      const ProgramRun plugin = RunOver(mount, quiet);
+      EXPECT_EQ(plugin.status, 0);
+      EXPECT_EQ(plugin.output, built_in.output);
+      EXPECT_EQ(plugin.errors, "");
+      const ProgramRun with_infos = RunOver(mount, loud);
+      EXPECT_EQ(with_infos.status, 0);
+      EXPECT_EQ(Count(with_infos.output, "ERROR") + Count(with_infos.output, "WARN"), 0)
+          << with_infos.output;
+      EXPECT_EQ(with_infos.errors, "");
+    }
+  }
+}
+
 /// Replaces every date below `value` by "a date".
 void TakeDatesOut(nlohmann::json& value) {
   if (value.is_object() && value.contains("ticks")) {

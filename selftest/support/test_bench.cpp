@@ -218,10 +218,13 @@ struct TestBench::Parts {
   /// What `options` ask for.
   void Choose(const HostOptions& options) {
     catalogue = *FindCatalogues(options.results.catalogue).front();
-    if (options.results.select) {
-      Selection selection(catalogue);
-      std::string problem;
-      if (!selection.Select(*options.results.select, problem)) throw std::runtime_error(problem);
+    Selection selection(catalogue);
+    std::string problem;
+    if ((options.results.select && !selection.Select(*options.results.select, problem)) ||
+        (options.results.skip && !selection.Skip(*options.results.skip, problem))) {
+      throw std::runtime_error(problem);
+    }
+    if (!selection.is_everything()) {
       catalogue = selected.emplace(catalogue, selection).catalogue();
     }
     catalogue.may_destroy = options.may_destroy;
