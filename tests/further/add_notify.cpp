@@ -155,21 +155,23 @@ std::int32_t EachRequestIsNotified(TestContext& ctx, std::int32_t) {
 // 5. With NRF_WAIT_REPLY the next message comes when the last was given back.
 std::int32_t NextWaitsForReply(TestContext& ctx, std::int32_t) {
   FurtherDosInterface& further = *FurtherOf(ctx).IFurtherDos;
-  MessageHandle message;
   WatchedObjects objects(ctx);
   if (!objects.Make()) return kFailed;
   Watching watching(ctx, "File", NRF_SEND_MESSAGE | NRF_WAIT_REPLY);
   if (!watching) return CannotWatch(ctx, "File");
 
   if (!MakeChange(ctx, kLabel, kChangesOfFile[0])) return kFailed;
-  message = watching.WaitForMessage();
+  const MessageHandle message = watching.WaitForMessage();
   if (!message) {
     return Failure(
         ctx,
         "\nERROR: StartNotify(\"File\",NRF_WAIT_REPLY) gave no message about writing to it "
         "and closing it.\n\n");
   }
-  if (!MakeChange(ctx, kLabel, kChangesOfFile[0])) return kFailed;
+  if (!MakeChange(ctx, kLabel, kChangesOfFile[0])) {
+    further.ReplyNotifyMsg(message);
+    return kFailed;
+  }
   ctx.IDOS->Delay(2);
   const MessageHandle early = further.GetNotifyMsg(watching.request());
   further.ReplyNotifyMsg(message);
