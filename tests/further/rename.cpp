@@ -387,15 +387,14 @@ std::int32_t ParentsAreChanged(TestContext& ctx, std::int32_t) {
   constexpr char kLastFile[] = "Target/Renamed";
   DosInterface& dos = *ctx.IDOS;
   WorkDirectory work(ctx, kLabel, 1);
+  if (!work) return kFailed;
   const AtEnd release([&] {
-    if (!work) return;
     CleanUp(ctx, kLastFile, kLabel, 2);
     CleanUp(ctx, kNewFile, kLabel, 3);
     CleanUp(ctx, kOldFile, kLabel, 4);
     CleanUp(ctx, kTarget, kLabel, 5);
     CleanUp(ctx, kSource, kLabel, 6);
   });
-  if (!work) return kFailed;
   if (!MakeDirectory(ctx, kSource, kLabel)) return kFailed;
   if (!MakeDirectory(ctx, kTarget, kLabel)) return kFailed;
   if (!MakeFile(ctx, kOldFile, kLabel)) return kFailed;
