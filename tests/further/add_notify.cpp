@@ -47,7 +47,7 @@ constexpr ChangeOfObject kChangesInDirectory[] = {
 /// A scratch directory with the file "File" and the directory "Drawer".
 class [[nodiscard]] WatchedObjects {
  public:
-  explicit WatchedObjects(TestContext& ctx) : ctx_(ctx), work_(ctx, kLabel, 1) {}
+  explicit WatchedObjects(TestContext& ctx) : ctx_(ctx), work_(ctx, kLabel) {}
   ~WatchedObjects() {
     if (!work_) return;
     std::uint32_t number = 1;
@@ -155,14 +155,13 @@ std::int32_t EachRequestIsNotified(TestContext& ctx, std::int32_t) {
 // 5. With NRF_WAIT_REPLY the next message comes when the last was given back.
 std::int32_t NextWaitsForReply(TestContext& ctx, std::int32_t) {
   FurtherDosInterface& further = *FurtherOf(ctx).IFurtherDos;
-  MessageHandle message;
   WatchedObjects objects(ctx);
   if (!objects.Make()) return kFailed;
   Watching watching(ctx, "File", NRF_SEND_MESSAGE | NRF_WAIT_REPLY);
   if (!watching) return CannotWatch(ctx, "File");
 
   if (!MakeChange(ctx, kLabel, kChangesOfFile[0])) return kFailed;
-  message = watching.WaitForMessage();
+  const MessageHandle message = watching.WaitForMessage();
   if (!message) {
     return Failure(
         ctx,

@@ -259,7 +259,7 @@ std::int32_t CheckNullCalls(TestContext& ctx, const NullCall* calls) {
 // 2. No name, no handle, no lock and an empty name are refused with a code.
 std::int32_t NothingIsRefused(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) CleanUp(ctx, "New", kLabel, 2);
     if (work) CleanUp(ctx, "File", kLabel, 3);
@@ -288,7 +288,7 @@ std::int32_t LockOfAnotherVolume(TestContext& ctx, std::int32_t) {
   const char* volume = nullptr;
   LockHandle foreign;
   char name[600] = {};
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     dos.UnLock(foreign);
     if (work) CleanUp(ctx, "New", kLabel, 2);

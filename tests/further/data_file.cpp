@@ -51,7 +51,7 @@ std::int32_t ReadStretch(TestContext& ctx, FileHandle file, const Stretch& what,
 
 // ---- DataFile ------------------------------------------------------------------------------------
 
-DataFile::DataFile(TestContext& ctx, std::uint32_t most) : ctx_(ctx), work_(ctx, kLabel, 1) {
+DataFile::DataFile(TestContext& ctx, std::uint32_t most) : ctx_(ctx), work_(ctx, kLabel) {
   if (!work_) return;
   data_ = static_cast<std::uint8_t*>(ctx.IExec->AllocVecTags(most + kReadAtOnce));
   if (data_ == nullptr) {

@@ -80,7 +80,7 @@ std::int32_t TryDate(TestContext& ctx, const char* name, const TriedDate& tried,
 
 /// Tries the dates of a list on a file. Returns the status.
 std::int32_t TryDates(TestContext& ctx, const TriedDate* dates, bool are_optional) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) CleanUp(ctx, kFile, kLabel, 2);
   });
@@ -104,7 +104,7 @@ std::int32_t DateComesBack(TestContext& ctx, std::int32_t) {
       {"2027-12-31", {18261, 1439, 2999}},
       {nullptr, {}},
   };
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (!work) return;
     CleanUp(ctx, kFile, kLabel, 2);
@@ -195,7 +195,7 @@ bool DeleteInner(DosInterface& dos) {
 /// After each change of a list the object is dated between the clock before and after. Returns the status.
 std::int32_t CheckChanges(TestContext& ctx, const DatedChange* change) {
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (!work) return;
     CleanUp(ctx, kFile, kLabel, 4);
@@ -255,7 +255,7 @@ std::int32_t ChangedDirectoryIsDated(TestContext& ctx, std::int32_t) {
 // 6. A comment and a protection leave the date, or change it to now.
 std::int32_t AttributesLeaveTheDate(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) CleanUp(ctx, kFile, kLabel, 7);
   });

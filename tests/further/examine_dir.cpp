@@ -102,7 +102,7 @@ std::int32_t CheckRest(TestContext& ctx, Scan& scan, ManyFiles& files, SeenFiles
 
 /// Makes `count` files and scans them.
 std::int32_t ScanFiles(TestContext& ctx, std::uint32_t count) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   ManyFiles files(ctx, kLabel);
   if (!files.Make(count)) return kFailed;
@@ -115,7 +115,7 @@ std::int32_t ScanFiles(TestContext& ctx, std::uint32_t count) {
 
 // 1. A directory without entries gives none, and 232.
 std::int32_t EmptyDirectory(TestContext& ctx, std::int32_t) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   Scan scan(ctx);
   if (!scan) return kFailed;
@@ -132,7 +132,7 @@ std::int32_t RecordIsThatOfTheObject(TestContext& ctx, std::int32_t) {
   constexpr char kComment[] = "scanned";
   constexpr std::uint32_t kProtection = EXDF_NO_EXECUTE | EXDF_ARCHIVE;
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const ExamineData* object = nullptr;
   const AtEnd release([&] {
     dos.FreeDosObject(DOS_EXAMINEDATA, object);
@@ -197,7 +197,7 @@ std::int32_t ThousandsOfEntries(TestContext& ctx, std::int32_t) {
 std::int32_t DeletedDuringTheScan(TestContext& ctx, std::int32_t) {
   constexpr std::uint32_t kCount = 20;
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   ManyFiles files(ctx, kLabel);
   if (!files.Make(kCount)) return kFailed;
@@ -245,7 +245,7 @@ std::int32_t DeletedDuringTheScan(TestContext& ctx, std::int32_t) {
 // 6. Entries are added during the scan: those that were there are given once, new ones once at most.
 std::int32_t AddedDuringTheScan(TestContext& ctx, std::int32_t) {
   constexpr std::uint32_t kCount = 10;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   ManyFiles files(ctx, kLabel);
   if (!files.Make(kCount)) return kFailed;
@@ -295,7 +295,7 @@ std::int32_t WalkThroughATree(TestContext& ctx, std::int32_t) {
   constexpr const char* kFiles[] = {"a/1", "a/b/1", "a/b/2", "a/b/c/1", "d/1", "1"};
   constexpr std::uint32_t kObjects =
       sizeof kDirectories / sizeof kDirectories[0] + sizeof kFiles / sizeof kFiles[0];
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   std::uint32_t made = 0;
   const AtEnd release([&] {
     for (; made > 0; --made) {
@@ -359,7 +359,7 @@ std::int32_t FileIsRefused(TestContext& ctx, std::int32_t) {
 // 9. Two scans of one directory do not disturb each other.
 std::int32_t TwoScansAtOnce(TestContext& ctx, std::int32_t) {
   constexpr std::uint32_t kCount = 10;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   ManyFiles files(ctx, kLabel);
   if (!files.Make(kCount)) return kFailed;

@@ -13,7 +13,7 @@ constexpr const char* kFewNames[] = {"Link",   "Renamed", "Drawer/First",
 }  // namespace
 
 FewObjects::FewObjects(TestContext& ctx, const char* label)
-    : ctx_(ctx), label_(label), work_(ctx, label, 1) {}
+    : ctx_(ctx), label_(label), work_(ctx, label) {}
 
 FewObjects::~FewObjects() {
   if (!work_) return;

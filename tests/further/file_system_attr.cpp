@@ -194,7 +194,7 @@ std::int32_t NameOfThatLength(TestContext& ctx, std::int32_t) {
   const std::int32_t status = AskForNameLength(ctx, length);
   if (!length.is_known || status != kPassed) return status;
   const std::uint32_t bytes = length.value < kMostBytes ? length.value : kMostBytes;
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
 
   if (NameTrial(ctx, bytes).fate() == NameFate::kWhole) return kPassed;
@@ -219,7 +219,7 @@ std::int32_t LongerNameIsNotLost(TestContext& ctx, std::int32_t) {
   const std::int32_t status = AskForNameLength(ctx, length);
   if (!length.is_known || status != kPassed) return status;
   if (length.value >= kMostBytes) return kPassed;  // dos takes none that is longer
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
 
   const std::uint32_t bytes = length.value + 1;

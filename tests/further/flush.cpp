@@ -65,7 +65,7 @@ std::int32_t Succeeds(TestContext& ctx, std::int32_t) {
 // 2. What is written before and after it, to a file that stays open, is in the file.
 std::int32_t FileAcrossAFlush(TestContext& ctx, std::int32_t) {
   constexpr char kFile[] = "File";
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   FileHandle file;
   const AtEnd release([&] {

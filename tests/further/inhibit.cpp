@@ -157,7 +157,7 @@ constexpr InhibitedCall kInhibitedCalls[] = {
 
 // 1. While the volume is inhibited calls are refused with 202.
 std::int32_t CallsAreRefused(TestContext& ctx, std::int32_t) {
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   const AtEnd release([&] {
     CleanUp(ctx, kFile, kLabel, 2);
@@ -215,7 +215,7 @@ std::int32_t TypeIsBusy(TestContext& ctx, std::int32_t) {
 std::int32_t TreeIsAsItWas(TestContext& ctx, std::int32_t) {
   constexpr char kComment[] = "before";
   DosInterface& dos = *ctx.IDOS;
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   const ExamineData* before = nullptr;
   const ExamineData* after = nullptr;
@@ -268,7 +268,7 @@ std::int32_t TreeIsAsItWas(TestContext& ctx, std::int32_t) {
 
 // 4. It is inhibited until it was let back as often.
 std::int32_t NestedInhibitions(TestContext& ctx, std::int32_t) {
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   const AtEnd release([&] { CleanUp(ctx, kFile, kLabel, 2); });
   if (!MakeFile(ctx, kFile, kLabel)) return kFailed;
@@ -307,7 +307,7 @@ std::int32_t NestedInhibitions(TestContext& ctx, std::int32_t) {
 // 5. A file that is open cannot be read meanwhile, and goes on afterwards.
 std::int32_t OpenFileGoesOn(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   FileHandle file;
   const AtEnd release([&] {

@@ -41,7 +41,7 @@ class Stopwatch {
 // 1. Each of 5,000 files in one directory is found again by its name, and no other.
 std::int32_t FilesInOneDirectory(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   ManyFiles files(ctx, kLabel);
   Stopwatch watch(ctx);
@@ -177,7 +177,7 @@ std::int32_t WalkDownAndUp(TestContext& ctx, const DirectoryChain& chain, LockHa
 // 2. Directories 200 levels deep are gone through by their names, and back by their parents.
 std::int32_t LevelsOfDirectories(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   DirectoryChain chain(ctx);
   Stopwatch watch(ctx);

@@ -75,7 +75,7 @@ std::int32_t TryName(TestContext& ctx, const char* name, bool is_optional,
 
 // 1. A name of each length up to the limit.
 std::int32_t EachLength(TestContext& ctx, std::int32_t) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) RemoveEntries(ctx, kLabel, 2);
   });
@@ -93,7 +93,7 @@ std::int32_t EachLength(TestContext& ctx, std::int32_t) {
 std::int32_t EachCharacter(TestContext& ctx, std::int32_t) {
   constexpr std::uint32_t kFirst = 0x21;
   constexpr std::uint32_t kLast = 0xFF;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) RemoveEntries(ctx, kLabel, 3);
   });
@@ -115,7 +115,7 @@ struct TriedName {
 
 /// Tries the names of a list, one after the other. Returns the status.
 std::int32_t TryNames(TestContext& ctx, const TriedName* names, std::uint32_t number) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) RemoveEntries(ctx, kLabel, number);
   });
@@ -214,7 +214,7 @@ std::int32_t CheckSpellings(TestContext& ctx, const Spellings& name) {
 
 // 5. The case of the letters A to Z is ignored.
 std::int32_t CaseIsIgnored(TestContext& ctx, std::int32_t) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) RemoveEntries(ctx, kLabel, 6);
   });
@@ -233,7 +233,7 @@ std::int32_t CaseOfAccentsIsIgnored(TestContext& ctx, std::int32_t) {
   constexpr std::uint32_t kLast = 0xFE;
   constexpr std::uint32_t kDivision = 0xF7;
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) RemoveEntries(ctx, kLabel, 7);
   });
@@ -273,7 +273,7 @@ bool MakeUpperAndLower(TestContext& ctx) {
 std::int32_t SlashSeparates(TestContext& ctx, std::int32_t) {
   constexpr char kMissing[] = "Missing/Lower";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   LockHandle upper;
   LockHandle lower;
   const AtEnd release([&] {
@@ -333,7 +333,7 @@ std::int32_t SlashSeparates(TestContext& ctx, std::int32_t) {
 std::int32_t ColonEndsADevice(TestContext& ctx, std::int32_t) {
   constexpr char kColonName[] = "Upper:Lower";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (!work) return;
     CleanUp(ctx, kLower, kLabel, 11);

@@ -63,7 +63,7 @@ const char* Difference(const ObjectLook& before, const ObjectLook& now) {
 }  // namespace
 
 RefusalTree::RefusalTree(TestContext& ctx, const char* label)
-    : ctx_(ctx), label_(label), work_(ctx, label, 1) {}
+    : ctx_(ctx), label_(label), work_(ctx, label) {}
 
 RefusalTree::~RefusalTree() {
   if (made_ > 0) {

@@ -17,7 +17,7 @@ constexpr ChangeOfObject kWritten = {"writing to it and closing it",
 /// A scratch directory with the file "File".
 class [[nodiscard]] WatchedFile {
  public:
-  explicit WatchedFile(TestContext& ctx) : ctx_(ctx), work_(ctx, kLabel, 1) {}
+  explicit WatchedFile(TestContext& ctx) : ctx_(ctx), work_(ctx, kLabel) {}
   ~WatchedFile() {
     if (work_) CleanUp(ctx_, "File", kLabel, 2);
   }

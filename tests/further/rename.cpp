@@ -61,7 +61,7 @@ struct RenamedInPlace {
 /// Renames it: it must be there under the new name as it is spelled, with its contents. Returns the status.
 std::int32_t RenameInPlace(TestContext& ctx, const RenamedInPlace& object) {
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const ExamineData* data = nullptr;
   const AtEnd release([&] {
     dos.FreeDosObject(DOS_EXAMINEDATA, data);
@@ -117,7 +117,7 @@ std::int32_t OntoItsHardLink(TestContext& ctx, std::int32_t) {
   constexpr char kSecond[] = "Second";
   constexpr char kThird[] = "Third";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   LockHandle lock;
   const AtEnd release([&] {
     dos.UnLock(lock);
@@ -175,7 +175,7 @@ std::int32_t FileStaysTheSame(TestContext& ctx, std::int32_t) {
   constexpr char kComment[] = "renamed";
   constexpr DateStamp kDate = {3654, 600, 0};
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const ExamineData* old_data = nullptr;
   const ExamineData* data = nullptr;
   const AtEnd release([&] {
@@ -229,7 +229,7 @@ std::int32_t OpenFileIsMoved(TestContext& ctx, std::int32_t) {
   ScratchName new_name;
   const AtEnd remove([&] { CleanUp(ctx, new_name, kLabel, 3); });
   if (!UniqueFile(ctx, new_name)) return kFailed;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   char path[ScratchName::kSize + 1];
   ctx.IUtility->SNPrintf(path, sizeof path, "/%s", new_name);
   FileHandle file;
@@ -290,7 +290,7 @@ std::int32_t LockedDirectoryIsMoved(TestContext& ctx, std::int32_t) {
   constexpr char kNewName[] = "Target/Moved";
   constexpr char kNewFile[] = "Target/Moved/File";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   LockHandle target;
   LockHandle directory;
   LockHandle file_lock;
@@ -391,16 +391,15 @@ std::int32_t ParentsAreChanged(TestContext& ctx, std::int32_t) {
   constexpr char kNewFile[] = "Target/File";
   constexpr char kLastFile[] = "Target/Renamed";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
+  if (!work) return kFailed;
   const AtEnd release([&] {
-    if (!work) return;
     CleanUp(ctx, kLastFile, kLabel, 2);
     CleanUp(ctx, kNewFile, kLabel, 3);
     CleanUp(ctx, kOldFile, kLabel, 4);
     CleanUp(ctx, kTarget, kLabel, 5);
     CleanUp(ctx, kSource, kLabel, 6);
   });
-  if (!work) return kFailed;
   if (!MakeDirectory(ctx, kSource, kLabel)) return kFailed;
   if (!MakeDirectory(ctx, kTarget, kLabel)) return kFailed;
   if (!MakeFile(ctx, kOldFile, kLabel)) return kFailed;
@@ -425,7 +424,7 @@ std::int32_t ParentsAreChanged(TestContext& ctx, std::int32_t) {
 std::int32_t LongestName(TestContext& ctx, std::int32_t) {
   constexpr char kShort[] = "Short";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const ExamineData* data = nullptr;
   const AtEnd release([&] {
     dos.FreeDosObject(DOS_EXAMINEDATA, data);

@@ -112,7 +112,7 @@ constexpr std::uint32_t kMostLinks = 15;
 
 // 1. A chain of 15 soft links leads to its end.
 std::int32_t ChainOfFifteen(TestContext& ctx, std::int32_t) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   LinkChain chain(ctx);
   const std::int32_t made = chain.Make(kMostLinks);
@@ -126,7 +126,7 @@ std::int32_t ChainOfFifteen(TestContext& ctx, std::int32_t) {
 
 // 2. One of 16 is too long: 217.
 std::int32_t ChainOfSixteen(TestContext& ctx, std::int32_t) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   LinkChain chain(ctx);
   const std::int32_t made = chain.Make(kMostLinks + 1);
@@ -143,7 +143,7 @@ struct LinkText {
 // 3. Links that lead to themselves, and to each other: 217.
 std::int32_t Loops(TestContext& ctx, std::int32_t) {
   constexpr LinkText kLinks[] = {{"Itself", "Itself"}, {"First", "Second"}, {"Second", "First"}};
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (!work) return;
     for (const LinkText& link : kLinks) CleanUp(ctx, link.name, kLabel, 2);
@@ -163,7 +163,7 @@ std::int32_t Loops(TestContext& ctx, std::int32_t) {
 // 4. A link to what is not there: 205. The link itself can be deleted.
 std::int32_t DanglingLink(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const AtEnd release([&] {
     if (work) CleanUp(ctx, kLink, kLabel, 2);
   });
@@ -217,7 +217,7 @@ std::int32_t RelativeToItsDirectory(TestContext& ctx, std::int32_t) {
       {"Folder/Link", "/Target", kTarget},
       {"Link", "Folder/Target", kInner},
   };
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   for (const PlacedLink& link : kLinks) {
     const std::int32_t status = CheckPlaced(ctx, link);
@@ -228,7 +228,7 @@ std::int32_t RelativeToItsDirectory(TestContext& ctx, std::int32_t) {
 
 // 6. A link that holds a path from its device, or from the root of its volume.
 std::int32_t AbsoluteTarget(TestContext& ctx, std::int32_t) {
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   ScratchName path;
   ctx.IUtility->SNPrintf(path.text, ScratchName::kSize, "%s%s/%s", ctx.device_name, work.name(),
@@ -243,7 +243,7 @@ std::int32_t AbsoluteTarget(TestContext& ctx, std::int32_t) {
 std::int32_t LongTarget(TestContext& ctx, std::int32_t) {
   // Into the directory and back to its parent, again and again.
   constexpr std::uint32_t kRounds = 24;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   ScratchName path;
   std::uint32_t length = 0;
@@ -258,7 +258,7 @@ std::int32_t LongTarget(TestContext& ctx, std::int32_t) {
 std::int32_t ThroughADirectory(TestContext& ctx, std::int32_t) {
   constexpr char kThrough[] = "Link/Target";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   LockHandle inner;
   const AtEnd release([&] {
     dos.UnLock(inner);
@@ -321,7 +321,7 @@ std::int32_t ToAnotherVolume(TestContext& ctx, std::int32_t) {
     }
     return kPassed;
   }
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   LockHandle root;
   const AtEnd release([&] {
     dos.UnLock(root);
@@ -341,7 +341,7 @@ std::int32_t ToAnotherVolume(TestContext& ctx, std::int32_t) {
 std::int32_t CallsGoToTheTarget(TestContext& ctx, std::int32_t) {
   constexpr char kComment[] = "linked";
   DosInterface& dos = *ctx.IDOS;
-  WorkDirectory work(ctx, kLabel, 1);
+  WorkDirectory work(ctx, kLabel);
   const ExamineData* data = nullptr;
   const AtEnd release([&] {
     dos.FreeDosObject(DOS_EXAMINEDATA, data);

@@ -25,8 +25,7 @@ bool GiveBack(TestContext& ctx, FileHandle file) {
 
 // ---- WorkDirectory -----------------------------------------------------------------------------
 
-WorkDirectory::WorkDirectory(TestContext& ctx, const char* label, std::uint32_t number)
-    : ctx_(ctx), label_(label), number_(number) {
+WorkDirectory::WorkDirectory(TestContext& ctx, const char* label) : ctx_(ctx), label_(label) {
   DosInterface& dos = *ctx.IDOS;
   if (!UniqueDirectory(ctx, name_)) return;
   lock_ = dos.CreateDir(name_);
@@ -40,7 +39,7 @@ WorkDirectory::WorkDirectory(TestContext& ctx, const char* label, std::uint32_t 
 WorkDirectory::~WorkDirectory() {
   if (lock_) ctx_.IDOS->SetCurrentDir(previous_);
   ctx_.IDOS->UnLock(lock_);
-  CleanUp(ctx_, name_, label_, number_);
+  CleanUp(ctx_, name_, label_, 1);
 }
 
 // ---- ManyFiles ---------------------------------------------------------------------------------

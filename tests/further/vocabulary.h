@@ -53,8 +53,8 @@ bool GiveBack(TestContext& ctx, FileHandle file);
 /// lives. What is made in it is removed before, by its names, which may be any.
 class [[nodiscard]] WorkDirectory {
  public:
-  /// Makes it. What goes wrong is printed; `number` is what a CLEANUP ERROR calls it.
-  WorkDirectory(TestContext& ctx, const char* label, std::uint32_t number);
+  /// Makes it. What goes wrong is printed. A CLEANUP ERROR calls it the first object of the check.
+  WorkDirectory(TestContext& ctx, const char* label);
   /// Goes back, and removes it.
   ~WorkDirectory();
   WorkDirectory(const WorkDirectory&) = delete;
@@ -69,7 +69,6 @@ class [[nodiscard]] WorkDirectory {
  private:
   TestContext& ctx_;
   const char* label_;
-  std::uint32_t number_;
   ScratchName name_;
   LockHandle lock_;
   LockHandle previous_;

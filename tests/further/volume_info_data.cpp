@@ -123,7 +123,7 @@ bool MakeRefusedCalls(TestContext& ctx) {
 
 /// Has `make` make objects in a directory, and removes them and it.
 bool MakeAndRemove(TestContext& ctx, bool (*make)(TestContext& ctx)) {
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return false;
   const AtEnd release([&] {
     CleanUp(ctx, "Directory/Inner", kLabel, 2);
@@ -201,7 +201,7 @@ std::int32_t AgreesWithTheDevice(TestContext& ctx, std::int32_t) {
 
 // 2. A file of 65,536 bytes takes blocks.
 std::int32_t UsedBlocksGrowWithData(TestContext& ctx, std::int32_t) {
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   const AtEnd release([&] { CleanUp(ctx, kFile, kLabel, 2); });
 
@@ -261,7 +261,7 @@ std::int32_t RefusedCallsTakeNoBlocks(TestContext& ctx, std::int32_t) {
 // 9. Locks and open files are users until they go back.
 std::int32_t UsersGoBack(TestContext& ctx, std::int32_t) {
   DosInterface& dos = *ctx.IDOS;
-  const WorkDirectory work(ctx, kLabel, 1);
+  const WorkDirectory work(ctx, kLabel);
   if (!work) return kFailed;
   LockHandle lock;
   LockHandle second;
