@@ -183,7 +183,8 @@ TEST(DiagnosticsReader, EveryLineOfTheTranscriptsIsSomewhere) {
   std::size_t lines = 0;
   std::set<DiagnosticClass> classes;
   for (const fs::directory_entry& entry : fs::directory_iterator(QUORLE_TRANSCRIPTS)) {
-    if (entry.path().extension() != ".txt" || entry.path().stem().string().ends_with("deviations") ||
+    if (entry.path().extension() != ".txt" ||
+        entry.path().stem().string().ends_with("deviations") ||
         entry.path().stem() == "CMakeLists") {
       continue;
     }
