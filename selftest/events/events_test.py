@@ -519,11 +519,14 @@ class Lists(EventsTest):
     def test_every_check_has_its_line(self):
         said = run("--list-checks")
         rows = [line.split("\t") for line in said.stdout.splitlines()]
-        checks = self.of("check", self.record("RAM:"))
+        checks = self.of("check", self.record("--catalogue", "all", "RAM:"))
         self.assertEqual([(row[0], row[1], int(row[2]), int(row[3])) for row in rows],
                          [(check["id"], check["catalogue"], check["row"], check["number"]) for check in checks])
-        titles = dict(re.findall(r"^ *(\d+):   (.*)$", run().stdout, re.M))
-        self.assertEqual({row[2]: row[4] for row in rows}, {row[2]: titles[row[2]] for row in rows})
+        for catalogue in ("standard", "further"):
+            of_catalogue = [row for row in rows if row[1] == catalogue]
+            listed = run("--catalogue", catalogue).stdout.replace("\r", "")
+            titles = dict(re.findall(r"^ *(\d+):   (.*)$", listed, re.M))
+            self.assertEqual({row[2]: row[4] for row in of_catalogue}, {row[2]: titles[row[2]] for row in of_catalogue})
 
 
 class Killed(EventsTest):

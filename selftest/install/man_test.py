@@ -36,7 +36,7 @@ def help_options(command):
     """The options that --help lists, with the type of their value."""
     status, text = run(QUORLE, *([command] if command else []), "--help")
     assert status == 0, text
-    return {name: value for names, value in re.findall(r"^  (-\S+)(?: (\S+))?(?:  .*)$", text, re.M) for name in names.split(",")}
+    return {name: value for names, value in re.findall(r"^  (-\S+)(?: (\S+))?(?:  .*)?$", text, re.M) for name in names.split(",")}
 
 
 def page_options(text):
