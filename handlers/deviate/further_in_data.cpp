@@ -2,6 +2,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
+#include <span>
 
 #include "handlers/deviate/hidden.h"
 #include "handlers/deviate/own_volume.h"
@@ -382,10 +383,12 @@ constexpr HiddenDeviation kMany[] = {
 }  // namespace
 
 std::vector<HiddenDeviation> FurtherInData() {
-  std::vector<HiddenDeviation> all(std::begin(kContents), std::end(kContents));
-  all.insert(all.end(), std::begin(kPositions), std::end(kPositions));
-  all.insert(all.end(), std::begin(kRecords), std::end(kRecords));
-  all.insert(all.end(), std::begin(kMany), std::end(kMany));
+  std::vector<HiddenDeviation> all;
+  for (const std::span<const HiddenDeviation> some :
+       std::initializer_list<std::span<const HiddenDeviation>>{kContents, kPositions, kRecords,
+                                                               kMany}) {
+    for (const HiddenDeviation& deviation : some) all.push_back(deviation);
+  }
   return all;
 }
 
