@@ -194,7 +194,7 @@ bool ClassicAdapter::SetSize(::DosPacket& packet) {
   std::int32_t res2 = 0;
   const bool done =
       Call<&Vectors::FSChangeFileSize>(res2, file, mode, std::int64_t{packet.dp_Arg2}) != 0;
-  const std::int64_t size = done ? Cut(Call<&Vectors::FSGetFileSize>(res2, file)) : kFailed;
+  const std::intptr_t size = done ? Cut(Call<&Vectors::FSGetFileSize>(res2, file)) : kFailed;
   SetNumber(packet, size, res2);
   return true;
 }
