@@ -52,7 +52,7 @@ struct Catalogue {
   const char* name;          ///< "standard"
   const TestEntry* entries;  ///< at least one, then a row with a null group
   bool is_further = false;   ///< its tests get a FurtherContext
-  bool may_destroy = false;  ///< what they are told there
+  bool may_destroy = false;  ///< whether they may lose what is on the volume
 };
 
 }  // namespace quorle

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstring>
 #include <initializer_list>
-#include <iterator>
 #include <span>
 
 #include "handlers/deviate/hidden.h"
