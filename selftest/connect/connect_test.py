@@ -338,7 +338,8 @@ class Mounting(ConnectTest):
                        "class Keys(memory_handler.MemoryHandler):\n"
                        "    def mount(self, device, keys):\n"
                        "        self.log(f'{device} {sorted(keys.items())}')\n"
-                       "        print('input', repr(sys.stdin.read()), os.getpid() != os.getsid(0), flush=True)\n"
+                       # One write, also where PYTHONUNBUFFERED is set: the other line may come at any time.
+                       "        os.write(1, f'input {sys.stdin.read()!r} {os.getpid() != os.getsid(0)}\\n'.encode())\n"
                        "        return super().mount(device, keys)\n"
                        "quorle_handler.run(Keys())\n")
         said = run(f"exec:exec {PYTHON} {self.path('keys.py')},volume=Work,colour=red,limit=5", "DH0:", "TN=24")
