@@ -19,6 +19,8 @@ constexpr std::size_t kMostUnfolded = 12;
 constexpr std::size_t kMostOnPaper = 40;
 /// So many runs are named; of more than that only their numbers are listed.
 constexpr std::size_t kMostNamed = 12;
+/// How the cell of a verdict begins, which the page's script looks for.
+constexpr std::string_view kCell = "<td class=\"v ";
 
 /// A name of a check or a group, in which a line can be broken before each capital.
 std::string NameHtml(std::string_view name) {
@@ -56,7 +58,7 @@ std::string WordOf(Verdict verdict, Judgement::Type type) {
 }
 
 std::string Cell(Verdict verdict, Judgement::Type type) {
-  return "<td class=\"v " + CellClass(verdict, type) + "\">" + WordOf(verdict, type);
+  return std::string(kCell) + CellClass(verdict, type) + "\">" + WordOf(verdict, type);
 }
 
 // ---- Explanations --------------------------------------------------------------------------------
@@ -238,13 +240,17 @@ class HtmlWriter {
         "<p class=\"pale\">A filled mark is not as expected; a broken edge is a known failure.</p>\n";
   }
 
+  /// The table, for a browser without scripts. One with scripts does not parse what <noscript> holds: there the
+  /// page's script makes the table of its text, without the verdicts of columns that are out of view. It finds
+  /// the verdicts of a row by their line: each row of a group or of a check has one that begins with kCell, and no
+  /// other line does.
   void WriteTable() {
     std::string look = columns_ <= kMostWithWords ? "words" : "tall";
     if (columns_ > kMostUnfolded) look += " dense";
     if (columns_ > kMostOnPaper) look += " many";
     text_ += "<div class=\"scroll" + std::string(columns_ > 1 ? " high" : "") +
              "\" role=\"region\" aria-label=\"Checks and their verdicts\" tabindex=\"0\">\n"
-             "<table id=\"ui-table\" class=\"" +
+             "<div id=\"ui-place\"></div>\n<noscript id=\"ui-source\">\n<table id=\"ui-table\" class=\"" +
              look + "\">\n<thead>\n<tr><th scope=\"col\">Check</th>";
     if (columns_ > 1) text_ += "<th scope=\"col\">not as expected</th>";
     for (std::size_t i = 0; i < columns_; ++i) {
@@ -260,7 +266,7 @@ class HtmlWriter {
       for (; first < end; ++first) WriteCheck(rows[first]);
     }
     text_ +=
-        "</tbody>\n</table>\n<p class=\"none\" id=\"ui-none\" hidden>No check is like that.</p>\n"
+        "</tbody>\n</table>\n</noscript>\n<p class=\"none\" id=\"ui-none\" hidden>No check is like that.</p>\n"
         "</div>\n</section>\n";
   }
 
@@ -274,8 +280,9 @@ class HtmlWriter {
              NameHtml(rows.front().group) + "<span class=\"no\">" + Plural(rows.size(), "check") +
              "</span></button></th>";
     WriteSum(bad, rows.size());
+    text_ += '\n';
     for (std::size_t run = 0; run < columns_; ++run) text_ += GroupCell(rows, run);
-    text_ += "</tr>\n";
+    text_ += "\n</tr>\n";
   }
 
   /// The worst that is not as expected; else the worst.
@@ -314,6 +321,7 @@ class HtmlWriter {
              "\"><th scope=\"row\"><button type=\"button\" aria-expanded=\"true\">" +
              NameHtml(rule.empty() ? first.id : rule) + "</button></th>";
     WriteSum(bad, columns_);
+    text_ += '\n';
     for (std::size_t run = 0; run < columns_; ++run) {
       const std::uint32_t number = row.of_run[run];
       if (number == CheckRow::kNone) {
@@ -326,7 +334,7 @@ class HtmlWriter {
         text_ += " <small>" + MarkupText(outcome.lines.front()) + "</small>";
       }
     }
-    text_ += "</tr>\n";
+    text_ += "\n</tr>\n";
     WriteMore(row, id);
   }
 

@@ -2,6 +2,16 @@
 // and filtered.
 (function () {
   'use strict';
+  // The table is in the page as text, which a browser does not parse while scripts run. Its rows are made of it
+  // here, but a row gets its verdicts when it is shown, and only those of the columns in view: a thousand runs
+  // have a hundred thousand, and their layout takes seconds. The verdicts of a row are a line.
+  var verdictsOf = [];
+  document.getElementById('ui-place').innerHTML =
+    document.getElementById('ui-source').textContent.replace(/^<td class="v [^\n]*/gm, function (line) {
+      verdictsOf.push(line);
+      return '';
+    });
+
   var table = document.getElementById('ui-table');
   var search = document.getElementById('ui-search');
   var boxes = Array.prototype.slice.call(document.querySelectorAll('input[data-verdict]'));
@@ -12,12 +22,15 @@
   // The rows: a group has checks, a check the row behind it with all that is to be said of it.
   var groups = [], checks = [], byId = {};
   Array.prototype.forEach.call(table.tBodies[0].rows, function (row) {
+    if (row.className === 'd') return;
+    var line = verdictsOf[groups.length + checks.length];
     if (row.className === 'g') {
-      groups.push({ row: row, button: row.querySelector('button'), checks: [], open: row.hasAttribute('data-open') });
+      groups.push({ row: row, button: row.querySelector('button'), checks: [], open: row.hasAttribute('data-open'),
+                    line: line, view: null });
       byId[row.id] = groups[groups.length - 1];
-    } else if (row.className === 'c') {
+    } else {
       var check = { row: row, button: row.querySelector('button'), group: groups[groups.length - 1], open: false,
-                    verdicts: row.getAttribute('data-v'), matches: true, text: null };
+                    verdicts: row.getAttribute('data-v'), matches: true, text: null, line: line, view: null };
       check.more = row.nextElementSibling;
       check.group.checks.push(check);
       checks.push(check);
@@ -25,7 +38,52 @@
     }
   });
 
-  function show(row, visible) { row.classList.toggle('on', visible); }
+  // The columns in view, from the first to before the end, and some beside them. Up to kBlock columns are always
+  // there; of more, whole blocks come and go.
+  var kBlock = 40, kBeside = 20;
+  var box = table.closest('.scroll');
+  var heads = table.tHead.rows[0].cells;
+  var runHeads = table.tHead.querySelectorAll('.run');
+  var columns = runHeads.length;
+  var view = { first: 0, end: Math.min(columns, 2 * kBlock) };
+
+  // A cell in place of the columns from the first to before the end. None can span more than 1,000.
+  function outOfView(first, end) {
+    var html = '';
+    for (; first < end; first += 1000) {
+      var last = Math.min(first + 1000, end);
+      html += '<td class="far" colspan="' + (last - first) + '">runs ' + (first + 1) + ' to ' + last + ' are out of view';
+    }
+    return html;
+  }
+
+  function fill(part) {
+    if (part.view === view) return;
+    part.view = view;
+    while (part.row.cells.length > heads.length - columns) part.row.deleteCell(-1);
+    var cells = part.line.split('<td').slice(1 + view.first, 1 + view.end);
+    part.row.insertAdjacentHTML('beforeend', outOfView(0, view.first) + '<td' + cells.join('<td') + outOfView(view.end, columns));
+  }
+
+  // Which columns are in view: those of a table with more than a block are as wide as each other.
+  function look() {
+    var left = runHeads[0].getBoundingClientRect().left;
+    var width = (runHeads[columns - 1].getBoundingClientRect().right - left) / columns;
+    if (columns <= kBlock || !(width > 0)) return;
+    var seen = box.getBoundingClientRect();
+    var first = Math.floor(((seen.left - left) / width - kBeside) / kBlock) * kBlock;
+    var end = Math.ceil(((seen.right - left) / width + kBeside) / kBlock) * kBlock;
+    first = Math.max(0, first);
+    end = Math.min(columns, end);
+    if (first === view.first && end === view.end) return;
+    view = { first: first, end: end };
+    draw();
+  }
+
+  function show(part, visible) {
+    part.row.classList.toggle('on', visible);
+    if (visible) fill(part);
+  }
   function mark(part) { part.button.setAttribute('aria-expanded', String(part.open)); }
 
   function draw() {
@@ -35,11 +93,11 @@
       group.checks.forEach(function (check) {
         var visible = check.matches && group.open;
         if (check.matches) matching += 1;
-        show(check.row, visible);
-        show(check.more, visible && check.open);
+        show(check, visible);
+        check.more.classList.toggle('on', visible && check.open);
         mark(check);
       });
-      show(group.row, matching > 0);
+      show(group, matching > 0);
       mark(group);
       shown += matching;
     });
@@ -121,9 +179,13 @@
   table.addEventListener('mouseover', function (event) {
     var cell = event.target.closest('td.v');
     if (cell === null || cell.title !== '') return;
-    var head = table.tHead.rows[0].cells[cell.cellIndex];
-    cell.title = cell.parentNode.id + ', ' + head.textContent + ': ' + cell.firstChild.textContent;
+    var column = 0;
+    for (var before = cell.previousElementSibling; before !== null; before = before.previousElementSibling) column += before.colSpan;
+    cell.title = cell.parentNode.id + ', ' + heads[column].textContent + ': ' + cell.firstChild.textContent;
   });
+
+  box.addEventListener('scroll', function () { window.requestAnimationFrame(look); });
+  new ResizeObserver(look).observe(box);
 
   search.addEventListener('input', filter);
   unexpected.addEventListener('change', filter);
