@@ -38,9 +38,9 @@
     }
   });
 
-  // The columns in view, from the first to before the end, and some beside them. Up to kBlock columns are always
-  // there; of more, whole blocks come and go.
-  var kBlock = 40, kBeside = 20;
+  // The columns in view, from the first to before the end, and some beside them. Two blocks are always there,
+  // which are as many columns as have room on paper; of more, whole blocks come and go.
+  var kBlock = 20, kBeside = 10;
   var box = table.closest('.scroll');
   var heads = table.tHead.rows[0].cells;
   var runHeads = table.tHead.querySelectorAll('.run');
@@ -65,11 +65,12 @@
     part.row.insertAdjacentHTML('beforeend', outOfView(0, view.first) + '<td' + cells.join('<td') + outOfView(view.end, columns));
   }
 
-  // Which columns are in view: those of a table with more than a block are as wide as each other.
+  // Which columns are in view: those of a table with so many are as wide as each other.
   function look() {
+    if (columns <= 2 * kBlock) return;
     var left = runHeads[0].getBoundingClientRect().left;
     var width = (runHeads[columns - 1].getBoundingClientRect().right - left) / columns;
-    if (columns <= kBlock || !(width > 0)) return;
+    if (width === 0) return;
     var seen = box.getBoundingClientRect();
     var first = Math.floor(((seen.left - left) / width - kBeside) / kBlock) * kBlock;
     var end = Math.ceil(((seen.right - left) / width + kBeside) / kBlock) * kBlock;

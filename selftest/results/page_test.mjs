@@ -1,9 +1,10 @@
-// page_test.mjs QUORLE PACKAGES: the HTML report in a browser, with 1, 12 and 100 runs as columns.
+// page_test.mjs QUORLE PACKAGES: the HTML report in a browser, with 1, 12, 100 and 1,000 runs as columns. Of 100 and
+// more it has the checks of a few groups: what many columns need is the same for every row.
 import assert from 'node:assert/strict';
 import { existsSync, writeFileSync } from 'node:fs';
 import path from 'node:path';
 import test, { after, before } from 'node:test';
-import { checksOf, folder, makeRuns, report, require, skip } from './tools.mjs';
+import { checksOf, eventsOf, folder, makeRuns, report, require, skip } from './tools.mjs';
 
 const { chromium } = require('playwright-core');
 const axe = require.resolve('axe-core/axe.min.js');
@@ -13,35 +14,60 @@ if (executablePath === undefined) skip('no Chromium is here');
 const counts = [1, 12, 100];
 const files = {};
 const pages = {};
-let browser;
+const fewPages = {};
+let browser, tab, problems;
+
+/** The same runs with the checks of a few groups, which have every verdict. */
+function withFewChecks(paths) {
+  const groups = ['ChangeLockMode', 'CreateSoftLink', 'Delete', 'Lock', 'SetComment'];
+  return paths.map((file) => {
+    const few = path.join(folder, 'few-' + path.basename(file));
+    const events = eventsOf(file).filter((event) => event.event !== 'check' || groups.includes(event.id.split('.')[0]));
+    writeFileSync(few, events.map((event) => JSON.stringify(event) + '\n').join(''));
+    return few;
+  });
+}
 
 before(async () => {
-  browser = await chromium.launch({ executablePath, args: ['--no-sandbox'] });
+  browser = await chromium.launch({ executablePath, args: ['--no-sandbox', '--disable-gpu'] });
+  tab = await newTab({});
+  const all = makeRuns(100);
+  const few = withFewChecks(all);
+  files[1] = all.slice(0, 1);
+  files[12] = all.slice(0, 12);
+  files[100] = few;
   for (const count of counts) {
-    files[count] = count === 1 ? [makeRuns(4)[0]] : makeRuns(count);
     pages[count] = path.join(folder, count + '.html');
     report('--html', '-o', pages[count], ...files[count]);
+    fewPages[count] = path.join(folder, 'few-' + count + '.html');
+    report('--html', '-o', fewPages[count], ...few.slice(0, count));
   }
 });
 after(() => browser.close());
 
-/** Opens a page, calls `use` with it, and looks whether the page was content and asked nobody for anything. */
-async function withPage(file, settings, use) {
-  const { hash = '', ...context } = settings;
-  const open = await browser.newContext({ viewport: { width: 1280, height: 900 }, offline: true, ...context });
-  const page = await open.newPage();
-  const problems = [];
+/** A tab that notes in `problems` what a page complains of and whom it asks for anything. */
+async function newTab(settings) {
+  const context = await browser.newContext({ offline: true, ...settings });
+  const page = await context.newPage();
   page.on('pageerror', (error) => problems.push(String(error)));
   page.on('console', (message) => { if (message.type() === 'error') problems.push(message.text()); });
   page.on('dialog', (dialog) => { problems.push('a dialog'); dialog.dismiss(); });
   page.on('request', (request) => { if (!request.isNavigationRequest()) problems.push(request.url()); });
-  try {
-    await page.goto('file://' + file + hash);
-    await use(page);
-    assert.deepEqual(problems, []);
-  } finally {
-    await open.close();
-  }
+  return page;
+}
+
+/** Opens a page, calls `use` with it, and looks whether the page was content and asked nobody for anything. */
+async function withPage(file, settings, use) {
+  const { hash = '', viewport = { width: 1280, height: 900 }, colorScheme = 'light', media = 'screen' } = settings;
+  const page = settings.tab ?? tab;
+  problems = [];
+  await page.setViewportSize(viewport);
+  await page.emulateMedia({ colorScheme, media });
+  // From the page itself another hash would be no new page.
+  await page.goto('about:blank');
+  await page.goto('file://' + file + hash);
+  await use(page);
+  assert.deepEqual(problems, []);
 }
 
 /** The ids of the rows of that class that can be seen. */
@@ -53,13 +79,41 @@ const groupButton = (id) => `tr.g[id="${id}"] button`;
 const checkButton = (id) => `tr.c[id="${id}"] button`;
 const details = (id) => `tr.c[id="${id}"] + tr.d`;
 
-async function faults(page, count) {
+async function faults(page) {
   await page.addScriptTag({ path: axe });
-  const options = { resultTypes: ['violations'], rules: {} };
-  // A hundred columns have the colours of twelve, and looking at each cell takes a minute.
-  if (count === 100) options.rules['color-contrast'] = { enabled: false };
-  const found = await page.evaluate(async (how) => (await window.axe.run(document, how)).violations, options);
+  const found = await page.evaluate(async () => (await window.axe.run(document, { resultTypes: ['violations'] })).violations);
   return found.map((fault) => `${fault.id}: ${fault.nodes.length} times, ${fault.nodes[0].html.slice(0, 100)}, ${fault.nodes[0].failureSummary}`);
+}
+
+/** Waits until what scrolling and resizing changed is drawn. */
+const drawn = (page) => page.evaluate(() => new Promise((done) => { requestAnimationFrame(() => requestAnimationFrame(done)); }));
+
+/** The words of all cells, of each check by its column. */
+async function wordsOf(page) {
+  const words = {};
+  await page.$eval('.scroll', (box) => { box.scrollLeft = 0; });
+  for (let isEnd = false; !isEnd;) {
+    await drawn(page);
+    const seen = await page.$$eval('tr.c', (rows) => rows.map((row) => {
+      const cells = [];
+      let column = 0;
+      for (const cell of row.cells) {
+        if (cell.matches('td.v')) cells.push([column, cell.firstChild.textContent.trim()]);
+        column += cell.colSpan;
+      }
+      return [row.id, cells, column];
+    }));
+    for (const [id, cells, end] of seen) {
+      words[id] ??= Array(end).fill(null);
+      for (const [column, word] of cells) words[id][column] = word;
+    }
+    isEnd = await page.$eval('.scroll', (box) => {
+      const before = box.scrollLeft;
+      box.scrollLeft += box.clientWidth;
+      return box.scrollLeft === before;
+    });
+  }
+  return words;
 }
 
 for (const count of counts) {
@@ -67,10 +121,12 @@ for (const count of counts) {
     const heads = await page.$$eval('thead th.run', (cells) => cells.map((cell) => cell.textContent));
     assert.equal(heads.length, count);
     files[count].forEach((file, i) => assert.ok(heads[i].endsWith(path.basename(file, '.jsonl')), heads[i]));
-    const cells = await page.$$eval('tr.c', (rows) => Object.fromEntries(rows.map((row) => [row.id, Array.from(row.querySelectorAll('td.v'), (cell) => cell.firstChild.textContent.trim())])));
+    await page.click('#ui-unfold');
+    const words = await wordsOf(page);
     const runs = files[count].map(checksOf);
-    assert.deepEqual(Object.keys(cells), runs[0].map((check) => check.id));
-    runs.forEach((checks, run) => checks.forEach((check) => assert.equal(cells[check.id][run], check.verdict, check.id)));
+    assert.deepEqual(Object.keys(words), runs[0].map((check) => check.id));
+    const left = count > 1 ? 2 : 1;
+    runs[0].forEach(({ id }, i) => assert.deepEqual(words[id].slice(left), runs.map((checks) => checks[i].verdict), id));
   }));
 
   test(`${count} runs: groups unfold into checks, checks into what is to be said of them`, () => withPage(pages[count], {}, async (page) => {
@@ -111,8 +167,8 @@ for (const count of counts) {
 
   for (const [colorScheme, width] of [['light', 1280], ['dark', 360]]) {
     if (count === 100 && width === 360) continue;
-    test(`${count} runs, ${colorScheme}, ${width} px: axe finds no fault`, () => withPage(pages[count], { colorScheme, viewport: { width, height: 800 }, hash: '#Delete.OpenFile' }, async (page) => {
-      assert.deepEqual(await faults(page, count), []);
+    test(`${count} runs, ${colorScheme}, ${width} px: axe finds no fault`, () => withPage(fewPages[count], { colorScheme, viewport: { width, height: 800 }, hash: '#Delete.OpenFile' }, async (page) => {
+      assert.deepEqual(await faults(page), []);
     }));
   }
 }
@@ -225,6 +281,7 @@ function everyMark() {
 
 for (const media of ['screen', 'print']) {
   test(`verdicts are told apart without colour, on ${media}`, () => withPage(everyMark(), {}, async (page) => {
+    await page.click('#ui-unfold');
     await page.emulateMedia({ media });
     const marks = await page.$$eval('tr.c td.v', (cells) => cells.map((cell) => {
       const style = getComputedStyle(cell, '::before');
@@ -250,8 +307,57 @@ for (const count of counts) {
   }));
 }
 
-test('without a script everything is there', () => withPage(pages[12], { javaScriptEnabled: false }, async (page) => {
-  assert.equal(await page.locator('tr.c').filter({ visible: true }).count().catch(() => page.locator('tr.c:visible').count()), 108);
+test('of a thousand runs only the verdicts in view are there', () => {
+  const runs = files[100].map(checksOf);
+  const made = path.join(folder, '1000.html');
+  report('--html', '-o', made, ...Array(10).fill(files[100]).flat());
+  return withPage(made, {}, async (page) => {
+    // The run, from 0, that the cell of a check is of which is there right under the middle of the table's head.
+    const middle = () => page.$eval('tr.c[id="Delete.OpenFile"]', (row) => {
+      const box = document.querySelector('.scroll').getBoundingClientRect();
+      const x = box.left + box.width * 3 / 4;
+      const under = (cells) => Array.from(cells).find((cell) => cell.getBoundingClientRect().left <= x && cell.getBoundingClientRect().right > x);
+      const cell = under(row.cells);
+      cell.dispatchEvent(new MouseEvent('mouseover', { bubbles: true }));
+      return { run: Number(under(document.querySelectorAll('th.run')).querySelector('.no').textContent) - 1, cell: cell.className, word: cell.textContent, title: cell.title };
+    });
+    const look = async () => {
+      await drawn(page);
+      const rows = await page.$$eval('tr.g, tr.c', (all) => all.filter((row) => row.offsetParent !== null).length);
+      assert.ok(await page.locator('td.v').count() <= 80 * rows, 'a row has at most 80 verdicts');
+      const { run, cell, word, title } = await middle();
+      const check = runs[run % 100].find(({ id }) => id === 'Delete.OpenFile');
+      assert.match(cell, /^v /);
+      assert.equal(word, check.verdict);
+      const name = path.basename(files[100][run % 100], '.jsonl');
+      assert.equal(title, `Delete.OpenFile, ${run + 1} ${name}: ${check.verdict}`);
+      return run;
+    };
+    await page.click(groupButton('Delete'));
+    const first = await look();
+    assert.ok(first < 40, String(first));
+    await page.focus('thead a[href="#run-777"]');
+    const further = await look();
+    assert.ok(further > 736 && further < 816, String(further));
+    // What is opened now has the verdicts in view.
+    await page.click(groupButton('Lock'));
+    assert.equal(await page.locator('tr.c[id="Lock.MissingObject"] td.v').count(), await page.locator('tr.c[id="Delete.OpenFile"] td.v').count());
+    await page.$eval('.scroll', (box) => { box.scrollLeft = box.scrollWidth; });
+    assert.ok(await look() > 960);
+    // A wider screen shows more of them.
+    await page.setViewportSize({ width: 1600, height: 900 });
+    assert.ok(await look() < 1000);
+    const { seen, there } = await page.$eval('tr.c[id="Delete.OpenFile"]', (row) => ({
+      seen: document.querySelector('.scroll').getBoundingClientRect().left, there: row.querySelector('td.v').getBoundingClientRect().left }));
+    assert.ok(there <= seen);
+  });
+});
+
+test('without a script everything is there', async () => withPage(pages[12], { tab: await newTab({ javaScriptEnabled: false }) }, async (page) => {
+  const runs = files[12].map(checksOf);
+  assert.equal(await page.locator('tr.c:visible').count(), runs[0].length);
+  const cells = page.locator('tr.c[id="Delete.OpenFile"] td.v:visible');
+  assert.deepEqual((await cells.allTextContents()).map((word) => word.trim()), runs.map((checks) => checks.find(({ id }) => id === 'Delete.OpenFile').verdict));
   assert.equal(await page.isVisible(details('Delete.OpenFile')), true);
   assert.equal(await page.isVisible('.controls'), false);
 }));
