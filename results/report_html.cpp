@@ -240,18 +240,20 @@ class HtmlWriter {
         "<p class=\"pale\">A filled mark is not as expected; a broken edge is a known failure.</p>\n";
   }
 
-  /// The table, for a browser without scripts. One with scripts does not parse what <noscript> holds: there the
-  /// page's script makes the table of its text, without the verdicts of columns that are out of view. It finds
-  /// the verdicts of a row by their line: each row of a group or of a check has one that begins with kCell, and no
+  /// The table, which is a table where no script runs, whatever the reason. Where scripts run, the first writes
+  /// the start tag of a <noscript> around it, which makes it text that the browser does not parse: the page's
+  /// script makes the table of that text, without the verdicts of columns that are out of view. It finds the
+  /// verdicts of a row by their line: each row of a group or of a check has one that begins with kCell, and no
   /// other line does.
   void WriteTable() {
     std::string look = columns_ <= kMostWithWords ? "words" : "tall";
     if (columns_ > kMostUnfolded) look += " dense";
     if (columns_ > kMostOnPaper) look += " many";
-    text_ += "<div class=\"scroll" + std::string(columns_ > 1 ? " high" : "") +
-             "\" role=\"region\" aria-label=\"Checks and their verdicts\" tabindex=\"0\">\n"
-             "<div id=\"ui-place\"></div>\n<noscript id=\"ui-source\">\n<table id=\"ui-table\" class=\"" +
-             look + "\">\n<thead>\n<tr><th scope=\"col\">Check</th>";
+    text_ +=
+        "<div class=\"scroll" + std::string(columns_ > 1 ? " high" : "") +
+        "\" role=\"region\" aria-label=\"Checks and their verdicts\" tabindex=\"0\">\n"
+        "<div id=\"ui-place\"></div>\n<script>document.write('<noscript id=\"ui-source\">');</script>\n<table id=\"ui-table\" class=\"" +
+        look + "\">\n<thead>\n<tr><th scope=\"col\">Check</th>";
     if (columns_ > 1) text_ += "<th scope=\"col\">not as expected</th>";
     for (std::size_t i = 0; i < columns_; ++i) {
       text_ += "<th scope=\"col\" class=\"run\"><a href=\"#run-" + std::to_string(i + 1) + "\">" +

@@ -2,15 +2,16 @@
 // and filtered.
 (function () {
   'use strict';
-  // The table is in the page as text, which a browser does not parse while scripts run. Its rows are made of it
-  // here, but a row gets its verdicts when it is shown, and only those of the columns in view: a thousand runs
-  // have a hundred thousand, and their layout takes seconds. The verdicts of a row are a line.
+  // The table is in the page as text, which the browser has not parsed. Its rows are made of it here, but a row gets
+  // its verdicts when it is shown, and only those of the columns in view: a thousand runs have a hundred thousand,
+  // whose layout takes seconds. The verdicts of a row are a line. Before the table there is another start tag in
+  // a page that was saved from a browser.
+  var source = document.getElementById('ui-source').textContent;
   var verdictsOf = [];
-  document.getElementById('ui-place').innerHTML =
-    document.getElementById('ui-source').textContent.replace(/^<td class="v [^\n]*/gm, function (line) {
-      verdictsOf.push(line);
-      return '';
-    });
+  document.getElementById('ui-place').innerHTML = source.slice(source.indexOf('<table')).replace(/^<td class="v [^\n]*/gm, function (line) {
+    verdictsOf.push(line);
+    return '';
+  });
 
   var table = document.getElementById('ui-table');
   var search = document.getElementById('ui-search');

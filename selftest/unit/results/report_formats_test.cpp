@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -283,17 +284,42 @@ TEST(HtmlReportTest, ACellHasItsVerdictAndWhetherItIsExpected) {
   const std::string text = Rendered(HtmlReport, {MakeRun(EachVerdict()), MakeRun({})});
   EXPECT_TRUE(Holds(text, "<tr class=\"c\" id=\"Lock.A\" data-v=\"p\">"));
   EXPECT_TRUE(
-      Holds(text, "<td class=\"s\">0<td class=\"v p\">pass<td class=\"v x\">no verdict</tr>"));
+      Holds(text, "<td class=\"s\">0\n<td class=\"v p\">pass<td class=\"v x\">no verdict\n</tr>"));
   EXPECT_TRUE(Holds(text, "<tr class=\"c\" id=\"Lock.B\" data-v=\"fu\">"));
-  EXPECT_TRUE(Holds(text, "<td class=\"s not\">1 of 2<td class=\"v fu\">fail<td class=\"v x\">"));
+  EXPECT_TRUE(Holds(text, "<td class=\"s not\">1 of 2\n<td class=\"v fu\">fail<td class=\"v x\">"));
   EXPECT_TRUE(Holds(text, "<td class=\"v nk\">unsupported, known<td"));
   EXPECT_TRUE(Holds(text, "<td class=\"v bu\">blocked<td"));
   EXPECT_TRUE(Holds(text, "<td class=\"v w\">warn<td"));
   EXPECT_TRUE(Holds(text, "<td class=\"v s_\">skipped<td"));
   // The group has the worst of its checks that is not as expected.
   EXPECT_TRUE(Holds(
-      text, "4 checks</span></button></th><td class=\"s not\">2 of 4<td class=\"v fu\">fail"));
-  EXPECT_TRUE(Holds(text, "2 checks</span></button></th><td class=\"s\">0<td class=\"v w\">warn"));
+      text, "4 checks</span></button></th><td class=\"s not\">2 of 4\n<td class=\"v fu\">fail"));
+  EXPECT_TRUE(
+      Holds(text, "2 checks</span></button></th><td class=\"s\">0\n<td class=\"v w\">warn"));
+}
+
+TEST(HtmlReportTest, TheVerdictsOfARowAreALineByWhichTheScriptFindsThem) {
+  std::vector<CheckEvent> checks = EachVerdict();
+  checks.push_back(MakeCheck("Open.C", Verdict::kFail, "a\n<td class=\"v p\">pass"));
+  for (const std::size_t columns : {1U, 2U, 100U}) {
+    const std::string page = Rendered(HtmlReport, std::vector<RunRecord>(columns, MakeRun(checks)));
+    const std::size_t begin = page.find("'<noscript id=\"ui-source\">');</script>\n<table");
+    ASSERT_NE(begin, std::string::npos);
+    std::istringstream table(page.substr(begin, page.find("</noscript>") - begin));
+    std::size_t lines = 0;
+    for (std::string line; std::getline(table, line);) {
+      if (!line.starts_with("<td class=\"v ")) {
+        EXPECT_FALSE(Holds(line, "<td class=\"v ")) << line;
+        continue;
+      }
+      ++lines;
+      EXPECT_EQ(CountOf(line, "<td class=\"v "), columns);
+      EXPECT_EQ(CountOf(line, "<td"), columns);
+    }
+    EXPECT_EQ(lines, 2 + checks.size());
+    EXPECT_EQ(CountOf(page, "<noscript"), 1U);
+    EXPECT_EQ(CountOf(page, "</noscript"), 1U);
+  }
 }
 
 TEST(HtmlReportTest, TheHeadCountsChecksAndFindings) {
