@@ -315,8 +315,8 @@ test('of a thousand runs only the verdicts in view are there', () => {
   const made = path.join(folder, '1000.html');
   report('--html', '-o', made, ...Array(10).fill(files[100]).flat());
   return withPage(made, {}, async (page) => {
-    // The run, from 0, that the cell of a check is of which is there right under the middle of the table's head.
-    const middle = () => page.$eval('tr.c[id="Delete.OpenFile"]', (row) => {
+    // The cell of a check three quarters to the right, where no row's head covers it, and the run, from 0, whose head is over it.
+    const cellInView = () => page.$eval('tr.c[id="Delete.OpenFile"]', (row) => {
       const box = document.querySelector('.scroll').getBoundingClientRect();
       const x = box.left + box.width * 3 / 4;
       const under = (cells) => Array.from(cells).find((cell) => cell.getBoundingClientRect().left <= x && cell.getBoundingClientRect().right > x);
@@ -328,7 +328,7 @@ test('of a thousand runs only the verdicts in view are there', () => {
       await drawn(page);
       const rows = await page.$$eval('tr.g, tr.c', (all) => all.filter((row) => row.offsetParent !== null).length);
       assert.ok(await page.locator('td.v').count() <= 80 * rows, 'a row has at most 80 verdicts');
-      const { run, cell, word, title } = await middle();
+      const { run, cell, word, title } = await cellInView();
       const check = runs[run % 100].find(({ id }) => id === 'Delete.OpenFile');
       assert.match(cell, /^v /);
       assert.equal(word, check.verdict);
