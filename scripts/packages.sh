@@ -74,8 +74,8 @@ need_if_offered() {
   need "$@"
 }
 
-# configure PRESET [ARGUMENT...]: with ccache where it is present, which finds objects of one build folder
-# again for another. Debug data names sources by the way to them from the first, so it is right in both.
+# configure PRESET [ARGUMENT...]: with lld where it is present, and with ccache, which finds objects of one
+# build folder again for another. Debug data names sources by the way to them from the first, so it is right in both.
 configure() {
   preset=$1
   shift
@@ -83,5 +83,10 @@ configure() {
     cache="env;CCACHE_NOHASHDIR=1;CCACHE_BASEDIR=$PWD;ccache"
     set -- "-DCMAKE_C_COMPILER_LAUNCHER=$cache" "-DCMAKE_CXX_COMPILER_LAUNCHER=$cache" "$@"
   fi
+  # Half the price of a link. The cross compiler's linker is its own.
+  case $preset in
+    ppc | native) ;;
+    *) command -v ld.lld >/dev/null 2>&1 && set -- -DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld "$@" ;;
+  esac
   cmake --preset "$preset" "$@"
 }

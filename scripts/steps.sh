@@ -5,8 +5,21 @@ failed=0
 skipped=
 SECONDS=0
 
-# said NAME: the heading of a check, with the minutes and seconds since the start.
-said() { printf '\n== %s (%d:%02d)\n' "$1" $((SECONDS / 60)) $((SECONDS % 60)); }
+# minutes SECONDS: as they are read.
+minutes() { printf '%d:%02d' $(($1 / 60)) $(($1 % 60)); }
+
+# processor_seconds: what this shell and all that it waited for have used of the processors.
+processor_seconds() {
+  local stat
+  read -r stat <"/proc/$$/stat"
+  # The name comes before the last bracket, and may hold anything. Linux counts hundredths of a second here.
+  # shellcheck disable=SC2086  # a list of numbers
+  set -- ${stat##*) }
+  echo $(((${12} + ${13} + ${14} + ${15}) / 100))
+}
+
+# said NAME: the heading of a check, with the time since the start, and that of the processors.
+said() { printf '\n== %s (%s, processors %s)\n' "$1" "$(minutes "$SECONDS")" "$(minutes "$(processor_seconds)")"; }
 
 # skip NAME [REASON]: a check that cannot be made here.
 skip() {
@@ -73,9 +86,9 @@ suite() {
   rm -rf -- "$work"
 }
 
-# summary: the last line of all. Fails when a check failed, and when none was made.
+# summary: the last lines of all. Fails when a check failed, and when none was made.
 summary() {
-  printf '\n'
+  printf '\nTook %s, of the processors %s.\n' "$(minutes "$SECONDS")" "$(minutes "$(processor_seconds)")"
   [ -z "$skipped" ] || printf 'Skipped here: %s\n' "$skipped"
   printf '%s passed, %s failed\n' "$passed" "$failed"
   [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
