@@ -255,7 +255,8 @@ constexpr FurtherNotice kNotices[] = {
     {"soft-link-to-directory-missing", "SoftLinks.ThroughADirectory"},
     {"soft-link-to-link-unreadable",
      "SoftLinks.ChainOfFifteen SoftLinks.ChainOfSixteen SoftLinks.Loops"},
-    {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
+    {"unknown-attribute-not-known",
+     "FileSystemAttr.UnknownTagIsRefused FileSystemAttr.OptionalTags"},
     {"unlock-record-always-granted",
      "UnLockRecord.NeverLocked UnLockRecord.FreesTheRange UnLockRecord.NotExactlyTheRange "
      "UnLockRecord.LockOfAnotherHandle"},
