@@ -337,7 +337,7 @@ std::int32_t BeyondFourGibibytes(TestContext& ctx, std::int32_t) {
 
 // ---- What a file and a hard link to it have in common --------------------------------------------------
 
-constexpr char kSharedText[] = "shared by all names";
+constexpr char kSharedText[] = "shared";
 constexpr std::int32_t kSharedBytes = sizeof kSharedText - 1;
 
 /// Writes kSharedText to "First". False, with the reason printed, when that fails.
