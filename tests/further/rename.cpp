@@ -185,8 +185,8 @@ std::int32_t FileStaysTheSame(TestContext& ctx, std::int32_t) {
 
 /// Rename(`old_name`,`new_name`) of `what`, which is in use, was refused. Whether it may be is left open; with
 /// 202 it is. Returns the status.
-std::int32_t RefusedInUse(TestContext& ctx, const char* old_name, const char* new_name,
-                          const char* what) {
+std::int32_t RefusedMove(TestContext& ctx, const char* old_name, const char* new_name,
+                         const char* what) {
   if (NotImplemented(ctx)) return kFatal;
   if (WrongError(ctx, ERROR_OBJECT_IN_USE)) {
     return WrongCode(
@@ -230,7 +230,7 @@ std::int32_t OpenFileIsMoved(TestContext& ctx, std::int32_t) {
     return kFailed;
   }
 
-  if (!dos.Rename(kName, path)) return RefusedInUse(ctx, kName, path, "an open file");
+  if (!dos.Rename(kName, path)) return RefusedMove(ctx, kName, path, "an open file");
   if (dos.Write(file, kRenamedText + kHalf, kRenamedTextBytes - kHalf) !=
       kRenamedTextBytes - kHalf) {
     return Failure(
@@ -297,7 +297,7 @@ std::int32_t LockedDirectoryIsMoved(TestContext& ctx, std::int32_t) {
   if (!file_lock) return kFailed;
 
   if (!dos.Rename(kOldName, kNewName)) {
-    return RefusedInUse(ctx, kOldName, kNewName, "a directory with locks on it and in it");
+    return RefusedMove(ctx, kOldName, kNewName, "a directory with locks on it and in it");
   }
   parent = dos.ParentDir(directory);
   if (dos.SameLock(parent, target) != LOCK_SAME) {
