@@ -12,6 +12,10 @@ std::size_t RoomBehind(const ::TagItem* tags, const ::TagItem& tag) {
     case QUORLE_FSA_MaxFileNameLengthW:
     case QUORLE_FSA_VersionNumberR:
     case QUORLE_FSA_DOSTypeR:
+    case QUORLE_FSA_ActivityFlushTimeoutR:
+    case QUORLE_FSA_InactivityFlushTimeoutR:
+    case QUORLE_FSA_MaxRecycledEntriesR:
+    case QUORLE_FSA_HasRecycledEntriesR:
       return sizeof(std::uint32_t);
     case QUORLE_FSA_VersionStringR:
       for (; tags->ti_Tag != QUORLE_TAG_DONE; ++tags) {

@@ -80,6 +80,11 @@ inline constexpr std::uint32_t EX_ObjectNameInput = 0x80001968;
 inline constexpr std::uint32_t FSA_MaxFileNameLengthR = 0x80002332;  ///< bytes of a name
 inline constexpr std::uint32_t FSA_VersionNumberR = 0x80002334;      ///< version << 16 | revision
 inline constexpr std::uint32_t FSA_DOSTypeR = 0x80002335;
+inline constexpr std::uint32_t FSA_ActivityFlushTimeoutR = 0x80002336;
+inline constexpr std::uint32_t FSA_InactivityFlushTimeoutR = 0x80002338;
+inline constexpr std::uint32_t FSA_MaxRecycledEntriesR =
+    0x8000233A;  ///< deleted objects that are kept
+inline constexpr std::uint32_t FSA_HasRecycledEntriesR = 0x8000233C;
 
 inline constexpr std::uint32_t OI_StringNameInput = 0x80001839;
 inline constexpr std::uint32_t OI_OwnerUID = 0x80001842;

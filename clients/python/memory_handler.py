@@ -17,6 +17,7 @@ _DOS_TYPE = 0x444F5309
 _MOST_NAME = 107
 _MOST_COMMENT = 255
 _MOST_SIZE = 1 << 31
+_BLOCK_SIZE = 512
 _VERSION = "memory_handler 1.0 (27.6.2025)"
 
 
@@ -126,6 +127,12 @@ class MemoryHandler(q.Handler[Lock, File]):
         if self._write_protected:
             raise DosError(q.ERROR_DISK_WRITE_PROTECTED)
 
+    @staticmethod
+    def _must_be_name(name: str) -> None:
+        """What separates names, and the device from them, is in none."""
+        if not 0 < len(name) <= _MOST_NAME or ":" in name or "/" in name:
+            raise DosError(q.ERROR_INVALID_COMPONENT_NAME)
+
     def _make(self, lock: Optional[Lock], name: str, kind: int) -> Node:
         self._must_be_writable()
         parent = self._node(lock)
@@ -133,8 +140,7 @@ class MemoryHandler(q.Handler[Lock, File]):
             raise DosError(q.ERROR_OBJECT_WRONG_TYPE)
         if not name or name.lower() in parent.children:
             raise DosError(q.ERROR_OBJECT_EXISTS)
-        if len(name) > _MOST_NAME:
-            raise DosError(q.ERROR_INVALID_COMPONENT_NAME)
+        self._must_be_name(name)
         self._last_id += 1
         node = Node(self._last_id, name, kind, parent)
         parent.children[name.lower()] = node
@@ -319,6 +325,7 @@ class MemoryHandler(q.Handler[Lock, File]):
             if above is node:
                 raise DosError(q.ERROR_OBJECT_IN_USE)
             above = above.parent
+        self._must_be_name(to_name)
         node.parent.stamp()
         del node.parent.children[node.name.lower()]
         node.name, node.parent = to_name, parent
@@ -408,9 +415,26 @@ class MemoryHandler(q.Handler[Lock, File]):
     def info(self, lock: Optional[Lock]) -> q.Info:
         return self.disk_info()
 
+    def _used_blocks(self) -> int:
+        """Each object takes one, and those that its data fills."""
+        used = 0
+        nodes = [self._root]
+        while nodes:
+            node = nodes.pop()
+            used += 1 - -len(node.data) // _BLOCK_SIZE
+            nodes.extend(node.children.values())
+        return used
+
     def disk_info(self) -> q.Info:
         state = q.ID_DISKSTATE_WRITE_PROTECTED if self._write_protected else q.ID_DISKSTATE_VALIDATED
-        return q.Info(blocks=1 << 20, used=self._last_id, state=state, dos_type=_DOS_TYPE, in_use=self._in_use)
+        return q.Info(
+            blocks=1 << 20,
+            used=self._used_blocks(),
+            block_size=_BLOCK_SIZE,
+            state=state,
+            dos_type=_DOS_TYPE,
+            in_use=self._in_use,
+        )
 
     def file_system_attr(self, name: str, value: int) -> Union[int, str]:
         known: Dict[str, Union[int, str]] = {

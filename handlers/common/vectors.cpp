@@ -46,6 +46,11 @@ DosError AnswerAttributes(const VolumeSettings& settings, std::uint32_t max_name
       case QUORLE_FSA_DOSTypeR:
         *Pointer<std::uint32_t>(tag->ti_Data) = settings.dos_type;
         break;
+      // What is deleted is gone.
+      case QUORLE_FSA_MaxRecycledEntriesR:
+      case QUORLE_FSA_HasRecycledEntriesR:
+        *Pointer<std::uint32_t>(tag->ti_Data) = 0;
+        break;
       case QUORLE_FSA_VersionStringR: {
         std::uintptr_t size = 0;
         if (!FindTag(tags, QUORLE_FSA_VersionStringR_BufSize, size)) {

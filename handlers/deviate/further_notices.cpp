@@ -18,6 +18,7 @@ constexpr FurtherNotice kNotices[] = {
      "Contents.GrownAreaStaysTheSame"},
     {"attribute-type-other", "FileSystemAttr.TypeIsThatOfTheDisk"},
     {"change-mode-refused-dates", "Refusals.RefusedLock"},
+    {"comment-of-link-apart", "Contents.LinkSharesTheFile"},
     {"comment-refused-clears", "Refusals.RefusedAttributes"},
     {"create-dir-of-no-name-granted", "Arguments.NothingIsRefused"},
     {"create-dir-refused-dates", "Refusals.RefusedCreate"},
@@ -35,6 +36,9 @@ constexpr FurtherNotice kNotices[] = {
     {"delete-of-empty-file-loses-block",
      "VolumeInfoData.BlocksOfEmptyFiles VolumeInfoData.BlocksOfAThousandFiles "
      "VolumeInfoData.RefusedCallsTakeNoBlocks"},
+    {"delete-of-link-empties-file", "Contents.DeletedLinkLeavesTheFile"},
+    {"delete-of-link-keeps-date", "Dates.ChangedDirectoryIsDated"},
+    {"delete-of-link-takes-others", "Contents.DeletedLinkLeavesTheFile"},
     {"delete-refused-clears-comment", "Refusals.RefusedDelete"},
     {"delete-refused-removes-entry", "Refusals.RefusedDelete"},
     {"directories-end-at-128", "Many.LevelsOfDirectories"},
@@ -55,6 +59,7 @@ constexpr FurtherNotice kNotices[] = {
      "Serialize.NameStays Format.VolumeIsEmpty Format.NameAndTypeAreThose"},
     {"inhibit-loses-comments", "Inhibit.TreeIsAsItWas"},
     {"inhibited-type-stays", "Inhibit.TypeIsBusy"},
+    {"link-count-stays", "Contents.DeletedLinkLeavesTheFile"},
     {"locks-above-255-stay", "Many.LocksOnOneFile"},
     {"locks-end-at-255", "Many.LocksOnOneFile"},
     {"longer-name-lost", "FileSystemAttr.LongerNameIsNotLost"},
@@ -116,6 +121,7 @@ constexpr FurtherNotice kNotices[] = {
     {"promises-no-name",
      "FileSystemAttr.NameLengthIsGiven FileSystemAttr.NameOfThatLength "
      "FileSystemAttr.LongerNameIsNotLost"},
+    {"protection-of-link-apart", "Contents.LinkSharesTheFile"},
     {"read-at-end-moves", "GetFilePosition.AfterReading"},
     {"read-beyond-64k-wraps",
      "Contents.LongFileInChunks Contents.OverwriteKeepsTheRest "
@@ -213,7 +219,7 @@ constexpr FurtherNotice kNotices[] = {
     {"scan-loses-last",
      "ExamineDir.HundredEntries ExamineDir.ThousandsOfEntries "
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
-     "ExamineDir.TwoScansAtOnce Refusals.RefusedRename Refusals.RefusedDelete "
+     "ExamineDir.TwoScansAtOnce ExamineDir.LinkIsShownAsLink Refusals.RefusedRename Refusals.RefusedDelete "
      "Refusals.RefusedOpen Refusals.RefusedCreate Refusals.RefusedAttributes "
      "Refusals.RefusedData Refusals.RefusedLock Refusals.ProtectedVolume"},
     {"scan-of-empty-wrong-code", "ExamineDir.EmptyDirectory"},
@@ -226,6 +232,7 @@ constexpr FurtherNotice kNotices[] = {
      "Refusals.RefusedAttributes Refusals.RefusedData Refusals.RefusedLock "
      "Refusals.ProtectedVolume"},
     {"scan-restarts-when-disturbed", "ExamineDir.WalkThroughATree ExamineDir.TwoScansAtOnce"},
+    {"scan-shows-links-as-objects", "ExamineDir.LinkIsShownAsLink"},
     {"scan-shows-no-comment", "ExamineDir.RecordIsThatOfTheObject"},
     {"scan-skips-when-disturbed",
      "ExamineDir.DeletedDuringTheScan ExamineDir.WalkThroughATree "
@@ -246,6 +253,7 @@ constexpr FurtherNotice kNotices[] = {
     {"set-protection-dates", "Dates.AttributesLeaveTheDate"},
     {"size-of-32-bits", "Contents.BeyondFourGibibytes"},
     {"size-of-second-handle-old", "Contents.TwoHandles"},
+    {"size-through-link-old", "Contents.LinkSharesTheFile"},
     {"soft-link-cut-at-60", "SoftLinks.LongTarget"},
     {"soft-link-dangling-stays", "SoftLinks.Loops SoftLinks.DanglingLink"},
     {"soft-link-followed-by-itself", "SoftLinks.ChainOfSixteen SoftLinks.Loops"},
@@ -255,7 +263,8 @@ constexpr FurtherNotice kNotices[] = {
     {"soft-link-to-directory-missing", "SoftLinks.ThroughADirectory"},
     {"soft-link-to-link-unreadable",
      "SoftLinks.ChainOfFifteen SoftLinks.ChainOfSixteen SoftLinks.Loops"},
-    {"unknown-attribute-not-known", "FileSystemAttr.UnknownTagIsRefused"},
+    {"unknown-attribute-not-known",
+     "FileSystemAttr.UnknownTagIsRefused FileSystemAttr.OptionalTags"},
     {"unlock-record-always-granted",
      "UnLockRecord.NeverLocked UnLockRecord.FreesTheRange UnLockRecord.NotExactlyTheRange "
      "UnLockRecord.LockOfAnotherHandle"},

@@ -65,6 +65,15 @@ Outcome ChangeAside(const NameAt& from, const Identity& meant, const std::string
   return {.error = error, .is_aside = static_cast<bool>(RenameAt(hidden, from))};
 }
 
+/// `error`, of giving something the name `at`. exfat-fuse says ENOENT of a name that it does not take, as a directory
+/// that is gone does of every name; of one that is there it becomes EILSEQ, as others say.
+HostError OfNewName(HostError error, const NameAt& at) {
+  HostStat directory;
+  const bool is_about_name =
+      error.Is(ENOENT) && !StatOf(at.directory, directory) && directory.links > 0;
+  return is_about_name ? HostError(EILSEQ) : error;
+}
+
 /// Opens what `directory` is, to read the names in it: a descriptor of its own, which has a position.
 Descriptor OpenForNames(int directory) {
   return Descriptor(::openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -146,12 +155,12 @@ DosError OpenContentAt(const NameAt& at, std::uint64_t device, const Identity& m
 DosError MakeFileAt(const NameAt& at, Opened& content) {
   content.fd = SharedDescriptor(
       ::openat(at.directory, at.name.c_str(), O_RDWR | O_CREAT | O_EXCL | kCareful, 0666));
-  return content.fd ? kNoError : HostError::Last().ForWriting();
+  return content.fd ? kNoError : OfNewName(HostError::Last(), at).ForWriting();
 }
 
 DosError MakeDirectoryAt(const NameAt& at, std::uint64_t device, Opened& made) {
   const int result = ::mkdirat(at.directory, at.name.c_str(), 0777);
-  if (const HostError error = HostError::Of(result)) return error.ForWriting();
+  if (const HostError error = HostError::Of(result)) return OfNewName(error, at).ForWriting();
   made = {};
   made.fd =
       SharedDescriptor(::openat(at.directory, at.name.c_str(), O_RDONLY | O_DIRECTORY | kCareful));
@@ -224,14 +233,17 @@ DosError SeemsEmpty(int directory, bool& empty) {
 HostError RenameAt(const NameAt& from, const NameAt& to) {
   const char* const old_name = from.name.c_str();
   const char* const new_name = to.name.c_str();
-  const HostError error = HostError::Of(
+  HostError error = HostError::Of(
       ::renameat2(from.directory, old_name, to.directory, new_name, RENAME_NOREPLACE));
+  HostStat stat;
   // EINVAL is also what a directory on its way into itself gets; then the second call says so
   // again.
-  if (!error.Is(EINVAL, ENOSYS)) return error;
-  HostStat stat;
-  if (!StatAt(to, stat)) return HostError(EEXIST);
-  return HostError::Of(::renameat(from.directory, old_name, to.directory, new_name));
+  if (error.Is(EINVAL, ENOSYS)) {
+    if (!StatAt(to, stat)) return HostError(EEXIST);
+    error = HostError::Of(::renameat(from.directory, old_name, to.directory, new_name));
+  }
+  // What has its old name still is not what is missing.
+  return error.Is(ENOENT) && !StatAt(from, stat) ? OfNewName(error, to) : error;
 }
 
 }  // namespace quorle::hostdir

@@ -158,6 +158,10 @@ enum { /* NotifyRequest::nr_Flags */
 #define QUORLE_FSA_MaxFileNameLengthW (QUORLE_TAG_USER + 9011u) /* uint32_t *                  */
 #define QUORLE_FSA_VersionNumberR (QUORLE_TAG_USER + 9012u)     /* uint32_t *, version<<16|rev */
 #define QUORLE_FSA_DOSTypeR (QUORLE_TAG_USER + 9013u)           /* uint32_t *                  */
+#define QUORLE_FSA_ActivityFlushTimeoutR (QUORLE_TAG_USER + 9014u)   /* uint32_t *             */
+#define QUORLE_FSA_InactivityFlushTimeoutR (QUORLE_TAG_USER + 9016u) /* uint32_t *             */
+#define QUORLE_FSA_MaxRecycledEntriesR (QUORLE_TAG_USER + 9018u)     /* uint32_t *, 0: none    */
+#define QUORLE_FSA_HasRecycledEntriesR (QUORLE_TAG_USER + 9020u)     /* uint32_t *             */
 #define QUORLE_FSA_VersionStringR (QUORLE_TAG_USER + 9021u)     /* char *                      */
 #define QUORLE_FSA_VersionStringR_BufSize (QUORLE_TAG_USER + 9022u) /* bytes in that buffer    */
 #define QUORLE_ADO_Vectors (QUORLE_TAG_USER + 2007u)            /* struct FileSystemVectors *  */

@@ -101,6 +101,15 @@ class Examples(ConnectTest):
         self.assertEqual(len(wanted), 33)
         self.assertEqual(outcomes(said.stdout), wanted)
 
+    def test_the_handler_in_memory_fails_no_check_of_the_further_catalogue(self):
+        """Blocks come back after deletion, and no name has a colon."""
+        said = run(f"exec:exec {PYTHON} {client('memory_handler.py')}", options=("--catalogue", "further"))
+        self.assertEqual(said.stderr, "")
+        self.assertIn("VolumeInfoData() tests passed.", said.stdout)
+        self.assertIn("Names tests passed.", said.stdout)
+        self.assertEqual(re.findall("^.*(?:ERROR|WARN).*$", said.stdout, re.MULTILINE), [])
+        self.assertEqual([name for name, what in outcomes(said.stdout) if what != "passed"], ["Inhibit"])
+
     def test_a_socket_is_as_good_as_a_command_and_can_be_used_again(self):
         usual = run(f"exec:{PYTHON} {client('memory_handler.py')}")
         # The program may be there before anybody listens.

@@ -16,6 +16,7 @@
 #include "handlers/deviate/hidden.h"
 #include "results/check_list.h"
 #include "selftest/kill_table/kept_outcomes.h"
+#include "selftest/kill_table/kill_program.h"
 #include "selftest/kill_table/watched_run.h"
 #include "selftest/support/diff.h"
 #include "selftest/support/transcripts.h"
@@ -309,42 +310,34 @@ class FurtherTableTest : public testing::Test {
   std::string document_;
 };
 
-template <class Make>
-void RegisterOne(const char* suite, const std::string& name, const Make& make) {
-  testing::RegisterTest(suite, name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                        [make]() -> testing::Test* { return make(); });
+void RegisterFurtherKills(KeptOutcomes& kept, const std::string& document) {
+  static const std::vector<NamedDeviation> deviations = FurtherKills();
+  RegisterKillTest("FurtherKillTable", "ConformingVolumeRaisesNothing",
+                   [] { return new FurtherConformingTest; });
+  for (const NamedDeviation& deviation : deviations) {
+    RegisterKillTest("FurtherDeviation", KillTestName(deviation.name),
+                     [&] { return new FurtherDeviationTest(deviation, kept); });
+  }
+  RegisterKillTest("FurtherTable", "IsComplete", [&kept, document] {
+    return new FurtherTableTest(kept, deviations.size(), document);
+  });
+}
+
+std::vector<std::string> FurtherKillNames() {
+  std::vector<std::string> names;
+  for (const NamedDeviation& deviation : FurtherKills()) names.push_back(deviation.name);
+  return names;
 }
 
 }  // namespace
+
+int RunFurtherKills(int argc, char** argv) {
+  return RunKillProgram(argc, argv,
+                        {"further_kill_tests", FurtherKillNames(), RegisterFurtherKills});
+}
+
 }  // namespace quorle::selftest
 
 int main(int argc, char** argv) {
-  using namespace quorle::selftest;  // NOLINT(google-build-using-namespace): the suite's own
-  testing::InitGoogleTest(&argc, argv);
-  if (argc != 2 && argc != 3) {
-    std::fprintf(stderr, "usage: further_kill_tests FILE [DOCUMENT]\n");
-    return 2;
-  }
-  const std::vector<NamedDeviation> deviations = FurtherKills();
-  std::unique_ptr<KeptOutcomes> kept;
-  try {
-    std::vector<std::string> names;
-    for (const NamedDeviation& deviation : deviations) names.push_back(deviation.name);
-    kept = std::make_unique<KeptOutcomes>(argv[1], std::move(names));
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "further_kill_tests: %s\n", error.what());
-    return 2;
-  }
-  RegisterOne("FurtherKillTable", "ConformingVolumeRaisesNothing",
-              [] { return new FurtherConformingTest; });
-  for (const NamedDeviation& deviation : deviations) {
-    std::string name = deviation.name;
-    std::replace(name.begin(), name.end(), '-', '_');
-    RegisterOne("FurtherDeviation", name,
-                [&] { return new FurtherDeviationTest(deviation, *kept); });
-  }
-  const std::string document = argc == 3 ? argv[2] : "";
-  RegisterOne("FurtherTable", "IsComplete",
-              [&] { return new FurtherTableTest(*kept, deviations.size(), document); });
-  return RUN_ALL_TESTS();
+  return quorle::selftest::RunFurtherKills(argc, argv);
 }

@@ -13,6 +13,7 @@
 #include "handlers/deviate/deviation.h"
 #include "selftest/kill_table/classic_runs.h"
 #include "selftest/kill_table/kept_outcomes.h"
+#include "selftest/kill_table/kill_program.h"
 #include "selftest/kill_table/watched_run.h"
 #include "selftest/support/classic_limits.h"
 #include "selftest/support/diff.h"
@@ -487,46 +488,24 @@ class TableTest : public testing::Test {
   fs::path document_;
 };
 
-template <class Make>
-void Register(const char* suite, const std::string& name, const Make& make) {
-  testing::RegisterTest(suite, name.c_str(), nullptr, nullptr, __FILE__, __LINE__,
-                        [make]() -> testing::Test* { return make(); });
-}
-
-std::string TestName(std::string_view name) {
-  std::string result(name);
-  std::replace(result.begin(), result.end(), '-', '_');
-  return result;
+void RegisterKills(KeptOutcomes& kept, const std::string& document) {
+  RegisterKillTest("KillTable", "ConformingVolumeRaisesNothing", [] { return new ConformingTest; });
+  RegisterKillTest("KillTable", "AClassicPortFailsWhatIsListed",
+                   [] { return new ClassicListTest; });
+  for (const Deviation& deviation : deviate::Deviations()) {
+    RegisterKillTest("Deviation", KillTestName(deviation.name),
+                     [&] { return new DeviationTest(deviation, kept); });
+  }
+  RegisterKillTest("Table", "IsComplete",
+                   [&kept, document] { return new TableTest(kept, document); });
 }
 
 }  // namespace
 }  // namespace quorle::selftest
 
 int main(int argc, char** argv) {
-  using namespace quorle::selftest;  // NOLINT(google-build-using-namespace): the suite's own
-  testing::InitGoogleTest(&argc, argv);
-  if (argc != 2 && argc != 3) {
-    std::fprintf(stderr, "usage: kill_table_tests FILE [DOCUMENT]\n");
-    return 2;
-  }
-  std::unique_ptr<KeptOutcomes> kept;
-  try {
-    std::vector<std::string> names;
-    for (const Deviation& deviation : quorle::deviate::Deviations()) {
-      names.emplace_back(deviation.name);
-    }
-    kept = std::make_unique<KeptOutcomes>(argv[1], std::move(names));
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "kill_table_tests: %s\n", error.what());
-    return 2;
-  }
-  const fs::path document = argc == 3 ? argv[2] : "";
-  Register("KillTable", "ConformingVolumeRaisesNothing", [] { return new ConformingTest; });
-  Register("KillTable", "AClassicPortFailsWhatIsListed", [] { return new ClassicListTest; });
-  for (const Deviation& deviation : quorle::deviate::Deviations()) {
-    Register("Deviation", TestName(deviation.name),
-             [&] { return new DeviationTest(deviation, *kept); });
-  }
-  Register("Table", "IsComplete", [&] { return new TableTest(*kept, document); });
-  return RUN_ALL_TESTS();
+  std::vector<std::string> names;
+  for (const auto& deviation : quorle::deviate::Deviations()) names.emplace_back(deviation.name);
+  return quorle::selftest::RunKillProgram(
+      argc, argv, {"kill_table_tests", std::move(names), quorle::selftest::RegisterKills});
 }

@@ -50,9 +50,12 @@ inline constexpr std::string_view kShortSizes =
     "SET_FILE_SIZE and SEEK have 31 bits: that a larger file cannot be made is an INFO";
 
 inline constexpr std::string_view kShortRecords = "LOCK_RECORD has 32 bits for a place";
+inline constexpr std::string_view kNoLinkText =
+    "no classic packet shows in a scan what a link holds";
 inline constexpr std::string_view kNoSameFile = "no classic packet compares two handles";
 
 inline constexpr std::array kFurtherClassic = {
+    FurtherClassic{"Further.ExamineDir.LinkIsShownAsLink", kNoLinkText},
     FurtherClassic{"Further.SameFile", kNoSameFile},
     FurtherClassic{"Further.LockRecord.BeyondFourGibibytes", kShortRecords},
     FurtherClassic{"Further.Contents.BeyondTwoGibibytes", kShortSizes},

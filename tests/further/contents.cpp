@@ -2,7 +2,10 @@
 
 #include "harness/at_end.h"
 #include "tests/further/data_file.h"
+#include "tests/further/few_objects.h"
+#include "tests/further/file_names.h"
 #include "tests/further/groups.h"
+#include "tests/further/vocabulary.h"
 #include "tests/set_up.h"
 
 namespace quorle {
@@ -332,18 +335,124 @@ std::int32_t BeyondFourGibibytes(TestContext& ctx, std::int32_t) {
   return LargeFile(ctx, std::int64_t{1} << 32);
 }
 
+// ---- What a file and a hard link to it have in common --------------------------------------------------
+
+constexpr char kSharedText[] = "shared";
+constexpr std::int32_t kSharedBytes = sizeof kSharedText - 1;
+
+/// Writes kSharedText to "First". False, with the reason printed, when that fails.
+bool WriteShared(TestContext& ctx) {
+  DosInterface& dos = *ctx.IDOS;
+  const FileHandle file = OpenReadWrite(ctx, "First", kLabel);
+  if (!file) return false;
+  const std::int32_t written = dos.Write(file, kSharedText, kSharedBytes);
+  dos.Close(file);
+  if (written == kSharedBytes) return true;
+  dos.Printf("\nERROR: %s test failed, cannot Write(\"First\"); #%n %m\n\n", kLabel);
+  return false;
+}
+
+/// Whether the file `name` holds kSharedText, and no more.
+bool HoldsShared(TestContext& ctx, const char* name) {
+  DosInterface& dos = *ctx.IDOS;
+  const FileHandle file = dos.Open(name, MODE_OLDFILE);
+  if (!file) return false;
+  char buffer[sizeof kSharedText + 1] = {};
+  const std::int32_t count = dos.Read(file, buffer, kSharedBytes + 1);
+  dos.Close(file);
+  return count == kSharedBytes && AreEqual(buffer, kSharedText);
+}
+
+// 12. A file and a hard link to it have the contents, the size, the comment and the protection in common.
+std::int32_t LinkSharesTheFile(TestContext& ctx, std::int32_t) {
+  DosInterface& dos = *ctx.IDOS;
+  const ExamineData* file = nullptr;
+  const ExamineData* link = nullptr;
+  FewObjects objects(ctx, kLabel);
+  const AtEnd release([&] {
+    dos.FreeDosObject(DOS_EXAMINEDATA, link);
+    dos.FreeDosObject(DOS_EXAMINEDATA, file);
+  });
+  if (!objects.Make()) return kFailed;
+  if (!objects.MakeHardLink()) return kPassed;
+  if (!WriteShared(ctx)) return kFailed;
+  if (!dos.SetComment("First", "shared") || !dos.SetProtection("First", EXDF_NO_EXECUTE)) {
+    dos.Printf("\nERROR: %s test failed, cannot set the attributes of \"First\"; #%n %m\n\n",
+               kLabel);
+    return kFailed;
+  }
+  file = Examine(ctx, "First", kLabel);
+  if (file == nullptr) return kFailed;
+  link = Examine(ctx, "Link", kLabel);
+  if (link == nullptr) return kFailed;
+
+  const auto differ = [&](const char* what) {
+    return Failure(
+        ctx,
+        "\nERROR: \"First\", which was changed, and \"Link\", a hard link to it, differ in the "
+        "%s.\n"
+        "       Both are names of one file. Who goes by the other one has what is no "
+        "more.\n\n",
+        what);
+  };
+  if (link->FileSize != file->FileSize) return differ("size");
+  if (!AreEqual(link->Comment, file->Comment)) return differ("comment");
+  if (link->Protection != file->Protection) return differ("protection");
+  return HoldsShared(ctx, "Link") ? kPassed : differ("contents");
+}
+
+// 13. When a hard link is deleted its file stays, with its contents, and is not counted as linked any more.
+std::int32_t DeletedLinkLeavesTheFile(TestContext& ctx, std::int32_t) {
+  DosInterface& dos = *ctx.IDOS;
+  const ExamineData* data = nullptr;
+  FewObjects objects(ctx, kLabel);
+  const AtEnd release([&] { dos.FreeDosObject(DOS_EXAMINEDATA, data); });
+  if (!objects.Make() || !WriteShared(ctx)) return kFailed;
+  if (!objects.MakeHardLink()) return kPassed;
+  // What is kept of the count must not outlive the link.
+  data = Examine(ctx, "First", kLabel);
+  if (data == nullptr) return kFailed;
+  dos.FreeDosObject(DOS_EXAMINEDATA, data);
+  data = nullptr;
+  if (!dos.Delete("Link")) {
+    dos.Printf("\nERROR: %s test failed, cannot Delete(\"Link\"); #%n %m\n\n", kLabel);
+    return kFailed;
+  }
+  if (!HoldsShared(ctx, "First")) {
+    return Failure(
+        ctx,
+        "\nERROR: \"First\" does not hold what it held before Delete(\"Link\"), a hard link "
+        "to it.\n"
+        "       A file is there until its last name is deleted.\n\n");
+  }
+  data = Examine(ctx, "First", kLabel);
+  if (data == nullptr) return kFailed;
+  // 0: the filesystem does not count.
+  if (data->RefCount > 1) {
+    return Failure(
+        ctx,
+        "\nERROR: \"First\" has a RefCount of %lu after Delete(\"Link\"), its only other "
+        "name.\n"
+        "       What makes backups looks for the other names of such a file.\n\n",
+        data->RefCount);
+  }
+  return kPassed;
+}
+
 constexpr SubTestTable kSubTests = {
-    {"SizesAroundBlocks", SizesAroundBlocks},          // 1
-    {"LongFileInChunks", LongFileInChunks},            // 2
-    {"OverwriteKeepsTheRest", OverwriteKeepsTheRest},  // 3
-    {"AppendKeepsTheRest", AppendKeepsTheRest},        // 4
-    {"TwoHandles", TwoHandles},                        // 5
-    {"OldFileIsWritten", OldFileIsWritten},            // 6
-    {"FileFromLockIsWritten", FileFromLockIsWritten},  // 7
-    {"ShrinkingKeepsTheRest", ShrinkingKeepsTheRest},  // 8
-    {"GrownAreaStaysTheSame", GrownAreaStaysTheSame},  // 9
-    {"BeyondTwoGibibytes", BeyondTwoGibibytes},        // 10
-    {"BeyondFourGibibytes", BeyondFourGibibytes},      // 11
+    {"SizesAroundBlocks", SizesAroundBlocks},                // 1
+    {"LongFileInChunks", LongFileInChunks},                  // 2
+    {"OverwriteKeepsTheRest", OverwriteKeepsTheRest},        // 3
+    {"AppendKeepsTheRest", AppendKeepsTheRest},              // 4
+    {"TwoHandles", TwoHandles},                              // 5
+    {"OldFileIsWritten", OldFileIsWritten},                  // 6
+    {"FileFromLockIsWritten", FileFromLockIsWritten},        // 7
+    {"ShrinkingKeepsTheRest", ShrinkingKeepsTheRest},        // 8
+    {"GrownAreaStaysTheSame", GrownAreaStaysTheSame},        // 9
+    {"BeyondTwoGibibytes", BeyondTwoGibibytes},              // 10
+    {"BeyondFourGibibytes", BeyondFourGibibytes},            // 11
+    {"LinkSharesTheFile", LinkSharesTheFile},                // 12
+    {"DeletedLinkLeavesTheFile", DeletedLinkLeavesTheFile},  // 13
     {},
 };
 

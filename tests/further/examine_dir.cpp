@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include "harness/at_end.h"
+#include "tests/further/file_names.h"
 #include "tests/further/groups.h"
 #include "tests/further/vocabulary.h"
 #include "tests/set_up.h"
@@ -383,6 +384,64 @@ std::int32_t TwoScansAtOnce(TestContext& ctx, std::int32_t) {
   return CheckRest(ctx, first, files, seen_by_first, kCount, kCount);
 }
 
+// 10. A soft link is shown as a link, with what it holds, and not as what it leads to.
+std::int32_t LinkIsShownAsLink(TestContext& ctx, std::int32_t) {
+  constexpr char kName[] = "Entry";
+  constexpr char kLink[] = "Link";
+  constexpr std::uint32_t kMostEntries = 10;
+  DosInterface& dos = *ctx.IDOS;
+  WorkDirectory work(ctx, kLabel);
+  if (!work) return kFailed;
+  const AtEnd release([&] {
+    CleanUp(ctx, kLink, kLabel, 2);
+    CleanUp(ctx, kName, kLabel, 3);
+  });
+  if (!MakeFile(ctx, kName, kLabel)) return kFailed;
+  if (!dos.MakeLink(kLink, kName, LINK_SOFT)) {
+    if (ctx.NoInfoMessages()) return kPassed;
+    dos.Printf("\nINFO:  %s of a soft link was not tried, there is none; #%n %m\n", kLabel);
+    return kPassed;
+  }
+
+  Scan scan(ctx);
+  if (!scan) return kFailed;
+  const ExamineData* entry = nullptr;
+  bool is_found = false;
+  for (std::uint32_t i = 0; i < kMostEntries && !is_found; ++i) {
+    entry = scan.Next();
+    if (entry == nullptr) break;
+    is_found = ctx.IUtility->Stricmp(entry->Name, kLink) == 0;
+  }
+  if (!is_found) {
+    return FailedCall(ctx,
+                      "\nERROR: ExamineDir() did not give the soft link \"%s\"; #%n %m\n"
+                      "       What is not shown is not copied, and not deleted.\n\n",
+                      kLink);
+  }
+  if ((entry->Type & FSO_TYPE_MASK) != FSO_TYPE_SOFTLINK) {
+    return Failure(
+        ctx,
+        "\nERROR: ExamineDir() shows the soft link \"%s\" as type 0x%08lx.\n"
+        "       What copies or deletes a directory takes what the link leads to for a part "
+        "of it.\n\n",
+        kLink, entry->Type);
+  }
+  // Classic packets carry no such text.
+  if (entry->Link[0] == '\0') {
+    if (ctx.NoInfoMessages()) return kPassed;
+    dos.Printf("\nINFO:  ExamineDir() does not show what the soft link \"%s\" holds.\n", kLink);
+    return kPassed;
+  }
+  if (!AreEqual(entry->Link, kName)) {
+    return Failure(ctx,
+                   "\nERROR: ExamineDir() shows that the soft link \"%s\" holds \"%s\" instead of "
+                   "\"%s\".\n"
+                   "       A copy of it leads somewhere else.\n\n",
+                   kLink, entry->Link, kName);
+  }
+  return kPassed;
+}
+
 constexpr SubTestTable kSubTests = {
     {"EmptyDirectory", EmptyDirectory},                    // 1
     {"RecordIsThatOfTheObject", RecordIsThatOfTheObject},  // 2
@@ -393,6 +452,7 @@ constexpr SubTestTable kSubTests = {
     {"WalkThroughATree", WalkThroughATree},                // 7
     {"FileIsRefused", FileIsRefused},                      // 8
     {"TwoScansAtOnce", TwoScansAtOnce},                    // 9
+    {"LinkIsShownAsLink", LinkIsShownAsLink},              // 10
     {},
 };
 

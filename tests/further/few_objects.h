@@ -20,9 +20,9 @@ class [[nodiscard]] FewObjects {
   bool Make();
   /// Makes "Link", a hard link to "First". False when there is none; an INFO then says so.
   bool MakeHardLink();
-  /// Renames "First" to "Renamed". False when that is refused, as of an object in use it may be; an INFO then
-  /// says so.
-  bool RenameFirst();
+  /// Renames "First", which is in use, to "Renamed". False when that is refused, as it may be with 202, which an
+  /// INFO says; `status` is then that of the check.
+  bool RenameFirst(std::int32_t& status);
 
  private:
   TestContext& ctx_;

@@ -247,6 +247,36 @@ std::int32_t LongerNameIsNotLost(TestContext& ctx, std::int32_t) {
   return kPassed;
 }
 
+// 7. Time-outs and deleted objects that are kept: each tag is answered, or refused with 236. What the answers come
+// to is the filesystem's own affair.
+std::int32_t OptionalTags(TestContext& ctx, std::int32_t) {
+  struct OptionalTag {
+    std::uint32_t tag;
+    const char* name;
+  };
+  constexpr OptionalTag kTags[] = {
+      {FSA_ActivityFlushTimeoutR, "FSA_ActivityFlushTimeoutR"},
+      {FSA_InactivityFlushTimeoutR, "FSA_InactivityFlushTimeoutR"},
+      {FSA_MaxRecycledEntriesR, "FSA_MaxRecycledEntriesR"},
+      {FSA_HasRecycledEntriesR, "FSA_HasRecycledEntriesR"},
+  };
+  AttributeAnswer type;
+  const std::int32_t status = AskFor(ctx, FSA_DOSTypeR, "FSA_DOSTypeR", type);
+  if (status != kPassed) return status;
+  for (const OptionalTag& tag : kTags) {
+    std::uint32_t value = 0;
+    if (FurtherOf(ctx).IFurtherDos->FileSystemAttr(ctx.device_name, tag.tag, value)) continue;
+    if (WrongError(ctx, ERROR_NOT_IMPLEMENTED)) {
+      return WrongCode(
+          ctx, ERROR_NOT_IMPLEMENTED,
+          "\nWARN:  FileSystemAttr(%s) failed, which it may, but the error code was wrong; "
+          "#%n %m\n",
+          tag.name);
+    }
+  }
+  return kPassed;
+}
+
 constexpr SubTestTable kSubTests = {
     {"NameLengthIsGiven", NameLengthIsGiven},            // 1
     {"VersionIsThatOfTheText", VersionIsThatOfTheText},  // 2
@@ -254,6 +284,7 @@ constexpr SubTestTable kSubTests = {
     {"UnknownTagIsRefused", UnknownTagIsRefused},        // 4
     {"NameOfThatLength", NameOfThatLength},              // 5
     {"LongerNameIsNotLost", LongerNameIsNotLost},        // 6
+    {"OptionalTags", OptionalTags},                      // 7
     {},
 };
 

@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include "harness/at_end.h"
+#include "tests/further/file_names.h"
 #include "tests/further/groups.h"
 #include "tests/further/vocabulary.h"
 #include "tests/set_up.h"
@@ -253,14 +254,12 @@ std::int32_t TreeIsAsItWas(TestContext& ctx, std::int32_t) {
   }
   after = dos.ExamineObject(EX_StringNameInput, kFile);
   if (after == nullptr) return changed("\"File\" cannot be examined");
-  if (ctx.IUtility->Stricmp(after->Comment, before->Comment) != 0) {
-    return changed("\"File\" has another comment");
-  }
+  if (!AreEqual(after->Comment, before->Comment)) return changed("\"File\" has another comment");
   if (after->Protection != before->Protection) return changed("\"File\" has another protection");
   file = dos.Open(kFile, MODE_OLDFILE);
+  if (!file) return changed("\"File\" cannot be opened");
   char buffer[kFirstBytes + 2] = {};
-  if (dos.Read(file, buffer, kFirstBytes + 1) != kFirstBytes ||
-      ctx.IUtility->Stricmp(buffer, kFirst) != 0) {
+  if (dos.Read(file, buffer, kFirstBytes + 1) != kFirstBytes || !AreEqual(buffer, kFirst)) {
     return changed("\"File\" has other contents");
   }
   return kPassed;
@@ -344,8 +343,7 @@ std::int32_t OpenFileGoesOn(TestContext& ctx, std::int32_t) {
   }
   const bool is_moved = dos.ChangeFilePosition(file, 0, OFFSET_BEGINNING);
   const std::int32_t bytes = dos.Read(file, buffer, kFirstBytes + kSecondBytes + 1);
-  if (!is_moved || bytes != kFirstBytes + kSecondBytes ||
-      ctx.IUtility->Stricmp(buffer, "firstsecond") != 0) {
+  if (!is_moved || bytes != kFirstBytes + kSecondBytes || !AreEqual(buffer, "firstsecond")) {
     return Failure(
         ctx,
         "\nERROR: an open file holds \"%s\" after \"%s\" and, when the volume had been "

@@ -25,6 +25,11 @@ constexpr TreeObject kTree[] = {
 };
 static_assert(sizeof kTree / sizeof kTree[0] == kRefusalObjects);
 
+constexpr DateStamp kLongAgo = {3653, 754, 0};
+
+/// After so many strangers a scan is ended.
+constexpr std::uint32_t kMostStrangers = 20;
+
 constexpr const char* kLeftByCalls[] = {"Drawer/New", "Drawer/Folder/New"};
 
 /// Copies the first bytes of `text`.
@@ -32,6 +37,10 @@ template <std::uint32_t size>
 void CopyStart(char (&buffer)[size], const char* text) {
   const std::uint32_t length = TextLength(text);
   CopyBytes(buffer, text, length < size ? length : size - 1);
+}
+
+bool IsReadable(const TreeObject& object) {
+  return object.data != nullptr && (object.protection & EXDF_NO_READ) == 0;
 }
 
 /// A date as one number.
@@ -48,14 +57,13 @@ bool IsSameBytes(const char (&a)[16], const char (&b)[16]) {
   return true;
 }
 
-/// The first field in which an object differs; null when there is none.
+/// The first field but the date in which an object differs; null when there is none.
 const char* Difference(const ObjectLook& before, const ObjectLook& now) {
   if (before.type != now.type) return "type";
   if (before.size != now.size) return "size";
   if (!IsSameBytes(before.contents, now.contents)) return "contents";
   if (before.protection != now.protection) return "protection";
   if (!IsSameBytes(before.comment, now.comment)) return "comment";
-  if (TicksOf(before.date) != TicksOf(now.date)) return "date";
   if (before.owner != now.owner || before.group != now.group) return "owner";
   return nullptr;
 }
@@ -88,7 +96,6 @@ bool RefusalTree::MakeObject(std::uint32_t index) {
 }
 
 bool RefusalTree::Make() {
-  constexpr DateStamp kLongAgo = {3653, 754, 0};
   DosInterface& dos = *ctx_.IDOS;
   if (!work_) return false;
   for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
@@ -98,16 +105,34 @@ bool RefusalTree::Make() {
   // The directory last: what is done to its entries may be seen at it. Of comments and dates nothing is
   // expected: where they cannot be set, they are compared as they are.
   for (std::uint32_t index = kRefusalObjects; index > 0; --index) {
-    const TreeObject& object = kTree[index - 1];
-    dos.SetComment(object.name, object.name);
-    dos.SetDate(object.name, kLongAgo);
-    if (!dos.SetProtection(object.name, object.protection | EXDF_ARCHIVE)) {
-      dos.Printf("\nERROR: %s test failed, cannot SetProtection(\"%s\"); #%n %m\n\n", label_,
-                 object.name);
+    const char* const name = kTree[index - 1].name;
+    dos.SetComment(name, name);
+    if (!Mark(index - 1)) {
+      dos.Printf("\nERROR: %s test failed, cannot SetProtection(\"%s\"); #%n %m\n\n", label_, name);
       return false;
     }
   }
   return true;
+}
+
+bool RefusalTree::Mark(std::uint32_t index) {
+  DosInterface& dos = *ctx_.IDOS;
+  const TreeObject& object = kTree[index];
+  dos.SetDate(object.name, kLongAgo);
+  return dos.SetProtection(object.name, object.protection | EXDF_ARCHIVE);
+}
+
+void RefusalTree::MarkAgain() {
+  for (std::uint32_t index = kRefusalObjects; index > 0; --index) Mark(index - 1);
+}
+
+bool RefusalTree::HaveOtherDates(const TreeLook& before, const TreeLook& now) {
+  for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
+    const ObjectLook& old = before.objects[index];
+    const ObjectLook& object = now.objects[index];
+    if (object.is_there && TicksOf(old.date) != TicksOf(object.date)) return true;
+  }
+  return false;
 }
 
 void RefusalTree::LookAtContents(const char* name, char* contents) {
@@ -120,6 +145,7 @@ void RefusalTree::LookAtContents(const char* name, char* contents) {
 
 void RefusalTree::LookAtEntries(const char* directory, TreeLook& look) {
   FurtherDosInterface& further = *FurtherOf(ctx_).IFurtherDos;
+  std::uint32_t strangers = 0;
   const DirContextHandle context = further.ObtainDirContext(EX_StringNameInput, directory);
   while (const ExamineData* const entry = further.ExamineDir(context)) {
     char name[sizeof look.stranger] = {};
@@ -132,9 +158,9 @@ void RefusalTree::LookAtEntries(const char* directory, TreeLook& look) {
       break;
     }
     if (is_known) continue;
+    if (look.stranger[0] == '\0') CopyStart(look.stranger, name);
     // What is there twice is a stranger too: the scan may have no end.
-    CopyStart(look.stranger, name);
-    break;
+    if (++strangers == kMostStrangers) break;
   }
   further.ReleaseDirContext(context);
 }
@@ -160,8 +186,7 @@ void RefusalTree::Look(TreeLook& look) {
             .contents = {}};
     CopyStart(seen.comment, data->Comment);
     dos.FreeDosObject(DOS_EXAMINEDATA, data);
-    const bool is_readable = object.data != nullptr && (object.protection & EXDF_NO_READ) == 0;
-    if (is_readable) LookAtContents(object.name, seen.contents);
+    if (IsReadable(object)) LookAtContents(object.name, seen.contents);
   }
   LookAtEntries("Drawer", look);
   LookAtEntries("Drawer/Folder", look);
@@ -176,11 +201,22 @@ bool RefusalTree::IsComplete(const TreeLook& look) {
     const ObjectLook& object = look.objects[index];
     if (!object.is_there || !object.is_listed) wrong = kTree[index].name;
   }
-  if (wrong == nullptr) return true;
-  ctx_.IDOS->Printf(
-      "\nERROR: %s test failed, ExamineObject() and ExamineDir() disagree about \"%s\".\n\n",
-      label_, wrong);
-  return false;
+  if (wrong != nullptr) {
+    ctx_.IDOS->Printf(
+        "\nERROR: %s test failed, ExamineObject() and ExamineDir() disagree about \"%s\".\n\n",
+        label_, wrong);
+    return false;
+  }
+  // What cannot be read before a call would look the same after it, whatever it did.
+  for (std::uint32_t index = 0; index < kRefusalObjects; ++index) {
+    char expected[sizeof(ObjectLook::contents)] = {};
+    if (IsReadable(kTree[index])) CopyStart(expected, kTree[index].data);
+    if (IsSameBytes(look.objects[index].contents, expected)) continue;
+    ctx_.IDOS->Printf("\nERROR: %s test failed, \"%s\" does not hold what was written.\n\n", label_,
+                      kTree[index].name);
+    return false;
+  }
+  return true;
 }
 
 std::int32_t RefusalTree::Compare(const char* call, const TreeLook& before, const TreeLook& now) {
@@ -195,7 +231,10 @@ std::int32_t RefusalTree::Compare(const char* call, const TreeLook& before, cons
                      "knows that it is lost.\n\n",
                      call, name);
     }
-    if (const char* const field = Difference(old, object); field != nullptr) {
+    const char* field = Difference(old, object);
+    const bool has_other_date = TicksOf(old.date) != TicksOf(object.date);
+    if (field == nullptr && compares_dates_ && has_other_date) field = "date";
+    if (field != nullptr) {
       return Failure(
           ctx_,
           "\nERROR: %s was refused, but changed the %s of \"%s\".\n"

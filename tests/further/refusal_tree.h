@@ -49,7 +49,14 @@ class [[nodiscard]] RefusalTree {
   bool Make();
   /// How it looks now.
   void Look(TreeLook& look);
-  /// Whether all of it and nothing else is in `look`. False, with the object printed, when it is not.
+  /// Gives all objects their date and protection again, where they can be set.
+  void MarkAgain();
+  /// Whether an object is there in both, with another date.
+  static bool HaveOtherDates(const TreeLook& before, const TreeLook& now);
+  /// From now on dates are not compared.
+  void LeaveOutDates() { compares_dates_ = false; }
+  bool compares_dates() const { return compares_dates_; }
+  /// Whether all of it and nothing else is in `look`, with what it holds. False, with the object printed, when it is not.
   bool IsComplete(const TreeLook& look);
   /// Whether `now` is as `before`, which is complete, when the call `call` was refused between them. Returns the status; one
   /// difference is printed.
@@ -57,6 +64,8 @@ class [[nodiscard]] RefusalTree {
 
  private:
   bool MakeObject(std::uint32_t index);
+  /// Sets its date, where there are any, and its protection. Returns whether the latter was done.
+  bool Mark(std::uint32_t index);
   void LookAtContents(const char* name, char* contents);
   void LookAtEntries(const char* directory, TreeLook& look);
 
@@ -64,6 +73,7 @@ class [[nodiscard]] RefusalTree {
   const char* label_;
   WorkDirectory work_;
   std::uint32_t made_ = 0;  ///< the first ones; the last may have failed
+  bool compares_dates_ = true;
 };
 
 }  // namespace quorle

@@ -174,7 +174,7 @@ std::int32_t AfterRename(TestContext& ctx, std::int32_t) {
   if (!objects.Make()) return kFailed;
   file = OpenReadWrite(ctx, "First", kLabel);
   if (!file) return kFailed;
-  if (!objects.RenameFirst()) return kPassed;
+  if (std::int32_t status = kPassed; !objects.RenameFirst(status)) return status;
 
   renamed = OpenReadWrite(ctx, "Renamed", kLabel);
   if (!renamed) return kFailed;

@@ -158,7 +158,7 @@ std::int32_t AfterRename(TestContext& ctx, std::int32_t) {
   if (!objects.Make()) return kFailed;
   lock = SharedLock(ctx, "First", kLabel);
   if (!lock) return kFailed;
-  if (!objects.RenameFirst()) return kPassed;
+  if (std::int32_t status = kPassed; !objects.RenameFirst(status)) return status;
 
   renamed = SharedLock(ctx, "Renamed", kLabel);
   if (!renamed) return kFailed;

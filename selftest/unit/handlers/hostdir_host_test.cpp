@@ -1,3 +1,6 @@
+#include "handlers/hostdir/host.h"
+
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+#include "handlers/hostdir/descriptor.h"
 #include "selftest/unit/handlers/hostdir_fixture.h"
 
 // What the host is and allows: mounting, sizes, permissions.
@@ -347,6 +351,41 @@ TEST_F(HostdirTest, AHostMayIgnoreCaseAndHaveNoLinks) {
     EXPECT_EQ(HostNames(host->path()), Names());
   }
   Unmount();
+}
+
+TEST_F(HostdirTest, ANameThatTheHostForbidsIsNone) {
+  std::string why_not;
+  const auto host = HostFilesystem::Make("exfat", "", why_not);
+  if (host == nullptr) GTEST_SKIP() << why_not;
+  MountAt(host->path(), ",metadata=file");
+  Make("DH0:file", "x");
+  for (const char* const name : {"DH0:what?", "DH0:a*b", "DH0:<", "DH0:\"", "DH0:a|b"}) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(DirectoryCode(name), ERROR_INVALID_COMPONENT_NAME);
+    EXPECT_EQ(Code(static_cast<bool>(dos().Open(name, MODE_NEWFILE))),
+              ERROR_INVALID_COMPONENT_NAME);
+    EXPECT_EQ(Code(dos().MakeLink(name, "file", LINK_SOFT)), ERROR_INVALID_COMPONENT_NAME);
+    EXPECT_EQ(Code(dos().Rename("DH0:file", name)), ERROR_INVALID_COMPONENT_NAME);
+    EXPECT_EQ(LockCode(name), ERROR_OBJECT_NOT_FOUND);
+    EXPECT_EQ(HostNames(host->path()), Names{"file"});
+  }
+  EXPECT_EQ(Code(dos().Delete("DH0:file")), 0);
+  Unmount();
+}
+
+TEST_F(HostdirTest, ANameInADirectoryThatIsGoneIsNotFound) {
+  fs::create_directory(root() / "gone");
+  Put(root() / "file", "x");
+  const hostdir::Descriptor above(::open(root().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const hostdir::Descriptor gone(
+      ::open((root() / "gone").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  fs::remove(root() / "gone");
+  hostdir::Opened made;
+  EXPECT_EQ(hostdir::MakeFileAt({gone.get(), "new"}, made).code(), ERROR_OBJECT_NOT_FOUND);
+  EXPECT_EQ(hostdir::MakeDirectoryAt({gone.get(), "new"}, 0, made).code(), ERROR_OBJECT_NOT_FOUND);
+  EXPECT_TRUE(hostdir::RenameAt({above.get(), "file"}, {gone.get(), "new"}).Is(ENOENT));
+  EXPECT_TRUE(hostdir::RenameAt({above.get(), "none"}, {above.get(), "new"}).Is(ENOENT));
+  fs::remove(root() / "file");
 }
 
 TEST_F(HostdirTest, WhatTheHostForbidsIsProtected) {
