@@ -50,9 +50,26 @@ bool LeavesObjectsBehind(const std::string& output) {
          output.find("the magic has gone") != std::string::npos;
 }
 
+/// Shortens data of more than 100 bytes in `value`, of a call: to how many there are, and a number that others most
+/// likely do not have (FNV-1a).
+void ShortenData(nlohmann::json& value) {
+  if (value.is_structured()) {
+    for (nlohmann::json& part : value) ShortenData(part);
+  }
+  const std::string* const text = value.get_ptr<const std::string*>();
+  if (text == nullptr) return;
+  std::size_t bytes = 0;  // each of them is a character
+  std::uint32_t sum = 2166136261;
+  for (const char byte : *text) {
+    if ((static_cast<unsigned char>(byte) & 0xC0) != 0x80) ++bytes;
+    sum = (sum ^ static_cast<unsigned char>(byte)) * 16777619;
+  }
+  if (bytes > 100) value = std::to_string(bytes) + " bytes, " + std::to_string(sum);
+}
+
 /// The calls of the tests, one a line: what is done between the switching off of requesters and its
 /// end. Of an examine record only the handle is shown, since its contents are the filesystem's, and no
-/// size of an allocation, which is another where pointers are. What is asked after each group is left out where
+/// size of an allocation, which is another where pointers are. Long data are shortened. What is asked after each group is left out where
 /// groups are selected: that is as often as there are groups.
 std::string CallsOfTests(const Transcript& test, const std::vector<std::string>& trace) {
   const bool is_selected = test.args.find("--select ") != std::string::npos;
@@ -70,6 +87,10 @@ std::string CallsOfTests(const Transcript& test, const std::vector<std::string>&
       call["result"] = call["result"]["handle"];
     }
     if (call["op"] == "AllocVecTags") call["args"].clear();
+    if (call["op"] == "Read" || call["op"] == "Write") {
+      ShortenData(call["args"]);
+      ShortenData(call["result"]);
+    }
     text += selftest::CallText(call);
     text += '\n';
   }
