@@ -386,7 +386,7 @@ class Catalogues(EventsTest):
     LOSES_LAST = ("--mount", "DH0=ram,deviate=scan-loses-last", "DH0:")
     NOTICES = ["Further.ExamineDir.HundredEntries", "Further.ExamineDir.ThousandsOfEntries",
                "Further.ExamineDir.DeletedDuringTheScan", "Further.ExamineDir.WalkThroughATree",
-               "Further.ExamineDir.TwoScansAtOnce"]
+               "Further.ExamineDir.TwoScansAtOnce", "Further.ExamineDir.LinkIsShownAsLink"]
 
     def failed(self, events):
         return [check for check, verdict in self.verdicts(events).items() if verdict == "fail"]
