@@ -551,13 +551,15 @@ class Killed(EventsTest):
         seed = 20261122
         chance = random.Random(seed)
         console = self.path("console")
-        # How long a run takes changes with the build and with what else the machine does: where a run is at
-        # its end before it is killed the next ones are killed sooner, else later. A run that is killed before
-        # it begins its stream leaves no file: the file of the run before it must not be taken for it.
-        whole = 0.02
+        # How long a run takes changes with what else the machine does: where a run is at its end before it is killed
+        # the next ones are killed sooner, else later. A run that is killed before it begins its stream leaves no
+        # file: the file of the run before it must not be taken for it.
+        began = time.monotonic()
+        events = self.record("RAM:")
+        whole = time.monotonic() - began
         torn = cut = unbegun = 0
         all_checks = {}
-        for check in self.of("check", self.record("RAM:")):
+        for check in self.of("check", events):
             all_checks.setdefault(check["id"].split(".")[0], set()).add(check["id"])
         for number in range(int(os.environ.get("QUORLE_KILLED_RUNS", "300"))):
             os.remove(self.events)
